@@ -1,0 +1,14 @@
+# Flags that hold for every target: warnings are errors, sanitizers by BRENIC_SANITIZE.
+add_compile_options(-Wall -Wextra -Wpedantic -Werror -fstack-protector-strong)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND BRENIC_SANITIZE)
+  # gcc 12 reports false positives of these two from its own library headers once instrumented.
+  add_compile_options(-Wno-maybe-uninitialized -Wno-stringop-overflow)
+endif()
+
+if(BRENIC_SANITIZE)
+  add_compile_options(-fsanitize=${BRENIC_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${BRENIC_SANITIZE})
+  if(BRENIC_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()
