@@ -1,0 +1,70 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "rlib/String.h"
+
+namespace rlib {
+
+// One argument of SFormat. Refers to the text that it was made from; lives only during the call.
+class FormatArg {
+public:
+  enum class Kind { Signed, Unsigned, Bool, Char, Double, Pointer, Text };
+
+  FormatArg(bool value) : m_kind(Kind::Bool), m_bytes(1), m_unsigned(value) {}
+  FormatArg(char value) : m_kind(Kind::Char), m_bytes(1), m_unsigned(static_cast<unsigned char>(value)) {}
+  template <class T>
+  requires(std::integral<T> || std::is_enum_v<T>) FormatArg(T value)
+      : m_kind(static_cast<T>(-1) < static_cast<T>(0) ? Kind::Signed : Kind::Unsigned), m_bytes(sizeof(T)),
+        m_unsigned(static_cast<std::uint64_t>(value)) {}
+  FormatArg(double value) : m_kind(Kind::Double), m_double(value) {}
+  FormatArg(float value) : FormatArg(static_cast<double>(value)) {}
+  FormatArg(const void* value)
+      : m_kind(Kind::Pointer), m_bytes(sizeof(value)), m_unsigned(reinterpret_cast<std::uintptr_t>(value)) {}
+  // A null pointer is shown as "(null)".
+  FormatArg(const char* text) : m_kind(Kind::Text), m_text(text ? text : "(null)") {}
+  FormatArg(const String& text) : m_kind(Kind::Text), m_text(text) {}
+  FormatArg(const std::string& text) : m_kind(Kind::Text), m_text(text) {}
+  FormatArg(std::string_view text) : m_kind(Kind::Text), m_text(text) {}
+
+  Kind GetKind() const { return m_kind; }
+  // Integer value; two's complement when signed.
+  std::uint64_t Bits() const { return m_unsigned; }
+  // Size of the integer type that the argument was given as.
+  unsigned Bytes() const { return m_bytes; }
+  double Real() const { return m_double; }
+  std::string_view Text() const { return m_text; }
+
+private:
+  Kind m_kind;
+  unsigned m_bytes = 0;
+  std::uint64_t m_unsigned = 0;
+  double m_double = 0;
+  std::string_view m_text;
+};
+
+// Widths and precisions up to this are honoured; a directive that asks for more is written as it stands.
+constexpr int k_MaxFormatWidth = 4096;
+
+String FormatArguments(const String& format, const FormatArg* args, std::size_t count);
+
+// printf over typed arguments: flags (- + space # 0), width, precision, and the directives
+// d i u x X o c s f F e E g G a A p %. Length modifiers are accepted and mean nothing: an argument knows
+// its own size, and d, i and u show its value (u, x, X and o show negative numbers in the two's
+// complement of the argument's own size).
+// An argument of another kind than its directive asks for is written as text, with the directive's width
+// (numbers in decimal, truth values as "true" or "false").
+// %n, *, positional (%1$d) and unknown directives, and directives without an argument left, are written as
+// they stand and consume no argument; arguments left over are ignored. Thus no format, whatever its
+// origin, reads or writes memory.
+template <class... Args>
+String SFormat(const String& format, const Args&... args) {
+  const FormatArg list[] = {FormatArg(args)..., FormatArg(false)};
+  return FormatArguments(format, list, sizeof...(args));
+}
+
+} // namespace rlib

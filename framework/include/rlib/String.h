@@ -1,0 +1,81 @@
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+
+namespace rlib {
+
+// Text: a sequence of bytes, usually UTF-8. A value like std::string; it may hold NUL bytes.
+// Ordering and equality are by unsigned byte; what ignores case ignores that of ASCII letters only.
+class String {
+public:
+  constexpr String() = default;
+  // A null pointer gives the empty text.
+  String(const char* text) : m_text(text ? text : "") {}
+  String(const char* text, std::size_t length) : m_text(text, length) {}
+  String(std::string text) : m_text(std::move(text)) {}
+  String(std::string_view text) : m_text(text) {}
+
+  const char* c_str() const { return m_text.c_str(); }
+  std::size_t size() const { return m_text.size(); }
+  bool empty() const { return m_text.empty(); }
+  const std::string& str() const { return m_text; }
+  operator std::string_view() const { return m_text; }
+
+  String& operator+=(const String& other) {
+    m_text += other.m_text;
+    return *this;
+  }
+  String& operator+=(char c) {
+    m_text += c;
+    return *this;
+  }
+
+  // Negative, 0 or positive like strcmp, ignoring case; 0 means equal.
+  int CompareNoCase(const String& other) const;
+
+  // True for "1", "true", "yes" and "on" in any case; false for every other text.
+  bool Bool() const;
+
+  // Ordering that ignores case, for ordered containers.
+  struct ciless {
+    bool operator()(const String& a, const String& b) const { return a.CompareNoCase(b) < 0; }
+  };
+
+  // The empty text. Initialised before any dynamic initialiser runs.
+  static const String Null;
+
+  friend String operator+(const String& a, const String& b) {
+    String sum;
+    sum.m_text.reserve(a.size() + b.size());
+    sum.m_text.append(a.m_text).append(b.m_text);
+    return sum;
+  }
+  friend String operator+(String&& a, const String& b) { return std::move(a += b); }
+  friend bool operator==(const String& a, const String& b) { return a.m_text == b.m_text; }
+  friend bool operator==(const String& a, const char* b) { return a.m_text == std::string_view(b ? b : ""); }
+  friend std::strong_ordering operator<=>(const String& a, const String& b) {
+    return a.m_text.compare(b.m_text) <=> 0;
+  }
+
+private:
+  std::string m_text;
+};
+
+std::ostream& operator<<(std::ostream& out, const String& text);
+
+// The empty text, for parameters. Initialised before any dynamic initialiser runs.
+extern const String k_Empty;
+
+} // namespace rlib
+
+template <>
+struct std::hash<rlib::String> {
+  std::size_t operator()(const rlib::String& text) const noexcept {
+    return std::hash<std::string>()(text.str());
+  }
+};
