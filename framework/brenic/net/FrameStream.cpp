@@ -1,0 +1,159 @@
+#include "net/FrameStream.h"
+
+#include <boost/asio/error.hpp>
+#include <boost/asio/ssl/error.hpp>
+
+#include "rlib/Log.h"
+
+namespace brenic {
+
+String Explain(const error_code& error) {
+  if (error == asio::error::eof || error == asio::ssl::error::stream_truncated)
+    return "the connection was closed by the other side";
+  return error.message();
+}
+
+FrameStream::FrameStream(asio::io_context& io, std::unique_ptr<ByteStream> stream)
+    : m_Io(io), m_Stream(std::move(stream)), m_SilenceTimer(io), m_CloseTimer(io) {}
+
+void FrameStream::Start(Handlers handlers) {
+  m_Handlers = std::move(handlers);
+  m_Heard = std::chrono::steady_clock::now();
+  WatchSilence();
+  Read();
+}
+
+void FrameStream::Send(Bytes frame) {
+  if (m_Closed)
+    return;
+  m_Queued += frame->size();
+  m_Output.push_back(std::move(frame));
+  Write();
+}
+
+void FrameStream::SetPaused(bool paused) {
+  m_Paused = paused;
+  if (!paused && !m_Closed && m_Handlers.m_OnFrame)
+    asio::post(m_Io, [self = shared_from_this()] { self->TakeFrames(); });
+}
+
+void FrameStream::Close() {
+  if (m_Closed)
+    return;
+  m_Closed = true;
+  m_Handlers = {};
+  m_SilenceTimer.cancel();
+  m_CloseTimer.cancel();
+  m_Stream->Close();
+}
+
+void FrameStream::CloseWhenWritten(std::chrono::milliseconds atMost) {
+  m_Handlers = {};
+  m_Ending = true;
+  m_Paused = false;
+  Read();
+  m_CloseTimer.expires_after(atMost);
+  m_CloseTimer.async_wait([self = shared_from_this()](const error_code& error) {
+    if (!error)
+      self->Close();
+  });
+}
+
+void FrameStream::Read() {
+  if (m_Reading || m_Closed)
+    return;
+  m_Reading = true;
+  m_Stream->ReadSome(asio::buffer(m_Input),
+                     [self = shared_from_this()](const error_code& error, size_t bytes) {
+                       self->m_Reading = false;
+                       if (self->m_Closed)
+                         return;
+                       if (error)
+                         return self->Fail({Explain(error), false, error});
+                       if (self->m_Ending)
+                         return self->Read();
+                       self->m_Heard = std::chrono::steady_clock::now();
+                       self->m_Reader.Feed({self->m_Input.data(), bytes});
+                       self->TakeFrames();
+                     });
+}
+
+void FrameStream::TakeFrames() {
+  try {
+    while (!m_Closed && !m_Paused && m_Handlers.m_OnFrame) {
+      auto frame = m_Reader.Next();
+      if (!frame)
+        break;
+      switch (frame->body_case()) {
+      case wire::Frame::kPing: {
+        wire::Frame pong;
+        pong.mutable_pong();
+        Send(pong);
+        break;
+      }
+      case wire::Frame::kPong:
+        break;
+      case wire::Frame::BODY_NOT_SET:
+        rlib::LogInfo("Skipped a frame of a kind that this program does not know");
+        break;
+      default:
+        // A copy: the handler may close the stream, which drops the handlers.
+        auto handler = m_Handlers.m_OnFrame;
+        handler(*frame);
+      }
+    }
+  } catch (const wire::Malformed& malformed) {
+    return Fail({String("received ") + malformed.what(), true, {}});
+  }
+  if (!m_Paused)
+    Read();
+}
+
+void FrameStream::Write() {
+  if (m_Writing || m_Closed)
+    return;
+  if (m_Output.empty()) {
+    if (m_Handlers.m_OnDrained)
+      asio::post(m_Io, m_Handlers.m_OnDrained);
+    return;
+  }
+  m_Writing = true;
+  const Bytes bytes = m_Output.front();
+  m_Stream->Write(asio::buffer(*bytes), [self = shared_from_this(), bytes](const error_code& error, size_t) {
+    self->m_Writing = false;
+    if (self->m_Closed)
+      return;
+    self->m_Queued -= bytes->size();
+    self->m_Output.pop_front();
+    // What arrived before the peer closed may still be read, and tells why; so reading reports the end.
+    if (!error)
+      self->Write();
+  });
+}
+
+void FrameStream::WatchSilence() {
+  m_SilenceTimer.expires_after(k_PingAfter);
+  m_SilenceTimer.async_wait([weak = weak_from_this()](const error_code& error) {
+    const auto self = weak.lock();
+    if (error || !self || self->m_Closed)
+      return;
+    const auto silence = std::chrono::steady_clock::now() - self->m_Heard;
+    if (silence >= k_DeadAfter)
+      return self->Fail({"nothing was heard for 45 seconds", false, asio::error::timed_out});
+    if (silence >= k_PingAfter && self->m_Output.empty()) {
+      wire::Frame ping;
+      ping.mutable_ping();
+      self->Send(ping);
+    }
+    self->WatchSilence();
+  });
+}
+
+void FrameStream::Fail(End end) {
+  auto handler = m_Handlers.m_OnEnd;
+  Close();
+  if (handler)
+    handler(end);
+}
+
+} // namespace brenic

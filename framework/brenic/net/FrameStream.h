@@ -1,0 +1,78 @@
+// Frames over a byte stream, for both sides: queueing, limits, keep-alive.
+#pragma once
+
+#include <chrono>
+#include <deque>
+
+#include "net/ByteStream.h"
+#include "wire/Frames.h"
+
+namespace brenic {
+
+/// Used on the I/O thread only. Lives as long as somebody holds it or an operation is under way.
+class FrameStream : public std::enable_shared_from_this<FrameStream> {
+public:
+  using Bytes = std::shared_ptr<const std::string>;
+
+  static constexpr std::chrono::seconds k_PingAfter{15}; // of silence
+  static constexpr std::chrono::seconds k_DeadAfter{45};
+
+  /// Why the stream ended.
+  struct End {
+    String m_Text;
+    bool m_Malformed = false; // the peer broke the protocol
+    error_code m_Error;
+  };
+
+  /// Neither is called from within Start, Send or Close. After `onEnd`, neither is called again.
+  struct Handlers {
+    std::function<void(wire::Frame& frame)> m_OnFrame;
+    std::function<void(const End& end)> m_OnEnd;
+    std::function<void()> m_OnDrained; // everything queued has been written
+  };
+
+  FrameStream(asio::io_context& io, std::unique_ptr<ByteStream> stream);
+
+  void Start(Handlers handlers);
+  void Send(Bytes frame);
+  void Send(const wire::Frame& frame) { Send(std::make_shared<const std::string>(wire::Encode(frame))); }
+
+  /// Bytes queued and not yet written.
+  size_t Queued() const { return m_Queued; }
+  /// The largest frame that is taken from now on, in bytes.
+  void SetLimit(size_t bytes) { m_Reader.SetLimit(bytes); }
+  /// Frames arrive only while not paused. Pings go on.
+  void SetPaused(bool paused);
+
+  /// Ends without calling a handler.
+  void Close();
+  /// Ends, without calling a handler, once everything queued has been written and the peer has closed, or
+  /// after `atMost`. What still arrives is dropped, since closing with unread input would take back the
+  /// output.
+  void CloseWhenWritten(std::chrono::milliseconds atMost);
+
+private:
+  void Read();
+  void TakeFrames();
+  void Write();
+  void WatchSilence();
+  void Fail(End end);
+
+  asio::io_context& m_Io;
+  std::unique_ptr<ByteStream> m_Stream;
+  Handlers m_Handlers;
+  wire::FrameReader m_Reader;
+  std::array<char, 64 * 1024> m_Input;
+  std::deque<Bytes> m_Output;
+  size_t m_Queued = 0;
+  bool m_Writing = false;
+  bool m_Reading = false;
+  bool m_Paused = false;
+  bool m_Closed = false;
+  bool m_Ending = false;
+  std::chrono::steady_clock::time_point m_Heard;
+  asio::steady_timer m_SilenceTimer;
+  asio::steady_timer m_CloseTimer;
+};
+
+} // namespace brenic

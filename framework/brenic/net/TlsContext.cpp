@@ -1,0 +1,92 @@
+#include "net/TlsContext.h"
+
+#include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+
+namespace brenic {
+
+namespace ssl = boost::asio::ssl;
+
+String TlsError() {
+  const unsigned long error = ERR_peek_last_error();
+  ERR_clear_error();
+  const char* reason = error ? ERR_reason_error_string(error) : nullptr;
+  return reason ? reason : "unknown TLS error";
+}
+
+ssl::context MakeTlsContext(ssl::context::method method) {
+  ssl::context context(method);
+  SSL_CTX* native = context.native_handle();
+  SSL_CTX_set_min_proto_version(native, TLS1_3_VERSION);
+  SSL_CTX_set_max_proto_version(native, TLS1_3_VERSION);
+  // A revoked client must not come back through a resumed session.
+  SSL_CTX_set_options(native, SSL_OP_NO_TICKET);
+  SSL_CTX_set_num_tickets(native, 0);
+  SSL_CTX_set_session_cache_mode(native, SSL_SESS_CACHE_OFF);
+  SSL_CTX_set_max_early_data(native, 0);
+  context.set_verify_mode(ssl::verify_peer | ssl::verify_fail_if_no_peer_cert);
+  return context;
+}
+
+namespace {
+
+/// Why the file cannot be used; empty when it can be read.
+String Unreadable(const char* what, const Path& file) {
+  if (file.empty())
+    return fmt::format("brenic.conf names no {}", what);
+  struct stat info {};
+  if (stat(file.c_str(), &info) != 0 || access(file.c_str(), R_OK) != 0)
+    return fmt::format("Cannot read the {} '{}': {}", what, file.str().str(), rlib::ErrorText(errno).str());
+  if (!S_ISREG(info.st_mode))
+    return fmt::format("Cannot read the {} '{}': it is no regular file", what, file.str().str());
+  return k_Empty;
+}
+
+String Invalid(const char* what, const Path& file) {
+  return fmt::format("The {} '{}' cannot be used: {}", what, file.str().str(), TlsError().str());
+}
+
+String OpenToOthers(const Path& key) {
+  struct stat info {};
+  if (stat(key.c_str(), &info) == 0 && (info.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+    return fmt::format("The private key '{0}' can be read by others; run: chmod 600 '{0}'", key.str().str());
+  return k_Empty;
+}
+
+String Load(SSL_CTX* context, const Credentials& credentials) {
+  ERR_clear_error();
+  String problem = Unreadable("certificate authority", credentials.m_Authority);
+  if (problem.empty())
+    problem = Unreadable("certificate", credentials.m_Certificate);
+  if (problem.empty())
+    problem = Unreadable("private key", credentials.m_Key);
+  if (problem.empty())
+    problem = OpenToOthers(credentials.m_Key);
+  if (!problem.empty())
+    return problem;
+  if (SSL_CTX_load_verify_file(context, credentials.m_Authority.c_str()) != 1)
+    return Invalid("certificate authority", credentials.m_Authority);
+  if (SSL_CTX_use_certificate_chain_file(context, credentials.m_Certificate.c_str()) != 1)
+    return Invalid("certificate", credentials.m_Certificate);
+  if (SSL_CTX_use_PrivateKey_file(context, credentials.m_Key.c_str(), SSL_FILETYPE_PEM) != 1)
+    return Invalid("private key", credentials.m_Key);
+  if (SSL_CTX_check_private_key(context) != 1)
+    return fmt::format("The private key '{}' does not belong to the certificate '{}'",
+                       credentials.m_Key.str().str(), credentials.m_Certificate.str().str());
+  return k_Empty;
+}
+
+} // namespace
+
+ssl::context MakeClientContext(const Credentials& credentials, String& problem) {
+  ssl::context context = MakeTlsContext(ssl::context::tls_client);
+  problem = Load(context.native_handle(), credentials);
+  return context;
+}
+
+} // namespace brenic

@@ -1,0 +1,240 @@
+#include "wire/Contents.h"
+
+#include "brenic/MessageFactory.h"
+#include "brenic/PathTranslationsMsg.h"
+#include "brenic/ProductMessages.h"
+#include "brenic/SettingsMessages.h"
+#include "brenic/SystemMessages.h"
+
+namespace brenic::wire {
+
+std::string IdentifierBytes(const UID& id) {
+  const auto& bytes = id.Bytes();
+  return std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
+
+UID Identifier(const std::string& bytes) {
+  UID::Raw raw;
+  if (bytes.size() != raw.size())
+    throw Malformed("an identifier that has not 16 bytes");
+  std::copy(bytes.begin(), bytes.end(), raw.begin());
+  return UID(raw);
+}
+
+namespace {
+
+// The two directions of one description: each Exchange below names the fields of a message class once, and
+// writes or reads them depending on the direction that it is given.
+
+struct Writing {
+  template <typename Msg>
+  using Ref = const Msg&;
+
+  static void Text(const String& text, std::string* field) { *field = text.str(); }
+  static void Id(const UID& id, std::string* field) { *field = IdentifierBytes(id); }
+  template <typename Value, typename Get, typename Set>
+  static void Scalar(const Value& value, Get, Set set) {
+    set(value);
+  }
+  /// `each` exchanges one element of the list with its form on the wire.
+  template <typename List, typename Field, typename Each>
+  static void Elements(const List& list, Field* field, Each each) {
+    field->Reserve(static_cast<int>(list.size()));
+    for (const auto& element : list)
+      each(element, field->Add());
+  }
+};
+
+struct Reading {
+  template <typename Msg>
+  using Ref = Msg&;
+
+  static void Text(String& text, const std::string* field) { text = String(*field); }
+  static void Id(UID& id, const std::string* field) { id = Identifier(*field); }
+  template <typename Value, typename Get, typename Set>
+  static void Scalar(Value& value, Get get, Set) {
+    value = get();
+  }
+  template <typename Element, typename Field, typename Each>
+  static void Elements(rlib::vector<Element>& list, Field* field, Each each) {
+    list.reserve(static_cast<size_t>(field->size()));
+    for (auto& entry : *field)
+      each(list.emplace_back(), &entry);
+  }
+  template <typename Key, typename Value, typename Less, typename Field, typename Each>
+  static void Elements(std::map<Key, Value, Less>& list, Field* field, Each each) {
+    for (auto& entry : *field) {
+      std::pair<Key, Value> element;
+      each(element, &entry);
+      list.insert_or_assign(std::move(element.first), std::move(element.second));
+    }
+  }
+};
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<SetMasterOptionsMsg> message, SetMasterOptions* wire) {
+  Direction::Text(message.m_Section, wire->mutable_section());
+  Direction::Elements(message.m_Options, wire->mutable_options(), [](auto& option, Option* field) {
+    Direction::Text(option.first, field->mutable_name());
+    Direction::Text(option.second, field->mutable_value());
+  });
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<GetMasterOptionsMsg> message, GetMasterOptions* wire) {
+  Direction::Elements(message.m_OptionNames, wire->mutable_option_names(),
+                      [](auto& name, std::string* field) { Direction::Text(name, field); });
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<SetMasterLimitsMsg> message, SetMasterLimits* wire) {
+  Direction::Elements(message.m_Limits, wire->mutable_limits(), [](auto& limit, Limit* field) {
+    Direction::Id(limit.first, field->mutable_type());
+    Direction::Scalar(
+        limit.second, [&] { return field->limit(); }, [&](int value) { field->set_limit(value); });
+  });
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<SetMasterRestrictionsMsg> message,
+              SetMasterRestrictions* wire) {
+  Direction::Elements(
+      message.m_Restrictions, wire->mutable_restrictions(), [](auto& restriction, Restriction* field) {
+        Direction::Text(restriction.first, field->mutable_name());
+        Direction::Scalar(
+            restriction.second, [&] { return field->add(); }, [&](bool add) { field->set_add(add); });
+      });
+}
+
+template <typename Direction>
+struct PathRoot;
+template <>
+struct PathRoot<Writing> {
+  static void Exchange(const Path& path, std::string* field) { *field = path.str().str(); }
+};
+template <>
+struct PathRoot<Reading> {
+  static void Exchange(Path& path, const std::string* field) { path = Path(String(*field)); }
+};
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<PathTranslationsMsg> message, PathTranslations* wire) {
+  Direction::Elements(
+      message.m_Translations, wire->mutable_translations(), [](auto& translation, PathTranslation* roots) {
+        Direction::Elements(translation, roots->mutable_roots(), [](auto& root, Root* field) {
+          Direction::Scalar(
+              root.first, [&] { return field->platform(); }, [&](int value) { field->set_platform(value); });
+          PathRoot<Direction>::Exchange(root.second, field->mutable_root());
+        });
+      });
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<ProductMsg> message, wire::Product* wire);
+
+template <>
+void Exchange<Writing>(const ProductMsg& message, wire::Product* wire) {
+  if (message.m_Product)
+    ToWire(*message.m_Product, *wire);
+}
+
+template <>
+void Exchange<Reading>(ProductMsg& message, wire::Product* wire) {
+  message.m_Product = FromWire(*wire);
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<RemoveProductMsg> message, RemoveProduct* wire) {
+  Direction::Id(message.m_ProductType, wire->mutable_type());
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<EndProductsMsg> message, EndProducts* wire) {
+  Direction::Text(message.m_Digest, wire->mutable_digest());
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<LogDumpMsg>, LogDump*) {}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<ShutdownMsg>, Shutdown*) {}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<MachineMsg> message, Machine* wire) {
+  Direction::Scalar(
+      message.m_Command, [&] { return wire->command(); }, [&](int value) { wire->set_command(value); });
+  Direction::Id(message.m_Machine, wire->mutable_machine());
+}
+
+template <typename Msg, Envelope::ContentsCase k_Case, auto k_Mutable>
+struct Row {
+  static bool Write(const Message& message, Envelope& envelope) {
+    if (message.Type() != Msg::s_Type)
+      return false;
+    Exchange<Writing>(static_cast<const Msg&>(message), (envelope.*k_Mutable)());
+    return true;
+  }
+  static bool Read(Envelope& envelope, shared_ptr<Message>& message) {
+    if (envelope.contents_case() != k_Case)
+      return false;
+    const auto typed = MessageFactory::Create<Msg>();
+    Exchange<Reading>(*typed, (envelope.*k_Mutable)());
+    message = typed;
+    return true;
+  }
+};
+
+template <typename... Rows>
+struct Table {
+  static bool Write(const Message& message, Envelope& envelope) {
+    return (Rows::Write(message, envelope) || ...);
+  }
+  static bool Read(Envelope& envelope, shared_ptr<Message>& message) {
+    return (Rows::Read(envelope, message) || ...);
+  }
+};
+
+using Classes =
+    Table<Row<SetMasterOptionsMsg, Envelope::kSetMasterOptions, &Envelope::mutable_set_master_options>,
+          Row<GetMasterOptionsMsg, Envelope::kGetMasterOptions, &Envelope::mutable_get_master_options>,
+          Row<SetMasterLimitsMsg, Envelope::kSetMasterLimits, &Envelope::mutable_set_master_limits>,
+          Row<SetMasterRestrictionsMsg, Envelope::kSetMasterRestrictions,
+              &Envelope::mutable_set_master_restrictions>,
+          Row<PathTranslationsMsg, Envelope::kPathTranslations, &Envelope::mutable_path_translations>,
+          Row<ProductMsg, Envelope::kProduct, &Envelope::mutable_product>,
+          Row<RemoveProductMsg, Envelope::kRemoveProduct, &Envelope::mutable_remove_product>,
+          Row<EndProductsMsg, Envelope::kEndProducts, &Envelope::mutable_end_products>,
+          Row<LogDumpMsg, Envelope::kLogDump, &Envelope::mutable_log_dump>,
+          Row<ShutdownMsg, Envelope::kShutdown, &Envelope::mutable_shutdown>,
+          Row<MachineMsg, Envelope::kMachine, &Envelope::mutable_machine>>;
+
+} // namespace
+
+void ToWire(const brenic::Product& product, Product& wire) {
+  wire.set_type(IdentifierBytes(product.Type()));
+  wire.set_name(product.Name().str());
+  for (const String& alias : product.Aliases())
+    wire.add_aliases(alias.str());
+  wire.set_document(product.Document());
+}
+
+shared_ptr<brenic::Product> FromWire(const Product& wire) {
+  rlib::vector<String> aliases(wire.aliases().begin(), wire.aliases().end());
+  return boost::make_shared<brenic::Product>(Identifier(wire.type()), String(wire.name()), std::move(aliases),
+                                             wire.document());
+}
+
+void ToWire(const Message& message, Envelope& envelope) {
+  envelope.set_id(IdentifierBytes(message.m_ID));
+  if (!Classes::Write(message, envelope))
+    throw std::logic_error(std::string("no wire form for ") + message.ClassName());
+}
+
+shared_ptr<Message> FromWire(Envelope& envelope) {
+  shared_ptr<Message> message;
+  if (Classes::Read(envelope, message))
+    message->m_ID = Identifier(envelope.id());
+  return message;
+}
+
+} // namespace brenic::wire

@@ -1,0 +1,25 @@
+// Messages to and from their form on the wire.
+#pragma once
+
+#include "brenic/Message.h"
+#include "brenic/Product.h"
+#include "wire/Frames.h"
+
+namespace brenic::wire {
+
+/// Writes identifier and contents of `message`.
+void ToWire(const Message& message, Envelope& envelope);
+
+/// Null when the contents are of a class that this program does not know. Throws Malformed for an identifier
+/// of the wrong length.
+shared_ptr<Message> FromWire(Envelope& envelope);
+
+void ToWire(const brenic::Product& product, Product& wire);
+/// Throws Malformed for an identifier of the wrong length.
+shared_ptr<brenic::Product> FromWire(const Product& wire);
+
+std::string IdentifierBytes(const UID& id);
+/// Throws Malformed unless there are 16 bytes.
+UID Identifier(const std::string& bytes);
+
+} // namespace brenic::wire

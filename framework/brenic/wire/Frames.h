@@ -1,0 +1,45 @@
+// Frames on a byte stream: a 4-byte big-endian length, then a protobuf Frame.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "brenic/Types.h"
+#include "wire/brenic.pb.h"
+
+namespace brenic::wire {
+
+inline constexpr uint32_t k_ProtocolVersion = 1;
+inline constexpr size_t k_LengthBytes = 4;
+inline constexpr size_t k_MaxFrameBeforeWelcome = 64 * 1024;  // bytes, without the length
+inline constexpr size_t k_MaxFrame = 64 * 1024 * 1024;        // bytes, without the length
+inline constexpr size_t k_MaxTranslations = 48 * 1024 * 1024; // bytes of an encoded list
+
+/// The frame with its length in front.
+std::string Encode(const Frame& frame);
+
+/// Cuts a byte stream into frames. Not thread-safe.
+class FrameReader {
+public:
+  /// Frames longer than this are malformed.
+  void SetLimit(size_t bytes) { m_Limit = bytes; }
+
+  void Feed(std::string_view bytes);
+
+  /// The next whole frame, or none yet. Throws Malformed when the stream cannot be read on.
+  std::optional<Frame> Next();
+
+private:
+  std::string m_Buffer;
+  size_t m_Read = 0; // how much of the buffer has been taken
+  size_t m_Limit = k_MaxFrameBeforeWelcome;
+};
+
+/// What was received breaks the protocol.
+class Malformed : public std::runtime_error {
+public:
+  using std::runtime_error::runtime_error;
+};
+
+} // namespace brenic::wire

@@ -1,0 +1,40 @@
+// The connection to the Master as the application sees it.
+#pragma once
+
+#include "brenic/MasterInfo.h"
+#include "brenic/Message.h"
+
+namespace brenic {
+
+/// Thrown, as a pointer, by a wait whose message can no longer be delivered: the connection has ended for
+/// good, or the loop was told to end. Executable::Go takes it as the ordinary end of the loop.
+class ConnectionEnded : public Exception {
+public:
+  explicit ConnectionEnded(const String& text) : Exception(text) {}
+  String Name() const override { return "ConnectionEnded"; }
+};
+
+/// Messages are answered in the order in which they were sent, whatever thread sent them. A lost connection
+/// is restored and what was not answered is sent again; the Master applies each message once.
+class Messenger {
+public:
+  /// Declares this client. Called before BrenicClientExecutable::Startup.
+  static void SetClientInfo(const UID& id, int kind);
+
+  /// Queues `message` for the Master, with the contents that it has now. Any thread. Throws Exception* when
+  /// the message is too large to be sent.
+  static void Send(const shared_ptr<Message>& message);
+
+  /// Waits up to `seconds` (negative: without limit) until the Master has answered the message, durably
+  /// committed or refused; true from then on, at once. On the main thread outside of a slot, other arrivals
+  /// are delivered to their slots meanwhile. Throws ConnectionEnded*.
+  [[nodiscard]] static bool WaitForSent(const UID& messageId, float seconds);
+
+  /// When the first connection was made; zero if none was. Changes on the main thread only.
+  static const Time& ConnectedTime();
+
+  /// Null before the first connection. Changes on the main thread only.
+  static shared_ptr<brenic::MasterInfo> MasterInfo();
+};
+
+} // namespace brenic
