@@ -151,9 +151,14 @@ void FrameStream::WatchSilence() {
 
 void FrameStream::Fail(End end) {
   auto handler = m_Handlers.m_OnEnd;
-  Close();
+  m_Handlers = {};
+  // A peer that broke the protocol is still there: the owner may tell it so.
+  if (!end.m_Malformed)
+    Close();
   if (handler)
     handler(end);
+  if (!m_Ending)
+    Close();
 }
 
 } // namespace brenic

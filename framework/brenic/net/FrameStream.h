@@ -24,7 +24,8 @@ public:
     error_code m_Error;
   };
 
-  /// Neither is called from within Start, Send or Close. After `onEnd`, neither is called again.
+  /// None is called from within Start, Send or Close. After m_OnEnd, none is called again; the stream is closed
+  /// by then, or, after malformed input, closes when m_OnEnd returns without having called CloseWhenWritten.
   struct Handlers {
     std::function<void(wire::Frame& frame)> m_OnFrame;
     std::function<void(const End& end)> m_OnEnd;
