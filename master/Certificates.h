@@ -1,0 +1,33 @@
+// The Master's certificate authority: P-256 keys and X.509 certificates, in PEM form.
+#pragma once
+
+#include <set>
+
+#include <openssl/types.h>
+
+#include "Store.h"
+
+namespace brenic::master {
+
+inline constexpr int k_AuthorityDays = 3653;
+inline constexpr int k_CertificateDays = 730;
+
+/// A certificate, its key and its serial number in lower-case hexadecimal.
+struct Issued {
+  Credential m_Credential;
+  std::string m_Serial;
+};
+
+/// A new self-signed authority. Everything here throws Exception* when OpenSSL fails.
+Credential MakeAuthority(const String& name);
+
+/// A certificate for a Master that is reached by these host names and addresses.
+Issued IssueServer(const Credential& authority, const String& name, const std::set<std::string>& hosts);
+
+/// A certificate for a client; negative days make one that has already expired.
+Issued IssueClient(const Credential& authority, const String& name, int validDays = k_CertificateDays);
+
+/// The serial number, in the form that Issued has.
+std::string SerialOf(const X509* certificate);
+
+} // namespace brenic::master

@@ -1,0 +1,14 @@
+// SHA-256, as bytes and as text.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace brenic::master {
+
+/// 32 bytes.
+std::string Sha256(std::string_view bytes);
+/// Lower-case hexadecimal.
+std::string Hex(std::string_view bytes);
+
+} // namespace brenic::master

@@ -1,0 +1,158 @@
+#include <csignal>
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "DataFolder.h"
+#include "Printing.h"
+#include "Release.h"
+#include "Serve.h"
+#include "SqliteStore.h"
+#include "brenic/ExitStatus.h"
+#include "net/Endpoint.h"
+#include "rlib/Failures.h"
+#include "rlib/Stream.h"
+
+namespace {
+
+using namespace brenic;
+using namespace brenic::master;
+
+/// Everything a subcommand may be given, as text.
+struct Arguments {
+  std::string m_Folder, m_Name, m_Role, m_Out, m_Since;
+  std::string m_Listen = "[::]:" + std::to_string(k_DefaultPort);
+  std::string m_PortFile, m_Socket, m_Config, m_Products;
+  std::vector<std::string> m_Hosts;
+  uint16_t m_Port = 0;
+  int m_ValidDays = k_CertificateDays;
+  bool m_Json = false, m_Ini = false;
+};
+
+void Print(const std::string& text) {
+  rlib::stdOut.Put(String(text));
+  rlib::stdOut.Close();
+}
+
+SqliteStore OpenToRead(const Path& folder) {
+  RequireInitialised(folder);
+  return SqliteStore(folder, Database::Mode::ReadOnly);
+}
+
+void Init(const Arguments& arguments) {
+  Initialise({arguments.m_Folder, arguments.m_Name, arguments.m_Hosts, arguments.m_Port});
+  rlib::stdOut.PutLine("Made a Master in '" + arguments.m_Folder +
+                       "'; the first administrator's credentials are in '" + arguments.m_Folder +
+                       "/clients/admin'");
+}
+
+void ServeCommand(const Arguments& arguments) {
+  Serve({arguments.m_Folder, arguments.m_Listen, arguments.m_PortFile, arguments.m_Socket, arguments.m_Config,
+         arguments.m_Products});
+}
+
+void Client(const Arguments& arguments) {
+  RequireInitialised(arguments.m_Folder);
+  const Role role = arguments.m_Role == RoleName(Role::Administrator) ? Role::Administrator : Role::Component;
+  IssueCredentials({arguments.m_Folder, arguments.m_Name, role, arguments.m_Out, arguments.m_ValidDays,
+                    arguments.m_Hosts.empty() ? String() : String(arguments.m_Hosts.front())});
+  rlib::stdOut.PutLine("Issued credentials for '" + arguments.m_Name + "' in '" + arguments.m_Out + "'");
+}
+
+void State(const Arguments& arguments) {
+  SqliteStore store = OpenToRead(arguments.m_Folder);
+  // One transaction, so that all parts are of the same moment.
+  store.Connection().Execute("BEGIN");
+  const MasterRecord master = store.LoadMaster();
+  const Settings settings = store.LoadSettings();
+  if (arguments.m_Json)
+    Print(StateJson(master, settings) + "\n");
+  else
+    Print(arguments.m_Ini ? StateIni(settings) : StateText(master, settings));
+}
+
+void Audit(const Arguments& arguments) {
+  int64_t since = 0;
+  if (!arguments.m_Since.empty()) {
+    const auto parsed = ParseTime(arguments.m_Since);
+    if (!parsed)
+      throw new Exception("--since wants a time like 2026-01-31T12:00:00Z, not '" +
+                          String(arguments.m_Since) + "'");
+    since = *parsed;
+  }
+  SqliteStore store = OpenToRead(arguments.m_Folder);
+  store.ReadAudit(since, [&](const AuditRecord& record) {
+    rlib::stdOut.PutLine(arguments.m_Json ? AuditJson(record) : AuditText(record));
+  });
+}
+
+int Run(void (*command)(const Arguments&), const Arguments& arguments) {
+  String problem;
+  try {
+    command(arguments);
+    return rlib::AnyFailureNoted() ? k_ExitFailed : k_ExitDone;
+  } catch (Exception* error) {
+    problem = error->Message();
+    delete error;
+  } catch (const std::exception& error) {
+    problem = error.what();
+  }
+  rlib::stdErr.PutLine("brenic-master: " + problem);
+  return k_ExitFailed;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);
+  umask(077); // everything in a data folder is the Master's alone
+  Arguments arguments;
+  CLI::App app("The Master: holds a render farm's settings and answers its clients.");
+  app.set_version_flag("--version", "brenic-master " + rlib::VER_STRING(k_Version).str());
+  app.require_subcommand(1);
+  int status = k_ExitDone;
+  const auto add = [&](const char* name, const char* description, void (*command)(const Arguments&)) {
+    CLI::App* sub = app.add_subcommand(name, description);
+    sub->add_option("--data-dir", arguments.m_Folder, "folder that holds everything of the Master")
+        ->required();
+    sub->callback([&status, &arguments, command] { status = Run(command, arguments); });
+    return sub;
+  };
+
+  CLI::App* init = add("init", "Makes a new Master", Init);
+  init->add_option("--name", arguments.m_Name, "the Master's name; the machine's by default");
+  init->add_option("--host", arguments.m_Hosts, "name or address by which clients reach it")
+      ->allow_extra_args(false);
+  init->add_option("--port", arguments.m_Port, "port that the first credentials name");
+
+  CLI::App* serve = add("serve", "Runs the Master in the foreground", ServeCommand);
+  serve->add_option("--listen", arguments.m_Listen, "ADDRESS:PORT; port 0 takes a free one")
+      ->capture_default_str();
+  serve->add_option("--port-file", arguments.m_PortFile, "gets the port when the Master is ready");
+  serve->add_option("--socket", arguments.m_Socket, "local socket to serve as well");
+  serve->add_option("--config", arguments.m_Config, "configuration file");
+  serve->add_option("--products", arguments.m_Products, "folder of the default products");
+
+  CLI::App* client = add("client", "Issues credentials", Client);
+  client->add_option("name", arguments.m_Name, "the client's name")->required();
+  client->add_option("--role", arguments.m_Role, "administrator or component")
+      ->required()
+      ->check(CLI::IsMember({"administrator", "component"}));
+  client->add_option("--out", arguments.m_Out, "folder that gets the credentials")->required();
+  client->add_option("--master", arguments.m_Hosts, "address of the Master that the credentials name")
+      ->allow_extra_args(false);
+  client->add_option("--valid-days", arguments.m_ValidDays)->group(""); // not shown: for tests
+
+  CLI::App* state = add("state", "Prints what the Master holds", State);
+  CLI::Option* json = state->add_flag("--json", arguments.m_Json, "as one JSON object");
+  state->add_flag("--ini", arguments.m_Ini, "options, limits and restrictions as an INI file")
+      ->excludes(json);
+
+  CLI::App* audit = add("audit", "Prints the audit trail", Audit);
+  audit->add_flag("--json", arguments.m_Json, "one JSON object a line");
+  audit->add_option("--since", arguments.m_Since, "only what is not older, as 2026-01-31T12:00:00Z");
+
+  CLI11_PARSE(app, argc, argv);
+  return status;
+}

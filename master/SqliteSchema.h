@@ -1,0 +1,36 @@
+// The tables, as docs/storage.md explains them.
+#pragma once
+
+namespace brenic::master {
+
+inline constexpr int k_SchemaVersion = 1; // in user_version
+
+inline constexpr const char* k_Schema = R"(
+CREATE TABLE master (
+  id BLOB NOT NULL, name TEXT NOT NULL,
+  authority_certificate TEXT NOT NULL, authority_key TEXT NOT NULL,
+  server_certificate TEXT NOT NULL, server_key TEXT NOT NULL);
+CREATE TABLE client (
+  serial TEXT PRIMARY KEY, name TEXT NOT NULL,
+  role TEXT NOT NULL CHECK (role IN ('administrator', 'component'))) WITHOUT ROWID;
+CREATE TABLE option (
+  section BLOB NOT NULL, name TEXT NOT NULL COLLATE NOCASE, value TEXT NOT NULL,
+  PRIMARY KEY (section, name)) WITHOUT ROWID;
+CREATE TABLE type_limit (type BLOB PRIMARY KEY, workers INTEGER NOT NULL) WITHOUT ROWID;
+CREATE TABLE restriction (name TEXT PRIMARY KEY) WITHOUT ROWID;
+CREATE TABLE path_translations (only INTEGER PRIMARY KEY CHECK (only = 1), list BLOB NOT NULL);
+CREATE TABLE product (
+  type BLOB NOT NULL, origin TEXT NOT NULL CHECK (origin IN ('default', 'custom', 'removed')),
+  document TEXT NOT NULL, PRIMARY KEY (type, origin));
+CREATE TABLE audit (
+  sequence INTEGER PRIMARY KEY AUTOINCREMENT, time INTEGER NOT NULL,
+  client_key TEXT NOT NULL, client_id TEXT NOT NULL, client_name TEXT NOT NULL, client_role TEXT NOT NULL,
+  client_kind INTEGER NOT NULL, client_address TEXT NOT NULL,
+  message_id BLOB NOT NULL, class TEXT NOT NULL, digest BLOB NOT NULL, fields TEXT NOT NULL,
+  result TEXT NOT NULL CHECK (result IN ('committed', 'refused', 'answered')), reason TEXT NOT NULL,
+  run TEXT NOT NULL);
+CREATE UNIQUE INDEX audit_message ON audit (client_key, message_id) WHERE result <> 'answered';
+CREATE INDEX audit_time ON audit (time);
+)";
+
+} // namespace brenic::master

@@ -1,0 +1,100 @@
+// The part of the store that holds the settings and products.
+#include "ProductDocument.h"
+#include "SqliteStore.h"
+#include "rlib/Log.h"
+#include "wire/Contents.h"
+
+namespace brenic::master {
+
+namespace {
+
+/// The global options stand under the null identifier, which no product has.
+void LoadOptions(sqlite3* database, Settings& settings) {
+  Statement row(database, "SELECT section, name, value FROM option");
+  while (row.Step()) {
+    const UID section = wire::Identifier(row.Text(0));
+    (section.IsNull() ? settings.m_Options : settings.m_TypeOptions[section])[row.Text(1)] = row.Text(2);
+  }
+}
+
+void LoadProducts(sqlite3* database, ProductCatalogue& products) {
+  Statement row(database, "SELECT type, origin, document FROM product");
+  while (row.Step()) {
+    const UID type = wire::Identifier(row.Text(0));
+    const std::string origin = row.Text(1);
+    if (origin == "removed") {
+      products.m_Removed.insert(type);
+      continue;
+    }
+    String problem;
+    const auto product = ParseDocument(row.Text(2), problem);
+    if (!product)
+      throw StoreFailure("The product " + type.ToString().str() +
+                             " in the database cannot be used: " + problem.str(),
+                         false);
+    (origin == "custom" ? products.m_Custom : products.m_Defaults)[type] = product;
+  }
+}
+
+} // namespace
+
+Settings SqliteStore::LoadSettings() {
+  sqlite3* const database = m_Database.Handle();
+  Settings settings;
+  LoadOptions(database, settings);
+  for (Statement row(database, "SELECT type, workers FROM type_limit"); row.Step();)
+    settings.m_Limits[wire::Identifier(row.Text(0))] = static_cast<int>(row.Integer(1));
+  for (Statement row(database, "SELECT name FROM restriction"); row.Step();)
+    settings.m_Restrictions.insert(row.Text(0));
+  for (Statement row(database, "SELECT list FROM path_translations"); row.Step();)
+    settings.m_Translations = DecodeTranslations(row.Text(0));
+  LoadProducts(database, settings.m_Products);
+  return settings;
+}
+
+void SqliteStore::Apply(const Effect& effect) {
+  ApplyOptions(effect);
+  for (const auto& [type, limit] : effect.m_Limits)
+    Prepared("INSERT OR REPLACE INTO type_limit VALUES (?,?)").Run(type, limit);
+  for (const auto& [name, add] : effect.m_Restrictions) {
+    if (add)
+      Prepared("INSERT OR IGNORE INTO restriction VALUES (?)").Run(name);
+    else
+      Prepared("DELETE FROM restriction WHERE name = ?").Run(name);
+  }
+  if (effect.m_Translations)
+    Prepared("INSERT OR REPLACE INTO path_translations VALUES (1, ?)")
+        .Run(Blob{EncodeTranslations(*effect.m_Translations)});
+  ApplyProducts(effect);
+}
+
+void SqliteStore::ApplyOptions(const Effect& effect) {
+  for (const auto& [name, value] : effect.m_Options)
+    Prepared("INSERT INTO option VALUES (?,?,?) "
+             "ON CONFLICT (section, name) DO UPDATE SET value = excluded.value")
+        .Run(effect.m_OptionsType, name, value);
+}
+
+void SqliteStore::ApplyProducts(const Effect& effect) {
+  if (effect.m_Install) {
+    Prepared("DELETE FROM product WHERE type = ? AND origin = 'removed'").Run(effect.m_Install->Type());
+    Prepared("INSERT OR REPLACE INTO product VALUES (?, 'custom', ?)")
+        .Run(effect.m_Install->Type(), effect.m_Install->Document());
+  }
+  if (effect.m_Remove && effect.m_Remove->IsNull()) {
+    Prepared("DELETE FROM product WHERE origin <> 'default'").Run();
+  } else if (effect.m_Remove) {
+    Prepared("DELETE FROM product WHERE type = ? AND origin = 'custom'").Run(*effect.m_Remove);
+    Prepared("INSERT OR REPLACE INTO product VALUES (?, 'removed', '')").Run(*effect.m_Remove);
+  }
+}
+
+void SqliteStore::ReplaceDefaultProducts(const ProductMap& products) {
+  Begin();
+  Prepared("DELETE FROM product WHERE origin = 'default'").Run();
+  for (const auto& [type, product] : products)
+    Prepared("INSERT INTO product VALUES (?, 'default', ?)").Run(type, product->Document());
+  Commit();
+}
+
+} // namespace brenic::master
