@@ -1,5 +1,4 @@
 #include <csignal>
-#include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -106,7 +105,6 @@ int Run(void (*command)(const Arguments&), const Arguments& arguments) {
 
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
-  umask(077); // everything in a data folder is the Master's alone
   Arguments arguments;
   CLI::App app("The Master: holds a render farm's settings and answers its clients.");
   app.set_version_flag("--version", "brenic-master " + rlib::VER_STRING(k_Version).str());

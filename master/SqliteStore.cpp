@@ -1,5 +1,8 @@
 #include "SqliteStore.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <fmt/format.h>
 
 #include "ProductDocument.h"
@@ -39,6 +42,8 @@ Path SqliteStore::File(const Path& dataFolder) {
 
 void SqliteStore::Create(const Path& dataFolder, const MasterRecord& master,
                          const ClientRecord& firstClient) {
+  // It holds private keys: made closed to others, before SQLite makes it by itself.
+  close(open(File(dataFolder).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   Database database(File(dataFolder), Database::Mode::Create);
   database.Execute(k_SetDurability);
   database.Execute("BEGIN IMMEDIATE");
