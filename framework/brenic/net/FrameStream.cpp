@@ -151,7 +151,15 @@ void FrameStream::WatchSilence() {
 
 void FrameStream::Fail(End end) {
   auto handler = m_Handlers.m_OnEnd;
-  Close();
+  if (end.m_Malformed) {
+    wire::Frame frame;
+    frame.mutable_goodbye()->set_reason(wire::Goodbye::PROTOCOL_ERROR);
+    frame.mutable_goodbye()->set_text(end.m_Text.str());
+    Send(frame);
+    CloseWhenWritten(std::chrono::seconds(1));
+  } else {
+    Close();
+  }
   if (handler)
     handler(end);
 }

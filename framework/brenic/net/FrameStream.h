@@ -20,7 +20,7 @@ public:
   /// Why the stream ended.
   struct End {
     String m_Text;
-    bool m_Malformed = false; // the peer broke the protocol
+    bool m_Malformed = false; // the peer broke the protocol, and is told so
     error_code m_Error;
   };
 
