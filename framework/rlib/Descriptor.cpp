@@ -1,0 +1,56 @@
+#include "Descriptor.h"
+
+#include <cerrno>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace rlib {
+
+void Descriptor::Reset(int fd) {
+  if (m_fd >= 0)
+    close(m_fd);
+  m_fd = fd;
+}
+
+int WriteAll(int fd, std::string_view data) {
+  while (!data.empty()) {
+    const ssize_t written = write(fd, data.data(), data.size());
+    if (written >= 0) {
+      data.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno == EAGAIN) {
+      pollfd ready{fd, POLLOUT, 0};
+      if (poll(&ready, 1, -1) < 0 && errno != EINTR)
+        return errno;
+    } else if (errno != EINTR) {
+      return errno;
+    }
+  }
+  return 0;
+}
+
+ssize_t ReadSome(int fd, char* buffer, std::size_t size) {
+  for (;;) {
+    const ssize_t got = read(fd, buffer, size);
+    if (got >= 0)
+      return got;
+    if (errno != EINTR)
+      return -errno;
+  }
+}
+
+int MakeFolders(const std::string& path, mode_t leafMode) {
+  for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
+    if (mkdir(path.substr(0, slash).c_str(), 0755) != 0 && errno != EEXIST && errno != EROFS &&
+        errno != EACCES)
+      return errno;
+  struct stat status {};
+  if (mkdir(path.c_str(), leafMode) == 0)
+    return 0;
+  const int error = errno;
+  if (stat(path.c_str(), &status) != 0)
+    return error;
+  return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
+}
+
+} // namespace rlib

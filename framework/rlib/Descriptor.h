@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+
+namespace rlib {
+
+// Owns a file descriptor; closes it without looking at the result, so only for what was read or synced.
+class Descriptor {
+public:
+  explicit Descriptor(int fd = -1) : m_fd(fd) {}
+  ~Descriptor() { Reset(); }
+  Descriptor(Descriptor&& other) noexcept : m_fd(other.m_fd) { other.m_fd = -1; }
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    if (this != &other) {
+      Reset(other.m_fd);
+      other.m_fd = -1;
+    }
+    return *this;
+  }
+
+  int Get() const { return m_fd; }
+  explicit operator bool() const { return m_fd >= 0; }
+  void Reset(int fd = -1);
+
+private:
+  int m_fd;
+};
+
+// Writes everything, through interruptions and short writes, waiting where a non-blocking descriptor is full.
+// Returns 0 or the errno of the failure. Async-signal-safe.
+int WriteAll(int fd, std::string_view data);
+
+// read() through interruptions: bytes read, 0 at the end, or -errno.
+ssize_t ReadSome(int fd, char* buffer, std::size_t size);
+
+// Makes a folder and what is missing above it (those with mode 0755 less the umask). Returns 0 or errno.
+int MakeFolders(const std::string& path, mode_t leafMode);
+
+} // namespace rlib

@@ -1,0 +1,231 @@
+#include "rlib/IniFile.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <limits>
+#include <memory>
+#include <sys/stat.h>
+
+#include "Descriptor.h"
+#include "rlib/Exception.h"
+#include "rlib/Failures.h"
+#include "rlib/Log.h"
+#include "rlib/SFormat.h"
+#include "rlib/Stream.h"
+
+namespace rlib {
+namespace {
+
+constexpr std::string_view k_Space = " \t\r\v\f";
+
+std::string_view Trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(k_Space);
+  if (first == std::string_view::npos)
+    return {};
+  return text.substr(first, text.find_last_not_of(k_Space) - first + 1);
+}
+
+// Size of the quoted text at the start, both quotes included; 0 when there is none or it has no end.
+std::size_t QuotedSize(std::string_view text) {
+  if (!text.starts_with('"'))
+    return 0;
+  for (std::size_t i = 1; i < text.size(); ++i) {
+    if (text[i] == '"')
+      return i + 1;
+    if (text[i] == '\\' && i + 1 < text.size() && (text[i + 1] == '"' || text[i + 1] == '\\'))
+      ++i;
+  }
+  return 0;
+}
+
+std::string Unquoted(std::string_view quoted) {
+  const std::string_view inner = quoted.substr(1, quoted.size() - 2);
+  std::string text;
+  text.reserve(inner.size());
+  for (std::size_t i = 0; i < inner.size(); ++i) {
+    if (inner[i] == '\\' && i + 1 < inner.size() && (inner[i + 1] == '"' || inner[i + 1] == '\\'))
+      ++i;
+    text += inner[i];
+  }
+  return text;
+}
+
+// Opens for reading without ever waiting; error is 0 when the result is a regular file.
+Descriptor OpenRegular(const char* path, int& error, const char*& reason) {
+  Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  error = file ? 0 : errno;
+  struct stat status {};
+  if (file && fstat(file.Get(), &status) != 0)
+    error = errno;
+  if (error == 0 && !S_ISREG(status.st_mode)) {
+    error = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    reason = S_ISDIR(status.st_mode) ? "it is a folder" : "it is not a regular file";
+  }
+  return file;
+}
+
+} // namespace
+
+bool IniFile::Load(bool quotes, bool report) {
+  Clear();
+  int error = 0;
+  const char* reason = nullptr;
+  if (FileName().empty()) {
+    error = ENOENT;
+    reason = "no file name was given";
+  } else {
+    const Descriptor file = OpenRegular(FileName().c_str(), error, reason);
+    if (error == ENOENT && m_optional)
+      return true;
+    if (error == 0)
+      error =
+          ReadLines([&file](char* buffer, std::size_t size) { return ReadSome(file.Get(), buffer, size); },
+                    quotes, report);
+  }
+  if (error != 0) {
+    Clear();
+    if (report)
+      ReportInputError("Cannot read options file '" + FileName() +
+                       "': " + (reason ? reason : ErrorText(error)));
+    return false;
+  }
+  if (report && m_skipped > 0)
+    stdErr.PutLine(SFormat("Options file '%s': skipped %u %s that could not be understood, see the log",
+                           FileName(), m_skipped, m_skipped == 1 ? "line" : "lines"));
+  return true;
+}
+
+void IniFile::LoadText(std::string_view text, bool quotes) {
+  Clear();
+  ReadLines(
+      [&text](char* buffer, std::size_t size) {
+        const std::size_t taken = text.copy(buffer, size);
+        text.remove_prefix(taken);
+        return static_cast<ssize_t>(taken);
+      },
+      quotes, false);
+}
+
+void IniFile::Clear() {
+  m_text.clear();
+  m_items.clear();
+  m_line = m_skipped = m_nextItem = m_nextText = 0;
+  m_sectionName = String();
+}
+
+// Splits what read() gives into lines, in memory bounded by the longest line allowed. Returns 0 or errno.
+template <class Read>
+int IniFile::ReadLines(Read read, bool quotes, bool report) {
+  constexpr std::size_t chunkSize = 64 << 10;
+  const auto chunk = std::make_unique<char[]>(chunkSize);
+  std::string line;
+  bool tooLong = false;
+  const auto take = [&] {
+    if (line.ends_with('\r'))
+      line.pop_back();
+    TakeLine(line, tooLong || line.size() > k_MaxLine, quotes, report);
+    line.clear();
+    tooLong = false;
+  };
+  for (;;) {
+    const ssize_t got = read(chunk.get(), chunkSize);
+    if (got < 0)
+      return static_cast<int>(-got);
+    if (got == 0)
+      break;
+    std::string_view rest(chunk.get(), static_cast<std::size_t>(got));
+    while (!rest.empty()) {
+      const std::size_t end = rest.find('\n');
+      const std::string_view piece = rest.substr(0, end);
+      // One more than allowed for the carriage return of CRLF.
+      tooLong = tooLong || line.size() + piece.size() > k_MaxLine + 1;
+      if (!tooLong)
+        line.append(piece);
+      if (end == std::string_view::npos)
+        break;
+      rest.remove_prefix(end + 1);
+      take();
+    }
+  }
+  if (!line.empty() || tooLong)
+    take();
+  return 0;
+}
+
+void IniFile::TakeLine(std::string_view line, bool tooLong, bool quotes, bool report) {
+  ++m_line;
+  if (tooLong)
+    return Skip("it is longer than 1 MiB", report);
+  if (m_line == 1 && line.starts_with("\xef\xbb\xbf"))
+    line.remove_prefix(3);
+  line = Trimmed(line);
+  if (line.empty() || line.front() == ';' || line.front() == '#')
+    return;
+
+  if (line.front() == '[') {
+    if (line.back() != ']')
+      return Skip("the section header has no end", report);
+    const std::string_view section = Trimmed(line.substr(1, line.size() - 2));
+    if (section.empty())
+      return Skip("the section has no name", report);
+    return Add(true, section, {});
+  }
+
+  const std::size_t quotedName = quotes ? QuotedSize(line) : 0;
+  const std::string_view behindName = Trimmed(line.substr(quotedName));
+  const std::size_t equals = behindName.find('=');
+  if (equals == std::string_view::npos || (quotedName > 0 && equals != 0))
+    return Skip("it is neither section, pair nor comment", report);
+  const std::string name = quotedName > 0 ? Unquoted(line.substr(0, quotedName))
+                                          : std::string(Trimmed(behindName.substr(0, equals)));
+  if (name.empty())
+    return Skip("the name is empty", report);
+  const std::string_view value = Trimmed(behindName.substr(equals + 1));
+  if (quotes && QuotedSize(value) == value.size() && !value.empty())
+    return Add(false, name, Unquoted(value));
+  Add(false, name, value);
+}
+
+void IniFile::Skip(const char* reason, bool report) {
+  ++m_skipped;
+  if (report)
+    LogWarning(SFormat("Options file '%s', line %u skipped: %s", FileName(), m_line, reason));
+}
+
+void IniFile::Add(bool isSection, std::string_view name, std::string_view value) {
+  static_assert(k_MaxLine < std::numeric_limits<std::uint32_t>::max());
+  if (m_items.empty() && !isSection)
+    m_items.push_back({0, 0, true});
+  m_items.push_back(
+      {static_cast<std::uint32_t>(name.size()), static_cast<std::uint32_t>(value.size()), isSection});
+  m_text.append(name).append(value);
+}
+
+bool IniFile::SetNextSection() {
+  for (; m_nextItem < m_items.size(); ++m_nextItem) {
+    const Item& item = m_items[m_nextItem];
+    if (item.isSection) {
+      m_sectionName = String(m_text.substr(m_nextText, item.nameSize));
+      m_nextText += item.nameSize;
+      ++m_nextItem;
+      return true;
+    }
+    m_nextText += item.nameSize + item.valueSize;
+  }
+  m_sectionName = String();
+  return false;
+}
+
+bool IniFile::GetNextValue(String& name, String& value) {
+  // Before the first SetNextSection the next item is a header.
+  if (m_nextItem >= m_items.size() || m_items[m_nextItem].isSection)
+    return false;
+  const Item& item = m_items[m_nextItem++];
+  name = String(m_text.substr(m_nextText, item.nameSize));
+  value = String(m_text.substr(m_nextText + item.nameSize, item.valueSize));
+  m_nextText += item.nameSize + item.valueSize;
+  return true;
+}
+
+} // namespace rlib

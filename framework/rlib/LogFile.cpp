@@ -1,0 +1,66 @@
+#include "LogFile.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include "rlib/Exception.h"
+
+namespace rlib {
+
+std::string LogFile::Open(const std::string& path) {
+  m_path = path;
+  std::string problem = OpenOnce();
+  if (!problem.empty() || m_size < k_MaxSize)
+    return problem;
+  // Who holds the lock is moving the file aside at this moment; then there is nothing left to do but to open
+  // anew. Not waiting for it means that nobody can stop us by holding it.
+  if (flock(m_fd.Get(), LOCK_EX | LOCK_NB) == 0 && IsCurrent())
+    Rotate();
+  return OpenOnce();
+}
+
+std::string LogFile::OpenOnce() {
+  m_fd.Reset(open(m_path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0640));
+  if (!m_fd)
+    return errno == ELOOP ? "it is a symbolic link" : ErrorText(errno).str();
+  struct stat status {};
+  fstat(m_fd.Get(), &status);
+  if (!S_ISREG(status.st_mode) || status.st_nlink > 1) {
+    m_fd.Reset();
+    return "it is not an ordinary file";
+  }
+  m_size = status.st_size;
+  return {};
+}
+
+bool LogFile::IsCurrent() const {
+  struct stat ours {};
+  struct stat named {};
+  return fstat(m_fd.Get(), &ours) == 0 && lstat(m_path.c_str(), &named) == 0 && ours.st_ino == named.st_ino &&
+         ours.st_dev == named.st_dev;
+}
+
+// A failed rename leaves a file that grows on, which loses no line.
+void LogFile::Rotate() const {
+  for (int number = k_Kept - 1; number >= 1; --number) {
+    const std::string from = m_path + "." + std::to_string(number);
+    const std::string to = m_path + "." + std::to_string(number + 1);
+    if (std::rename(from.c_str(), to.c_str()) != 0 && errno != ENOENT)
+      return;
+  }
+  static_cast<void>(std::rename(m_path.c_str(), (m_path + ".1").c_str()));
+}
+
+int LogFile::Append(std::string_view line) {
+  const int error = WriteAll(m_fd.Get(), line);
+  m_size += static_cast<std::int64_t>(line.size());
+  // A process that runs for long does not outgrow the limit either.
+  if (error == 0 && m_size >= k_MaxSize && !Open(m_path).empty())
+    return EIO;
+  return error;
+}
+
+} // namespace rlib

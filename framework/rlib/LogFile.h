@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "Descriptor.h"
+
+namespace rlib {
+
+// A log file that several processes append to. Not for use by several threads at once.
+class LogFile {
+public:
+  static constexpr std::int64_t k_MaxSize = 10 * 1024 * 1024;
+  static constexpr int k_Kept = 5;
+
+  // Opens the file for appending, moving a full one aside before. Returns why it cannot, empty when it can.
+  [[nodiscard]] std::string Open(const std::string& path);
+  void Close() { m_fd.Reset(); }
+  bool IsOpen() const { return static_cast<bool>(m_fd); }
+  const std::string& Path() const { return m_path; }
+
+  // Appends with one write. Returns 0 or errno.
+  int Append(std::string_view line);
+
+private:
+  std::string OpenOnce();
+  bool IsCurrent() const;
+  void Rotate() const;
+
+  std::string m_path;
+  Descriptor m_fd;
+  std::int64_t m_size = 0;
+};
+
+} // namespace rlib

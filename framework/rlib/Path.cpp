@@ -1,0 +1,36 @@
+#include "rlib/Path.h"
+
+#include <ostream>
+
+namespace rlib {
+
+String Path::Extension(bool withDot) const {
+  const std::string& text = m_text.str();
+  const std::size_t slash = text.rfind('/');
+  const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
+  const std::size_t dot = text.rfind('.');
+  if (dot == std::string::npos || dot <= name || dot + 1 == text.size())
+    return {};
+  if (text.find_first_not_of('.', name) > dot) // "..", "..name"
+    return {};
+  return String(text.substr(withDot ? dot : dot + 1));
+}
+
+Path Path::Parent() const {
+  const std::size_t slash = m_text.str().rfind('/');
+  if (slash == std::string::npos)
+    return {};
+  return Path(m_text.str().substr(0, slash == 0 ? 1 : slash));
+}
+
+Path Path::operator/(const Path& component) const {
+  if (empty() || (!component.empty() && component.m_text.str().front() == '/'))
+    return component;
+  return Path(m_text + (m_text.str().back() == '/' ? "" : "/") + component.m_text);
+}
+
+std::ostream& operator<<(std::ostream& out, const Path& path) {
+  return out << path.str();
+}
+
+} // namespace rlib

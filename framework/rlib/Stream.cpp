@@ -1,0 +1,117 @@
+#include "rlib/Stream.h"
+
+#include <algorithm>
+#include <unistd.h>
+
+#include "Descriptor.h"
+#include "rlib/Exception.h"
+#include "rlib/Failures.h"
+
+namespace rlib {
+namespace {
+
+// Static initialisers and destructors of other files may write at any time.
+template <class T>
+union NeverDestroyed {
+  template <class... Args>
+  constexpr explicit NeverDestroyed(Args... args) : m_value(args...) {}
+  constexpr ~NeverDestroyed() {}
+  T m_value;
+};
+
+constinit NeverDestroyed<LineStream> s_stdErr(STDERR_FILENO, "standard error");
+constinit NeverDestroyed<LineStream> s_stdOut(STDOUT_FILENO, "standard output", &s_stdErr.m_value);
+
+} // namespace
+
+constinit LineStream& stdErr = s_stdErr.m_value;
+constinit LineStream& stdOut = s_stdOut.m_value;
+
+void OutStream::Put(const char* text, eolType eol) {
+  if (!text)
+    return;
+  std::string_view rest = text;
+  if (eol == k_EolWindows) {
+    for (std::size_t end; (end = rest.find('\n')) != std::string_view::npos; rest.remove_prefix(end + 1)) {
+      Write(rest.substr(0, end));
+      Write("\r\n");
+    }
+  }
+  Write(rest);
+}
+
+std::string& LineStream::Pending() {
+  const auto self = std::this_thread::get_id();
+  const auto found =
+      std::find_if(m_pending.begin(), m_pending.end(), [self](auto& entry) { return entry.first == self; });
+  return found != m_pending.end() ? found->second : m_pending.emplace_back(self, std::string()).second;
+}
+
+void LineStream::Write(std::string_view text) {
+  const std::lock_guard lock(m_mutex);
+  if (!m_failed || m_capture)
+    Pending().append(text);
+}
+
+void LineStream::EndLine(std::string_view eol) {
+  int error = 0;
+  {
+    const std::lock_guard lock(m_mutex);
+    std::string& pending = Pending();
+    pending.append(eol);
+    error = Emit(pending);
+    // A thread that ends leaves nothing behind.
+    std::erase_if(m_pending,
+                  [self = std::this_thread::get_id()](auto& entry) { return entry.first == self; });
+  }
+  Complain(error);
+}
+
+void LineStream::PutLine(const String& text) {
+  const std::string line = text.str() + "\n";
+  int error = 0;
+  {
+    const std::lock_guard lock(m_mutex);
+    error = Emit(line);
+  }
+  Complain(error);
+}
+
+void LineStream::Close(bool discard) {
+  int error = 0;
+  {
+    const std::lock_guard lock(m_mutex);
+    for (auto& [thread, text] : m_pending)
+      if (!discard && error == 0)
+        error = Emit(text);
+    m_pending.clear();
+  }
+  Complain(error);
+}
+
+void LineStream::Capture(std::string* sink) {
+  const std::lock_guard lock(m_mutex);
+  m_capture = sink;
+}
+
+int LineStream::Emit(std::string_view line) {
+  if (m_capture) {
+    m_capture->append(line);
+    return 0;
+  }
+  if (m_failed)
+    return 0;
+  const int error = WriteAll(m_fd, line);
+  m_failed = error != 0;
+  return error;
+}
+
+void LineStream::Complain(int error) {
+  if (error == 0)
+    return;
+  NoteOutputFailure();
+  if (m_complaints)
+    m_complaints->PutLine(String("Cannot write to ") + m_name + ": " + ErrorText(error));
+}
+
+} // namespace rlib

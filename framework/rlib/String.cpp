@@ -1,0 +1,41 @@
+#include "rlib/String.h"
+
+#include <algorithm>
+#include <array>
+#include <ostream>
+
+namespace rlib {
+
+constinit const String String::Null{};
+constinit const String k_Empty{};
+
+namespace {
+
+// The C library's tolower depends on the locale.
+unsigned char Lower(char c) {
+  return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+}
+
+} // namespace
+
+int String::CompareNoCase(const String& other) const {
+  const std::size_t common = std::min(size(), other.size());
+  for (std::size_t i = 0; i < common; ++i) {
+    const int difference = Lower(m_text[i]) - Lower(other.m_text[i]);
+    if (difference != 0)
+      return difference;
+  }
+  return size() == other.size() ? 0 : size() < other.size() ? -1 : 1;
+}
+
+bool String::Bool() const {
+  const auto words = std::to_array<const char*>({"1", "true", "yes", "on"});
+  return std::any_of(words.begin(), words.end(),
+                     [this](const char* word) { return CompareNoCase(word) == 0; });
+}
+
+std::ostream& operator<<(std::ostream& out, const String& text) {
+  return out << text.str();
+}
+
+} // namespace rlib

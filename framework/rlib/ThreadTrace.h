@@ -1,0 +1,71 @@
+#pragma once
+
+#include <atomic>
+#include <sys/types.h>
+
+#include "rlib/CallEntry.h"
+
+namespace rlib {
+
+// The open entries of one thread. Written by that thread only; read by a signal handler on any thread, hence
+// atomics.
+struct ThreadTrace {
+  struct Entry {
+    std::atomic<const char*> function;
+    std::atomic<const char*> file;
+    std::atomic<int> line;
+  };
+
+  std::atomic<pid_t> thread; // 0: free
+  std::atomic<int> depth;    // may exceed k_MaxDepth
+  Entry entries[_CallEntry::k_MaxDepth];
+};
+
+constexpr int k_MaxTracedThreads = 256;
+extern ThreadTrace g_ThreadTraces[k_MaxTracedThreads];
+
+// Calls put(text) for the pieces of the listing of all open entries. Async-signal-safe when put is. The
+// entries of the calling thread come first and are marked so.
+template <class Put>
+void WalkCallEntries(Put put, pid_t caller);
+
+// Decimal text of the number in the buffer, which must hold 24 characters. Async-signal-safe.
+const char* DecimalText(long number, char* buffer);
+
+template <class Put>
+void WalkThread(Put& put, const ThreadTrace& trace, pid_t thread, bool isCaller) {
+  char buffer[24];
+  const int depth = trace.depth.load(std::memory_order_acquire);
+  put("Thread ");
+  put(DecimalText(thread, buffer));
+  put(isCaller ? " (this one):\n" : ":\n");
+  if (depth > _CallEntry::k_MaxDepth) {
+    put("  ... ");
+    put(DecimalText(depth - _CallEntry::k_MaxDepth, buffer));
+    put(" deeper calls\n");
+  }
+  for (int i = (depth < _CallEntry::k_MaxDepth ? depth : _CallEntry::k_MaxDepth) - 1; i >= 0; --i) {
+    const ThreadTrace::Entry& entry = trace.entries[i];
+    const char* const function = entry.function.load(std::memory_order_relaxed);
+    const char* const file = entry.file.load(std::memory_order_relaxed);
+    put("  ");
+    put(function ? function : "?");
+    put(" (");
+    put(file ? file : "?");
+    put(":");
+    put(DecimalText(entry.line.load(std::memory_order_relaxed), buffer));
+    put(")\n");
+  }
+}
+
+template <class Put>
+void WalkCallEntries(Put put, pid_t caller) {
+  for (const bool wantCaller : {true, false})
+    for (const ThreadTrace& trace : g_ThreadTraces) {
+      const pid_t thread = trace.thread.load(std::memory_order_acquire);
+      if (thread != 0 && (thread == caller) == wantCaller)
+        WalkThread(put, trace, thread, wantCaller);
+    }
+}
+
+} // namespace rlib
