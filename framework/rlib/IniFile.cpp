@@ -118,7 +118,7 @@ void IniFile::Clear() {
 template <class Read>
 int IniFile::ReadLines(Read read, bool quotes, bool report) {
   constexpr std::size_t chunkSize = 64 << 10;
-  const auto chunk = std::make_unique<char[]>(chunkSize);
+  const auto chunk = std::make_unique_for_overwrite<char[]>(chunkSize);
   std::string line;
   bool tooLong = false;
   const auto take = [&] {

@@ -57,10 +57,14 @@ void LogFile::Rotate() const {
 int LogFile::Append(std::string_view line) {
   const int error = WriteAll(m_fd.Get(), line);
   m_size += static_cast<std::int64_t>(line.size());
+  if (error != 0 || m_size < k_MaxSize)
+    return error;
   // A process that runs for long does not outgrow the limit either.
-  if (error == 0 && m_size >= k_MaxSize && !Open(m_path).empty())
+  if (!Open(m_path).empty())
     return EIO;
-  return error;
+  if (m_size >= k_MaxSize)
+    m_size = 0; // It could not be moved aside; the next attempt comes after as many bytes again.
+  return 0;
 }
 
 } // namespace rlib

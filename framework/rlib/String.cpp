@@ -6,8 +6,15 @@
 
 namespace rlib {
 
-constinit const String String::Null{};
-constinit const String k_Empty{};
+// clang 14 cannot initialise a std::string at compile time; there these come first among the dynamic ones.
+#ifdef __clang__
+#define EARLY [[gnu::init_priority(101)]]
+#else
+#define EARLY constinit
+#endif
+EARLY const String String::Null{};
+EARLY const String k_Empty{};
+#undef EARLY
 
 namespace {
 
