@@ -161,10 +161,33 @@ TEST(CrashHandler, ReportHoldsEveryThread) {
                                         HasSubstr("  Main (File:1)\n"), HasSubstr("  Waiting (File:2)\n")));
 }
 
-TEST(CrashHandler, SegmentationFaultIsReportedUnlessSomebodyElseHandlesIt) {
+bool IsUnhandled(int number) {
   struct sigaction current {};
-  sigaction(SIGSEGV, nullptr, &current);
-  if ((current.sa_flags & SA_SIGINFO) || current.sa_handler != SIG_DFL)
+  sigaction(number, nullptr, &current);
+  return !(current.sa_flags & SA_SIGINFO) && current.sa_handler == SIG_DFL;
+}
+
+int Overflow(int depth) {
+  volatile char frame[4096] = {};
+  frame[depth % 4096] = 1;
+  return depth < 0 ? 0 : Overflow(depth + 1) + frame[0];
+}
+
+TEST(CrashHandler, OverflowOfTheStackIsReportedUnlessSomebodyElseHandlesIt) {
+  if (!IsUnhandled(SIGSEGV))
+    GTEST_SKIP() << "a sanitizer handles it";
+  const TempFolder folder;
+  const int status = StatusOfChild(folder.Name(), [] {
+    const _CallEntry entry("Deep", "File", 1);
+    _exit(Overflow(0));
+  });
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGSEGV);
+  EXPECT_THAT(OnlyFileOf(folder), HasSubstr("  Deep (File:1)\n"));
+}
+
+TEST(CrashHandler, SegmentationFaultIsReportedUnlessSomebodyElseHandlesIt) {
+  if (!IsUnhandled(SIGSEGV))
     GTEST_SKIP() << "a sanitizer handles it";
   const TempFolder folder;
   const int status = StatusOfChild(folder.Name(), [] {

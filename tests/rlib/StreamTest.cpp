@@ -1,11 +1,10 @@
 #include "rlib/Stream.h"
 
-#include <atomic>
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sstream>
-#include <sys/socket.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -127,6 +126,23 @@ TEST_F(StreamTest, FullDiskIsNotedAndReportedOnce) {
   stream.Close();
   EXPECT_EQ(Written(), "Cannot write to standard output: No space left on device\n");
   close(full);
+}
+
+TEST_F(StreamTest, StandardOutputComplainsOnStandardError) {
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
+    dup2(m_fd, STDERR_FILENO);
+    rlib::stdOut.Put("x");
+    rlib::stdOut.PutEOL();
+    rlib::stdOut.PutLine("y");
+    _exit(rlib::AnyFailureNoted() ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Written(), "Cannot write to standard output: No space left on device\n");
 }
 
 TEST_F(StreamTest, ClosedPipeIsNotedAndReportedOnce) {
