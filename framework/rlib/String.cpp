@@ -28,7 +28,7 @@ unsigned char Lower(char c) {
 int String::CompareNoCase(const String& other) const {
   const std::size_t common = std::min(size(), other.size());
   for (std::size_t i = 0; i < common; ++i) {
-    const int difference = Lower(m_text[i]) - Lower(other.m_text[i]);
+    const int difference = Lower(m_Text[i]) - Lower(other.m_Text[i]);
     if (difference != 0)
       return difference;
   }

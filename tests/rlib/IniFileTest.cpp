@@ -139,9 +139,9 @@ class IniFileLoadTest : public testing::Test {
 protected:
   void SetUp() override {
     rlib::ResetNotedFailures();
-    rlib::stdErr.Capture(&m_shown);
+    rlib::stdErr.Capture(&m_Shown);
     rlib::Log::SetObserver([this](int level, const String& text) {
-      m_logged.push_back(std::to_string(level) + " " + text.str());
+      m_Logged.push_back(std::to_string(level) + " " + text.str());
     });
   }
   void TearDown() override {
@@ -154,51 +154,51 @@ protected:
     IniFile ini(optional);
     ini.SetFileName(path);
     const bool loaded = ini.Load(true, report);
-    m_contents = Contents(ini);
+    m_Contents = Contents(ini);
     return loaded;
   }
   void ExpectInputError(const std::string& path, const std::string& reason) {
     EXPECT_FALSE(Load(path));
     const std::string line = "Cannot read options file '" + path + "': " + reason;
-    EXPECT_EQ(m_shown, line + "\n");
-    EXPECT_THAT(m_logged, ElementsAre("1 " + line));
-    EXPECT_THAT(m_contents, IsEmpty());
+    EXPECT_EQ(m_Shown, line + "\n");
+    EXPECT_THAT(m_Logged, ElementsAre("1 " + line));
+    EXPECT_THAT(m_Contents, IsEmpty());
     EXPECT_TRUE(rlib::AnyFailureNoted());
   }
 
-  TempFolder m_folder;
-  std::string m_shown;
-  std::vector<std::string> m_logged;
-  std::vector<std::string> m_contents;
+  TempFolder m_Folder;
+  std::string m_Shown;
+  std::vector<std::string> m_Logged;
+  std::vector<std::string> m_Contents;
 };
 
 TEST_F(IniFileLoadTest, ReadsAFile) {
-  WriteTextFile(m_folder / "a.ini", "[A]\nx=1\n");
-  EXPECT_TRUE(Load(m_folder / "a.ini"));
-  EXPECT_THAT(m_contents, ElementsAre("[A]", "x=1"));
-  EXPECT_EQ(m_shown, "");
+  WriteTextFile(m_Folder / "a.ini", "[A]\nx=1\n");
+  EXPECT_TRUE(Load(m_Folder / "a.ini"));
+  EXPECT_THAT(m_Contents, ElementsAre("[A]", "x=1"));
+  EXPECT_EQ(m_Shown, "");
   EXPECT_FALSE(rlib::AnyFailureNoted());
 }
 
 TEST_F(IniFileLoadTest, SkippedLinesAreLoggedEachAndShownAsOneLine) {
-  const std::string path = m_folder / "a%d.ini";
+  const std::string path = m_Folder / "a%d.ini";
   WriteTextFile(path, "[A]\njunk\nx=1\n=2\n");
   EXPECT_TRUE(Load(path));
-  EXPECT_THAT(m_contents, ElementsAre("[A]", "x=1"));
-  EXPECT_THAT(m_logged, ElementsAre("2 Options file '" + path +
+  EXPECT_THAT(m_Contents, ElementsAre("[A]", "x=1"));
+  EXPECT_THAT(m_Logged, ElementsAre("2 Options file '" + path +
                                         "', line 2 skipped: it is neither section, pair nor comment",
                                     "2 Options file '" + path + "', line 4 skipped: the name is empty"));
-  EXPECT_EQ(m_shown,
+  EXPECT_EQ(m_Shown,
             "Options file '" + path + "': skipped 2 lines that could not be understood, see the log\n");
   EXPECT_FALSE(rlib::AnyFailureNoted());
 }
 
 TEST_F(IniFileLoadTest, MissingFileIsAnInputError) {
-  ExpectInputError(m_folder / "none.ini", "No such file or directory");
+  ExpectInputError(m_Folder / "none.ini", "No such file or directory");
 }
 
 TEST_F(IniFileLoadTest, FolderIsAnInputError) {
-  ExpectInputError(m_folder.Name(), "it is a folder");
+  ExpectInputError(m_Folder.Name(), "it is a folder");
 }
 
 TEST_F(IniFileLoadTest, EmptyNameIsAnInputError) {
@@ -206,8 +206,8 @@ TEST_F(IniFileLoadTest, EmptyNameIsAnInputError) {
 }
 
 TEST_F(IniFileLoadTest, FifoIsAnInputErrorAndDoesNotBlock) {
-  ASSERT_EQ(mkfifo((m_folder / "fifo").c_str(), 0600), 0);
-  ExpectInputError(m_folder / "fifo", "it is not a regular file");
+  ASSERT_EQ(mkfifo((m_Folder / "fifo").c_str(), 0600), 0);
+  ExpectInputError(m_Folder / "fifo", "it is not a regular file");
 }
 
 TEST_F(IniFileLoadTest, DeviceIsAnInputError) {
@@ -217,26 +217,26 @@ TEST_F(IniFileLoadTest, DeviceIsAnInputError) {
 TEST_F(IniFileLoadTest, UnreadableFileIsAnInputError) {
   if (geteuid() == 0)
     GTEST_SKIP() << "root reads everything";
-  WriteTextFile(m_folder / "a.ini", "");
-  chmod((m_folder / "a.ini").c_str(), 0);
-  ExpectInputError(m_folder / "a.ini", "Permission denied");
+  WriteTextFile(m_Folder / "a.ini", "");
+  chmod((m_Folder / "a.ini").c_str(), 0);
+  ExpectInputError(m_Folder / "a.ini", "Permission denied");
 }
 
 TEST_F(IniFileLoadTest, OptionalFileMayBeMissing) {
-  EXPECT_TRUE(Load(m_folder / "none.ini", true));
-  EXPECT_FALSE(Load(m_folder.Name(), true, false));
-  EXPECT_EQ(m_shown, "");
-  EXPECT_THAT(m_logged, IsEmpty());
+  EXPECT_TRUE(Load(m_Folder / "none.ini", true));
+  EXPECT_FALSE(Load(m_Folder.Name(), true, false));
+  EXPECT_EQ(m_Shown, "");
+  EXPECT_THAT(m_Logged, IsEmpty());
 }
 
 TEST_F(IniFileLoadTest, LoadingAgainStartsAnew) {
-  WriteTextFile(m_folder / "a.ini", "[A]\nx=1\n");
-  WriteTextFile(m_folder / "b.ini", "[B]\ny=2\n");
+  WriteTextFile(m_Folder / "a.ini", "[A]\nx=1\n");
+  WriteTextFile(m_Folder / "b.ini", "[B]\ny=2\n");
   IniFile ini(false);
-  ini.SetFileName(m_folder / "a.ini");
+  ini.SetFileName(m_Folder / "a.ini");
   EXPECT_TRUE(ini.Load(true, true));
   EXPECT_TRUE(ini.SetNextSection());
-  ini.SetFileName(m_folder / "b.ini");
+  ini.SetFileName(m_Folder / "b.ini");
   EXPECT_TRUE(ini.Load(true, true));
   EXPECT_EQ(ini.GetCurrentSection(), "");
   EXPECT_THAT(Contents(ini), ElementsAre("[B]", "y=2"));

@@ -32,7 +32,7 @@ class LogTest : public testing::Test {
 protected:
   void SetUp() override {
     rlib::ResetNotedFailures();
-    rlib::stdErr.Capture(&m_shown);
+    rlib::stdErr.Capture(&m_Shown);
   }
   void TearDown() override {
     Log::Close();
@@ -40,12 +40,12 @@ protected:
     EXPECT_FALSE(rlib::AnyFailureNoted());
   }
   String Open(int fileLevel = Log::k_Trace, int displayLevel = 0) {
-    return Log::Open("test", m_folder.Name(), fileLevel, displayLevel);
+    return Log::Open("test", m_Folder.Name(), fileLevel, displayLevel);
   }
-  std::string Written(const char* name = "test.log") const { return ReadTextFile(m_folder / name); }
+  std::string Written(const char* name = "test.log") const { return ReadTextFile(m_Folder / name); }
 
-  TempFolder m_folder;
-  std::string m_shown;
+  TempFolder m_Folder;
+  std::string m_Shown;
 };
 
 TEST_F(LogTest, LineHasTimeProcessThreadLevelAndText) {
@@ -68,15 +68,15 @@ TEST_F(LogTest, FileLevelChoosesLines) {
     EXPECT_THAT(Written(), HasSubstr(text));
   for (const char* text : {"i4", "d5", "t6"})
     EXPECT_THAT(Written(), Not(HasSubstr(text)));
-  EXPECT_EQ(m_shown, "");
+  EXPECT_EQ(m_Shown, "");
 }
 
 TEST_F(LogTest, DisplayLevelChoosesLinesForStdErr) {
   ASSERT_EQ(Open(0, Log::k_Error), "");
   rlib::LogError("e1");
   rlib::LogWarning("w2");
-  EXPECT_THAT(m_shown, EndsWith(" ERROR e1\n"));
-  EXPECT_FALSE(std::filesystem::exists(m_folder / "test.log"));
+  EXPECT_THAT(m_Shown, EndsWith(" ERROR e1\n"));
+  EXPECT_FALSE(std::filesystem::exists(m_Folder / "test.log"));
 }
 
 TEST_F(LogTest, ControlCharactersAreEscaped) {
@@ -92,7 +92,7 @@ TEST_F(LogTest, ControlCharactersAreEscaped) {
 }
 
 TEST_F(LogTest, FolderIsMadeWithItsParents) {
-  const std::string folder = m_folder / "a/b/log";
+  const std::string folder = m_Folder / "a/b/log";
   ASSERT_EQ(Log::Open("test", folder, 5, 0), "");
   struct stat status {};
   ASSERT_EQ(stat(folder.c_str(), &status), 0);
@@ -102,53 +102,53 @@ TEST_F(LogTest, FolderIsMadeWithItsParents) {
 }
 
 TEST_F(LogTest, FolderThatCannotBeUsedIsOneErrorText) {
-  WriteTextFile(m_folder / "file", "");
-  EXPECT_EQ(Log::Open("test", m_folder / "file", 5, 0),
-            "Cannot make the log folder '" + (m_folder / "file") + "': Not a directory");
-  EXPECT_EQ(Log::Open("test", m_folder / "file/x", 5, 0),
-            "Cannot make the log folder '" + (m_folder / "file/x") + "': Not a directory");
+  WriteTextFile(m_Folder / "file", "");
+  EXPECT_EQ(Log::Open("test", m_Folder / "file", 5, 0),
+            "Cannot make the log folder '" + (m_Folder / "file") + "': Not a directory");
+  EXPECT_EQ(Log::Open("test", m_Folder / "file/x", 5, 0),
+            "Cannot make the log folder '" + (m_Folder / "file/x") + "': Not a directory");
   EXPECT_EQ(Log::Open("test", "", 5, 0), "Cannot write a log: no log folder is known");
   rlib::LogError("goes on");
 }
 
 TEST_F(LogTest, PlantedSymbolicLinkIsNotFollowed) {
-  WriteTextFile(m_folder / "victim", "");
-  ASSERT_EQ(symlink("victim", (m_folder / "test.log").c_str()), 0);
-  EXPECT_EQ(Open(), "Cannot write the log file '" + (m_folder / "test.log") + "': it is a symbolic link");
+  WriteTextFile(m_Folder / "victim", "");
+  ASSERT_EQ(symlink("victim", (m_Folder / "test.log").c_str()), 0);
+  EXPECT_EQ(Open(), "Cannot write the log file '" + (m_Folder / "test.log") + "': it is a symbolic link");
   rlib::LogError("x");
   EXPECT_EQ(Written("victim"), "");
 }
 
 TEST_F(LogTest, PlantedHardLinkAndFifoAreRefused) {
-  WriteTextFile(m_folder / "victim", "");
-  ASSERT_EQ(link((m_folder / "victim").c_str(), (m_folder / "test.log").c_str()), 0);
+  WriteTextFile(m_Folder / "victim", "");
+  ASSERT_EQ(link((m_Folder / "victim").c_str(), (m_Folder / "test.log").c_str()), 0);
   EXPECT_THAT(Open().str(), EndsWith("it is not an ordinary file"));
-  ASSERT_EQ(unlink((m_folder / "test.log").c_str()), 0);
-  ASSERT_EQ(mkfifo((m_folder / "test.log").c_str(), 0600), 0);
+  ASSERT_EQ(unlink((m_Folder / "test.log").c_str()), 0);
+  ASSERT_EQ(mkfifo((m_Folder / "test.log").c_str(), 0600), 0);
   EXPECT_THAT(Open().str(), EndsWith("No such device or address"));
 }
 
 TEST_F(LogTest, ApplicationNameCannotLeaveTheFolder) {
-  ASSERT_EQ(Log::Open("../a/b", m_folder.Name(), 5, 0), "");
-  EXPECT_TRUE(std::filesystem::exists(m_folder / "brenic.._a_b.log"));
+  ASSERT_EQ(Log::Open("../a/b", m_Folder.Name(), 5, 0), "");
+  EXPECT_TRUE(std::filesystem::exists(m_Folder / "brenic.._a_b.log"));
 }
 
 TEST_F(LogTest, FullFileIsMovedAsideWhenOpened) {
   for (int run = 1; run <= 7; ++run) {
-    WriteTextFile(m_folder / "test.log", "run " + std::to_string(run));
-    ASSERT_EQ(truncate((m_folder / "test.log").c_str(), k_RotationSize), 0);
+    WriteTextFile(m_Folder / "test.log", "run " + std::to_string(run));
+    ASSERT_EQ(truncate((m_Folder / "test.log").c_str(), k_RotationSize), 0);
     ASSERT_EQ(Open(), "");
-    EXPECT_EQ(std::filesystem::file_size(m_folder / "test.log"), 0u);
+    EXPECT_EQ(std::filesystem::file_size(m_Folder / "test.log"), 0u);
     Log::Close();
   }
-  EXPECT_EQ(m_folder.Count(), 6u);
+  EXPECT_EQ(m_Folder.Count(), 6u);
   EXPECT_THAT(Written("test.log.1"), testing::StartsWith("run 7"));
   EXPECT_THAT(Written("test.log.5"), testing::StartsWith("run 3"));
 }
 
 TEST_F(LogTest, FileIsMovedAsideWhileInUse) {
-  WriteTextFile(m_folder / "test.log", "");
-  ASSERT_EQ(truncate((m_folder / "test.log").c_str(), k_RotationSize - 10), 0);
+  WriteTextFile(m_Folder / "test.log", "");
+  ASSERT_EQ(truncate((m_Folder / "test.log").c_str(), k_RotationSize - 10), 0);
   ASSERT_EQ(Open(), "");
   rlib::LogError("last of the old");
   rlib::LogError("first of the new");
@@ -158,8 +158,8 @@ TEST_F(LogTest, FileIsMovedAsideWhileInUse) {
 
 TEST_F(LogTest, ConcurrentProcessesLoseNoLineWhileRotating) {
   // Near the limit, so that the processes move the file aside under each other.
-  WriteTextFile(m_folder / "test.log", "");
-  ASSERT_EQ(truncate((m_folder / "test.log").c_str(), k_RotationSize - 20'000), 0);
+  WriteTextFile(m_Folder / "test.log", "");
+  ASSERT_EQ(truncate((m_Folder / "test.log").c_str(), k_RotationSize - 20'000), 0);
   constexpr int processes = 4;
   constexpr int lines = 500;
   std::vector<pid_t> children;
@@ -170,7 +170,7 @@ TEST_F(LogTest, ConcurrentProcessesLoseNoLineWhileRotating) {
       bool good = true;
       for (int i = 0; i < lines; ++i) {
         if (i % 10 == 0)
-          good = good && Log::Open("test", m_folder.Name(), 6, 0).empty();
+          good = good && Log::Open("test", m_Folder.Name(), 6, 0).empty();
         rlib::LogError("process " + std::to_string(p) + " line " + std::to_string(i) + ".");
       }
       _exit(good ? 0 : 1);
@@ -183,7 +183,7 @@ TEST_F(LogTest, ConcurrentProcessesLoseNoLineWhileRotating) {
     EXPECT_EQ(status, 0);
   }
   std::map<std::string, int> seen;
-  for (const auto& entry : std::filesystem::directory_iterator(m_folder.Name())) {
+  for (const auto& entry : std::filesystem::directory_iterator(m_Folder.Name())) {
     std::string text = ReadTextFile(entry.path());
     text.erase(0, text.find_first_not_of('\0')); // The hole that stands for earlier lines.
     std::istringstream in(text);
@@ -193,7 +193,7 @@ TEST_F(LogTest, ConcurrentProcessesLoseNoLineWhileRotating) {
   for (int p = 0; p < processes; ++p)
     for (int i = 0; i < lines; ++i)
       EXPECT_EQ(seen["process " + std::to_string(p) + " line " + std::to_string(i) + "."], 1);
-  EXPECT_TRUE(std::filesystem::exists(m_folder / "test.log.1"));
+  EXPECT_TRUE(std::filesystem::exists(m_Folder / "test.log.1"));
 }
 
 TEST_F(LogTest, ThreadsLoseNoLine) {
@@ -228,7 +228,7 @@ TEST_F(LogTest, FullDiskIsOneLineOnStdErrAndNoFailureOfTheProcess) {
     for (int i = 0; i < 10; ++i)
       rlib::LogError("some text that soon exceeds the limit");
     const std::string expected =
-        "Cannot write to the log file '" + (m_folder / "test.log") + "': File too large\n";
+        "Cannot write to the log file '" + (m_Folder / "test.log") + "': File too large\n";
     _exit(shown == expected && !rlib::AnyFailureNoted() ? 0 : 2);
   }
   int status = -1;
@@ -244,7 +244,7 @@ TEST_F(LogTest, DumpHoldsRecentLinesOfAllLevels) {
   const rlib::Path second = Log::Dump();
   ASSERT_FALSE(first.empty());
   EXPECT_NE(first, second);
-  EXPECT_EQ(first.Parent().str(), m_folder.Name());
+  EXPECT_EQ(first.Parent().str(), m_Folder.Name());
   const std::string dump = ReadTextFile(first.str().str());
   EXPECT_THAT(dump, HasSubstr("TRACE before opening\n"));
   EXPECT_THAT(dump, HasSubstr("TRACE only in memory\n"));
@@ -271,13 +271,13 @@ TEST_F(LogTest, DumpWithoutAFolderIsLogged) {
 }
 
 TEST_F(LogTest, DefaultFolderFollowsTheEnvironment) {
+  setenv("XDG_STATE_HOME", "/state", 1);
+  EXPECT_EQ(Log::DefaultFolder(), rlib::Path("/state/brenic/log"));
+  unsetenv("XDG_STATE_HOME");
   if (geteuid() == 0) {
     EXPECT_EQ(Log::DefaultFolder(), rlib::Path("/var/log/brenic"));
     return;
   }
-  setenv("XDG_STATE_HOME", "/state", 1);
-  EXPECT_EQ(Log::DefaultFolder(), rlib::Path("/state/brenic/log"));
-  unsetenv("XDG_STATE_HOME");
   setenv("HOME", "/home/x", 1);
   EXPECT_EQ(Log::DefaultFolder(), rlib::Path("/home/x/.local/state/brenic/log"));
   unsetenv("HOME");

@@ -31,22 +31,22 @@ protected:
   void SetUp() override {
     signal(SIGPIPE, SIG_IGN);
     rlib::ResetNotedFailures();
-    m_fd = open((m_folder / "out").c_str(), O_RDWR | O_CREAT | O_APPEND, 0600);
-    ASSERT_GE(m_fd, 0);
+    m_Fd = open((m_Folder / "out").c_str(), O_RDWR | O_CREAT | O_APPEND, 0600);
+    ASSERT_GE(m_Fd, 0);
   }
   void TearDown() override {
-    close(m_fd);
+    close(m_Fd);
     rlib::ResetNotedFailures();
   }
-  std::string Written() const { return ReadTextFile(m_folder / "out"); }
+  std::string Written() const { return ReadTextFile(m_Folder / "out"); }
 
-  TempFolder m_folder;
-  int m_fd = -1;
+  TempFolder m_Folder;
+  int m_Fd = -1;
 };
 
 TEST_F(StreamTest, TextIsWrittenWhenItsLineEnds) {
   EXPECT_TRUE(s_early);
-  LineStream stream(m_fd, "test");
+  LineStream stream(m_Fd, "test");
   stream.Put(String("Hello"));
   stream.Put(", world");
   EXPECT_EQ(Written(), "");
@@ -57,7 +57,7 @@ TEST_F(StreamTest, TextIsWrittenWhenItsLineEnds) {
 }
 
 TEST_F(StreamTest, EndOfLineTypesAreHonoured) {
-  LineStream stream(m_fd, "test");
+  LineStream stream(m_Fd, "test");
   stream.Put("a\nb\n", Stream::k_EolWindows);
   stream.PutEOL(Stream::k_EolWindows);
   stream.Put("a\nb", Stream::k_EolUnix);
@@ -66,7 +66,7 @@ TEST_F(StreamTest, EndOfLineTypesAreHonoured) {
 }
 
 TEST_F(StreamTest, NulBytesAndNullPointersAreHarmless) {
-  LineStream stream(m_fd, "test");
+  LineStream stream(m_Fd, "test");
   stream.Put(String("a\0b", 3));
   stream.Put(static_cast<const char*>(nullptr));
   stream.PutEOL();
@@ -74,7 +74,7 @@ TEST_F(StreamTest, NulBytesAndNullPointersAreHarmless) {
 }
 
 TEST_F(StreamTest, CloseWritesWhatHasNoEndOfLineYet) {
-  LineStream stream(m_fd, "test");
+  LineStream stream(m_Fd, "test");
   stream.Put("dropped");
   stream.Close(true);
   stream.Put("kept");
@@ -83,7 +83,7 @@ TEST_F(StreamTest, CloseWritesWhatHasNoEndOfLineYet) {
 }
 
 TEST_F(StreamTest, WholeLineDoesNotTouchTextThatAccumulates) {
-  LineStream stream(m_fd, "test");
+  LineStream stream(m_Fd, "test");
   stream.Put("first ");
   stream.PutLine("between");
   stream.Put("half");
@@ -92,7 +92,7 @@ TEST_F(StreamTest, WholeLineDoesNotTouchTextThatAccumulates) {
 }
 
 TEST_F(StreamTest, LinesOfSeveralThreadsDoNotMix) {
-  LineStream stream(m_fd, "test");
+  LineStream stream(m_Fd, "test");
   std::vector<std::thread> threads;
   for (const char c : {'a', 'b', 'c', 'd'})
     threads.emplace_back([&stream, c] {
@@ -114,7 +114,7 @@ TEST_F(StreamTest, LinesOfSeveralThreadsDoNotMix) {
 TEST_F(StreamTest, FullDiskIsNotedAndReportedOnce) {
   const int full = open("/dev/full", O_WRONLY);
   ASSERT_GE(full, 0);
-  LineStream complaints(m_fd, "complaints");
+  LineStream complaints(m_Fd, "complaints");
   LineStream stream(full, "standard output", &complaints);
   stream.Put("x");
   EXPECT_FALSE(rlib::AnyFailureNoted());
@@ -133,7 +133,7 @@ TEST_F(StreamTest, StandardOutputComplainsOnStandardError) {
   ASSERT_GE(child, 0);
   if (child == 0) {
     dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
-    dup2(m_fd, STDERR_FILENO);
+    dup2(m_Fd, STDERR_FILENO);
     rlib::stdOut.Put("x");
     rlib::stdOut.PutEOL();
     rlib::stdOut.PutLine("y");
@@ -149,7 +149,7 @@ TEST_F(StreamTest, ClosedPipeIsNotedAndReportedOnce) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   close(ends[0]);
-  LineStream complaints(m_fd, "complaints");
+  LineStream complaints(m_Fd, "complaints");
   LineStream stream(ends[1], "standard output", &complaints);
   stream.PutLine("x");
   stream.PutLine("y");
@@ -185,7 +185,7 @@ TEST_F(StreamTest, NonBlockingPipeGetsEverything) {
 }
 
 TEST_F(StreamTest, CaptureTakesTheLinesInstead) {
-  LineStream stream(m_fd, "test");
+  LineStream stream(m_Fd, "test");
   std::string captured;
   stream.Capture(&captured);
   stream.Put("a");

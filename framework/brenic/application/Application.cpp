@@ -10,14 +10,18 @@ Application* s_Instance = nullptr;
 
 } // namespace
 
-Application::Application() { s_Instance = this; }
+Application::Application() {
+  s_Instance = this;
+}
 
 Application::~Application() {
   if (s_Instance == this)
     s_Instance = nullptr;
 }
 
-Application* Application::Instance() { return s_Instance; }
+Application* Application::Instance() {
+  return s_Instance;
+}
 
 void Application::SetLogDir(CommandLine& cmd) {
   const String folder = cmd.GetArgument("LogFolder", 0, k_Empty);

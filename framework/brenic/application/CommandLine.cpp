@@ -51,7 +51,8 @@ int CommandLine::GetArgument(const char* name, int index, int fallback) const {
   if (rlib::ParseInt32(text, number))
     return number;
   rlib::ReportInputError(rlib::SFormat("Not a whole number from %d to %d: '%s'",
-                                       std::numeric_limits<int>::min(), std::numeric_limits<int>::max(), text));
+                                       std::numeric_limits<int>::min(), std::numeric_limits<int>::max(),
+                                       text));
   return std::numeric_limits<int>::min();
 }
 

@@ -16,22 +16,32 @@ namespace {
 
 Executable* s_Instance = nullptr;
 
-String BaseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+String BaseName(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
 
 } // namespace
 
-Executable::Executable() { s_Instance = this; }
+Executable::Executable() {
+  s_Instance = this;
+}
 
 Executable::~Executable() {
   if (s_Instance == this)
     s_Instance = nullptr;
 }
 
-Executable* Executable::Instance() { return s_Instance; }
+Executable* Executable::Instance() {
+  return s_Instance;
+}
 
-void Executable::OnInterrupt() { Signal(SIGINT); }
+void Executable::OnInterrupt() {
+  Signal(SIGINT);
+}
 
-void Executable::ThreadException(Thread*) { rlib::LogError("A thread ended by an exception"); }
+void Executable::ThreadException(Thread*) {
+  rlib::LogError("A thread ended by an exception");
+}
 
 void Executable::Signal(int) {
   m_EndRequested = true;
@@ -40,7 +50,9 @@ void Executable::Signal(int) {
     m_Wake();
 }
 
-void Executable::Stop() { Signal(0); }
+void Executable::Stop() {
+  Signal(0);
+}
 
 void Executable::SetWake(std::function<void()> wake) {
   std::lock_guard lock(m_WakeMutex);

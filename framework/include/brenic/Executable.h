@@ -48,7 +48,7 @@ public:
 protected:
   Executable();
 
-  CommandLine m_CommandLine; // set by Start
+  CommandLine m_CommandLine;   // set by Start
   int m_ExitCode = k_ExitDone; // set by the application; 0 leaves the status to the outcome of the run
 
 private:
