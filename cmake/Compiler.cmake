@@ -12,3 +12,8 @@ if(BRENIC_SANITIZE)
     add_compile_options(-fno-sanitize-recover=undefined)
   endif()
 endif()
+
+# Coverage for libFuzzer in every library that a fuzzer links.
+if(BRENIC_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -194,17 +194,14 @@ void Session::LimitBacklog() {
 }
 
 void Session::OnEnd(const FrameStream::End& end) {
-  if (!end.m_Malformed) {
-    if (m_Welcome)
-      rlib::LogInfo(Who() + " disconnected: " + end.m_Text);
-    return Leave();
-  }
-  const String line = Who() + " broke the protocol: " + end.m_Text;
-  if (m_Welcome)
+  const String line = Who() + (end.m_Malformed ? " broke the protocol: " : " disconnected: ") + end.m_Text;
+  if (!m_Welcome)
+    m_Host.ReportStranger(line);
+  else if (end.m_Malformed)
     rlib::LogWarning(line);
   else
-    m_Host.ReportStranger(line);
-  SayGoodbye(wire::Goodbye::PROTOCOL_ERROR, end.m_Text);
+    rlib::LogInfo(line);
+  Leave();
 }
 
 void Session::SayGoodbye(wire::Goodbye::Reason reason, const String& text) {

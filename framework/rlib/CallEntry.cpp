@@ -47,22 +47,22 @@ ThreadTrace* AcquireSlot() {
 } // namespace
 
 _CallEntry::_CallEntry(const char* function, const char* file, int line) noexcept
-    : m_trace(t_slot == Slot::None ? AcquireSlot() : t_trace) {
-  if (!m_trace)
+    : m_Trace(t_slot == Slot::None ? AcquireSlot() : t_trace) {
+  if (!m_Trace)
     return;
-  const int depth = m_trace->depth.load(std::memory_order_relaxed);
+  const int depth = m_Trace->depth.load(std::memory_order_relaxed);
   if (depth < k_MaxDepth) {
-    ThreadTrace::Entry& entry = m_trace->entries[depth];
+    ThreadTrace::Entry& entry = m_Trace->entries[depth];
     entry.function.store(function, std::memory_order_relaxed);
     entry.file.store(file, std::memory_order_relaxed);
     entry.line.store(line, std::memory_order_relaxed);
   }
-  m_trace->depth.store(depth + 1, std::memory_order_release);
+  m_Trace->depth.store(depth + 1, std::memory_order_release);
 }
 
 _CallEntry::~_CallEntry() {
-  if (m_trace)
-    m_trace->depth.store(m_trace->depth.load(std::memory_order_relaxed) - 1, std::memory_order_release);
+  if (m_Trace)
+    m_Trace->depth.store(m_Trace->depth.load(std::memory_order_relaxed) - 1, std::memory_order_release);
 }
 
 const char* DecimalText(long number, char* buffer) {

@@ -8,9 +8,9 @@
 namespace rlib {
 
 void Descriptor::Reset(int fd) {
-  if (m_fd >= 0)
-    close(m_fd);
-  m_fd = fd;
+  if (m_Fd >= 0)
+    close(m_Fd);
+  m_Fd = fd;
 }
 
 int WriteAll(int fd, std::string_view data) {

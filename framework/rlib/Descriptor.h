@@ -9,23 +9,23 @@ namespace rlib {
 // Owns a file descriptor; closes it without looking at the result, so only for what was read or synced.
 class Descriptor {
 public:
-  explicit Descriptor(int fd = -1) : m_fd(fd) {}
+  explicit Descriptor(int fd = -1) : m_Fd(fd) {}
   ~Descriptor() { Reset(); }
-  Descriptor(Descriptor&& other) noexcept : m_fd(other.m_fd) { other.m_fd = -1; }
+  Descriptor(Descriptor&& other) noexcept : m_Fd(other.m_Fd) { other.m_Fd = -1; }
   Descriptor& operator=(Descriptor&& other) noexcept {
     if (this != &other) {
-      Reset(other.m_fd);
-      other.m_fd = -1;
+      Reset(other.m_Fd);
+      other.m_Fd = -1;
     }
     return *this;
   }
 
-  int Get() const { return m_fd; }
-  explicit operator bool() const { return m_fd >= 0; }
+  int Get() const { return m_Fd; }
+  explicit operator bool() const { return m_Fd >= 0; }
   void Reset(int fd = -1);
 
 private:
-  int m_fd;
+  int m_Fd;
 };
 
 // Writes everything, through interruptions and short writes, waiting where a non-blocking descriptor is full.

@@ -4,7 +4,7 @@
 
 namespace rlib {
 
-Exception::Exception(String message) : m_message(std::move(message)) {}
+Exception::Exception(String message) : m_Message(std::move(message)) {}
 Exception::~Exception() = default;
 
 String Exception::Name() const {

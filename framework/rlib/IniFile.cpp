@@ -76,7 +76,7 @@ bool IniFile::Load(bool quotes, bool report) {
     reason = "no file name was given";
   } else {
     const Descriptor file = OpenRegular(FileName().c_str(), error, reason);
-    if (error == ENOENT && m_optional)
+    if (error == ENOENT && m_Optional)
       return true;
     if (error == 0)
       error =
@@ -90,9 +90,9 @@ bool IniFile::Load(bool quotes, bool report) {
                        "': " + (reason ? reason : ErrorText(error)));
     return false;
   }
-  if (report && m_skipped > 0)
+  if (report && m_Skipped > 0)
     stdErr.PutLine(SFormat("Options file '%s': skipped %u %s that could not be understood, see the log",
-                           FileName(), m_skipped, m_skipped == 1 ? "line" : "lines"));
+                           FileName(), m_Skipped, m_Skipped == 1 ? "line" : "lines"));
   return true;
 }
 
@@ -108,17 +108,17 @@ void IniFile::LoadText(std::string_view text, bool quotes) {
 }
 
 void IniFile::Clear() {
-  m_text.clear();
-  m_items.clear();
-  m_line = m_skipped = m_nextItem = m_nextText = 0;
-  m_sectionName = String();
+  m_Text.clear();
+  m_Items.clear();
+  m_Line = m_Skipped = m_NextItem = m_NextText = 0;
+  m_SectionName = String();
 }
 
 // Splits what read() gives into lines, in memory bounded by the longest line allowed. Returns 0 or errno.
 template <class Read>
 int IniFile::ReadLines(Read read, bool quotes, bool report) {
   constexpr std::size_t chunkSize = 64 << 10;
-  const auto chunk = std::make_unique<char[]>(chunkSize);
+  const auto chunk = std::make_unique_for_overwrite<char[]>(chunkSize);
   std::string line;
   bool tooLong = false;
   const auto take = [&] {
@@ -154,10 +154,10 @@ int IniFile::ReadLines(Read read, bool quotes, bool report) {
 }
 
 void IniFile::TakeLine(std::string_view line, bool tooLong, bool quotes, bool report) {
-  ++m_line;
+  ++m_Line;
   if (tooLong)
     return Skip("it is longer than 1 MiB", report);
-  if (m_line == 1 && line.starts_with("\xef\xbb\xbf"))
+  if (m_Line == 1 && line.starts_with("\xef\xbb\xbf"))
     line.remove_prefix(3);
   line = Trimmed(line);
   if (line.empty() || line.front() == ';' || line.front() == '#')
@@ -188,43 +188,43 @@ void IniFile::TakeLine(std::string_view line, bool tooLong, bool quotes, bool re
 }
 
 void IniFile::Skip(const char* reason, bool report) {
-  ++m_skipped;
+  ++m_Skipped;
   if (report)
-    LogWarning(SFormat("Options file '%s', line %u skipped: %s", FileName(), m_line, reason));
+    LogWarning(SFormat("Options file '%s', line %u skipped: %s", FileName(), m_Line, reason));
 }
 
 void IniFile::Add(bool isSection, std::string_view name, std::string_view value) {
   static_assert(k_MaxLine < std::numeric_limits<std::uint32_t>::max());
-  if (m_items.empty() && !isSection)
-    m_items.push_back({0, 0, true});
-  m_items.push_back(
+  if (m_Items.empty() && !isSection)
+    m_Items.push_back({0, 0, true});
+  m_Items.push_back(
       {static_cast<std::uint32_t>(name.size()), static_cast<std::uint32_t>(value.size()), isSection});
-  m_text.append(name).append(value);
+  m_Text.append(name).append(value);
 }
 
 bool IniFile::SetNextSection() {
-  for (; m_nextItem < m_items.size(); ++m_nextItem) {
-    const Item& item = m_items[m_nextItem];
+  for (; m_NextItem < m_Items.size(); ++m_NextItem) {
+    const Item& item = m_Items[m_NextItem];
     if (item.isSection) {
-      m_sectionName = String(m_text.substr(m_nextText, item.nameSize));
-      m_nextText += item.nameSize;
-      ++m_nextItem;
+      m_SectionName = String(m_Text.substr(m_NextText, item.nameSize));
+      m_NextText += item.nameSize;
+      ++m_NextItem;
       return true;
     }
-    m_nextText += item.nameSize + item.valueSize;
+    m_NextText += item.nameSize + item.valueSize;
   }
-  m_sectionName = String();
+  m_SectionName = String();
   return false;
 }
 
 bool IniFile::GetNextValue(String& name, String& value) {
   // Before the first SetNextSection the next item is a header.
-  if (m_nextItem >= m_items.size() || m_items[m_nextItem].isSection)
+  if (m_NextItem >= m_Items.size() || m_Items[m_NextItem].isSection)
     return false;
-  const Item& item = m_items[m_nextItem++];
-  name = String(m_text.substr(m_nextText, item.nameSize));
-  value = String(m_text.substr(m_nextText + item.nameSize, item.valueSize));
-  m_nextText += item.nameSize + item.valueSize;
+  const Item& item = m_Items[m_NextItem++];
+  name = String(m_Text.substr(m_NextText, item.nameSize));
+  value = String(m_Text.substr(m_NextText + item.nameSize, item.valueSize));
+  m_NextText += item.nameSize + item.valueSize;
   return true;
 }
 

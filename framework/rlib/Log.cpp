@@ -68,11 +68,11 @@ String FileNameOf(const String& application) {
 } // namespace
 
 Path Log::DefaultFolder() {
-  if (geteuid() == 0)
-    return "/var/log/brenic";
   const char* const state = std::getenv("XDG_STATE_HOME");
   if (state && *state == '/')
     return Path(state) / "brenic/log";
+  if (geteuid() == 0)
+    return "/var/log/brenic";
   const char* const home = std::getenv("HOME");
   return home && *home ? Path(home) / ".local/state/brenic/log" : Path();
 }

@@ -11,56 +11,60 @@
 namespace rlib {
 
 std::string LogFile::Open(const std::string& path) {
-  m_path = path;
+  m_Path = path;
   std::string problem = OpenOnce();
-  if (!problem.empty() || m_size < k_MaxSize)
+  if (!problem.empty() || m_Size < k_MaxSize)
     return problem;
   // Who holds the lock is moving the file aside at this moment; then there is nothing left to do but to open
   // anew. Not waiting for it means that nobody can stop us by holding it.
-  if (flock(m_fd.Get(), LOCK_EX | LOCK_NB) == 0 && IsCurrent())
+  if (flock(m_Fd.Get(), LOCK_EX | LOCK_NB) == 0 && IsCurrent())
     Rotate();
   return OpenOnce();
 }
 
 std::string LogFile::OpenOnce() {
-  m_fd.Reset(open(m_path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0640));
-  if (!m_fd)
+  m_Fd.Reset(open(m_Path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0640));
+  if (!m_Fd)
     return errno == ELOOP ? "it is a symbolic link" : ErrorText(errno).str();
   struct stat status {};
-  fstat(m_fd.Get(), &status);
+  fstat(m_Fd.Get(), &status);
   if (!S_ISREG(status.st_mode) || status.st_nlink > 1) {
-    m_fd.Reset();
+    m_Fd.Reset();
     return "it is not an ordinary file";
   }
-  m_size = status.st_size;
+  m_Size = status.st_size;
   return {};
 }
 
 bool LogFile::IsCurrent() const {
   struct stat ours {};
   struct stat named {};
-  return fstat(m_fd.Get(), &ours) == 0 && lstat(m_path.c_str(), &named) == 0 && ours.st_ino == named.st_ino &&
+  return fstat(m_Fd.Get(), &ours) == 0 && lstat(m_Path.c_str(), &named) == 0 && ours.st_ino == named.st_ino &&
          ours.st_dev == named.st_dev;
 }
 
 // A failed rename leaves a file that grows on, which loses no line.
 void LogFile::Rotate() const {
   for (int number = k_Kept - 1; number >= 1; --number) {
-    const std::string from = m_path + "." + std::to_string(number);
-    const std::string to = m_path + "." + std::to_string(number + 1);
+    const std::string from = m_Path + "." + std::to_string(number);
+    const std::string to = m_Path + "." + std::to_string(number + 1);
     if (std::rename(from.c_str(), to.c_str()) != 0 && errno != ENOENT)
       return;
   }
-  static_cast<void>(std::rename(m_path.c_str(), (m_path + ".1").c_str()));
+  static_cast<void>(std::rename(m_Path.c_str(), (m_Path + ".1").c_str()));
 }
 
 int LogFile::Append(std::string_view line) {
-  const int error = WriteAll(m_fd.Get(), line);
-  m_size += static_cast<std::int64_t>(line.size());
+  const int error = WriteAll(m_Fd.Get(), line);
+  m_Size += static_cast<std::int64_t>(line.size());
+  if (error != 0 || m_Size < k_MaxSize)
+    return error;
   // A process that runs for long does not outgrow the limit either.
-  if (error == 0 && m_size >= k_MaxSize && !Open(m_path).empty())
+  if (!Open(m_Path).empty())
     return EIO;
-  return error;
+  if (m_Size >= k_MaxSize)
+    m_Size = 0; // It could not be moved aside; the next attempt comes after as many bytes again.
+  return 0;
 }
 
 } // namespace rlib

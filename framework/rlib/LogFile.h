@@ -16,9 +16,9 @@ public:
 
   // Opens the file for appending, moving a full one aside before. Returns why it cannot, empty when it can.
   [[nodiscard]] std::string Open(const std::string& path);
-  void Close() { m_fd.Reset(); }
-  bool IsOpen() const { return static_cast<bool>(m_fd); }
-  const std::string& Path() const { return m_path; }
+  void Close() { m_Fd.Reset(); }
+  bool IsOpen() const { return static_cast<bool>(m_Fd); }
+  const std::string& Path() const { return m_Path; }
 
   // Appends with one write. Returns 0 or errno.
   int Append(std::string_view line);
@@ -28,9 +28,9 @@ private:
   bool IsCurrent() const;
   void Rotate() const;
 
-  std::string m_path;
-  Descriptor m_fd;
-  std::int64_t m_size = 0;
+  std::string m_Path;
+  Descriptor m_Fd;
+  std::int64_t m_Size = 0;
 };
 
 } // namespace rlib

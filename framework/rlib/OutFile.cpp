@@ -42,7 +42,7 @@ int SyncFolder(const Path& folder) {
 } // namespace
 
 OutFile::OutFile(const Path& path, int mode, bool exclusive, bool createFolders, int permissions)
-    : m_path(path), m_exclusive(exclusive) {
+    : m_Path(path), m_Exclusive(exclusive) {
   if ((mode & (k_Write | k_Truncate)) != (k_Write | k_Truncate))
     Fail(EINVAL);
   if (path.empty())
@@ -58,27 +58,27 @@ OutFile::OutFile(const Path& path, int mode, bool exclusive, bool createFolders,
     Fail(EISDIR);
 
   error = 0;
-  m_target = FollowLinks(path, error);
+  m_Target = FollowLinks(path, error);
   if (error != 0)
     Fail(error);
   struct stat target {};
   // Links of /proc lead to open files whose names may be gone; those are written through.
-  const bool replaceable = exists && S_ISREG(status.st_mode) && lstat(m_target.c_str(), &target) == 0 &&
+  const bool replaceable = exists && S_ISREG(status.st_mode) && lstat(m_Target.c_str(), &target) == 0 &&
                            target.st_ino == status.st_ino && target.st_dev == status.st_dev;
   if (exists && !replaceable) {
     // Without waiting for somebody to read: a pipe that nobody reads is an error.
-    m_fd = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (m_fd < 0)
+    m_Fd = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (m_Fd < 0)
       Fail(errno);
     return;
   }
   if (!exists) {
     if (!(mode & k_Create))
       Fail(ENOENT);
-    const Path folder = m_target.Parent();
+    const Path folder = m_Target.Parent();
     if (createFolders && !folder.empty() && (error = MakeFolders(folder.str().str(), 0755)) != 0)
       Fail(error);
-  } else if (faccessat(AT_FDCWD, m_target.c_str(), W_OK, AT_EACCESS) != 0) {
+  } else if (faccessat(AT_FDCWD, m_Target.c_str(), W_OK, AT_EACCESS) != 0) {
     Fail(errno); // A file that is read-only is not replaced either.
   }
   OpenTemporary(exists, status.st_mode & 07777, status.st_uid, status.st_gid, permissions);
@@ -89,79 +89,79 @@ OutFile::~OutFile() {
 }
 
 void OutFile::OpenTemporary(bool exists, mode_t mode, uid_t owner, gid_t group, int permissions) {
-  m_temporary = m_target.Parent() / Path(".brenic-" + UID(true).ToString() + ".tmp");
+  m_Temporary = m_Target.Parent() / Path(".brenic-" + UID(true).ToString() + ".tmp");
   const mode_t initial = exists ? 0600 : permissions < 0 ? 0666 : static_cast<mode_t>(permissions);
-  m_fd = open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, initial);
-  if (m_fd < 0) {
+  m_Fd = open(m_Temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, initial);
+  if (m_Fd < 0) {
     const int error = errno;
-    m_temporary = Path(); // Not ours to remove.
+    m_Temporary = Path(); // Not ours to remove.
     Fail(error);
   }
   struct stat status {};
   if (!exists)
     return;
-  if (fstat(m_fd, &status) != 0)
+  if (fstat(m_Fd, &status) != 0)
     Fail(errno);
-  if ((status.st_uid != owner || status.st_gid != group) && fchown(m_fd, owner, group) != 0)
+  if ((status.st_uid != owner || status.st_gid != group) && fchown(m_Fd, owner, group) != 0)
     Fail(errno); // Replacing it would take it away from its owner.
-  if (fchmod(m_fd, mode) != 0)
+  if (fchmod(m_Fd, mode) != 0)
     Fail(errno);
 }
 
 void OutFile::Write(std::string_view text) {
-  if (m_fd < 0)
+  if (m_Fd < 0)
     Fail(EBADF);
-  m_buffer.append(text);
-  if (m_buffer.size() >= k_BufferSize)
+  m_Buffer.append(text);
+  if (m_Buffer.size() >= k_BufferSize)
     Flush();
 }
 
 void OutFile::Flush() {
-  const int error = WriteAll(m_fd, m_buffer);
-  m_buffer.clear();
+  const int error = WriteAll(m_Fd, m_Buffer);
+  m_Buffer.clear();
   if (error != 0)
     Fail(error);
 }
 
 void OutFile::Close(bool discard) {
-  if (m_fd < 0)
+  if (m_Fd < 0)
     return;
   if (discard)
     return Abandon();
   Flush();
-  const bool replace = !m_temporary.empty();
-  if (replace && fsync(m_fd) != 0)
+  const bool replace = !m_Temporary.empty();
+  if (replace && fsync(m_Fd) != 0)
     Fail(errno);
-  const int fd = m_fd;
-  m_fd = -1;
+  const int fd = m_Fd;
+  m_Fd = -1;
   if (close(fd) != 0)
     Fail(errno);
   if (!replace)
     return;
   // link() instead of rename() never replaces what somebody made in the meantime.
-  if (m_exclusive ? link(m_temporary.c_str(), m_target.c_str()) != 0
-                  : rename(m_temporary.c_str(), m_target.c_str()) != 0)
+  if (m_Exclusive ? link(m_Temporary.c_str(), m_Target.c_str()) != 0
+                  : rename(m_Temporary.c_str(), m_Target.c_str()) != 0)
     Fail(errno);
-  if (m_exclusive)
-    unlink(m_temporary.c_str());
-  m_temporary = Path();
-  if (const int error = SyncFolder(m_target.Parent()); error != 0)
+  if (m_Exclusive)
+    unlink(m_Temporary.c_str());
+  m_Temporary = Path();
+  if (const int error = SyncFolder(m_Target.Parent()); error != 0)
     Fail(error);
 }
 
 void OutFile::Abandon() noexcept {
-  if (m_fd >= 0)
-    close(m_fd);
-  m_fd = -1;
-  if (!m_temporary.empty())
-    unlink(m_temporary.c_str());
-  m_temporary = Path();
-  m_buffer.clear();
+  if (m_Fd >= 0)
+    close(m_Fd);
+  m_Fd = -1;
+  if (!m_Temporary.empty())
+    unlink(m_Temporary.c_str());
+  m_Temporary = Path();
+  m_Buffer.clear();
 }
 
 void OutFile::Fail(int error) {
   Abandon();
-  ThrowError("Cannot write '" + m_path.str() + "'", error);
+  ThrowError("Cannot write '" + m_Path.str() + "'", error);
 }
 
 } // namespace rlib

@@ -5,7 +5,7 @@
 namespace rlib {
 
 String Path::Extension(bool withDot) const {
-  const std::string& text = m_text.str();
+  const std::string& text = m_Text.str();
   const std::size_t slash = text.rfind('/');
   const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
   const std::size_t dot = text.rfind('.');
@@ -17,16 +17,16 @@ String Path::Extension(bool withDot) const {
 }
 
 Path Path::Parent() const {
-  const std::size_t slash = m_text.str().rfind('/');
+  const std::size_t slash = m_Text.str().rfind('/');
   if (slash == std::string::npos)
     return {};
-  return Path(m_text.str().substr(0, slash == 0 ? 1 : slash));
+  return Path(m_Text.str().substr(0, slash == 0 ? 1 : slash));
 }
 
 Path Path::operator/(const Path& component) const {
-  if (empty() || (!component.empty() && component.m_text.str().front() == '/'))
+  if (empty() || (!component.empty() && component.m_Text.str().front() == '/'))
     return component;
-  return Path(m_text + (m_text.str().back() == '/' ? "" : "/") + component.m_text);
+  return Path(m_Text + (m_Text.str().back() == '/' ? "" : "/") + component.m_Text);
 }
 
 std::ostream& operator<<(std::ostream& out, const Path& path) {

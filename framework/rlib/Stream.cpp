@@ -14,18 +14,18 @@ namespace {
 template <class T>
 union NeverDestroyed {
   template <class... Args>
-  constexpr explicit NeverDestroyed(Args... args) : m_value(args...) {}
+  constexpr explicit NeverDestroyed(Args... args) : m_Value(args...) {}
   constexpr ~NeverDestroyed() {}
-  T m_value;
+  T m_Value;
 };
 
 constinit NeverDestroyed<LineStream> s_stdErr(STDERR_FILENO, "standard error");
-constinit NeverDestroyed<LineStream> s_stdOut(STDOUT_FILENO, "standard output", &s_stdErr.m_value);
+constinit NeverDestroyed<LineStream> s_stdOut(STDOUT_FILENO, "standard output", &s_stdErr.m_Value);
 
 } // namespace
 
-constinit LineStream& stdErr = s_stdErr.m_value;
-constinit LineStream& stdOut = s_stdOut.m_value;
+constinit LineStream& stdErr = s_stdErr.m_Value;
+constinit LineStream& stdOut = s_stdOut.m_Value;
 
 void OutStream::Put(const char* text, eolType eol) {
   if (!text)
@@ -43,25 +43,25 @@ void OutStream::Put(const char* text, eolType eol) {
 std::string& LineStream::Pending() {
   const auto self = std::this_thread::get_id();
   const auto found =
-      std::find_if(m_pending.begin(), m_pending.end(), [self](auto& entry) { return entry.first == self; });
-  return found != m_pending.end() ? found->second : m_pending.emplace_back(self, std::string()).second;
+      std::find_if(m_Pending.begin(), m_Pending.end(), [self](auto& entry) { return entry.first == self; });
+  return found != m_Pending.end() ? found->second : m_Pending.emplace_back(self, std::string()).second;
 }
 
 void LineStream::Write(std::string_view text) {
-  const std::lock_guard lock(m_mutex);
-  if (!m_failed || m_capture)
+  const std::lock_guard lock(m_Mutex);
+  if (!m_Failed || m_Capture)
     Pending().append(text);
 }
 
 void LineStream::EndLine(std::string_view eol) {
   int error = 0;
   {
-    const std::lock_guard lock(m_mutex);
+    const std::lock_guard lock(m_Mutex);
     std::string& pending = Pending();
     pending.append(eol);
     error = Emit(pending);
     // A thread that ends leaves nothing behind.
-    std::erase_if(m_pending,
+    std::erase_if(m_Pending,
                   [self = std::this_thread::get_id()](auto& entry) { return entry.first == self; });
   }
   Complain(error);
@@ -71,7 +71,7 @@ void LineStream::PutLine(const String& text) {
   const std::string line = text.str() + "\n";
   int error = 0;
   {
-    const std::lock_guard lock(m_mutex);
+    const std::lock_guard lock(m_Mutex);
     error = Emit(line);
   }
   Complain(error);
@@ -80,29 +80,29 @@ void LineStream::PutLine(const String& text) {
 void LineStream::Close(bool discard) {
   int error = 0;
   {
-    const std::lock_guard lock(m_mutex);
-    for (auto& [thread, text] : m_pending)
+    const std::lock_guard lock(m_Mutex);
+    for (auto& [thread, text] : m_Pending)
       if (!discard && error == 0)
         error = Emit(text);
-    m_pending.clear();
+    m_Pending.clear();
   }
   Complain(error);
 }
 
 void LineStream::Capture(std::string* sink) {
-  const std::lock_guard lock(m_mutex);
-  m_capture = sink;
+  const std::lock_guard lock(m_Mutex);
+  m_Capture = sink;
 }
 
 int LineStream::Emit(std::string_view line) {
-  if (m_capture) {
-    m_capture->append(line);
+  if (m_Capture) {
+    m_Capture->append(line);
     return 0;
   }
-  if (m_failed)
+  if (m_Failed)
     return 0;
-  const int error = WriteAll(m_fd, line);
-  m_failed = error != 0;
+  const int error = WriteAll(m_Fd, line);
+  m_Failed = error != 0;
   return error;
 }
 
@@ -110,8 +110,8 @@ void LineStream::Complain(int error) {
   if (error == 0)
     return;
   NoteOutputFailure();
-  if (m_complaints)
-    m_complaints->PutLine(String("Cannot write to ") + m_name + ": " + ErrorText(error));
+  if (m_Complaints)
+    m_Complaints->PutLine(String("Cannot write to ") + m_Name + ": " + ErrorText(error));
 }
 
 } // namespace rlib

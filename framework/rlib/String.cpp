@@ -6,8 +6,15 @@
 
 namespace rlib {
 
-constinit const String String::Null{};
-constinit const String k_Empty{};
+// clang 14 cannot initialise a std::string at compile time; there these come first among the dynamic ones.
+#ifdef __clang__
+#define EARLY [[gnu::init_priority(101)]]
+#else
+#define EARLY constinit
+#endif
+EARLY const String String::Null{};
+EARLY const String k_Empty{};
+#undef EARLY
 
 namespace {
 
@@ -21,7 +28,7 @@ unsigned char Lower(char c) {
 int String::CompareNoCase(const String& other) const {
   const std::size_t common = std::min(size(), other.size());
   for (std::size_t i = 0; i < common; ++i) {
-    const int difference = Lower(m_text[i]) - Lower(other.m_text[i]);
+    const int difference = Lower(m_Text[i]) - Lower(other.m_Text[i]);
     if (difference != 0)
       return difference;
   }

@@ -17,8 +17,8 @@ Time Time::Now() {
 
 String Time::Format(const String& format, bool local, bool milliseconds) const {
   // Rounded down, so that times before 1970 have milliseconds that count forwards too.
-  std::int64_t seconds = m_milliseconds / 1000;
-  int rest = static_cast<int>(m_milliseconds % 1000);
+  std::int64_t seconds = m_Milliseconds / 1000;
+  int rest = static_cast<int>(m_Milliseconds % 1000);
   if (rest < 0) {
     rest += 1000;
     --seconds;

@@ -28,14 +28,14 @@ int HexValue(char c) {
 
 UID::UID(bool fresh) {
   if (fresh)
-    uuid_generate_random(m_bytes.data());
+    uuid_generate_random(m_Bytes.data());
 }
 
 String UID::ToString() const {
   static constexpr char digits[] = "0123456789abcdef";
   std::string text;
   text.reserve(36);
-  for (const std::uint8_t byte : m_bytes) {
+  for (const std::uint8_t byte : m_Bytes) {
     if (IsDash(text.size()))
       text += '-';
     text += digits[byte >> 4];
@@ -62,7 +62,7 @@ bool UID::FromString(const String& string) {
     bytes[digit / 2] = static_cast<std::uint8_t>(bytes[digit / 2] << 4 | value);
     ++digit;
   }
-  m_bytes = bytes;
+  m_Bytes = bytes;
   return true;
 }
 

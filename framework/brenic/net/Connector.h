@@ -1,6 +1,8 @@
 // Makes connections to a Master. The client's session asks it for one after the other.
 #pragma once
 
+#include <boost/asio/ssl/context.hpp>
+
 #include "net/ByteStream.h"
 #include "net/Endpoint.h"
 
@@ -30,11 +32,9 @@ public:
   virtual ConnectFailure Classify(const error_code& error) const = 0;
 };
 
-struct Credentials;
-
-/// Over TLS; `problem` as in MakeClientContext.
+/// Over TLS, with a client's context.
 std::unique_ptr<Connector> MakeTlsConnector(asio::io_context& io, const Endpoint& endpoint,
-                                            const Credentials& credentials, String& problem);
+                                            asio::ssl::context context);
 /// Through a local socket.
 std::unique_ptr<Connector> MakeLocalConnector(asio::io_context& io, const Endpoint& endpoint);
 

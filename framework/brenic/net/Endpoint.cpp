@@ -52,6 +52,8 @@ String Endpoint::Parse(const String& text) {
   }
   if (host.empty())
     return "the host is missing";
+  if (host[0] == '-')
+    return "a host name does not begin with a dash";
   if (hasPort && !ParsePort(port, m_Port))
     return "the port must be a number from 1 to 65535";
   m_Host = host;

@@ -151,14 +151,17 @@ void FrameStream::WatchSilence() {
 
 void FrameStream::Fail(End end) {
   auto handler = m_Handlers.m_OnEnd;
-  m_Handlers = {};
-  // A peer that broke the protocol is still there: the owner may tell it so.
-  if (!end.m_Malformed)
+  if (end.m_Malformed) {
+    wire::Frame frame;
+    frame.mutable_goodbye()->set_reason(wire::Goodbye::PROTOCOL_ERROR);
+    frame.mutable_goodbye()->set_text(end.m_Text.str());
+    Send(frame);
+    CloseWhenWritten(std::chrono::seconds(1));
+  } else {
     Close();
+  }
   if (handler)
     handler(end);
-  if (!m_Ending)
-    Close();
 }
 
 } // namespace brenic

@@ -20,12 +20,11 @@ public:
   /// Why the stream ended.
   struct End {
     String m_Text;
-    bool m_Malformed = false; // the peer broke the protocol
+    bool m_Malformed = false; // the peer broke the protocol, and is told so
     error_code m_Error;
   };
 
-  /// None is called from within Start, Send or Close. After m_OnEnd, none is called again; the stream is closed
-  /// by then, or, after malformed input, closes when m_OnEnd returns without having called CloseWhenWritten.
+  /// Neither is called from within Start, Send or Close. After `onEnd`, neither is called again.
   struct Handlers {
     std::function<void(wire::Frame& frame)> m_OnFrame;
     std::function<void(const End& end)> m_OnEnd;

@@ -5,7 +5,6 @@
 
 #include "net/Connector.h"
 #include "net/Resolver.h"
-#include "net/TlsContext.h"
 
 namespace brenic {
 
@@ -102,8 +101,8 @@ private:
 } // namespace
 
 std::unique_ptr<Connector> MakeTlsConnector(asio::io_context& io, const Endpoint& endpoint,
-                                            const Credentials& credentials, String& problem) {
-  return std::make_unique<TlsConnector>(io, endpoint, MakeClientContext(credentials, problem));
+                                            ssl::context context) {
+  return std::make_unique<TlsConnector>(io, endpoint, std::move(context));
 }
 
 } // namespace brenic

@@ -25,7 +25,7 @@ public:
   /// Called with an exception that reached the framework, or with null for one of unknown kind. True when it
   /// is dealt with and the run goes on.
   virtual bool OnException(Exception* e) = 0;
-  /// Chooses the log folder ("-LogFolder").
+  /// Chooses the log folder: "-LogFolder", else the usual one of the runtime's log.
   virtual void SetLogDir(CommandLine& cmd);
 
   /// The program's application object; null when there is none.

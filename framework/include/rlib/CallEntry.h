@@ -21,7 +21,7 @@ public:
   _CallEntry& operator=(const _CallEntry&) = delete;
 
 private:
-  ThreadTrace* const m_trace;
+  ThreadTrace* const m_Trace;
 };
 
 // The open entries of all threads as text, one line each, innermost first within its thread.

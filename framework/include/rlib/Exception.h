@@ -14,10 +14,10 @@ public:
 
   // Kind of failure, for the user: "Exception" unless a subclass says otherwise.
   virtual String Name() const;
-  const String& Message() const { return m_message; }
+  const String& Message() const { return m_Message; }
 
 private:
-  String m_message;
+  String m_Message;
 };
 
 // The system's text for an errno value: "No such file or directory".

@@ -11,14 +11,14 @@ public:
   File() = default;
   virtual ~File() = default;
 
-  void SetFileName(const String& name) { m_fileName = name; }
-  const String& FileName() const { return m_fileName; }
+  void SetFileName(const String& name) { m_FileName = name; }
+  const String& FileName() const { return m_FileName; }
 
   // Whether something of that name exists; a symbolic link counts by what it leads to.
   static bool Exists(const Path& path);
 
 private:
-  String m_fileName;
+  String m_FileName;
 };
 
 } // namespace rlib

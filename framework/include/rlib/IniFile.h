@@ -25,7 +25,7 @@ public:
   static constexpr std::size_t k_MaxLine = 1 << 20;
 
   // With optional, a file that does not exist reads as an empty one, without a report.
-  explicit IniFile(bool optional = false) : m_optional(optional) {}
+  explicit IniFile(bool optional = false) : m_Optional(optional) {}
 
   // Reads the file that SetFileName named, in place of what was read before; true when it could be read. With
   // quotes, double quotes around names and values are taken off. With report, an unreadable file is an input
@@ -38,17 +38,17 @@ public:
   void LoadText(std::string_view text, bool quotes = true);
 
   // Lines that the last load skipped.
-  std::size_t SkippedLines() const { return m_skipped; }
+  std::size_t SkippedLines() const { return m_Skipped; }
 
   // Moves to the next section, the first one on the first call; false when there are no more.
   bool SetNextSection();
   // Name of the current section; empty when there is none.
-  const String& GetCurrentSection() const { return m_sectionName; }
+  const String& GetCurrentSection() const { return m_SectionName; }
   // The next pair of the current section; false, and both left alone, when it has no more.
   bool GetNextValue(String& name, String& value);
 
 private:
-  // Texts lie one behind the other in m_text; a section's name comes before its pairs.
+  // Texts lie one behind the other in m_Text; a section's name comes before its pairs.
   struct Item {
     std::uint32_t nameSize;
     std::uint32_t valueSize;
@@ -62,14 +62,14 @@ private:
   template <class Read>
   int ReadLines(Read read, bool quotes, bool report);
 
-  const bool m_optional;
-  std::string m_text;
-  std::vector<Item> m_items;
-  std::size_t m_line = 0;
-  std::size_t m_skipped = 0;
-  std::size_t m_nextItem = 0;
-  std::size_t m_nextText = 0;
-  String m_sectionName;
+  const bool m_Optional;
+  std::string m_Text;
+  std::vector<Item> m_Items;
+  std::size_t m_Line = 0;
+  std::size_t m_Skipped = 0;
+  std::size_t m_NextItem = 0;
+  std::size_t m_NextText = 0;
+  String m_SectionName;
 };
 
 } // namespace rlib

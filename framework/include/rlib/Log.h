@@ -17,8 +17,8 @@ public:
   static constexpr int k_DefaultFileLevel = k_Debug;
   static constexpr int k_DefaultDisplayLevel = k_Nothing;
 
-  // $XDG_STATE_HOME/brenic/log, else ~/.local/state/brenic/log; /var/log/brenic for root. Empty when no home
-  // is known.
+  // $XDG_STATE_HOME/brenic/log, else /var/log/brenic for root and ~/.local/state/brenic/log for others. Empty
+  // when no home is known.
   static Path DefaultFolder();
 
   // Starts writing to <folder>/<application>.log, which is appended to; the folder is made when missing. A

@@ -38,12 +38,12 @@ private:
   void Abandon() noexcept;
   [[noreturn]] void Fail(int error);
 
-  const Path m_path;
-  Path m_target;
-  Path m_temporary; // empty when written through
-  bool m_exclusive;
-  int m_fd = -1;
-  std::string m_buffer;
+  const Path m_Path;
+  Path m_Target;
+  Path m_Temporary; // empty when written through
+  bool m_Exclusive;
+  int m_Fd = -1;
+  std::string m_Buffer;
 };
 
 } // namespace rlib

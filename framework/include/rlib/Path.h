@@ -12,14 +12,14 @@ namespace rlib {
 class Path {
 public:
   Path() = default;
-  Path(const char* text) : m_text(text) {}
-  Path(String text) : m_text(std::move(text)) {}
-  Path(const std::string& text) : m_text(text) {}
+  Path(const char* text) : m_Text(text) {}
+  Path(String text) : m_Text(std::move(text)) {}
+  Path(const std::string& text) : m_Text(text) {}
 
-  const String& str() const { return m_text; }
-  const char* c_str() const { return m_text.c_str(); }
-  std::size_t size() const { return m_text.size(); }
-  bool empty() const { return m_text.empty(); }
+  const String& str() const { return m_Text; }
+  const char* c_str() const { return m_Text.c_str(); }
+  std::size_t size() const { return m_Text.size(); }
+  bool empty() const { return m_Text.empty(); }
 
   // Extension of the last component ("txt", or ".txt" with the dot); empty when there is none. A leading dot
   // (".bashrc") and a trailing one ("name.") begin no extension.
@@ -32,10 +32,10 @@ public:
   Path operator/(const Path& component) const;
 
   friend bool operator==(const Path&, const Path&) = default;
-  friend std::strong_ordering operator<=>(const Path& a, const Path& b) { return a.m_text <=> b.m_text; }
+  friend std::strong_ordering operator<=>(const Path& a, const Path& b) { return a.m_Text <=> b.m_Text; }
 
 private:
-  String m_text;
+  String m_Text;
 };
 
 std::ostream& operator<<(std::ostream& out, const Path& path);

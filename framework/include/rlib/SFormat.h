@@ -15,36 +15,36 @@ class FormatArg {
 public:
   enum class Kind { Signed, Unsigned, Bool, Char, Double, Pointer, Text };
 
-  FormatArg(bool value) : m_kind(Kind::Bool), m_bytes(1), m_unsigned(value) {}
-  FormatArg(char value) : m_kind(Kind::Char), m_bytes(1), m_unsigned(static_cast<unsigned char>(value)) {}
+  FormatArg(bool value) : m_Kind(Kind::Bool), m_Bytes(1), m_Unsigned(value) {}
+  FormatArg(char value) : m_Kind(Kind::Char), m_Bytes(1), m_Unsigned(static_cast<unsigned char>(value)) {}
   template <class T>
   requires(std::integral<T> || std::is_enum_v<T>) FormatArg(T value)
-      : m_kind(static_cast<T>(-1) < static_cast<T>(0) ? Kind::Signed : Kind::Unsigned), m_bytes(sizeof(T)),
-        m_unsigned(static_cast<std::uint64_t>(value)) {}
-  FormatArg(double value) : m_kind(Kind::Double), m_double(value) {}
+      : m_Kind(static_cast<T>(-1) < static_cast<T>(0) ? Kind::Signed : Kind::Unsigned), m_Bytes(sizeof(T)),
+        m_Unsigned(static_cast<std::uint64_t>(value)) {}
+  FormatArg(double value) : m_Kind(Kind::Double), m_Double(value) {}
   FormatArg(float value) : FormatArg(static_cast<double>(value)) {}
   FormatArg(const void* value)
-      : m_kind(Kind::Pointer), m_bytes(sizeof(value)), m_unsigned(reinterpret_cast<std::uintptr_t>(value)) {}
+      : m_Kind(Kind::Pointer), m_Bytes(sizeof(value)), m_Unsigned(reinterpret_cast<std::uintptr_t>(value)) {}
   // A null pointer is shown as "(null)".
-  FormatArg(const char* text) : m_kind(Kind::Text), m_text(text ? text : "(null)") {}
-  FormatArg(const String& text) : m_kind(Kind::Text), m_text(text) {}
-  FormatArg(const std::string& text) : m_kind(Kind::Text), m_text(text) {}
-  FormatArg(std::string_view text) : m_kind(Kind::Text), m_text(text) {}
+  FormatArg(const char* text) : m_Kind(Kind::Text), m_Text(text ? text : "(null)") {}
+  FormatArg(const String& text) : m_Kind(Kind::Text), m_Text(text) {}
+  FormatArg(const std::string& text) : m_Kind(Kind::Text), m_Text(text) {}
+  FormatArg(std::string_view text) : m_Kind(Kind::Text), m_Text(text) {}
 
-  Kind GetKind() const { return m_kind; }
+  Kind GetKind() const { return m_Kind; }
   // Integer value; two's complement when signed.
-  std::uint64_t Bits() const { return m_unsigned; }
+  std::uint64_t Bits() const { return m_Unsigned; }
   // Size of the integer type that the argument was given as.
-  unsigned Bytes() const { return m_bytes; }
-  double Real() const { return m_double; }
-  std::string_view Text() const { return m_text; }
+  unsigned Bytes() const { return m_Bytes; }
+  double Real() const { return m_Double; }
+  std::string_view Text() const { return m_Text; }
 
 private:
-  Kind m_kind;
-  unsigned m_bytes = 0;
-  std::uint64_t m_unsigned = 0;
-  double m_double = 0;
-  std::string_view m_text;
+  Kind m_Kind;
+  unsigned m_Bytes = 0;
+  std::uint64_t m_Unsigned = 0;
+  double m_Double = 0;
+  std::string_view m_Text;
 };
 
 // Widths and precisions up to this are honoured; a directive that asks for more is written as it stands.

@@ -48,7 +48,7 @@ protected:
 class LineStream : public OutStream {
 public:
   constexpr LineStream(int fd, const char* name, LineStream* complaints = nullptr)
-      : m_fd(fd), m_name(name), m_complaints(complaints) {}
+      : m_Fd(fd), m_Name(name), m_Complaints(complaints) {}
 
   // One whole line, without touching text that is still accumulating.
   void PutLine(const String& text);
@@ -70,13 +70,13 @@ private:
   void Complain(int error);
   std::string& Pending();
 
-  const int m_fd;
-  const char* const m_name;
-  LineStream* const m_complaints;
-  std::mutex m_mutex;
-  std::vector<std::pair<std::thread::id, std::string>> m_pending;
-  std::string* m_capture = nullptr;
-  bool m_failed = false;
+  const int m_Fd;
+  const char* const m_Name;
+  LineStream* const m_Complaints;
+  std::mutex m_Mutex;
+  std::vector<std::pair<std::thread::id, std::string>> m_Pending;
+  std::string* m_Capture = nullptr;
+  bool m_Failed = false;
 };
 
 // Standard output and standard error. Usable from any thread and at any time, static initialisation and

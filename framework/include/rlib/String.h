@@ -15,23 +15,23 @@ class String {
 public:
   constexpr String() = default;
   // A null pointer gives the empty text.
-  String(const char* text) : m_text(text ? text : "") {}
-  String(const char* text, std::size_t length) : m_text(text, length) {}
-  String(std::string text) : m_text(std::move(text)) {}
-  String(std::string_view text) : m_text(text) {}
+  String(const char* text) : m_Text(text ? text : "") {}
+  String(const char* text, std::size_t length) : m_Text(text, length) {}
+  String(std::string text) : m_Text(std::move(text)) {}
+  String(std::string_view text) : m_Text(text) {}
 
-  const char* c_str() const { return m_text.c_str(); }
-  std::size_t size() const { return m_text.size(); }
-  bool empty() const { return m_text.empty(); }
-  const std::string& str() const { return m_text; }
-  operator std::string_view() const { return m_text; }
+  const char* c_str() const { return m_Text.c_str(); }
+  std::size_t size() const { return m_Text.size(); }
+  bool empty() const { return m_Text.empty(); }
+  const std::string& str() const { return m_Text; }
+  operator std::string_view() const { return m_Text; }
 
   String& operator+=(const String& other) {
-    m_text += other.m_text;
+    m_Text += other.m_Text;
     return *this;
   }
   String& operator+=(char c) {
-    m_text += c;
+    m_Text += c;
     return *this;
   }
 
@@ -51,19 +51,19 @@ public:
 
   friend String operator+(const String& a, const String& b) {
     String sum;
-    sum.m_text.reserve(a.size() + b.size());
-    sum.m_text.append(a.m_text).append(b.m_text);
+    sum.m_Text.reserve(a.size() + b.size());
+    sum.m_Text.append(a.m_Text).append(b.m_Text);
     return sum;
   }
   friend String operator+(String&& a, const String& b) { return std::move(a += b); }
-  friend bool operator==(const String& a, const String& b) { return a.m_text == b.m_text; }
-  friend bool operator==(const String& a, const char* b) { return a.m_text == std::string_view(b ? b : ""); }
+  friend bool operator==(const String& a, const String& b) { return a.m_Text == b.m_Text; }
+  friend bool operator==(const String& a, const char* b) { return a.m_Text == std::string_view(b ? b : ""); }
   friend std::strong_ordering operator<=>(const String& a, const String& b) {
-    return a.m_text.compare(b.m_text) <=> 0;
+    return a.m_Text.compare(b.m_Text) <=> 0;
   }
 
 private:
-  std::string m_text;
+  std::string m_Text;
 };
 
 std::ostream& operator<<(std::ostream& out, const String& text);

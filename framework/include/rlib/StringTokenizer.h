@@ -22,13 +22,13 @@ public:
   std::optional<String> GetNext();
 
 private:
-  const String m_text;
-  const char m_separator;
-  const bool m_keepEmpty;
-  const char m_quote;
-  const char m_escape;
-  std::size_t m_next = 0;
-  bool m_done = false;
+  const String m_Text;
+  const char m_Separator;
+  const bool m_KeepEmpty;
+  const char m_Quote;
+  const char m_Escape;
+  std::size_t m_Next = 0;
+  bool m_Done = false;
 };
 
 } // namespace rlib

@@ -15,12 +15,12 @@ extern const char* const k_DefaultDateTime;
 class Time {
 public:
   constexpr Time() = default;
-  constexpr explicit Time(std::int64_t milliseconds) : m_milliseconds(milliseconds) {}
+  constexpr explicit Time(std::int64_t milliseconds) : m_Milliseconds(milliseconds) {}
 
   static Time Now();
 
-  constexpr std::int64_t Milliseconds() const { return m_milliseconds; }
-  constexpr bool IsZero() const { return m_milliseconds == 0; }
+  constexpr std::int64_t Milliseconds() const { return m_Milliseconds; }
+  constexpr bool IsZero() const { return m_Milliseconds == 0; }
 
   // The time in strftime's directives, in UTC or, with local, in the machine's time zone; with milliseconds,
   // a point and three digits follow the text. Empty when the year cannot be represented.
@@ -34,7 +34,7 @@ public:
   friend constexpr std::strong_ordering operator<=>(const Time&, const Time&) = default;
 
 private:
-  std::int64_t m_milliseconds = 0;
+  std::int64_t m_Milliseconds = 0;
 };
 
 std::ostream& operator<<(std::ostream& out, const Time& time);

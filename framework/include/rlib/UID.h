@@ -17,13 +17,13 @@ public:
 
   // The null identifier, or a fresh random one.
   explicit UID(bool fresh = false);
-  constexpr explicit UID(const Raw& bytes) : m_bytes(bytes) {}
+  constexpr explicit UID(const Raw& bytes) : m_Bytes(bytes) {}
 
   // The all-zero identifier. Initialised before any dynamic initialiser runs.
   static const UID Null;
 
   bool IsNull() const { return *this == Null; }
-  const Raw& Bytes() const { return m_bytes; }
+  const Raw& Bytes() const { return m_Bytes; }
 
   // Lower case, "00000000-0000-0000-0000-000000000000" for the null identifier.
   String ToString() const;
@@ -35,7 +35,7 @@ public:
   friend std::strong_ordering operator<=>(const UID&, const UID&) = default;
 
 private:
-  Raw m_bytes{};
+  Raw m_Bytes{};
 };
 
 std::ostream& operator<<(std::ostream& out, const UID& uid);

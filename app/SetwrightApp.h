@@ -1,0 +1,73 @@
+// Setwright: turns its command line into requests to the Master, sends them, and ends when they are
+// delivered.
+#pragma once
+
+#include "brenic/BrenicClientExecutable.h"
+#include "brenic/PathTranslationsMsg.h"
+#include "brenic/ProductMessages.h"
+#include "brenic/SettingsMessages.h"
+#include "brenic/SystemMessages.h"
+
+/// The one application object is `g_SetwrightApp`. Its operations are declared here and defined in the
+/// folders of their subsystems; slots and overrides run on the main thread, so no member needs a lock.
+class SetwrightApp : public brenic::BrenicClientExecutable {
+public:
+  SetwrightApp();
+  ~SetwrightApp() override;
+
+  bool Startup(brenic::CommandLine& cmd) override;
+  int Execute() override;
+  void Cleanup() override;
+  bool OnException(brenic::Exception* e) override;
+
+private:
+  friend struct SetwrightAppAccess; // the tests' way to the members
+  friend struct SwitchTable;
+
+  // Slots.
+  void ReceivedAllProducts(const boost::shared_ptr<brenic::EndProductsMsg>& message);
+  void OnPathTranslations(const boost::shared_ptr<brenic::PathTranslationsMsg>& message);
+  void OnSetMasterOptionsMsg(const boost::shared_ptr<brenic::SetMasterOptionsMsg>& message);
+
+  // app/
+  bool ParseCommandLine(brenic::CommandLine& cmd);
+  void Usage();
+  void ShowInfo();
+  void QueueMessages();
+  bool WaitForMessages();
+  bool DumpLogs();
+  bool SuperExit();
+  bool Reboot();
+  bool Shutdown();
+
+  // settings/. A handler of a switch with values gets the switch's position, moves it past the values that it
+  // consumed, reports what is wrong with them itself, and returns whether it recorded a request.
+  bool AddOption(brenic::CommandLine& cmd, int& index);
+
+  // translations/
+  void ProcessPathTranslations();
+
+  // The pending requests and flags of the run.
+  boost::shared_ptr<brenic::SetMasterOptionsMsg> m_OptionsMsg;
+  rlib::map<rlib::UID, boost::shared_ptr<brenic::SetMasterOptionsMsg>> m_TypeOptionsMsgs;
+  boost::shared_ptr<brenic::SetMasterLimitsMsg> m_LimitsMsg;
+  boost::shared_ptr<brenic::SetMasterRestrictionsMsg> m_RestrictionsMsg;
+  boost::shared_ptr<brenic::GetMasterOptionsMsg> m_UserLimitsMsg;
+  rlib::vector<brenic::TranslationSet> m_AddTranslations;
+  rlib::vector<rlib::String> m_RemoveRoots;
+  boost::shared_ptr<brenic::PathTranslationsMsg> m_PathTranslationsMsg;
+  boost::shared_ptr<brenic::PathTranslationsMsg> m_CurrentTranslationsMsg; // as last received
+  boost::shared_ptr<brenic::LogDumpMsg> m_LogDumpMsg;
+  rlib::vector<boost::shared_ptr<brenic::Message>> m_ProductMsgs; // in command-line order
+  bool m_ProductsReceived = false; // until then Execute only runs the framework's loop
+  bool m_ShowInfo = false;
+  bool m_SuperExit = false;
+  bool m_Reboot = false;   // cleared once sent
+  bool m_Shutdown = false; // cleared once sent
+  bool m_DisplayJSON = false;
+  bool m_ShowPathTranslations = false; // cleared once shown
+  rlib::String m_UserLimitName;
+  int m_UserLimitValue = 0; // a limit, or a negative code
+};
+
+extern SetwrightApp g_SetwrightApp;

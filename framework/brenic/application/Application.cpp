@@ -1,0 +1,31 @@
+#include "brenic/Application.h"
+
+#include "rlib/Log.h"
+
+namespace brenic {
+
+namespace {
+
+Application* s_Instance = nullptr;
+
+} // namespace
+
+Application::Application() {
+  s_Instance = this;
+}
+
+Application::~Application() {
+  if (s_Instance == this)
+    s_Instance = nullptr;
+}
+
+Application* Application::Instance() {
+  return s_Instance;
+}
+
+void Application::SetLogDir(CommandLine& cmd) {
+  const String folder = cmd.GetArgument("LogFolder", 0, k_Empty);
+  m_LogFolder = folder.empty() ? rlib::Log::DefaultFolder() : Path(folder);
+}
+
+} // namespace brenic

@@ -1,0 +1,7 @@
+#include "brenic/JobFactory.h"
+
+namespace brenic {
+
+JobFactory JobFactory::s_JobFactory;
+
+} // namespace brenic

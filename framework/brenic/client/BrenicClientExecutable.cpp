@@ -1,0 +1,81 @@
+#include "brenic/BrenicClientExecutable.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include "client/Client.h"
+#include "client/Target.h"
+#include "rlib/CallEntry.h"
+#include "rlib/Log.h"
+#include "rlib/Number.h"
+#include "rlib/Stream.h"
+
+namespace brenic {
+
+namespace {
+
+constexpr std::chrono::milliseconds k_PassTime{250};
+
+void Tell(const String& line) {
+  rlib::LogError(line);
+  rlib::stdErr.PutLine(line);
+}
+
+int LogLevel(const CommandLine& cmd, const char* name, int fallback) {
+  if (!cmd.HasSwitch(name))
+    return fallback;
+  const String text = cmd.GetArgument(name, 0, k_Empty);
+  int level = 0;
+  if (rlib::ParseInt32(text, level) && level >= rlib::Log::k_Nothing && level <= rlib::Log::k_Trace)
+    return level;
+  Tell(fmt::format("-{} '{}' is not a level from 0 to 6; {} is used", name, text.str(), fallback));
+  return fallback;
+}
+
+void OpenLog(const CommandLine& cmd, const String& program, const Path& folder) {
+  const int file = LogLevel(cmd, "LogFileLevel", rlib::Log::k_DefaultFileLevel);
+  const int display = LogLevel(cmd, "LogDisplayLevel", rlib::Log::k_DefaultDisplayLevel);
+  if (const String problem = rlib::Log::Open(program, folder, file, display); !problem.empty())
+    Tell("There will be no log file: " + problem);
+  rlib::InstallCrashHandler(folder, program);
+}
+
+} // namespace
+
+bool BrenicClientExecutable::Startup(CommandLine& cmd) {
+  SetLogDir(cmd);
+  OpenLog(cmd, ProgramName(), m_LogFolder);
+
+  Target target;
+  String problem = target.Choose(cmd);
+  std::optional<asio::ssl::context> tls;
+  if (problem.empty() && !target.m_Endpoint.IsLocal())
+    tls = MakeClientContext(target.m_Credentials, problem);
+  if (!problem.empty()) {
+    Note(k_ExitNoConnection);
+    Tell(problem);
+    return false;
+  }
+  Client::Instance().Start(*this, *this, GetClientName(), target.m_ConnectTimeout, [&](asio::io_context& io) {
+    return tls ? MakeTlsConnector(io, target.m_Endpoint, std::move(*tls))
+               : MakeLocalConnector(io, target.m_Endpoint);
+  });
+  return true;
+}
+
+int BrenicClientExecutable::Execute() {
+  return Client::Instance().Pass(k_PassTime) ? 1 : 0;
+}
+
+void BrenicClientExecutable::OnInterrupt() {
+  // Nothing here may wait for another thread, nor for a full pipe.
+  static constexpr char k_Line[] = "Interrupted\n";
+  pollfd out{STDERR_FILENO, POLLOUT, 0};
+  if (poll(&out, 1, 0) == 1)
+    (void)!write(STDERR_FILENO, k_Line, sizeof k_Line - 1);
+  _exit(k_ExitInterrupted);
+}
+
+} // namespace brenic

@@ -1,0 +1,147 @@
+"""A private Master and the programs under test, for the end-to-end tests.
+
+Every Farm lives in a temporary folder on a free loopback port and is gone after its test. What the Master wrote
+is shown when a test fails.
+"""
+
+import json
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import tempfile
+import unittest
+
+BIN = pathlib.Path(os.environ["BRENIC_BIN"])
+TREE = pathlib.Path(__file__).resolve().parents[2]
+LONGEST = 60  # seconds that any process may run
+
+
+class Result:
+    """How a command ended."""
+
+    def __init__(self, process, out, err):
+        self.status, self.out, self.err = process.returncode, out.decode(), err.decode()
+
+    def __repr__(self):
+        return f"status {self.status}\nstdout: {self.out}\nstderr: {self.err}"
+
+
+class Farm:
+    """A Master of its own, with an administrator's credentials."""
+
+    def __init__(self, config="", serve=True):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="farm-"))
+        self.data = self.folder / "master"
+        self.socket = self.folder / "master.sock"
+        self.config = self.folder / "master.conf"
+        self.config.write_text(config)
+        self.master = None
+        self.port = 0
+        self.admin("init", "--data-dir", self.data, "--name", "Test farm")
+        self.credentials = self.data / "clients/admin/brenic.conf"
+        if serve:
+            self.serve()
+
+    def admin(self, *args):
+        """Runs brenic-master with a subcommand that ends by itself; its standard output."""
+        done = subprocess.run([BIN / "brenic-master", *map(str, args)], capture_output=True, timeout=LONGEST)
+        if done.returncode != 0:
+            raise AssertionError(f"brenic-master {args}: {done.returncode}\n{done.stderr.decode()}")
+        return done.stdout.decode()
+
+    def serve(self):
+        """Starts the Master and returns when it is ready; again on the same port."""
+        self.output = open(self.folder / "master.out", "a+b")
+        self.master = subprocess.Popen(
+            [BIN / "brenic-master", "serve", "--data-dir", self.data, "--listen", f"127.0.0.1:{self.port}",
+             "--socket", self.socket, "--config", self.config, "--products", TREE / "samples/products"],
+            stdout=subprocess.PIPE, stderr=self.output, stdin=subprocess.DEVNULL)
+        ready = self.master.stdout.readline().decode()
+        if "Serving on" not in ready:
+            raise AssertionError(f"the Master did not start: {ready}{self.log()}")
+        self.port = int(ready.rsplit(":", 1)[1])
+        self.address = f"127.0.0.1:{self.port}"
+
+    def log(self):
+        return (self.folder / "master.out").read_text(errors="replace")
+
+    def kill(self):
+        self.master.kill()
+        self.master.wait()
+        self.master.stdout.close()
+
+    def close(self):
+        if self.master and self.master.poll() is None:
+            self.master.send_signal(signal.SIGCONT)
+            self.master.terminate()
+            try:
+                self.master.wait(LONGEST)
+            except subprocess.TimeoutExpired:
+                self.kill()
+        if self.master:
+            self.master.stdout.close()
+            self.output.close()
+        shutil.rmtree(self.folder)
+
+    def environment(self, credentials=None):
+        env = {k: v for k, v in os.environ.items() if not k.startswith(("XDG_", "BRENIC_CONFIG"))}
+        env["BRENIC_CONFIG"] = str(credentials or self.credentials)
+        env["HOME"] = str(self.folder)
+        return env
+
+    def start(self, *args, program="setwright", address=None, credentials=None, **options):
+        """Starts a program against this Master."""
+        command = [BIN / program, *map(str, args), "-LogFolder", self.folder / "log"]
+        if address is None:
+            address = self.address
+        if address:
+            command += ["-Master", address]
+        options.setdefault("stdout", subprocess.PIPE)
+        options.setdefault("stderr", subprocess.PIPE)
+        return subprocess.Popen(command, stdin=subprocess.DEVNULL, env=self.environment(credentials), **options)
+
+    def run(self, *args, **options):
+        """Runs setwright to its end."""
+        return finish(self.start(*args, **options))
+
+    def state(self):
+        return json.loads(self.admin("state", "--data-dir", self.data, "--json"))
+
+    def audit(self):
+        return [json.loads(line) for line in self.admin("audit", "--data-dir", self.data, "--json").splitlines()]
+
+
+def finish(process):
+    try:
+        out, err = process.communicate(timeout=LONGEST)
+    except subprocess.TimeoutExpired:
+        process.kill()
+        out, err = process.communicate()
+        raise AssertionError(f"did not end\nstdout: {out.decode()}\nstderr: {err.decode()}")
+    return Result(process, out or b"", err or b"")
+
+
+class FarmTest(unittest.TestCase):
+    """A test with a Farm of its own."""
+
+    CONFIG = ""
+
+    def setUp(self):
+        self.farm = Farm(self.CONFIG)
+        self.addCleanup(self.farm.close)
+
+    def tearDown(self):
+        outcome = self._outcome.result
+        if any(test is self for test, _ in outcome.failures + outcome.errors):
+            print(self.farm.log())
+
+    def assertDone(self, result, status=0):
+        self.assertEqual(result.status, status, result)
+
+    def assertOneLine(self, text, *parts):
+        """Exactly one line, which holds every part."""
+        self.assertEqual(len(text.splitlines()), 1, text)
+        for part in parts:
+            self.assertIn(part, text)
