@@ -71,6 +71,7 @@ class Farm:
         self.master.kill()
         self.master.wait()
         self.master.stdout.close()
+        self.output.close()
 
     def close(self):
         if self.master and self.master.poll() is None:

@@ -144,8 +144,10 @@ class Interrupt(FarmTest):
     def test_while_it_connects(self):
         silent = Silent()
         process = self.farm.start("-Info", address=silent.address)
-        silent.socket.accept()[0].recv(1)  # it has begun
+        connection, _ = silent.socket.accept()
+        connection.recv(1)  # it has begun
         self.interrupted(process)
+        connection.close()
         silent.socket.close()
 
     def held(self, kind):
