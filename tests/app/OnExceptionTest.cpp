@@ -19,6 +19,19 @@ TEST_F(OnExceptionTest, NamesTheExceptionAndAddsAnEmptyLine) {
   EXPECT_EQ(m_Recorder.m_Err, "");
 }
 
+TEST_F(OnExceptionTest, IsTraced) {
+  struct Curious : FileException {
+    using FileException::FileException;
+    rlib::String Name() const override {
+      m_Calls = OpenCalls();
+      return "Curious";
+    }
+    mutable std::vector<std::string> m_Calls;
+  } e("");
+  m_App.OnException(&e);
+  EXPECT_THAT(e.m_Calls, testing::ElementsAre("SetwrightApp::OnException (Setwright"));
+}
+
 TEST_F(OnExceptionTest, WithoutAnExceptionUsesItsOwnSpelling) {
   EXPECT_FALSE(m_App.OnException(nullptr));
   EXPECT_EQ(m_Recorder.m_Out, "Termianted by UNKNOWN excpetion\n\n");

@@ -194,6 +194,11 @@ TEST_F(ExecutableTest, AnInterruptAsksTheLoopToEnd) {
   m_Program.Run();
 }
 
+TEST_F(ExecutableTest, AThreadThatEndedByAnExceptionIsLogged) {
+  m_Program.ThreadException(nullptr);
+  EXPECT_THAT(m_Recorder.m_Log, ElementsAre("ERROR A thread ended by an exception"));
+}
+
 TEST_F(ExecutableTest, TextWithoutAnEndOfLineIsWrittenAtTheEnd) {
   m_Program.m_OnExecute = [] {
     rlib::stdOut.Put("no end");

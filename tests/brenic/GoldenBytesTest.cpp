@@ -53,8 +53,9 @@ TEST(GoldenBytes, SetMasterOptions) {
   auto message = Identified<SetMasterOptionsMsg>();
   message.m_Section = "Distribution";
   message.m_Options = {{"B", ""}, {"a", "1"}}; // by name, ignoring case; empty texts are left out
-  ExpectGolden(message, "000000323a300a10000102030405060708090a0b0c0d0e0f82011b0a0c446973747269627574696f6e12060a0161"
-                        "12013112030a0142");
+  ExpectGolden(message,
+               "000000323a300a10000102030405060708090a0b0c0d0e0f82011b0a0c446973747269627574696f6e12060a0161"
+               "12013112030a0142");
 }
 
 TEST(GoldenBytes, GetMasterOptions) {
