@@ -71,6 +71,11 @@ void FrameStream::Read() {
                        self->m_Reading = false;
                        if (self->m_Closed)
                          return;
+                       // A peer that sends no more may still take what is queued.
+                       if (error == asio::error::eof && self->m_Ending && self->m_Writing) {
+                         self->m_PeerEnded = true;
+                         return;
+                       }
                        if (error)
                          return self->Fail({Explain(error), false, error});
                        if (self->m_Ending)
@@ -130,6 +135,8 @@ void FrameStream::Write() {
     self->m_Output.pop_front();
     // What arrived before the peer closed may still be read, and tells why; so reading reports the end,
     // unless nothing is read for now.
+    if (self->m_PeerEnded && (error || self->m_Output.empty()))
+      return self->Close();
     if (error && self->m_Paused)
       return self->Fail({Explain(error), false, error});
     if (error)

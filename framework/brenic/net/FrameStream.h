@@ -77,6 +77,7 @@ private:
   bool m_Paused = false;
   bool m_Closed = false;
   bool m_Ending = false;
+  bool m_PeerEnded = false; // while ending
   std::chrono::steady_clock::time_point m_Heard;
   asio::steady_timer m_SilenceTimer;
   asio::steady_timer m_CloseTimer;
