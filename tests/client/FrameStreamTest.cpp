@@ -1,3 +1,4 @@
+#include <boost/asio/local/connect_pair.hpp>
 #include <gmock/gmock.h>
 
 #include "net/FrameStream.h"
