@@ -193,8 +193,10 @@ TEST_F(WriterTest, DoesNotKnowTheOutcomeOfAnOperationOfAnEarlierRun) {
   EXPECT_EQ(Ask(machine).m_Answer.outcome(), wire::Answer::UNKNOWN);
   EXPECT_EQ(Ask(refused).m_Answer.outcome(), wire::Answer::REFUSED);
   EXPECT_EQ(Ask(dump).m_Answer.outcome(), wire::Answer::COMMITTED);
-  for (const Result& result : std::vector<Result>(Finish().begin() + 4, Finish().end()))
-    EXPECT_FALSE(result.m_Operation);
+  const auto results = Finish();
+  ASSERT_EQ(results.size(), 8u);
+  for (size_t i = 4; i < results.size(); ++i)
+    EXPECT_FALSE(results[i].m_Operation);
 }
 
 TEST_F(WriterTest, RefusesComponents) {
