@@ -19,6 +19,10 @@ struct SwitchTable {
   static bool Values(SetwrightApp& app, CommandLine& cmd, int& index) {
     return (app.*k_Method)(cmd, index);
   }
+  template <bool k_Add>
+  static bool Restriction(SetwrightApp& app, CommandLine& cmd, int& index) {
+    return app.AddRestriction(cmd, index, k_Add);
+  }
   template <auto k_Method>
   static bool Flag(SetwrightApp& app, CommandLine&, int&) {
     return (app.*k_Method)();

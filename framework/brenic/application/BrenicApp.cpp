@@ -5,7 +5,7 @@
 namespace brenic {
 
 void BrenicApp::OnStatistics(FILE* out) {
-  std::fprintf(out, "Products: %zu\n", m_JobFactory.Products().size());
+  std::fprintf(out, "Products: %zu\n", m_JobFactory.Count());
 }
 
 bool BrenicApp::IsMasterComponentProcess() const {
