@@ -29,7 +29,7 @@ struct Credential {
 
 /// The Master itself.
 struct MasterRecord {
-  UID m_ID;
+  UID m_ID = UID(false);
   String m_Name;
   Credential m_Authority;
   Credential m_Server;

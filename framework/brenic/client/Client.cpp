@@ -40,7 +40,8 @@ const char* Describe(const Message& message) {
 }
 
 Client::Clock::time_point Deadline(float seconds) {
-  if (seconds < 0)
+  constexpr float k_Longest = 1e9F; // beyond what a clock holds
+  if (seconds < 0 || !(seconds < k_Longest))
     return Client::Clock::time_point::max();
   return Client::Clock::now() +
          std::chrono::duration_cast<Client::Clock::duration>(std::chrono::duration<double>(seconds));
@@ -64,7 +65,7 @@ void Client::Renew() {
 }
 
 Client::~Client() {
-  Finish();
+  CloseSession();
 }
 
 void Client::SetInfo(const UID& id, int kind) {
@@ -74,7 +75,7 @@ void Client::SetInfo(const UID& id, int kind) {
 
 void Client::Start(BrenicClientApp& app, Executable& executable, const String& name,
                    std::optional<std::chrono::milliseconds> connectTimeout,
-                   const MakeConnector& makeConnector) {
+                   const MakeConnector& makeConnector, const Session::Timing& timing) {
   m_App = &app;
   m_Executable = &executable;
   m_MainThread = std::this_thread::get_id();
@@ -89,6 +90,7 @@ void Client::Start(BrenicClientApp& app, Executable& executable, const String& n
   settings.m_Name = name;
   settings.m_Version = BRENIC_VERSION;
   settings.m_ConnectTimeout = connectTimeout;
+  settings.m_Timing = timing;
   m_Session = std::make_unique<Session>(m_Io, makeConnector(m_Io), std::move(settings), m_Events);
   m_Thread = std::thread([this] {
     const auto work = asio::make_work_guard(m_Io);
@@ -100,6 +102,10 @@ void Client::Start(BrenicClientApp& app, Executable& executable, const String& n
 void Client::Send(const shared_ptr<Message>& message) {
   wire::Frame frame;
   wire::ToWire(*message, *frame.mutable_message());
+  {
+    std::lock_guard lock(m_Mutex);
+    frame.mutable_message()->set_basis(m_Basis.For(*message));
+  }
   if (frame.ByteSizeLong() > wire::k_MaxFrame)
     throw new Exception(fmt::format("A request of {} bytes is too large to be sent; {} are allowed",
                                     frame.ByteSizeLong(), wire::k_MaxFrame));
@@ -206,6 +212,10 @@ void Client::On(Arrived& event, bool deliver) {
   if (!deliver)
     return;
   m_ProductsAnnounced = m_ProductsAnnounced || type == EndProductsMsg::s_Type;
+  {
+    std::lock_guard lock(m_Mutex);
+    m_Basis.Delivered(*event.m_Message);
+  }
   Emit(event.m_Message);
 }
 
@@ -243,24 +253,28 @@ void Client::On(const Answered& event) {
   }
 }
 
-void Client::On(const Ended& event) {
-  size_t pending = 0;
+void Client::On(Ended& event) {
   {
     std::lock_guard lock(m_Mutex);
     m_Ended = true;
-    pending = m_Pending.size();
   }
   m_Changed.notify_all();
-  if (pending > 0) {
+  // Taken out of turn: answers that came before it still stand in the queue, and decide what is reported.
+  if (m_SlotDepth > 0)
+    m_Events.Push(std::move(event));
+  else
+    Report(event);
+}
+
+void Client::Report(const Ended& event) {
+  m_EndReported = true;
+  if (const size_t pending = PendingCount(); pending > 0) {
     m_Executable->Note(k_ExitUnknownOutcome);
     Tell(fmt::format("{}. The outcome of {} request(s) is unknown: look before you repeat them",
                      event.m_Text.str(), pending));
   } else if (!event.m_Orderly) {
     m_Executable->Note(k_ExitNoConnection);
     Tell(event.m_Text);
-  } else if (!m_ProductsAnnounced) {
-    m_Executable->Note(k_ExitNoConnection);
-    Tell("The Master is shutting down; nothing was asked of it");
   }
 }
 
@@ -271,17 +285,29 @@ void Client::Finish() {
     std::lock_guard lock(m_Mutex);
     return m_Ended;
   };
-  while (!ended() && PendingCount() > 0) {
+  while (!m_EndReported && (ended() || PendingCount() > 0)) {
     if (auto event = m_Events.Pop(Clock::time_point::max()))
       Deal(*event, false);
   }
+  if (m_ShutdownReceived && !m_ProductsAnnounced) {
+    m_Executable->Note(k_ExitNoConnection);
+    Tell("The Master is shutting down; nothing was asked of it");
+  }
+  CloseSession();
+}
+
+void Client::CloseSession() {
+  if (!m_Thread.joinable())
+    return;
   asio::post(m_Io, [this] {
     m_Session->Stop();
     m_Io.stop();
   });
   m_Thread.join();
   m_Session.reset();
-  m_Executable->SetWake({});
+  // A client that the process's end destroys may have outlived the executable.
+  if (Executable::Instance() == m_Executable)
+    m_Executable->SetWake({});
 }
 
 } // namespace brenic

@@ -8,6 +8,7 @@
 
 #include "brenic/BrenicClientApp.h"
 #include "brenic/Executable.h"
+#include "client/Basis.h"
 #include "client/Session.h"
 
 namespace brenic {
@@ -24,6 +25,7 @@ public:
   static void Renew();
 
   Client() = default;
+  /// Ends without waiting for anything.
   ~Client();
 
   void SetInfo(const UID& id, int kind);
@@ -31,7 +33,8 @@ public:
   /// Begins to connect in the background. `app` hears of refused requests and unhandled messages;
   /// `executable` of what decides the exit status, and is asked whether the run should end.
   void Start(BrenicClientApp& app, Executable& executable, const String& name,
-             std::optional<std::chrono::milliseconds> connectTimeout, const MakeConnector& makeConnector);
+             std::optional<std::chrono::milliseconds> connectTimeout, const MakeConnector& makeConnector,
+             const Session::Timing& timing = {});
 
   // What Messenger offers.
   void Send(const shared_ptr<Message>& message);
@@ -60,7 +63,9 @@ private:
   void On(Connected& event);
   void On(Arrived& event, bool deliver);
   void On(const Answered& event);
-  void On(const Ended& event);
+  void On(Ended& event);
+  void Report(const Ended& event);
+  void CloseSession();
   void Emit(const shared_ptr<Message>& message);
 
   BrenicClientApp* m_App = nullptr;
@@ -74,16 +79,18 @@ private:
   std::thread m_Thread;
   std::thread::id m_MainThread;
 
-  std::mutex m_Mutex; // guards the four below, and the order in which requests reach the session
+  std::mutex m_Mutex; // guards the five below, and the order in which requests reach the session
   std::condition_variable m_Changed;
   std::unordered_map<UID, Pending> m_Pending; // handed to Send and not answered
   std::unordered_set<UID> m_Answered;
   bool m_Ended = false;
+  Basis m_Basis;
 
   // Main thread only.
   Time m_ConnectedTime;
   shared_ptr<MasterInfo> m_Info;
   int m_SlotDepth = 0;
+  bool m_EndReported = false; // the last event has been dealt with
   bool m_ProductsAnnounced = false;
   bool m_ShutdownReceived = false;
   bool m_EndWhenIdle = false; // a shutdown was refused: nothing else would end the loop

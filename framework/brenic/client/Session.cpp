@@ -28,7 +28,8 @@ void Tell(const String& line) {
 Session::Session(asio::io_context& io, std::unique_ptr<Connector> connector, Settings settings,
                  EventQueue& events)
     : m_Io(io), m_Connector(std::move(connector)), m_Settings(std::move(settings)), m_Events(events),
-      m_AttemptTimer(io), m_PauseTimer(io), m_GiveUpTimer(io), m_NoticeTimer(io) {}
+      m_Pause(m_Settings.m_Timing.m_FirstPause), m_AttemptTimer(io), m_PauseTimer(io), m_GiveUpTimer(io),
+      m_NoticeTimer(io) {}
 
 void Session::Start() {
   if (m_Settings.m_ConnectTimeout)
@@ -48,14 +49,33 @@ void Session::Stop() {
 void Session::End(const String& text, bool orderly) {
   if (m_State == State::k_Ended)
     return;
+  SettleReplied();
   Stop();
   m_Events.Push(Ended{text, orderly});
+}
+
+/// The reply of such a request stands in the queue already; sending it again would bring another one.
+void Session::SettleReplied() {
+  std::erase_if(m_Requests, [this](const Request& request) {
+    if (request.m_Replied)
+      m_Events.Push(Answered{request.m_Id, Outcome::k_Committed, k_Empty});
+    return request.m_Replied;
+  });
+}
+
+Milliseconds Session::RestoreTime() const {
+  return m_Settings.m_ConnectTimeout.value_or(m_Settings.m_Timing.m_Restore);
 }
 
 void Session::StartGivingUp(Milliseconds after) {
   m_GiveUpTimer.expires_after(after);
   m_GiveUpTimer.async_wait([this, after](const error_code& error) {
-    if (!error)
+    if (error)
+      return;
+    // There is a connection; the next loss has the whole time again.
+    if (m_State == State::k_Open)
+      m_Restoring = false;
+    else
       End(fmt::format("No connection to {} within {}: {}", Where().str(), Seconds(after), m_Reason.str()));
   });
 }
@@ -63,10 +83,11 @@ void Session::StartGivingUp(Milliseconds after) {
 void Session::Attempt() {
   m_State = State::k_Connecting;
   m_Welcomed = false;
-  m_AttemptTimer.expires_after(k_AttemptTime);
+  // A timer's handler may be queued already when the timer is cancelled; hence the look at the state.
+  m_AttemptTimer.expires_after(m_Settings.m_Timing.m_Attempt);
   m_AttemptTimer.async_wait([this](const error_code& error) {
-    if (!error)
-      AttemptFailed({fmt::format("no answer within {}", Seconds(k_AttemptTime)), false});
+    if (!error && m_State == State::k_Connecting)
+      AttemptFailed({fmt::format("no answer within {}", Seconds(m_Settings.m_Timing.m_Attempt)), false});
   });
   m_Connector->Connect([this](std::unique_ptr<ByteStream> stream, const ConnectFailure& failure) {
     if (m_State != State::k_Connecting)
@@ -79,12 +100,13 @@ void Session::Attempt() {
 }
 
 void Session::Greet(std::unique_ptr<ByteStream> stream) {
-  m_Stream = std::make_shared<FrameStream>(m_Io, std::move(stream));
+  m_Stream = std::make_shared<FrameStream>(m_Io, std::move(stream), m_Settings.m_Timing.m_Silence);
   m_Stream->Start({[this](wire::Frame& frame) { OnFrame(frame); },
                    [this](const FrameStream::End& end) {
-                     if (end.m_Malformed)
+                     if (end.m_Malformed) {
+                       m_Stream.reset(); // it is left to tell the Master why
                        End(Where() + " does not keep to the protocol: " + end.m_Text);
-                     else if (m_Welcomed)
+                     } else if (m_Welcomed)
                        Lost(end);
                      else
                        AttemptFailed(m_Connector->Classify(end.m_Error));
@@ -110,11 +132,9 @@ void Session::AttemptFailed(const ConnectFailure& failure) {
     m_Stream->Close();
   if (m_Reported != m_Reason) {
     m_Reported = m_Reason;
-    const std::string until =
-        m_MasterId || m_Settings.m_ConnectTimeout
-            ? fmt::format("for up to {}",
-                          Seconds(m_Settings.m_ConnectTimeout.value_or(Milliseconds(k_RestoreTime))))
-            : "until it answers (Ctrl-C ends this)";
+    const std::string until = m_MasterId || m_Settings.m_ConnectTimeout
+                                  ? fmt::format("for up to {}", Seconds(RestoreTime()))
+                                  : "until it answers (Ctrl-C ends this)";
     Tell(fmt::format("Cannot connect to {}: {}; trying again {}", Where().str(), m_Reason.str(), until));
   }
   Pause();
@@ -125,26 +145,22 @@ void Session::Pause() {
   m_AttemptTimer.cancel();
   m_PauseTimer.expires_after(m_Pause);
   m_PauseTimer.async_wait([this](const error_code& error) {
-    if (!error)
+    if (!error && m_State == State::k_Pausing)
       Attempt();
   });
-  m_Pause = std::min(2 * m_Pause, k_LongestPause);
+  m_Pause = std::min(2 * m_Pause, m_Settings.m_Timing.m_LongestPause);
 }
 
 void Session::Lost(const FrameStream::End& end) {
+  SettleReplied();
   if (m_ShuttingDown)
     return End("The Master has ended", true);
-  for (auto request = m_Requests.begin(); request != m_Requests.end();) {
-    if (request->m_Writes >= k_MostWrites)
-      return End(fmt::format("{} closed {} connections without an answer to the same request", Where().str(),
-                             k_MostWrites));
-    // Its reply stands in the queue already; sending it again would bring another one.
-    if (request->m_Replied)
-      m_Events.Push(Answered{request->m_Id, Outcome::k_Committed, k_Empty});
-    request = request->m_Replied ? m_Requests.erase(request) : std::next(request);
-  }
+  if (std::any_of(m_Requests.begin(), m_Requests.end(),
+                  [](const Request& request) { return request.m_Writes >= k_MostWrites; }))
+    return End(fmt::format("{} closed {} connections without an answer to the same request", Where().str(),
+                           k_MostWrites));
   m_Reason = m_Reported = end.m_Text;
-  const Milliseconds limit = m_Settings.m_ConnectTimeout.value_or(Milliseconds(k_RestoreTime));
+  const Milliseconds limit = RestoreTime();
   Tell(fmt::format("Lost the connection to {}: {}; connecting again for up to {}", Where().str(),
                    end.m_Text.str(), Seconds(limit)));
   if (!m_Restoring)
@@ -210,7 +226,7 @@ void Session::OnWelcome(const wire::Welcome& welcome) {
 }
 
 void Session::OnGoodbye(const wire::Goodbye& goodbye) {
-  const std::string& text = goodbye.text();
+  const std::string text = goodbye.text().empty() ? "it gives no reason" : goodbye.text();
   switch (goodbye.reason()) {
   case wire::Goodbye::REJECTED:
     return End(fmt::format("{} does not let this client in: {}", Where().str(), text));
@@ -235,17 +251,19 @@ void Session::OnProducts(const wire::Products& products) {
 }
 
 void Session::OnMessage(wire::Envelope& envelope) {
+  auto request = m_Requests.end();
   if (!envelope.reply_to().empty()) {
-    const auto request = Find(wire::Identifier(envelope.reply_to()));
+    request = Find(wire::Identifier(envelope.reply_to()));
     if (request == m_Requests.end() || request->m_Replied)
       return rlib::LogDebug("Dropped a reply to a request that has one");
-    request->m_Replied = true;
   } else if (envelope.has_set_master_options()) {
     return rlib::LogWarning("Dropped options that were not asked for");
   }
   const shared_ptr<Message> message = wire::FromWire(envelope);
   if (!message)
     return rlib::LogInfo("Skipped a message of a class that this program does not know");
+  if (request != m_Requests.end())
+    request->m_Replied = true;
 
   Arrived arrived{message, std::nullopt};
   if (envelope.has_shutdown())
@@ -258,7 +276,7 @@ void Session::OnMessage(wire::Envelope& envelope) {
     m_ProductsDigest = envelope.end_products().digest();
     m_ProductsComplete = true;
     m_Restoring = false;
-    m_Pause = k_FirstPause;
+    m_Pause = m_Settings.m_Timing.m_FirstPause;
     m_GiveUpTimer.cancel();
   }
   m_Events.Push(std::move(arrived));
@@ -304,9 +322,9 @@ void Session::WatchWait() {
   m_NoticeTimer.cancel();
   if (m_ProductsComplete && m_Requests.empty())
     return;
-  m_NoticeTimer.expires_after(k_NoticeTime);
+  m_NoticeTimer.expires_after(m_Settings.m_Timing.m_Notice);
   m_NoticeTimer.async_wait([this](const error_code& error) {
-    if (error || m_State != State::k_Open)
+    if (error || m_State != State::k_Open || (m_ProductsComplete && m_Requests.empty()))
       return;
     Tell(m_ProductsComplete
              ? fmt::format("Waiting for {} to answer {} request(s)", Where().str(), m_Requests.size())

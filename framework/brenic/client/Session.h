@@ -12,6 +12,16 @@ namespace brenic {
 /// Used on the I/O thread only; what happens goes to the event queue.
 class Session {
 public:
+  /// Others than these are for tests.
+  struct Timing {
+    std::chrono::milliseconds m_Attempt{5000};
+    std::chrono::milliseconds m_Restore{30'000};
+    std::chrono::milliseconds m_FirstPause{100}; // between attempts; doubles up to
+    std::chrono::milliseconds m_LongestPause{5000};
+    std::chrono::milliseconds m_Notice{5000}; // of waiting, before the user is told
+    FrameStream::Timing m_Silence;
+  };
+
   struct Settings {
     UID m_ClientId{true};
     int m_Kind = 0;
@@ -20,14 +30,10 @@ public:
     /// How long to go on without a first connection, and how long without one later; none: without limit,
     /// and 30 seconds.
     std::optional<std::chrono::milliseconds> m_ConnectTimeout;
+    Timing m_Timing;
   };
 
-  static constexpr std::chrono::seconds k_AttemptTime{5};
-  static constexpr std::chrono::seconds k_RestoreTime{30};
-  static constexpr std::chrono::milliseconds k_FirstPause{100}; // between attempts; doubles up to
-  static constexpr std::chrono::milliseconds k_LongestPause{5000};
-  static constexpr std::chrono::seconds k_NoticeTime{5}; // of waiting, before the user is told
-  static constexpr int k_MostWrites = 3;                 // of one request, on as many connections
+  static constexpr int k_MostWrites = 3; // of one request, on as many connections
 
   Session(asio::io_context& io, std::unique_ptr<Connector> connector, Settings settings, EventQueue& events);
 
@@ -55,6 +61,8 @@ private:
   void Lost(const FrameStream::End& end);
   void Pause();
   void End(const String& text, bool orderly = false);
+  void SettleReplied();
+  std::chrono::milliseconds RestoreTime() const;
 
   void OnFrame(wire::Frame& frame);
   void OnWelcome(const wire::Welcome& welcome);
@@ -81,7 +89,7 @@ private:
   bool m_ShuttingDown = false; // the system is; the connection will close
   std::optional<UID> m_MasterId;
   std::list<Request> m_Requests; // unanswered, in order
-  std::chrono::milliseconds m_Pause = k_FirstPause;
+  std::chrono::milliseconds m_Pause;
   String m_Reason = "it does not answer"; // of the last failure
   String m_Reported;                      // the last reason that the user was told
 

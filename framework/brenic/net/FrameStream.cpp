@@ -2,6 +2,7 @@
 
 #include <boost/asio/error.hpp>
 #include <boost/asio/ssl/error.hpp>
+#include <fmt/format.h>
 
 #include "rlib/Log.h"
 
@@ -13,8 +14,8 @@ String Explain(const error_code& error) {
   return error.message();
 }
 
-FrameStream::FrameStream(asio::io_context& io, std::unique_ptr<ByteStream> stream)
-    : m_Io(io), m_Stream(std::move(stream)), m_SilenceTimer(io), m_CloseTimer(io) {}
+FrameStream::FrameStream(asio::io_context& io, std::unique_ptr<ByteStream> stream, Timing timing)
+    : m_Io(io), m_Timing(timing), m_Stream(std::move(stream)), m_SilenceTimer(io), m_CloseTimer(io) {}
 
 void FrameStream::Start(Handlers handlers) {
   m_Handlers = std::move(handlers);
@@ -32,6 +33,8 @@ void FrameStream::Send(Bytes frame) {
 }
 
 void FrameStream::SetPaused(bool paused) {
+  if (m_Paused != paused)
+    m_Heard = std::chrono::steady_clock::now();
   m_Paused = paused;
   if (!paused && !m_Closed && m_Handlers.m_OnFrame)
     asio::post(m_Io, [self = shared_from_this()] { self->TakeFrames(); });
@@ -68,6 +71,11 @@ void FrameStream::Read() {
                        self->m_Reading = false;
                        if (self->m_Closed)
                          return;
+                       // A peer that sends no more may still take what is queued.
+                       if (error == asio::error::eof && self->m_Ending && self->m_Writing) {
+                         self->m_PeerEnded = true;
+                         return;
+                       }
                        if (error)
                          return self->Fail({Explain(error), false, error});
                        if (self->m_Ending)
@@ -125,22 +133,33 @@ void FrameStream::Write() {
       return;
     self->m_Queued -= bytes->size();
     self->m_Output.pop_front();
-    // What arrived before the peer closed may still be read, and tells why; so reading reports the end.
-    if (!error)
-      self->Write();
+    // What arrived before the peer closed may still be read, and tells why; so reading reports the end,
+    // unless nothing is read for now.
+    if (self->m_PeerEnded && (error || self->m_Output.empty()))
+      return self->Close();
+    if (error && self->m_Paused)
+      return self->Fail({Explain(error), false, error});
+    if (error)
+      return;
+    if (self->m_Paused)
+      self->m_Heard = std::chrono::steady_clock::now();
+    self->Write();
   });
 }
 
 void FrameStream::WatchSilence() {
-  m_SilenceTimer.expires_after(k_PingAfter);
+  m_SilenceTimer.expires_after(m_Timing.m_PingAfter);
   m_SilenceTimer.async_wait([weak = weak_from_this()](const error_code& error) {
     const auto self = weak.lock();
     if (error || !self || self->m_Closed)
       return;
     const auto silence = std::chrono::steady_clock::now() - self->m_Heard;
-    if (silence >= k_DeadAfter)
-      return self->Fail({"nothing was heard for 45 seconds", false, asio::error::timed_out});
-    if (silence >= k_PingAfter && self->m_Output.empty()) {
+    if (silence >= self->m_Timing.m_DeadAfter) {
+      const auto seconds = std::chrono::duration<double>(self->m_Timing.m_DeadAfter).count();
+      return self->Fail(
+          {fmt::format("nothing was heard for {:g} seconds", seconds), false, asio::error::timed_out});
+    }
+    if (silence >= self->m_Timing.m_PingAfter && self->m_Output.empty()) {
       wire::Frame ping;
       ping.mutable_ping();
       self->Send(ping);

@@ -14,8 +14,11 @@ class FrameStream : public std::enable_shared_from_this<FrameStream> {
 public:
   using Bytes = std::shared_ptr<const std::string>;
 
-  static constexpr std::chrono::seconds k_PingAfter{15}; // of silence
-  static constexpr std::chrono::seconds k_DeadAfter{45};
+  /// How long a peer may be silent. Others than these are for tests.
+  struct Timing {
+    std::chrono::milliseconds m_PingAfter{15'000};
+    std::chrono::milliseconds m_DeadAfter{45'000};
+  };
 
   /// Why the stream ended.
   struct End {
@@ -31,7 +34,9 @@ public:
     std::function<void()> m_OnDrained; // everything queued has been written
   };
 
-  FrameStream(asio::io_context& io, std::unique_ptr<ByteStream> stream);
+  FrameStream(asio::io_context& io, std::unique_ptr<ByteStream> stream, Timing timing);
+  FrameStream(asio::io_context& io, std::unique_ptr<ByteStream> stream)
+      : FrameStream(io, std::move(stream), Timing()) {}
 
   void Start(Handlers handlers);
   void Send(Bytes frame);
@@ -41,7 +46,8 @@ public:
   size_t Queued() const { return m_Queued; }
   /// The largest frame that is taken from now on, in bytes.
   void SetLimit(size_t bytes) { m_Reader.SetLimit(bytes); }
-  /// Frames arrive only while not paused. Pings go on.
+  /// Frames arrive only while not paused. Pings go on; a paused stream is dead when the peer takes nothing of
+  /// what is written, since nothing can be heard from it.
   void SetPaused(bool paused);
 
   /// Ends without calling a handler.
@@ -59,6 +65,7 @@ private:
   void Fail(End end);
 
   asio::io_context& m_Io;
+  const Timing m_Timing;
   std::unique_ptr<ByteStream> m_Stream;
   Handlers m_Handlers;
   wire::FrameReader m_Reader;
@@ -70,6 +77,7 @@ private:
   bool m_Paused = false;
   bool m_Closed = false;
   bool m_Ending = false;
+  bool m_PeerEnded = false; // while ending
   std::chrono::steady_clock::time_point m_Heard;
   asio::steady_timer m_SilenceTimer;
   asio::steady_timer m_CloseTimer;

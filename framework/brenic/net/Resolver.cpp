@@ -5,15 +5,25 @@
 
 namespace brenic {
 
-struct Lookup::Request {
+struct Lookup::Request : std::enable_shared_from_this<Request> {
   std::mutex m_Mutex;
   asio::io_context* m_Io = nullptr; // null once abandoned
   Done m_Done;
 
   void Finish(const String& problem, std::vector<asio::ip::tcp::endpoint> found) {
     std::lock_guard lock(m_Mutex);
-    if (m_Io)
-      asio::post(*m_Io, [done = m_Done, problem, found = std::move(found)] { done(problem, found); });
+    if (!m_Io)
+      return;
+    // Whether it was abandoned is looked up when the handler runs: it may have been since it was posted.
+    asio::post(*m_Io, [self = shared_from_this(), problem, found = std::move(found)] {
+      if (const Done done = self->Take())
+        done(problem, found);
+    });
+  }
+
+  Done Take() {
+    std::lock_guard lock(m_Mutex);
+    return std::exchange(m_Done, {});
   }
 };
 

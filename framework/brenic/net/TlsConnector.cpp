@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <optional>
+
 #include <boost/asio/ssl/error.hpp>
 #include <boost/asio/ssl/stream.hpp>
 #include <fmt/format.h>
@@ -13,9 +16,25 @@ namespace {
 namespace ssl = asio::ssl;
 using TlsStream = ssl::stream<asio::ip::tcp::socket>;
 
-bool IsAlert(const error_code& error) {
-  return error.category() == asio::error::get_ssl_category() &&
-         ERR_GET_REASON(static_cast<unsigned long>(error.value())) >= SSL_AD_REASON_OFFSET;
+bool IsTls(const error_code& error) {
+  return error.category() == asio::error::get_ssl_category();
+}
+
+/// The alert that the peer sent; none for other errors.
+std::optional<int> Alert(const error_code& error) {
+  const int reason = ERR_GET_REASON(static_cast<unsigned long>(error.value()));
+  if (!IsTls(error) || reason < SSL_AD_REASON_OFFSET)
+    return std::nullopt;
+  return reason - SSL_AD_REASON_OFFSET;
+}
+
+/// The ways in which a peer says that it does not accept the certificate that it was shown.
+bool IsAboutCertificate(int alert) {
+  static constexpr int k_Alerts[] = {SSL_AD_BAD_CERTIFICATE,     SSL_AD_UNSUPPORTED_CERTIFICATE,
+                                     SSL_AD_CERTIFICATE_REVOKED, SSL_AD_CERTIFICATE_EXPIRED,
+                                     SSL_AD_CERTIFICATE_UNKNOWN, SSL_AD_UNKNOWN_CA,
+                                     SSL_AD_ACCESS_DENIED,       TLS13_AD_CERTIFICATE_REQUIRED};
+  return std::find(std::begin(k_Alerts), std::end(k_Alerts), alert) != std::end(k_Alerts);
 }
 
 class TlsConnector : public Connector {
@@ -45,9 +64,14 @@ public:
   }
 
   ConnectFailure Classify(const error_code& error) const override {
-    if (IsAlert(error))
+    const std::optional<int> alert = Alert(error);
+    if (!alert)
+      return {Explain(error), false};
+    if (IsAboutCertificate(*alert))
       return {fmt::format("it does not accept this client's certificate ({})", error.message()), true};
-    return {Explain(error), false};
+    if (*alert == SSL_AD_PROTOCOL_VERSION)
+      return {"it does not speak TLS 1.3", true};
+    return {fmt::format("it refuses the TLS connection ({})", error.message()), true};
   }
 
 private:
@@ -88,6 +112,8 @@ private:
     if (verified != X509_V_OK)
       return {fmt::format("its certificate is not accepted: {}", X509_verify_cert_error_string(verified)),
               true};
+    if (IsTls(error) && error != asio::ssl::error::stream_truncated && !Alert(error))
+      return {fmt::format("it does not speak TLS 1.3 ({})", error.message()), false};
     return Classify(error);
   }
 

@@ -73,9 +73,11 @@ String Load(SSL_CTX* context, const Credentials& credentials) {
     return Invalid("certificate authority", credentials.m_Authority);
   if (SSL_CTX_use_certificate_chain_file(context, credentials.m_Certificate.c_str()) != 1)
     return Invalid("certificate", credentials.m_Certificate);
-  if (SSL_CTX_use_PrivateKey_file(context, credentials.m_Key.c_str(), SSL_FILETYPE_PEM) != 1)
+  const bool usable = SSL_CTX_use_PrivateKey_file(context, credentials.m_Key.c_str(), SSL_FILETYPE_PEM) == 1;
+  const bool mismatch = ERR_GET_REASON(ERR_peek_last_error()) == X509_R_KEY_VALUES_MISMATCH;
+  if (!usable && !mismatch)
     return Invalid("private key", credentials.m_Key);
-  if (SSL_CTX_check_private_key(context) != 1)
+  if (!usable || SSL_CTX_check_private_key(context) != 1)
     return fmt::format("The private key '{}' does not belong to the certificate '{}'",
                        credentials.m_Key.str().str(), credentials.m_Certificate.str().str());
   return k_Empty;

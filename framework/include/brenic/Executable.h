@@ -16,9 +16,9 @@ class Executable {
 public:
   Executable(const Executable&) = delete;
   Executable& operator=(const Executable&) = delete;
-  virtual ~Executable();
 
-  // The order of the virtual operations is part of the framework's binary interface.
+  // The order of the virtual operations is part of the framework's binary interface; there is no
+  // virtual destructor before them, since nobody owns a program by this base.
 
   /// Ctrl-C. Called on a thread of its own.
   virtual void OnInterrupt();
@@ -47,6 +47,7 @@ public:
 
 protected:
   Executable();
+  ~Executable();
 
   CommandLine m_CommandLine;   // set by Start
   int m_ExitCode = k_ExitDone; // set by the application; 0 leaves the status to the outcome of the run

@@ -1,0 +1,112 @@
+#include "net/Endpoint.h"
+
+#include <gtest/gtest.h>
+
+using namespace brenic;
+
+namespace {
+
+struct Good {
+  const char* m_Text;
+  const char* m_Host;
+  int m_Port;
+  const char* m_Socket;
+  const char* m_Shown;
+};
+
+class GoodEndpointTest : public testing::TestWithParam<Good> {};
+
+TEST_P(GoodEndpointTest, IsRead) {
+  Endpoint endpoint;
+  EXPECT_EQ(endpoint.Parse(GetParam().m_Text), "");
+  EXPECT_EQ(endpoint.m_Host, GetParam().m_Host);
+  EXPECT_EQ(endpoint.m_Port, GetParam().m_Port);
+  EXPECT_EQ(endpoint.m_Socket.str(), GetParam().m_Socket);
+  EXPECT_EQ(endpoint.IsLocal(), *GetParam().m_Socket != '\0');
+}
+
+TEST_P(GoodEndpointTest, IsShownInAFormThatReadsTheSame) {
+  Endpoint endpoint;
+  ASSERT_EQ(endpoint.Parse(GetParam().m_Text), "");
+  EXPECT_EQ(endpoint.ToString(), GetParam().m_Shown);
+  Endpoint again;
+  EXPECT_EQ(again.Parse(endpoint.ToString()), "");
+  EXPECT_EQ(again.ToString(), endpoint.ToString());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, GoodEndpointTest,
+    testing::Values(Good{"host", "host", 8730, "", "host:8730"}, Good{"host:1", "host", 1, "", "host:1"},
+                    Good{"master.farm.example:65535", "master.farm.example", 65535, "",
+                         "master.farm.example:65535"},
+                    Good{"127.0.0.1", "127.0.0.1", 8730, "", "127.0.0.1:8730"},
+                    Good{"[::1]", "::1", 8730, "", "[::1]:8730"}, Good{"[::1]:99", "::1", 99, "", "[::1]:99"},
+                    Good{"[fe80::1%eth0]:99", "fe80::1%eth0", 99, "", "[fe80::1%eth0]:99"},
+                    Good{"[host]:5", "host", 5, "", "host:5"},
+                    Good{"unix:/run/m.sock", "", 8730, "/run/m.sock", "unix:/run/m.sock"},
+                    Good{"unix:relative", "", 8730, "relative", "unix:relative"}));
+
+struct Bad {
+  const char* m_Text;
+  const char* m_Problem;
+};
+
+class BadEndpointTest : public testing::TestWithParam<Bad> {};
+
+TEST_P(BadEndpointTest, IsRefusedWithTheReason) {
+  Endpoint endpoint;
+  EXPECT_EQ(endpoint.Parse(GetParam().m_Text), GetParam().m_Problem) << GetParam().m_Text;
+}
+
+constexpr const char* k_Port = "the port must be a number from 1 to 65535";
+constexpr const char* k_Brackets = "an IPv6 address is written in brackets, as [::1]:8730";
+constexpr const char* k_Spaces = "an address holds no spaces";
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, BadEndpointTest,
+    testing::Values(Bad{"", "an address is missing"}, Bad{" ", k_Spaces}, Bad{"host ", k_Spaces},
+                    Bad{"a host:1", k_Spaces}, Bad{"host\t", k_Spaces}, Bad{"host\n", k_Spaces},
+                    Bad{":8730", "the host is missing"}, Bad{"[]:1", "the host is missing"},
+                    Bad{"host:", k_Port}, Bad{"host:0", k_Port}, Bad{"host:65536", k_Port},
+                    Bad{"host:99999999999", k_Port}, Bad{"host:-1", k_Port}, Bad{"host:+1", k_Port},
+                    Bad{"host:1x", k_Port}, Bad{"host:port", k_Port}, Bad{"[::1]:", k_Port},
+                    Bad{"::1", k_Brackets}, Bad{"fe80::1:8730", k_Brackets}, Bad{"a:1:2", k_Brackets},
+                    Bad{"[::1", "the closing bracket is missing"},
+                    Bad{"[::1]8730", "a port is written behind a colon"},
+                    Bad{"-Info", "a host name does not begin with a dash"},
+                    Bad{"unix:", "the path is missing behind unix:"}));
+
+TEST(Endpoint, ATcpAddressTakesThePlaceOfALocalSocket) {
+  Endpoint endpoint;
+  ASSERT_EQ(endpoint.Parse("unix:/run/m.sock"), "");
+  ASSERT_EQ(endpoint.Parse("host"), "");
+  EXPECT_FALSE(endpoint.IsLocal());
+}
+
+TEST(Endpoint, AnAddressWithoutAPortKeepsTheOneThatIsSet) {
+  Endpoint endpoint;
+  endpoint.m_Port = 5;
+  ASSERT_EQ(endpoint.Parse("host"), "");
+  EXPECT_EQ(endpoint.m_Port, 5);
+}
+
+TEST(ParsePort, TakesNumbersFromTheLowestTo65535) {
+  uint16_t port = 7;
+  EXPECT_TRUE(ParsePort("1", port));
+  EXPECT_EQ(port, 1);
+  EXPECT_TRUE(ParsePort("65535", port));
+  EXPECT_EQ(port, 65535);
+  EXPECT_TRUE(ParsePort("0", port, 0));
+  EXPECT_EQ(port, 0);
+}
+
+TEST(ParsePort, RefusesTheRestAndLeavesThePortAlone) {
+  uint16_t port = 7;
+  for (const char* text : {"", "0", "-1", "+1", "65536", "1 ", " 1", "x", "1.0", "0x1"}) {
+    EXPECT_FALSE(ParsePort(text, port)) << text;
+    EXPECT_EQ(port, 7);
+  }
+  EXPECT_FALSE(ParsePort("-1", port, 0));
+}
+
+} // namespace

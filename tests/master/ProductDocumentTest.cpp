@@ -1,0 +1,93 @@
+#include "ProductDocument.h"
+
+#include <gmock/gmock.h>
+
+#include "Requests.h"
+#include "Samples.h"
+#include "TempFolder.h"
+
+namespace brenic::master {
+namespace {
+
+using testing::HasSubstr;
+
+std::string ProblemOf(const std::string& document) {
+  String problem;
+  const auto product = ParseDocument(document, problem);
+  EXPECT_EQ(product == nullptr, !problem.empty());
+  return problem.str();
+}
+
+std::string Document(const std::string& more) {
+  return R"({"id":"00000000-0000-0000-0000-000000000001","name":"n")" + more + "}";
+}
+
+TEST(Document, MayHoldUnknownMembers) {
+  EXPECT_EQ(ProblemOf(Document(R"(,"other":{"a":[1,2]})")), "");
+}
+
+TEST(Document, ThatIsNoObjectIsRefused) {
+  EXPECT_THAT(ProblemOf("["), HasSubstr("not valid JSON"));
+  EXPECT_THAT(ProblemOf("[]"), HasSubstr("not a JSON object"));
+  EXPECT_THAT(ProblemOf(Document("") + "x"), HasSubstr("not valid JSON"));
+}
+
+TEST(Document, WithAKeyTwiceIsRefusedAtAnyLevel) {
+  EXPECT_THAT(ProblemOf(Document(R"(,"name":"m")")), HasSubstr("the key 'name' twice"));
+  EXPECT_THAT(ProblemOf(Document(R"(,"a":[{"b":1,"b":2}])")), HasSubstr("the key 'b' twice"));
+  EXPECT_EQ(ProblemOf(Document(R"(,"a":[{"b":1},{"b":2}])")), "");
+}
+
+TEST(Document, MayHave64LevelsAndNotMore) {
+  const auto nested = [](size_t arrays) {
+    return Document(R"(,"deep":)" + std::string(arrays, '[') + "1" + std::string(arrays, ']'));
+  };
+  EXPECT_EQ(ProblemOf(nested(63)), "");
+  EXPECT_THAT(ProblemOf(nested(64)), HasSubstr("more than 64 levels"));
+  EXPECT_THAT(ProblemOf(nested(300'000)), HasSubstr("more than 64 levels"));
+}
+
+TEST(Document, BeyondItsSizeIsRefused) {
+  EXPECT_THAT(ProblemOf(Document(R"(,"x":")" + std::string(k_MaxDocument, 'x') + "\"")),
+              HasSubstr("exceeds"));
+}
+
+TEST(Document, NeedsIdentifierAndNames) {
+  EXPECT_THAT(ProblemOf("{}"), HasSubstr("no text 'id'"));
+  EXPECT_THAT(ProblemOf(R"({"id":"x","name":"n"})"), HasSubstr("no identifier"));
+  EXPECT_THAT(ProblemOf(R"({"id":"00000000-0000-0000-0000-000000000000","name":"n"})"),
+              HasSubstr("null identifier"));
+  EXPECT_THAT(ProblemOf(Document(R"(,"aliases":[1])")), HasSubstr("no list of texts"));
+  EXPECT_THAT(ProblemOf(Document(R"(,"aliases":["N"])")), HasSubstr("twice"));
+  EXPECT_THAT(ProblemOf(Document(R"(,"aliases":[""])")), HasSubstr("empty"));
+}
+
+TEST(Index, HasToAgreeWithTheDocument) {
+  const auto good = MakeProduct(1, "Alpha", {"a"});
+  EXPECT_EQ(CheckDocument(*good), "");
+  EXPECT_NE(CheckDocument(Product(Type(2), good->Name(), good->Aliases(), good->Document())), "");
+  EXPECT_NE(CheckDocument(Product(good->Type(), "Other", good->Aliases(), good->Document())), "");
+  EXPECT_NE(CheckDocument(Product(good->Type(), good->Name(), {}, good->Document())), "");
+}
+
+TEST(DefaultProducts, LeaveOutWhatCannotBeTaken) {
+  const TempFolder folder;
+  WriteTextFile(folder / "a.json", MakeProduct(1, "Alpha")->Document());
+  WriteTextFile(folder / "b.json", MakeProduct(2, "ALPHA")->Document());
+  WriteTextFile(folder / "c.json", "{");
+  WriteTextFile(folder / "d.txt", MakeProduct(3, "Gamma")->Document());
+  const ProductMap products = LoadDefaultProducts(folder.Name());
+  ASSERT_EQ(products.size(), 1u);
+  EXPECT_EQ(products.begin()->second->Name(), "Alpha");
+}
+
+TEST(SampleProducts, AreAllTaken) {
+  size_t files = 0;
+  for ([[maybe_unused]] const auto& file : std::filesystem::directory_iterator(SAMPLE_PRODUCTS))
+    ++files;
+  EXPECT_GE(files, 5u);
+  EXPECT_EQ(LoadDefaultProducts(SAMPLE_PRODUCTS).size(), files);
+}
+
+} // namespace
+} // namespace brenic::master

@@ -1,0 +1,127 @@
+// What a session does with peers that break the protocol or ask for too much.
+#include <gmock/gmock.h>
+
+#include "Farm.h"
+#include "Samples.h"
+#include "brenic/PathTranslationsMsg.h"
+
+namespace brenic::master {
+namespace {
+
+using testing::HasSubstr;
+
+class SessionLimitsTest : public testing::Test {
+protected:
+  SessionLimitsTest() { m_Farm.Serve(); }
+
+  static void ExpectGoodbye(TestClient& client, wire::Goodbye::Reason reason, const std::string& text) {
+    const wire::Frame frame = client.ReceiveOnly(wire::Frame::kGoodbye);
+    EXPECT_EQ(frame.goodbye().reason(), reason);
+    EXPECT_THAT(frame.goodbye().text(), HasSubstr(text));
+    EXPECT_FALSE(client.Receive());
+  }
+
+  Farm m_Farm;
+};
+
+TEST_F(SessionLimitsTest, AMalformedFrameEndsTheConnectionWithAReason) {
+  TestClient client = m_Farm.Join();
+  client.SendBytes(std::string("\0\0\0\3\xff\xff\xff", 7));
+  ExpectGoodbye(client, wire::Goodbye::PROTOCOL_ERROR, "cannot be decoded");
+}
+
+TEST_F(SessionLimitsTest, ARequestWithoutAProperIdentifierEndsTheConnection) {
+  for (const std::string& id : {std::string(), std::string("short"), std::string(16, '\0')}) {
+    TestClient client = m_Farm.Join();
+    wire::Frame frame;
+    frame.mutable_message()->set_id(id);
+    frame.mutable_message()->mutable_log_dump();
+    client.Send(frame);
+    ExpectGoodbye(client, wire::Goodbye::PROTOCOL_ERROR, "identifier");
+  }
+}
+
+TEST_F(SessionLimitsTest, AFrameThatOnlyTheMasterSendsEndsTheConnection) {
+  TestClient client = m_Farm.Join();
+  wire::Frame frame;
+  frame.mutable_answer();
+  client.Send(frame);
+  ExpectGoodbye(client, wire::Goodbye::PROTOCOL_ERROR, "a client does not send");
+}
+
+TEST_F(SessionLimitsTest, ALargeFrameBeforeTheWelcomeEndsTheConnection) {
+  TestClient client = m_Farm.Connect();
+  client.SendBytes(std::string("\0\1\0\1", 4)); // 65537 bytes are announced
+  ExpectGoodbye(client, wire::Goodbye::PROTOCOL_ERROR, "65537 bytes, where 65536 are allowed");
+}
+
+TEST_F(SessionLimitsTest, ALargeFrameAfterTheWelcomeIsTaken) {
+  TestClient client = m_Farm.Join();
+  EXPECT_EQ(client.Ask(*SetOption("UserLimits", String(std::string(15'000'000, 'x')))).outcome(),
+            wire::Answer::COMMITTED);
+}
+
+TEST_F(SessionLimitsTest, AFrameBeyondTheLimitEndsTheConnection) {
+  TestClient client = m_Farm.Join();
+  client.SendBytes(std::string("\4\0\0\1", 4));
+  ExpectGoodbye(client, wire::Goodbye::PROTOCOL_ERROR, "67108865 bytes");
+}
+
+TEST_F(SessionLimitsTest, ARequestBeforeHelloEndsTheConnection) {
+  TestClient client = m_Farm.Connect();
+  client.Request(*SetOption("a", "1"));
+  ExpectGoodbye(client, wire::Goodbye::PROTOCOL_ERROR, "Hello is expected");
+  EXPECT_TRUE(m_Farm.Audit().empty());
+}
+
+TEST_F(SessionLimitsTest, AnotherVersionOfTheProtocolIsNamed) {
+  TestClient client = m_Farm.Connect();
+  client.SendHello(99);
+  ExpectGoodbye(client, wire::Goodbye::PROTOCOL_VERSION, "version 1 of the protocol, the client version 99");
+}
+
+TEST_F(SessionLimitsTest, WhoSaysNothingIsSentAway) {
+  TestClient client = m_Farm.Connect();
+  ExpectGoodbye(client, wire::Goodbye::PROTOCOL_ERROR, "no Hello was received in time");
+}
+
+TEST_F(SessionLimitsTest, MoreRequestsThanMayBeOutstandingAreAllAnswered) {
+  TestClient client = m_Farm.Join();
+  std::string bytes;
+  constexpr int k_Requests = 5000;
+  for (int i = 0; i < k_Requests; ++i) {
+    wire::Frame frame;
+    wire::ToWire(*SetOption("a", String(std::to_string(i))), *frame.mutable_message());
+    bytes += wire::Encode(frame);
+  }
+  client.SendBytes(bytes);
+  for (int i = 0; i < k_Requests; ++i)
+    ASSERT_EQ(client.NextAnswer().outcome(), wire::Answer::COMMITTED);
+}
+
+TEST_F(SessionLimitsTest, ASlowReaderGetsTheNewestTranslationsOnly) {
+  TestClient slow = m_Farm.Join();
+  TestClient writer = m_Farm.Join();
+  constexpr int k_Writes = 30;
+  for (int i = 1; i <= k_Writes; ++i) {
+    // About 8 MiB each: far more than the connection's buffers hold, and all of them more than may be queued.
+    const auto message = Make<PathTranslationsMsg>([&](auto& m) {
+      m.m_Translations.resize(2100);
+      for (auto& translation : m.m_Translations)
+        translation[1] = Path(std::string(4000, static_cast<char>('A' + i)));
+    });
+    ASSERT_EQ(writer.Ask(*message).outcome(), wire::Answer::COMMITTED);
+  }
+  int pushes = 0;
+  for (char newest = 0; newest != 'A' + k_Writes; ++pushes)
+    newest = slow.ReceiveOnly(wire::Frame::kMessage)
+                 .message()
+                 .path_translations()
+                 .translations(0)
+                 .roots(0)
+                 .root()[0];
+  EXPECT_LT(pushes, k_Writes);
+}
+
+} // namespace
+} // namespace brenic::master

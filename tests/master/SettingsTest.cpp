@@ -1,0 +1,79 @@
+#include "Settings.h"
+
+#include <gmock/gmock.h>
+
+#include "Samples.h"
+#include "Snapshot.h"
+
+namespace brenic::master {
+namespace {
+
+using testing::ElementsAre;
+using testing::Pair;
+
+TEST(OptionNames, KeepTheirFirstSpelling) {
+  Settings settings;
+  Effect effect;
+  effect.m_Options["MaxJobs"] = "1";
+  settings.Take(effect);
+  effect.m_Options.clear();
+  effect.m_Options["MAXJOBS"] = "2";
+  settings.Take(effect);
+  EXPECT_THAT(settings.m_Options, ElementsAre(Pair(String("MaxJobs"), String("2"))));
+}
+
+TEST(Catalogue, ARemovedDefaultStaysRemovedUntilTheReset) {
+  Settings settings = SampleSettings();
+  Effect remove;
+  remove.m_Remove = Type(1);
+  settings.Take(remove);
+  EXPECT_FALSE(settings.m_Products.Find(Type(1)));
+  EXPECT_EQ(settings.m_Products.Effective().size(), 1u);
+  remove.m_Remove = UID::Null;
+  settings.Take(remove);
+  EXPECT_TRUE(settings.m_Products.Find(Type(1)));
+}
+
+TEST(Catalogue, AnInstalledProductHidesTheDefaultAndComesBackAfterARemoval) {
+  Settings settings = SampleSettings();
+  Effect install;
+  install.m_Install = MakeProduct(1, "Alpha two");
+  settings.Take(install);
+  EXPECT_EQ(settings.m_Products.Find(Type(1))->Name(), "Alpha two");
+  EXPECT_EQ(settings.m_Products.Effective().size(), 2u);
+  Effect remove;
+  remove.m_Remove = Type(1);
+  settings.Take(remove);
+  EXPECT_FALSE(settings.m_Products.Find(Type(1))) << "the default does not come out from under it";
+  settings.Take(install);
+  EXPECT_TRUE(settings.m_Products.IsCustom(Type(1)));
+}
+
+TEST(Translations, AreTheSameAfterEncodingAndDecoding) {
+  const rlib::vector<TranslationSet> list{{{0, "X:\\"}, {1, "/x"}}, {}, {{2, "/Volumes/\xc3\xa4"}}};
+  EXPECT_EQ(DecodeTranslations(EncodeTranslations(list)), list);
+  EXPECT_EQ(EncodeTranslations({}), "");
+}
+
+TEST(ProductDigest, DependsOnEveryProduct) {
+  Settings settings = SampleSettings();
+  const std::string before = MakeProductFrames(settings)->m_Digest;
+  EXPECT_EQ(MakeProductFrames(settings)->m_Digest, before);
+  Effect install;
+  install.m_Install = MakeProduct(2, "Beta", {"b"});
+  settings.Take(install);
+  EXPECT_NE(MakeProductFrames(settings)->m_Digest, before);
+}
+
+TEST(ProductFrames, AreCutIntoParts) {
+  Settings settings;
+  for (uint8_t i = 1; i <= 5; ++i) {
+    const auto product = boost::make_shared<const Product>(Type(i), String("p"), rlib::vector<String>{},
+                                                           std::string(600'000, 'x'));
+    settings.m_Products.m_Custom[product->Type()] = product;
+  }
+  EXPECT_EQ(MakeProductFrames(settings)->m_Parts.size(), 5u);
+}
+
+} // namespace
+} // namespace brenic::master

@@ -1,0 +1,109 @@
+// What tests of the tool's logic start from: an application object of their own over the scripted framework.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "SetwrightApp.h"
+#include "brenic/MessageFactory.h"
+#include "rlib/CallEntry.h"
+#include "scripted/Recorder.h"
+
+/// The private part of an application object, member for member.
+struct SetwrightAppAccess {
+  explicit SetwrightAppAccess(SetwrightApp& app) : m_App(app) {}
+
+  bool ParseCommandLine(brenic::CommandLine& cmd) { return m_App.ParseCommandLine(cmd); }
+  bool ParseCommandLine() { return m_App.ParseCommandLine(m_CommandLine); }
+  void Usage() { m_App.Usage(); }
+  void QueueMessages() { m_App.QueueMessages(); }
+  bool WaitForMessages() { return m_App.WaitForMessages(); }
+  bool DumpLogs() { return m_App.DumpLogs(); }
+  bool SuperExit() { return m_App.SuperExit(); }
+  bool Reboot() { return m_App.Reboot(); }
+  bool Shutdown() { return m_App.Shutdown(); }
+  bool AddOption(int& index) { return m_App.AddOption(m_CommandLine, index); }
+
+  SetwrightApp& m_App;
+  brenic::CommandLine& m_CommandLine = m_App.m_CommandLine;
+  int& m_ExitCode = m_App.m_ExitCode;
+
+#define SETWRIGHT_MEMBER(name) decltype(SetwrightApp::name)& name = m_App.name
+  SETWRIGHT_MEMBER(m_OptionsMsg);
+  SETWRIGHT_MEMBER(m_TypeOptionsMsgs);
+  SETWRIGHT_MEMBER(m_LimitsMsg);
+  SETWRIGHT_MEMBER(m_RestrictionsMsg);
+  SETWRIGHT_MEMBER(m_UserLimitsMsg);
+  SETWRIGHT_MEMBER(m_AddTranslations);
+  SETWRIGHT_MEMBER(m_RemoveRoots);
+  SETWRIGHT_MEMBER(m_PathTranslationsMsg);
+  SETWRIGHT_MEMBER(m_CurrentTranslationsMsg);
+  SETWRIGHT_MEMBER(m_LogDumpMsg);
+  SETWRIGHT_MEMBER(m_ProductMsgs);
+  SETWRIGHT_MEMBER(m_ProductsReceived);
+  SETWRIGHT_MEMBER(m_ShowInfo);
+  SETWRIGHT_MEMBER(m_SuperExit);
+  SETWRIGHT_MEMBER(m_Reboot);
+  SETWRIGHT_MEMBER(m_Shutdown);
+  SETWRIGHT_MEMBER(m_DisplayJSON);
+  SETWRIGHT_MEMBER(m_ShowPathTranslations);
+  SETWRIGHT_MEMBER(m_UserLimitName);
+  SETWRIGHT_MEMBER(m_UserLimitValue);
+#undef SETWRIGHT_MEMBER
+};
+
+namespace scripted {
+
+/// A command line of these arguments, without the program's name.
+inline brenic::CommandLine Arguments(std::vector<const char*> arguments) {
+  arguments.insert(arguments.begin(), "setwright");
+  return brenic::CommandLine(static_cast<int>(arguments.size()), arguments.data());
+}
+
+/// An identifier of a product type; ordered as the numbers are.
+inline rlib::UID Type(std::uint8_t number) {
+  rlib::UID::Raw raw{};
+  raw[15] = number;
+  return rlib::UID(raw);
+}
+
+class SetwrightTest : public testing::Test {
+protected:
+  ~SetwrightTest() override { EXPECT_FALSE(m_Script.m_RanAway) << "the run did not end by itself"; }
+
+  /// The products phase of a run with these arguments, without the lines of the setup.
+  void ReceiveProducts(std::vector<const char*> arguments) {
+    m_Access.m_CommandLine = Arguments(std::move(arguments));
+    m_App.Startup(m_Access.m_CommandLine);
+    m_Script.m_Events.clear();
+    m_Recorder.m_Log.clear();
+    EXPECT_EQ(Arrive(brenic::MessageFactory::Create<brenic::EndProductsMsg>()), 1u);
+  }
+
+  /// The whole run of the program; the products arrive in the first pass unless the script has passes.
+  int Run(std::vector<const char*> arguments) {
+    if (m_Script.m_Passes.empty())
+      m_Script.m_Passes.emplace_back(
+          [] { Arrive(brenic::MessageFactory::Create<brenic::EndProductsMsg>()); });
+    arguments.insert(arguments.begin(), "setwright");
+    return m_App.Start(static_cast<int>(arguments.size()), const_cast<char**>(arguments.data()));
+  }
+
+  Script& m_Script = TheScript();
+  Recorder m_Recorder;
+  SetwrightApp m_App;
+  SetwrightAppAccess m_Access{m_App};
+};
+
+/// The calls that are open on this thread, innermost first: "SetwrightApp::Startup (Setwright".
+inline std::vector<std::string> OpenCalls() {
+  std::vector<std::string> calls;
+  const std::string text = rlib::OpenCallEntries().str();
+  for (size_t at = text.find("\n  "); at != std::string::npos; at = text.find("\n  ", at + 1)) {
+    const std::string line = text.substr(at + 3, text.find('\n', at + 1) - at - 3);
+    calls.push_back(line.substr(0, line.rfind(':')));
+  }
+  return calls;
+}
+
+} // namespace scripted
