@@ -5,7 +5,7 @@
 namespace brenic {
 
 void BrenicApp::OnStatistics(FILE* out) {
-  std::fprintf(out, "Products: %zu\n", m_JobFactory.Count());
+  std::fprintf(out, "Products: %zu\n", m_JobFactory.Products().size());
 }
 
 bool BrenicApp::IsMasterComponentProcess() const {

@@ -20,9 +20,15 @@ std::string Lower(const String& text) {
 void JobFactory::Replace(const ProductList& products) {
   m_Products.clear();
   m_Index.reset();
-  m_Products.reserve(products.size());
   for (const auto& product : products)
     m_Products.insert_or_assign(product->Type(), product);
+}
+
+JobFactory::ProductList JobFactory::Products() const {
+  ProductList products;
+  for (const auto& entry : m_Products)
+    products.push_back(entry.second);
+  return products;
 }
 
 void JobFactory::Install(const shared_ptr<Product>& product) {

@@ -21,7 +21,8 @@ public:
   bool FindType(const String& text, UID& type) const;
   /// Null when there is none of the type.
   shared_ptr<Product> GetProduct(const UID& type) const;
-  size_t Count() const { return m_Products.size(); }
+  /// By type.
+  ProductList Products() const;
 
   void Replace(const ProductList& products);
   /// Adds the product, or puts it in the place of the one of its type.
@@ -37,7 +38,7 @@ private:
   };
   const Index& Indexed() const;
 
-  std::unordered_map<UID, shared_ptr<Product>> m_Products;
+  rlib::map<UID, shared_ptr<Product>> m_Products;
   mutable std::optional<Index> m_Index; // made when first needed
 };
 
