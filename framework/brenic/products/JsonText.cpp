@@ -100,7 +100,9 @@ public:
 
   bool null() override { return Put("null"); }
   bool boolean(bool value) override { return Put(value ? "true" : "false"); }
-  bool number_integer(number_integer_t value) override { return Put(std::to_string(value)); }
+  bool number_integer(number_integer_t value) override { // only for what has a minus sign
+    return Put(value == 0 ? "-0" : std::to_string(value));
+  }
   bool number_unsigned(number_unsigned_t value) override { return Put(std::to_string(value)); }
   bool number_float(number_float_t, const string_t& digits) override { return Put(digits); }
   bool string(string_t& value) override { return Put(Quoted(value)); }
