@@ -1,6 +1,7 @@
 #include "brenic/Product.h"
 
 #include <cerrno>
+#include <cmath>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,11 +38,13 @@ bool Equals(const json& fallback, const String& value) {
   if (fallback.is_null())
     return value.empty();
   if (fallback.is_number()) {
+    constexpr double k_Exact = 9007199254740992; // from here on a double stands for several whole numbers
     double number = 0;
     return value == fallback.dump().c_str() ||
-           (rlib::ParseDouble(value, number) && number == fallback.get<double>());
+           (rlib::ParseDouble(value, number) && number == fallback.get<double>() &&
+            (fallback.is_number_float() || std::abs(number) < k_Exact));
   }
-  return value == fallback.dump().c_str();
+  return json::parse(value.str(), nullptr, false) == fallback;
 }
 
 } // namespace
