@@ -8,6 +8,10 @@
 #include "brenic/SettingsMessages.h"
 #include "brenic/SystemMessages.h"
 
+namespace rlib {
+class IniFile;
+}
+
 /// The one application object is `g_SetwrightApp`. Its operations are declared here and defined in the
 /// folders of their subsystems; slots and overrides run on the main thread, so no member needs a lock.
 class SetwrightApp : public brenic::BrenicClientExecutable {
@@ -40,9 +44,34 @@ private:
   bool Reboot();
   bool Shutdown();
 
-  // settings/. A handler of a switch with values gets the switch's position, moves it past the values that it
-  // consumed, reports what is wrong with them itself, and returns whether it recorded a request.
+  /// The end of a handler: reports its error, if there is one, and returns whether there was none.
+  bool Accepted(const rlib::String& error);
+
+  // A handler of a switch with values gets the switch's position, moves it past the values that it consumed,
+  // reports what is wrong with them itself, and returns whether it recorded a request.
+
+  // settings/
   bool AddOption(brenic::CommandLine& cmd, int& index);
+  bool AddTypeOption(brenic::CommandLine& cmd, int& index);
+  bool AddLimit(brenic::CommandLine& cmd, int& index);
+  bool AddRestriction(brenic::CommandLine& cmd, int& index, bool add);
+  bool AddFile(brenic::CommandLine& cmd, int& index);
+  /// What is wrong, empty when the option was taken.
+  rlib::String SetTypeOption(const rlib::String& typeText, const rlib::String& name,
+                             const rlib::String& value);
+  /// Routes the pairs of the current section to the pending requests.
+  void AddSection(rlib::IniFile& file);
+  // The pending requests, made on first use.
+  brenic::SetMasterOptionsMsg& OptionsMsg();
+  boost::shared_ptr<brenic::SetMasterOptionsMsg> _TypeOptionsMsg(const rlib::UID& type);
+  brenic::SetMasterLimitsMsg& LimitsMsg();
+  brenic::SetMasterRestrictionsMsg& RestrictionsMsg();
+
+  // products/. These report on stdOut and set the exit code; each makes the command line valid.
+  bool PrepareExport(brenic::CommandLine& cmd, int& index);
+  bool PrepareImport(brenic::CommandLine& cmd, int& index);
+  bool PrepareRemove(brenic::CommandLine& cmd, int& index);
+  void ReportProductError(const char* what, const rlib::String& error);
 
   // translations/
   void ProcessPathTranslations();

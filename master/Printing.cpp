@@ -98,8 +98,14 @@ std::string StateIni(const Settings& settings) {
   for (const auto& [type, limit] : settings.m_Limits)
     out += fmt::format("{} = {}\n", type.ToString().str(), limit);
   out += "\n";
-  for (const auto& [type, options] : settings.m_TypeOptions)
+  for (const auto& [type, options] : settings.m_TypeOptions) {
+    const auto product = settings.m_Products.Find(type);
+    out += fmt::format("; {}\n", product ? rlib::EscapeControls(product->Name()).str()
+                                         : "There is no product of this type: setwright skips the section");
+    if (options.size() > 1)
+      out += "; setwright sends only the last option of a product type: copy the others one at a time\n";
     AddOptions(out, type.ToString().str(), options);
+  }
   return out;
 }
 
@@ -127,7 +133,7 @@ std::string StateText(const MasterRecord& master, const Settings& settings) {
                           root.str().str());
     out += line + "\n";
   }
-  const ProductMap products = settings.m_Products.Effective();
+  const ProductMap& products = settings.m_Products.Effective();
   out += fmt::format("\nProducts: {}\n", products.size());
   for (const auto& [type, product] : products)
     out += fmt::format("  {} {}{}\n", type.ToString().str(), product->Name().str(),

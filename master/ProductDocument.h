@@ -1,24 +1,19 @@
-// Product definitions as documents: reading and checking.
+// Product definitions that reach the Master: from files and from clients.
 #pragma once
 
-#include "Settings.h"
+#include "ProductCatalogue.h"
 
 namespace brenic::master {
 
-/// Why the document cannot be taken or does not agree with the product's index, empty when it can: a JSON
-/// object of limited size and depth, without duplicate keys, with the identifier, name and aliases of the
-/// index.
+/// Why the product's document cannot be taken, or does not agree with the index that came with it; empty when
+/// neither is so.
 String CheckDocument(const Product& product);
 
-/// Why `product` cannot stand beside the others: another type already has one of its names (name and
-/// aliases, ASCII case ignored). Empty when it can.
-String FindNameClash(const ProductMap& products, const Product& product);
-
-/// Makes a product of a document, its index read from it. Null, with `problem` set, when it cannot be taken.
-shared_ptr<const Product> ParseDocument(const std::string& document, String& problem);
+/// Why `product` cannot stand beside the others: another one already has one of its names. Empty when it can.
+String DescribeNameClash(const ProductCatalogue& products, const Product& product);
 
 /// The default products: every *.json file of the folder. Files that cannot be taken are left out with a
-/// warning in the log.
+/// warning in the log. Throws Exception* when the folder cannot be read.
 ProductMap LoadDefaultProducts(const Path& folder);
 
 } // namespace brenic::master

@@ -147,7 +147,7 @@ Judgement JudgeOne(const Settings& settings, const ProductMsg& message) {
   const Product& product = *message.m_Product;
   String problem = CheckDocument(product);
   if (problem.empty())
-    problem = FindNameClash(settings.m_Products.Effective(), product);
+    problem = DescribeNameClash(settings.m_Products, product);
   if (!problem.empty())
     return Refuse("product: " + problem);
   Judgement judgement;

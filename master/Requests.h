@@ -13,8 +13,6 @@ inline constexpr size_t k_MaxValue = 64 * 1024;
 inline constexpr size_t k_MaxUserLimits = 16 * 1024 * 1024;
 inline constexpr size_t k_MaxRoot = 4096;
 inline constexpr size_t k_MaxTranslationCount = 100'000; // translations
-inline constexpr size_t k_MaxDocument = 1024 * 1024;
-inline constexpr int k_MaxDepth = 64; // levels of a product document
 
 /// What becomes of a request.
 struct Judgement {

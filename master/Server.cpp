@@ -131,11 +131,16 @@ void Server::OnBatch(const Batch& batch) {
     if (result.m_Operation)
       CarryOut(result);
   }
-  if (!batch.m_TranslationsChanged)
+  if (!batch.m_TranslationsChanged && !batch.m_ProductsChanged)
     return;
+  const auto products = m_Snapshots.Current()->m_Products;
+  const Bytes changes =
+      batch.m_ChangedProducts ? MakeProductChanges(*products, *batch.m_ChangedProducts) : nullptr;
   for (const auto& session : Sessions()) {
-    if (session->IsWelcome())
+    if (batch.m_TranslationsChanged && session->IsWelcome())
       session->PushTranslations();
+    if (batch.m_ProductsChanged && session->IsWelcome())
+      session->PushProducts(changes);
   }
 }
 

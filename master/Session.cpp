@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "brenic/MessageFactory.h"
-#include "brenic/ProductMessages.h"
 #include "rlib/Log.h"
 #include "wire/Contents.h"
 
@@ -74,9 +72,28 @@ void Session::PushTranslations() {
     Push(m_Host.CurrentSnapshot()->m_Translations);
 }
 
+void Session::PushProducts(const Bytes& changes) {
+  m_ProductsDirty = m_ProductsDirty || !changes || m_Stream->Queued() > 0;
+  if (m_ProductsDirty)
+    OnDrained();
+  else
+    Push(changes);
+}
+
 void Session::OnDrained() {
-  if (m_TranslationsDirty && !m_Left)
+  if (m_Left || m_Stream->Queued() > 0)
+    return;
+  if (m_TranslationsDirty)
     PushTranslations();
+  if (std::exchange(m_ProductsDirty, false))
+    SendProducts(*m_Host.CurrentSnapshot()->m_Products);
+}
+
+/// Not limited in size: it is the one list that the client is owed, and nothing else is queued behind it.
+void Session::SendProducts(const ProductFrames& products) {
+  for (const Bytes& part : products.m_Parts)
+    m_Stream->Send(part);
+  m_Stream->Send(products.m_End);
 }
 
 void Session::End(wire::Goodbye::Reason reason, const String& text) {
@@ -146,15 +163,10 @@ void Session::SendWelcome(const wire::Hello& hello) {
     wire::Frame unchanged;
     unchanged.mutable_products()->set_unchanged(true);
     m_Stream->Send(unchanged);
+    m_Stream->Send(products.m_End);
   } else {
-    for (const Bytes& part : products.m_Parts)
-      m_Stream->Send(part);
+    SendProducts(products);
   }
-  const auto end = MessageFactory::Create<EndProductsMsg>();
-  end->m_Digest = products.m_Digest;
-  wire::Frame last;
-  wire::ToWire(*end, *last.mutable_message());
-  m_Stream->Send(last);
 
   m_HelloTimer.cancel();
   m_Stream->SetLimit(wire::k_MaxFrame);

@@ -45,6 +45,9 @@ public:
   void Push(const Bytes& frame);
   /// Sends the newest path translations, at once or when everything before them has been written.
   void PushTranslations();
+  /// Sends what changed of the products; the whole list when the client still has something before it to
+  /// read.
+  void PushProducts(const Bytes& changes);
   /// Takes no more requests; ends once those that were taken are answered.
   void End(wire::Goodbye::Reason reason, const String& text);
   /// Ends at once.
@@ -57,6 +60,7 @@ private:
   void OnEnd(const FrameStream::End& end);
   void OnDrained();
   void SendWelcome(const wire::Hello& hello);
+  void SendProducts(const ProductFrames& products);
   void SayGoodbye(wire::Goodbye::Reason reason, const String& text);
   void Leave();
   void LimitBacklog();
@@ -70,6 +74,7 @@ private:
   bool m_Welcome = false;
   bool m_Left = false;
   bool m_TranslationsDirty = false;
+  bool m_ProductsDirty = false;
   bool m_Paused = false; // because of the backlog
   size_t m_Unanswered = 0;
   size_t m_UnansweredBytes = 0;

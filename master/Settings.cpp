@@ -6,22 +6,6 @@
 
 namespace brenic::master {
 
-ProductMap ProductCatalogue::Effective() const {
-  ProductMap products = m_Custom;
-  for (const auto& [type, product] : m_Defaults) {
-    if (!m_Removed.count(type))
-      products.emplace(type, product);
-  }
-  return products;
-}
-
-shared_ptr<const Product> ProductCatalogue::Find(const UID& type) const {
-  if (const auto custom = m_Custom.find(type); custom != m_Custom.end())
-    return custom->second;
-  const auto byDefault = m_Defaults.find(type);
-  return byDefault == m_Defaults.end() || m_Removed.count(type) ? nullptr : byDefault->second;
-}
-
 void Settings::Take(const Effect& effect) {
   if (!effect.m_Options.empty()) {
     OptionMap& options = effect.m_OptionsType.IsNull() ? m_Options : m_TypeOptions[effect.m_OptionsType];
@@ -38,17 +22,12 @@ void Settings::Take(const Effect& effect) {
   }
   if (effect.m_Translations)
     m_Translations = *effect.m_Translations;
-  if (effect.m_Install) {
-    m_Products.m_Custom[effect.m_Install->Type()] = effect.m_Install;
-    m_Products.m_Removed.erase(effect.m_Install->Type());
-  }
-  if (effect.m_Remove && effect.m_Remove->IsNull()) {
-    m_Products.m_Custom.clear();
-    m_Products.m_Removed.clear();
-  } else if (effect.m_Remove) {
-    m_Products.m_Custom.erase(*effect.m_Remove);
-    m_Products.m_Removed.insert(*effect.m_Remove);
-  }
+  if (effect.m_Install)
+    m_Products.Install(effect.m_Install);
+  if (effect.m_Remove && effect.m_Remove->IsNull())
+    m_Products.Reset();
+  else if (effect.m_Remove)
+    m_Products.Remove(*effect.m_Remove);
 }
 
 String Settings::Option(const String& name) const {

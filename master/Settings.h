@@ -6,26 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "ProductCatalogue.h"
 #include "brenic/PathTranslationsMsg.h"
-#include "brenic/Product.h"
 #include "brenic/SettingsMessages.h"
 
 namespace brenic::master {
-
-using ProductMap = rlib::map<UID, shared_ptr<const Product>>;
-
-/// The default products, and what administrators changed of them.
-struct ProductCatalogue {
-  ProductMap m_Defaults;
-  ProductMap m_Custom;     // installed; each hides the default of the same type
-  std::set<UID> m_Removed; // defaults that do not show
-
-  /// The products that the farm has, by type.
-  ProductMap Effective() const;
-  /// Null when the farm has no product of the type.
-  shared_ptr<const Product> Find(const UID& type) const;
-  bool IsCustom(const UID& type) const { return m_Custom.count(type) > 0; }
-};
 
 /// What one request changes. Empty members change nothing.
 struct Effect {

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,9 @@ using Bytes = std::shared_ptr<const std::string>; // encoded frames
 
 /// Immutable.
 struct ProductFrames {
+  ProductMap m_Products;
   std::vector<Bytes> m_Parts; // frames of at most about 1 MiB each
+  Bytes m_End;                // EndProducts
   std::string m_Digest;       // names the list
 };
 
@@ -28,6 +31,10 @@ struct Snapshot {
 
 Bytes MakeTranslationsFrame(const Settings& settings);
 std::shared_ptr<const ProductFrames> MakeProductFrames(const Settings& settings);
+
+/// What brings a client that has the list before a change of these types up to date: each one as it is now,
+/// or its removal, and the end of the list.
+Bytes MakeProductChanges(const ProductFrames& products, const std::set<UID>& changed);
 
 /// Hands the newest snapshot from the thread that writes to the one that serves.
 class SnapshotHolder {

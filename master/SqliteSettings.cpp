@@ -1,6 +1,6 @@
 // The part of the store that holds the settings and products.
-#include "ProductDocument.h"
 #include "SqliteStore.h"
+#include "products/ProductDocument.h"
 #include "rlib/Log.h"
 #include "wire/Contents.h"
 
@@ -18,21 +18,25 @@ void LoadOptions(sqlite3* database, Settings& settings) {
 }
 
 void LoadProducts(sqlite3* database, ProductCatalogue& products) {
-  Statement row(database, "SELECT type, origin, document FROM product");
+  // Default ones first: the others change them.
+  Statement row(database, "SELECT type, origin, document FROM product ORDER BY origin <> 'default'");
   while (row.Step()) {
     const UID type = wire::Identifier(row.Text(0));
     const std::string origin = row.Text(1);
     if (origin == "removed") {
-      products.m_Removed.insert(type);
+      products.Remove(type);
       continue;
     }
     String problem;
-    const auto product = ParseDocument(row.Text(2), problem);
+    const shared_ptr<const Product> product = ParseProduct(row.Text(2), problem);
     if (!product)
       throw StoreFailure("The product " + type.ToString().str() +
                              " in the database cannot be used: " + problem.str(),
                          false);
-    (origin == "custom" ? products.m_Custom : products.m_Defaults)[type] = product;
+    if (origin == "custom")
+      products.Install(product);
+    else
+      products.AddDefault(product);
   }
 }
 
@@ -85,7 +89,9 @@ void SqliteStore::ApplyProducts(const Effect& effect) {
     Prepared("DELETE FROM product WHERE origin <> 'default'").Run();
   } else if (effect.m_Remove) {
     Prepared("DELETE FROM product WHERE type = ? AND origin = 'custom'").Run(*effect.m_Remove);
-    Prepared("INSERT OR REPLACE INTO product VALUES (?, 'removed', '')").Run(*effect.m_Remove);
+    Prepared("INSERT OR REPLACE INTO product SELECT type, 'removed', '' FROM product "
+             "WHERE type = ? AND origin = 'default'")
+        .Run(*effect.m_Remove);
   }
 }
 

@@ -5,7 +5,6 @@
 
 #include <fmt/format.h>
 
-#include "ProductDocument.h"
 #include "SqliteSchema.h"
 #include "wire/Contents.h"
 

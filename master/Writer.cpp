@@ -47,6 +47,17 @@ Result MakeResult(const Request& request, const wire::Answer::Outcome outcome, c
   return {request.m_Session, request.m_Bytes, std::make_shared<const std::string>(std::move(bytes)), nullptr};
 }
 
+void NoteChanges(const Effect& effect, Batch& batch) {
+  batch.m_TranslationsChanged |= effect.m_Translations.has_value();
+  batch.m_ProductsChanged |= effect.ChangesProducts();
+  if (effect.m_Remove && effect.m_Remove->IsNull())
+    batch.m_ChangedProducts.reset();
+  if (batch.m_ChangedProducts && effect.m_Install)
+    batch.m_ChangedProducts->insert(effect.m_Install->Type());
+  if (batch.m_ChangedProducts && effect.m_Remove)
+    batch.m_ChangedProducts->insert(*effect.m_Remove);
+}
+
 /// A reply must fit into a frame; many names of long options might not.
 bool FitsFrame(const Message& reply) {
   size_t bytes = 0;
@@ -61,7 +72,7 @@ Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Snaps
                Deliver deliver, std::string run)
     : m_Store(std::move(store)), m_Commands(std::move(commands)), m_Snapshots(snapshots),
       m_Deliver(std::move(deliver)), m_Run(std::move(run)), m_Settings(m_Store->LoadSettings()) {
-  Publish({true, true});
+  Publish(true, true);
 }
 
 Writer::~Writer() {
@@ -121,7 +132,6 @@ Batch Writer::Process(const std::vector<Request>& requests) {
 
 Batch Writer::Commit(const std::vector<Request>& requests) {
   Batch batch;
-  Changes changes;
   m_Store->Begin();
   for (const Request& request : requests) {
     const std::string digest = Sha256(request.m_Envelope->SerializeAsString());
@@ -130,8 +140,7 @@ Batch Writer::Commit(const std::vector<Request>& requests) {
       m_Store->Apply(decision.m_Effect);
       m_Store->Record(MakeRecord(request, decision, digest));
       m_Settings.Take(decision.m_Effect);
-      changes.m_Translations |= decision.m_Effect.m_Translations.has_value();
-      changes.m_Products |= decision.m_Effect.ChangesProducts();
+      NoteChanges(decision.m_Effect, batch);
     }
     Result result = MakeResult(request, decision.m_Outcome, decision.m_Reason, decision.m_Reply.get());
     if (decision.m_Record && decision.m_Outcome == wire::Answer::COMMITTED && IsOperation(*request.m_Message))
@@ -139,8 +148,7 @@ Batch Writer::Commit(const std::vector<Request>& requests) {
     batch.m_Results.push_back(std::move(result));
   }
   m_Store->Commit();
-  Publish(changes);
-  batch.m_TranslationsChanged = changes.m_Translations;
+  Publish(batch.m_TranslationsChanged, batch.m_ProductsChanged);
   return batch;
 }
 
@@ -229,12 +237,11 @@ AuditRecord Writer::MakeRecord(const Request& request, const Decision& decision,
   return record;
 }
 
-void Writer::Publish(const Changes& changes) {
+void Writer::Publish(bool translations, bool products) {
   const auto earlier = m_Snapshots.Current();
   auto snapshot = std::make_shared<Snapshot>();
-  snapshot->m_Translations =
-      changes.m_Translations ? MakeTranslationsFrame(m_Settings) : earlier->m_Translations;
-  snapshot->m_Products = changes.m_Products ? MakeProductFrames(m_Settings) : earlier->m_Products;
+  snapshot->m_Translations = translations ? MakeTranslationsFrame(m_Settings) : earlier->m_Translations;
+  snapshot->m_Products = products ? MakeProductFrames(m_Settings) : earlier->m_Products;
   snapshot->m_DefaultIdleTimeout = m_Settings.DefaultIdleTimeout();
   snapshot->m_Message = m_Settings.Option(o_Message);
   m_Snapshots.Publish(std::move(snapshot));

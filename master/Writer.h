@@ -42,6 +42,9 @@ struct Result {
 struct Batch {
   std::vector<Result> m_Results;
   bool m_TranslationsChanged = false;
+  bool m_ProductsChanged = false;
+  /// The types whose products changed; without a value, any may have.
+  std::optional<std::set<UID>> m_ChangedProducts = std::set<UID>();
 };
 
 /// Owns the settings in memory and, while it runs, the store. Requests take effect in the order of Submit; a
@@ -71,12 +74,6 @@ private:
     Effect m_Effect;
     bool m_Record = true; // in the audit trail: not when it is there already
   };
-  /// Which parts of the snapshot are out of date.
-  struct Changes {
-    bool m_Translations = false;
-    bool m_Products = false;
-  };
-
   void Run();
   Batch Process(const std::vector<Request>& requests);
   Batch Commit(const std::vector<Request>& requests);
@@ -85,7 +82,7 @@ private:
   Decision DecideNew(const Request& request) const;
   Decision Repeat(const AuditRecord& earlier, const std::string& digest) const;
   AuditRecord MakeRecord(const Request& request, const Decision& decision, const std::string& digest) const;
-  void Publish(const Changes& changes);
+  void Publish(bool translations, bool products);
 
   const std::unique_ptr<Store> m_Store;
   const MachineCommandLines m_Commands;

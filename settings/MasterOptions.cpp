@@ -21,18 +21,17 @@ bool SetwrightApp::AddOption(CommandLine& cmd, int& index) {
     if (name.empty()) {
       error = "Empty option names are not allowed for commandline switch -Option";
     } else {
-      if (!m_OptionsMsg) {
-        m_OptionsMsg = MessageFactory::Create<SetMasterOptionsMsg>();
-        m_OptionsMsg->m_Section = o_Distribution;
-      }
-      m_OptionsMsg->m_Options[name] = value;
+      OptionsMsg().m_Options[name] = value;
       LogSystem("Setting Distribution option '" + name + "' to '" + value + "'");
     }
   }
-  if (!error.empty()) {
-    LogError(error);
-    stdErr.Put(error);
-    stdErr.PutEOL();
+  return Accepted(error);
+}
+
+SetMasterOptionsMsg& SetwrightApp::OptionsMsg() {
+  if (!m_OptionsMsg) {
+    m_OptionsMsg = MessageFactory::Create<SetMasterOptionsMsg>();
+    m_OptionsMsg->m_Section = o_Distribution;
   }
-  return error.empty();
+  return *m_OptionsMsg;
 }

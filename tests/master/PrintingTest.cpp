@@ -15,8 +15,8 @@ TEST(StateJson, HasItsKeysInTheirOrder) {
   settings.m_Limits[Type(1)] = -1;
   settings.m_Restrictions = {"NoPause"};
   settings.m_Translations = {{{1, "/x"}, {0, "X:"}}};
-  settings.m_Products.m_Defaults[Type(1)] = MakeProduct(1, "Alpha", {"a"});
-  settings.m_Products.m_Custom[Type(2)] = MakeProduct(2, "Beta");
+  settings.m_Products.AddDefault(MakeProduct(1, "Alpha", {"a"}));
+  settings.m_Products.Install(MakeProduct(2, "Beta"));
   MasterRecord master;
   master.m_ID = Type(9);
   master.m_Name = "Farm";

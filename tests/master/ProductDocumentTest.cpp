@@ -5,6 +5,7 @@
 #include "Requests.h"
 #include "Samples.h"
 #include "TempFolder.h"
+#include "products/ProductDocument.h"
 
 namespace brenic::master {
 namespace {
@@ -13,7 +14,7 @@ using testing::HasSubstr;
 
 std::string ProblemOf(const std::string& document) {
   String problem;
-  const auto product = ParseDocument(document, problem);
+  const auto product = ParseProduct(document, problem);
   EXPECT_EQ(product == nullptr, !problem.empty());
   return problem.str();
 }

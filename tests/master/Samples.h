@@ -30,7 +30,7 @@ inline shared_ptr<const Product> MakeProduct(uint8_t number, const std::string& 
 inline Settings SampleSettings() {
   Settings settings;
   for (const auto& product : {MakeProduct(1, "Alpha", {"a"}), MakeProduct(2, "Beta")})
-    settings.m_Products.m_Defaults[product->Type()] = product;
+    settings.m_Products.AddDefault(product);
   return settings;
 }
 

@@ -70,7 +70,7 @@ TEST(ProductFrames, AreCutIntoParts) {
   for (uint8_t i = 1; i <= 5; ++i) {
     const auto product = boost::make_shared<const Product>(Type(i), String("p"), rlib::vector<String>{},
                                                            std::string(600'000, 'x'));
-    settings.m_Products.m_Custom[product->Type()] = product;
+    settings.m_Products.Install(product);
   }
   EXPECT_EQ(MakeProductFrames(settings)->m_Parts.size(), 5u);
 }

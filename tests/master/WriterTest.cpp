@@ -49,7 +49,7 @@ protected:
   void Restart(const std::string& run) {
     m_Writer.reset();
     auto store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::ReadWrite);
-    store->ReplaceDefaultProducts(SampleSettings().m_Products.m_Defaults);
+    store->ReplaceDefaultProducts(SampleSettings().m_Products.Defaults());
     m_Store = store.get();
     m_Writer = std::make_unique<Writer>(
         std::move(store), MachineCommandLines{"reboot", ""}, m_Snapshots,

@@ -202,9 +202,13 @@ void Client::On(Arrived& event, bool deliver) {
     rlib::Log::Dump();
   if (type == ShutdownMsg::s_Type)
     m_ShutdownReceived = true;
+  if (type == ProductMsg::s_Type)
+    JobFactory::s_JobFactory.Install(static_cast<const ProductMsg&>(*event.m_Message).m_Product);
+  if (type == RemoveProductMsg::s_Type)
+    JobFactory::s_JobFactory.Remove(static_cast<const RemoveProductMsg&>(*event.m_Message).m_ProductType);
   if (type == EndProductsMsg::s_Type) {
     if (event.m_Products)
-      JobFactory::s_JobFactory.Replace(std::move(*event.m_Products));
+      JobFactory::s_JobFactory.Replace(*event.m_Products);
     if (m_ProductsAnnounced)
       return;
   }

@@ -21,7 +21,7 @@ struct Connected {
 
 struct Arrived {
   shared_ptr<Message> m_Message;
-  /// With EndProductsMsg: the complete list, unless the one in place is still current.
+  /// With EndProductsMsg: the whole list, unless the one in place is what the message names.
   std::optional<JobFactory::ProductList> m_Products;
 };
 

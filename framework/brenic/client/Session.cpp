@@ -203,8 +203,8 @@ void Session::OnWelcome(const wire::Welcome& welcome) {
   if (!m_Restoring)
     m_GiveUpTimer.cancel();
   m_Reported = k_Empty;
-  m_ProductsComplete = m_ProductsUnchanged = false;
-  m_StagedProducts.clear();
+  m_ProductsComplete = false;
+  m_StagedProducts.reset();
   m_Stream->SetLimit(wire::k_MaxFrame);
 
   const auto info = boost::make_shared<MasterInfo>();
@@ -240,10 +240,12 @@ void Session::OnGoodbye(const wire::Goodbye& goodbye) {
 }
 
 void Session::OnProducts(const wire::Products& products) {
-  m_ProductsUnchanged = products.unchanged();
-  m_StagedProducts.reserve(m_StagedProducts.size() + static_cast<size_t>(products.products_size()));
+  if (products.unchanged())
+    return;
+  if (!m_StagedProducts)
+    m_StagedProducts.emplace();
   for (const wire::Product& product : products.products())
-    m_StagedProducts.push_back(wire::FromWire(product));
+    m_StagedProducts->push_back(wire::FromWire(product));
 }
 
 void Session::OnMessage(wire::Envelope& envelope) {
@@ -265,10 +267,7 @@ void Session::OnMessage(wire::Envelope& envelope) {
   if (envelope.has_shutdown())
     m_ShuttingDown = true;
   if (envelope.has_end_products()) {
-    if (!m_ProductsUnchanged)
-      arrived.m_Products = std::move(m_StagedProducts);
-    m_StagedProducts = {};
-    m_ProductsUnchanged = false;
+    arrived.m_Products = std::exchange(m_StagedProducts, std::nullopt);
     m_ProductsDigest = envelope.end_products().digest();
     m_ProductsComplete = true;
     m_Restoring = false;

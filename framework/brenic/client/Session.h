@@ -94,9 +94,8 @@ private:
   String m_Reported;                      // the last reason that the user was told
 
   bool m_ProductsComplete = false; // on this connection
-  bool m_ProductsUnchanged = false;
   std::string m_ProductsDigest;
-  JobFactory::ProductList m_StagedProducts;
+  std::optional<JobFactory::ProductList> m_StagedProducts; // parts of a whole list, until its end
 
   asio::steady_timer m_AttemptTimer;
   asio::steady_timer m_PauseTimer;

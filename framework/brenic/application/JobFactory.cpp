@@ -1,7 +1,0 @@
-#include "brenic/JobFactory.h"
-
-namespace brenic {
-
-JobFactory JobFactory::s_JobFactory;
-
-} // namespace brenic

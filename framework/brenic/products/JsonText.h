@@ -1,0 +1,14 @@
+// JSON as text: what the library's values would lose.
+#pragma once
+
+#include <string>
+
+#include "brenic/Types.h"
+
+namespace brenic {
+
+/// What is wrong with the text and where, empty when nothing is: it is one JSON value, UTF-8, at most
+/// `maxDepth` lists and objects deep, and no object has a key twice. Time and memory grow with the text only.
+String CheckJson(const std::string& text, int maxDepth);
+
+} // namespace brenic

@@ -1,0 +1,100 @@
+#include "products/ProductDocument.h"
+
+#include <set>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <valijson/adapters/nlohmann_json_adapter.hpp>
+#include <valijson/schema.hpp>
+#include <valijson/schema_parser.hpp>
+#include <valijson/validation_results.hpp>
+#include <valijson/validator.hpp>
+
+#include "ProductSchema.h"
+#include "products/JsonText.h"
+#include "rlib/Log.h"
+
+namespace brenic {
+
+namespace {
+
+using nlohmann::json;
+
+/// Thread-safe once made: validation changes nothing in it.
+const valijson::Schema& Schema() {
+  static const auto s_Schema = [] {
+    auto schema = std::make_unique<valijson::Schema>();
+    const json document = json::parse(k_ProductSchema);
+    valijson::SchemaParser(valijson::SchemaParser::kDraft7)
+        .populateSchema(valijson::adapters::NlohmannJsonAdapter(document), *schema);
+    return schema;
+  }();
+  return *s_Schema;
+}
+
+/// "parameters[2].name: ..." for the innermost of the validator's complaints, which come innermost first.
+String FirstComplaint(valijson::ValidationResults& results) {
+  valijson::ValidationResults::Error error;
+  if (!results.popError(error))
+    return "it is not valid against the schema";
+  std::string place;
+  for (std::string step : error.context) {
+    if (step == "<root>")
+      continue;
+    if (step.size() > 2 && step.front() == '[' && step.back() == ']') {
+      const std::string inner = step.substr(1, step.size() - 2);
+      const bool number = inner.find_first_not_of("0123456789") == std::string::npos;
+      step = number ? step : (place.empty() ? "" : ".") + inner;
+    }
+    place += step;
+  }
+  return fmt::format("{}: {}", place.empty() ? "the document" : place, error.description);
+}
+
+String CheckNames(const Product& product) {
+  std::set<String, String::ciless> seen{product.Name()};
+  for (const String& alias : product.Aliases()) {
+    if (!seen.insert(alias).second)
+      return fmt::format("aliases: '{}' is its name or an alias already", rlib::EscapeControls(alias).str());
+  }
+  for (const String& name : seen) {
+    if (rlib::EscapeControls(name) != name)
+      return fmt::format("the name '{}' holds a control character", rlib::EscapeControls(name).str());
+    if (name.size() > 256)
+      return fmt::format("the name '{}' is longer than 256 bytes", name.str());
+  }
+  return k_Empty;
+}
+
+} // namespace
+
+shared_ptr<Product> ParseProduct(std::string document, String& problem) {
+  problem = k_Empty;
+  if (document.size() > k_MaxProductDocument) {
+    problem = fmt::format("it is longer than {} bytes", k_MaxProductDocument);
+    return nullptr;
+  }
+  problem = CheckJson(document, k_MaxProductDepth);
+  if (!problem.empty())
+    return nullptr;
+  const json parsed = json::parse(document);
+  valijson::ValidationResults results;
+  if (!valijson::Validator().validate(Schema(), valijson::adapters::NlohmannJsonAdapter(parsed), &results)) {
+    problem = FirstComplaint(results);
+    return nullptr;
+  }
+  UID type;
+  if (!type.FromString(parsed["id"].get<std::string>())) {
+    problem = "id: it is not an identifier";
+    return nullptr;
+  }
+  rlib::vector<String> aliases;
+  for (const json& alias : parsed.value("aliases", json::array()))
+    aliases.emplace_back(alias.get<std::string>());
+  const auto product = boost::make_shared<Product>(type, parsed["name"].get<std::string>(),
+                                                   std::move(aliases), std::move(document));
+  problem = CheckNames(*product);
+  return problem.empty() ? product : nullptr;
+}
+
+} // namespace brenic
