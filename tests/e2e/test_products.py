@@ -29,7 +29,7 @@ class Products(FarmTest):
     def test_export_edit_import_export(self):
         first = self.export("fluid", "first.json")
         document = json.loads(first.read_text())
-        self.assertEqual(document, json.loads((TREE / "samples/products/driftwater.json").read_text()))
+        self.assertEqual(document, json.loads((TREE / "samples/products/driftwater-simulation.json").read_text()))
         document["version"] = "3.0"
         document["new member"] = {"deep": [1, 2.50, 123456789012345678901234567890, None, "ü\u0000"]}
         edited = self.farm.folder / "edited.json"
@@ -138,7 +138,7 @@ class Products(FarmTest):
         self.assertEqual(self.farm.state()["typeOptions"], {FLUID: {"Resolution": "7"}})
         self.assertDone(self.farm.run("-ImportProduct", self.own()))
         self.assertEqual(self.products(), {**expected, "Own Tool": "custom"})
-        self.assertDone(self.farm.run("-ImportProduct", TREE / "samples/products/driftwater.json"))
+        self.assertDone(self.farm.run("-ImportProduct", TREE / "samples/products/driftwater-simulation.json"))
         self.assertEqual(self.products()["Driftwater Fluid Simulation"], "custom")
         self.assertDone(self.farm.run("-RemoveProduct", NULL))
         self.assertEqual(self.products(), defaults)
