@@ -33,9 +33,20 @@ struct SwitchTable {
   }
 
   static constexpr Row k_Rows[] = {
-      {"-Option", Values<&SetwrightApp::AddOption>}, {"-Info", Set<&SetwrightApp::m_ShowInfo>},
-      {"-DumpLogs", Flag<&SetwrightApp::DumpLogs>},  {"-SuperExit", Flag<&SetwrightApp::SuperExit>},
-      {"-Reboot", Flag<&SetwrightApp::Reboot>},      {"-Shutdown", Flag<&SetwrightApp::Shutdown>},
+      {"-Option", Values<&SetwrightApp::AddOption>},
+      {"-TypeOption", Values<&SetwrightApp::AddTypeOption>},
+      {"-Limit", Values<&SetwrightApp::AddLimit>},
+      {"-AddRestriction", Restriction<true>},
+      {"-RemoveRestriction", Restriction<false>},
+      {"-CopyFile", Values<&SetwrightApp::AddFile>},
+      {"-ExportProduct", Values<&SetwrightApp::PrepareExport>},
+      {"-ImportProduct", Values<&SetwrightApp::PrepareImport>},
+      {"-RemoveProduct", Values<&SetwrightApp::PrepareRemove>},
+      {"-Info", Set<&SetwrightApp::m_ShowInfo>},
+      {"-DumpLogs", Flag<&SetwrightApp::DumpLogs>},
+      {"-SuperExit", Flag<&SetwrightApp::SuperExit>},
+      {"-Reboot", Flag<&SetwrightApp::Reboot>},
+      {"-Shutdown", Flag<&SetwrightApp::Shutdown>},
   };
 };
 
