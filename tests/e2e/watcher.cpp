@@ -19,6 +19,8 @@ public:
     EndProductsMsg::s_Signal.Connect(this, &Watcher::OnEndProducts);
     LogDumpMsg::s_Signal.Connect(this, &Watcher::OnLogDump);
     PathTranslationsMsg::s_Signal.Connect(this, &Watcher::OnPathTranslations);
+    ProductMsg::s_Signal.Connect(this, &Watcher::OnProduct);
+    RemoveProductMsg::s_Signal.Connect(this, &Watcher::OnRemoveProduct);
     Messenger::SetClientInfo(UID(true), 0);
     return BrenicClientExecutable::Startup(cmd);
   }
@@ -33,6 +35,14 @@ private:
   void OnPathTranslations(const shared_ptr<PathTranslationsMsg>& message) {
     if (m_Ready)
       rlib::stdOut.PutLine(rlib::SFormat("%d translations", message->m_Translations.size()));
+  }
+  void OnProduct(const shared_ptr<ProductMsg>& message) {
+    rlib::stdOut.PutLine(
+        rlib::SFormat("installed %s, now %d", message->m_Product->Name(), m_JobFactory.Products().size()));
+  }
+  void OnRemoveProduct(const shared_ptr<RemoveProductMsg>& message) {
+    rlib::stdOut.PutLine(rlib::SFormat("removed %s, now %d", message->m_ProductType.ToString(),
+                                       m_JobFactory.Products().size()));
   }
 
   bool m_Ready = false;

@@ -1,0 +1,164 @@
+"""The product switches against a live Master."""
+
+import json
+import os
+import signal
+
+from farm import TREE, FarmTest, finish
+from proxy import ANSWER, Proxy
+
+NULL = "00000000-0000-0000-0000-000000000000"
+FLUID = "7d0c6a14-52e3-4c0b-9f6e-1b1f0f3a5c03"
+OWN = "11111111-2222-3333-4444-555555555555"
+
+
+class Products(FarmTest):
+    def own(self, **changes):
+        path = self.farm.folder / "own.json"
+        path.write_text(json.dumps({"id": OWN, "name": "Own Tool", "aliases": ["own"], **changes}))
+        return path
+
+    def products(self):
+        return {p["name"]: p["origin"] for p in self.farm.state()["products"]}
+
+    def export(self, product, name):
+        path = self.farm.folder / name
+        self.assertDone(self.farm.run("-ExportProduct", product, path))
+        return path
+
+    def test_export_edit_import_export(self):
+        first = self.export("fluid", "first.json")
+        document = json.loads(first.read_text())
+        self.assertEqual(document, json.loads((TREE / "samples/products/driftwater-simulation.json").read_text()))
+        document["version"] = "3.0"
+        document["new member"] = {"deep": [1, 2.50, 123456789012345678901234567890, None, "ü\u0000"]}
+        edited = self.farm.folder / "edited.json"
+        edited.write_text(json.dumps(document))
+        self.assertDone(self.farm.run("-ImportProduct", edited))
+        second = self.export(FLUID, "second.json")
+        self.assertEqual(json.loads(second.read_text()), document)
+        self.assertDone(self.farm.run("-ImportProduct", second))
+        third = self.export("DRIFTWATER fluid simulation", "third.json")
+        self.assertEqual(second.read_bytes(), third.read_bytes())
+        self.assertEqual(self.products()["Driftwater Fluid Simulation"], "custom")
+
+    def test_an_extension_is_added_where_there_is_none(self):
+        self.export("fluid", "plain")
+        self.assertTrue((self.farm.folder / "plain.json").exists())
+        self.export("fluid", "kept.txt")
+        self.assertTrue((self.farm.folder / "kept.txt").exists())
+
+    def test_a_failed_export_leaves_the_earlier_file(self):
+        import shutil
+        import subprocess
+        small = self.farm.folder / "small"
+        small.mkdir()
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=16k", "none", small], check=True) \
+            if os.geteuid() == 0 else self.skipTest("only root can make a small file system")
+        try:
+            path = small / "kept.json"
+            path.write_text("earlier")
+            (small / "filler").write_bytes(b"x" * 12 * 1024)
+            result = self.farm.run("-ExportProduct", "fluid", path)
+            self.assertDone(result, 1)
+            self.assertOneLine(result.out, "Could not export product: ", "No space left on device")
+            self.assertEqual(path.read_text(), "earlier")
+            self.assertEqual(sorted(p.name for p in small.iterdir()), ["filler", "kept.json"])
+            subprocess.run(["mount", "-o", "remount,ro", small], check=True)
+            result = self.farm.run("-ExportProduct", "fluid", path)
+            self.assertDone(result, 1)
+            self.assertOneLine(result.out, "Could not export product: ", "Read-only file system")
+            self.assertEqual(path.read_text(), "earlier")
+        finally:
+            subprocess.run(["umount", small], check=True)
+            shutil.rmtree(small)
+
+    def test_errors_are_told_and_the_rest_is_done(self):
+        result = self.farm.run("-ExportProduct", "nothing", self.farm.folder / "x", "-RemoveProduct", "nothing",
+                               "-ImportProduct", "-Info")
+        self.assertDone(result, 1)
+        self.assertEqual(result.out.splitlines()[:3], [
+            "Could not export product: Product not installed: nothing",
+            "Could not export product: Product not installed: nothing",
+            "Could not import product: Not enough arguments"])
+        self.assertIn("Master Name:", result.out)
+        self.assertEqual(self.farm.audit(), [])
+
+    def test_what_is_no_product_is_not_sent(self):
+        folder = self.farm.folder
+        os.mkfifo(folder / "fifo.json")
+        bad = [folder / "fifo.json", folder]
+        for name, text in (("text", "hello"), ("list", "[]"), ("shape", '{"id": 5, "name": []}'),
+                           ("id", '{"id": "1234", "name": "n"}'), ("null", '{"id": "%s", "name": "n"}' % NULL),
+                           ("twice", '{"id": "%s", "id": "%s", "name": "n"}' % (OWN, OWN)),
+                           ("deep", "[" * 100_000), ("large", '"' + "x" * 100_000_000 + '"'), ("empty", "")):
+            path = folder / f"{name}.json"
+            path.write_text(text)
+            bad.append(path)
+        for path in bad:
+            result = self.farm.run("-ImportProduct", path)
+            self.assertDone(result, 1)
+            self.assertEqual(result.out, f"Could not import product: Failed to load product file: {path}\n")
+        missing = folder / "missing.json"
+        result = self.farm.run("-ImportProduct", missing)
+        self.assertDone(result, 1)
+        self.assertEqual(result.out, f"Could not import product: Filename does not exist: {missing}\n")
+        self.assertEqual(self.farm.audit(), [])
+        log = (folder / "log/setwright.log").read_text()
+        self.assertIn("twice.json", log)
+        self.assertIn("stands twice", log)
+
+    def test_a_name_that_another_product_has_is_refused(self):
+        for changes in ({"name": "driftwater fluid simulation"}, {"aliases": ["FLUID"]}):
+            result = self.farm.run("-ImportProduct", self.own(**changes))
+            self.assertDone(result, 1)
+            self.assertOneLine(result.err, "The Master refused to install the product", "Driftwater Fluid Simulation")
+        self.assertEqual([r["result"] for r in self.farm.audit()], ["refused", "refused"])
+        self.assertNotIn("Own Tool", self.products())
+
+    def test_a_product_is_replaced_by_another_of_its_name(self):
+        self.assertDone(self.farm.run("-RemoveProduct", "fluid", "-ImportProduct", self.own(aliases=["fluid"])))
+        self.assertEqual(self.products()["Own Tool"], "custom")
+        self.assertNotIn("Driftwater Fluid Simulation", self.products())
+        self.assertEqual([r["message"]["class"] for r in self.farm.audit()], ["RemoveProductMsg", "ProductMsg"])
+
+    def test_removal_lasts_until_the_reset(self):
+        def restart():
+            self.farm.kill()
+            self.farm.serve()
+
+        defaults = self.products()
+        self.assertDone(self.farm.run("-ImportProduct", self.own(), "-TypeOption", "fluid", "Resolution", "7"))
+        self.assertEqual(self.products(), {**defaults, "Own Tool": "custom"})
+        self.assertDone(self.farm.run("-RemoveProduct", "own", "-RemoveProduct", "fluid"))
+        restart()
+        expected = dict(defaults)
+        del expected["Driftwater Fluid Simulation"]
+        self.assertEqual(self.products(), expected)
+        self.assertEqual(self.farm.state()["typeOptions"], {FLUID: {"Resolution": "7"}})
+        self.assertDone(self.farm.run("-ImportProduct", self.own()))
+        self.assertEqual(self.products(), {**expected, "Own Tool": "custom"})
+        self.assertDone(self.farm.run("-ImportProduct", TREE / "samples/products/driftwater-simulation.json"))
+        self.assertEqual(self.products()["Driftwater Fluid Simulation"], "custom")
+        self.assertDone(self.farm.run("-RemoveProduct", NULL))
+        self.assertEqual(self.products(), defaults)
+        restart()
+        self.assertEqual(self.products(), defaults)
+
+    def test_a_connected_client_learns_of_changes(self):
+        watcher = self.farm.start("-Products", program="watcher")
+        self.assertEqual(watcher.stdout.readline(), b"ready\n")
+        for args, line in ((("-ImportProduct", self.own()), "installed Own Tool, now 7\n"),
+                           (("-RemoveProduct", "fluid"), f"removed {FLUID}, now 6\n")):
+            self.assertDone(self.farm.run(*args))
+            self.assertEqual(watcher.stdout.readline().decode(), line)
+        watcher.send_signal(signal.SIGINT)
+        self.assertDone(finish(watcher), 130)
+
+    def test_a_request_whose_answer_is_lost_is_applied_once(self):
+        proxy = Proxy(self.farm.folder / "proxy.sock", self.farm.socket,
+                      lambda connection, from_client, kind:
+                      "cut" if connection == 0 and not from_client and kind == ANSWER else "pass")
+        self.addCleanup(proxy.close)
+        self.assertDone(self.farm.run("-ImportProduct", self.own(), address=proxy.address))
+        self.assertEqual([r["result"] for r in self.farm.audit()], ["committed"])
