@@ -1,6 +1,7 @@
 #include "ProductDocument.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include "Requests.h"
 #include "Samples.h"
@@ -80,6 +81,36 @@ TEST(DefaultProducts, LeaveOutWhatCannotBeTaken) {
   const ProductMap products = LoadDefaultProducts(folder.Name());
   ASSERT_EQ(products.size(), 1u);
   EXPECT_EQ(products.begin()->second->Name(), "Alpha");
+}
+
+TEST(DefaultProducts, AreReadPastASymbolicLinkThatLeadsNowhere) {
+  const TempFolder folder;
+  ASSERT_EQ(symlink("nowhere", (folder / "a.json").c_str()), 0);
+  WriteTextFile(folder / "b.json", MakeProduct(1, "Alpha")->Document());
+  EXPECT_EQ(LoadDefaultProducts(folder.Name()).size(), 1u);
+}
+
+TEST(DefaultProducts, LeaveOutWhatHasTheNameOfAnInstalledProduct) {
+  const TempFolder folder;
+  WriteTextFile(folder / "a.json", MakeProduct(1, "Alpha")->Document());
+  WriteTextFile(folder / "b.json", MakeProduct(2, "Beta")->Document());
+  ProductCatalogue farm;
+  farm.Install(MakeProduct(9, "Own", {"alpha"}));
+  const ProductMap products = LoadDefaultProducts(folder.Name(), farm);
+  ASSERT_EQ(products.size(), 1u);
+  EXPECT_EQ(products.begin()->first, Type(2));
+}
+
+TEST(DefaultProducts, KeepWhatDoesNotShowBesideAnInstalledProduct) {
+  const TempFolder folder;
+  WriteTextFile(folder / "a.json", MakeProduct(1, "Alpha")->Document());
+  WriteTextFile(folder / "b.json", MakeProduct(2, "Beta")->Document());
+  ProductCatalogue farm;
+  farm.AddDefault(MakeProduct(1, "Alpha"));
+  farm.Remove(Type(1));
+  farm.Install(MakeProduct(2, "Gamma"));
+  farm.Install(MakeProduct(9, "Own", {"alpha", "beta"}));
+  EXPECT_EQ(LoadDefaultProducts(folder.Name(), farm).size(), 2u);
 }
 
 TEST(SampleProducts, AreAllTaken) {
