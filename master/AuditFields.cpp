@@ -1,10 +1,10 @@
 #include "AuditFields.h"
 
-#include "Digest.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/ProductMessages.h"
 #include "brenic/SettingsMessages.h"
 #include "brenic/SystemMessages.h"
+#include "net/Digest.h"
 
 namespace brenic::master {
 

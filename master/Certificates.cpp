@@ -27,6 +27,7 @@ using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY_free>>;
 using Certificate = std::unique_ptr<X509, Free<X509_free>>;
 using Buffer = std::unique_ptr<BIO, Free<BIO_vfree>>;
 using Number = std::unique_ptr<BIGNUM, Free<BN_free>>;
+using Names = std::unique_ptr<GENERAL_NAMES, Free<GENERAL_NAMES_free>>;
 using Extension = std::unique_ptr<X509_EXTENSION, Free<X509_EXTENSION_free>>;
 
 constexpr long k_Day = 24 * 60 * 60;
@@ -155,14 +156,43 @@ Credential MakeAuthority(const String& name) {
   return Sign(draft, certificate, draft.m_Key.get());
 }
 
-Issued IssueServer(const Credential& authority, const String& name, const std::set<std::string>& hosts) {
+std::set<std::string> HostsOf(const Credential& server) {
+  const auto certificate = FromPem<Certificate>(server.m_Certificate, PEM_read_bio_X509);
+  const Names names(static_cast<GENERAL_NAMES*>(
+      X509_get_ext_d2i(certificate.get(), NID_subject_alt_name, nullptr, nullptr)));
+  std::set<std::string> hosts;
+  for (int i = 0; i < sk_GENERAL_NAME_num(names.get()); ++i) {
+    int kind = 0;
+    const auto* const value = static_cast<const ASN1_STRING*>(
+        GENERAL_NAME_get0_value(sk_GENERAL_NAME_value(names.get(), i), &kind));
+    const unsigned char* const bytes = ASN1_STRING_get0_data(value);
+    const int size = ASN1_STRING_length(value);
+    char address[INET6_ADDRSTRLEN];
+    if (kind == GEN_DNS)
+      hosts.emplace(reinterpret_cast<const char*>(bytes), static_cast<size_t>(size));
+    else if (kind == GEN_IPADD && inet_ntop(size == 4 ? AF_INET : AF_INET6, bytes, address, sizeof address))
+      hosts.emplace(address);
+  }
+  return hosts;
+}
+
+int DaysLeft(const Credential& credential) {
+  const auto certificate = FromPem<Certificate>(credential.m_Certificate, PEM_read_bio_X509);
+  int days = 0, seconds = 0;
+  Require(ASN1_TIME_diff(&days, &seconds, nullptr, X509_get0_notAfter(certificate.get())) == 1,
+          "reading the validity");
+  return seconds < 0 ? days - 1 : days;
+}
+
+Issued IssueServer(const Credential& authority, const String& name, const std::set<std::string>& hosts,
+                   int validDays) {
   std::string names;
   for (const std::string& host : hosts) {
     if (host.find_first_of(",:\n") != std::string::npos && !IsAddress(host))
       throw new Exception("'" + host + "' is no host name and no address");
     names += (names.empty() ? "" : ",") + std::string(IsAddress(host) ? "IP:" : "DNS:") + host;
   }
-  return Issue(authority, name, k_CertificateDays, "serverAuth", names);
+  return Issue(authority, name, validDays, "serverAuth", names);
 }
 
 Issued IssueClient(const Credential& authority, const String& name, int validDays) {

@@ -11,6 +11,7 @@ namespace brenic::master {
 
 inline constexpr int k_AuthorityDays = 3653;
 inline constexpr int k_CertificateDays = 730;
+inline constexpr int k_RenewalDays = 90; // left of a certificate when it should be renewed
 
 /// A certificate, its key and its serial number in lower-case hexadecimal.
 struct Issued {
@@ -22,10 +23,17 @@ struct Issued {
 Credential MakeAuthority(const String& name);
 
 /// A certificate for a Master that is reached by these host names and addresses.
-Issued IssueServer(const Credential& authority, const String& name, const std::set<std::string>& hosts);
+Issued IssueServer(const Credential& authority, const String& name, const std::set<std::string>& hosts,
+                   int validDays = k_CertificateDays);
 
 /// A certificate for a client; negative days make one that has already expired.
 Issued IssueClient(const Credential& authority, const String& name, int validDays = k_CertificateDays);
+
+/// The host names and addresses of a certificate that IssueServer made.
+std::set<std::string> HostsOf(const Credential& server);
+
+/// How many whole days the certificate is valid from now on; negative when it is not any more.
+int DaysLeft(const Credential& credential);
 
 /// The serial number, in the form that Issued has.
 std::string SerialOf(const X509* certificate);

@@ -36,11 +36,67 @@ void MakeFolder(const Path& folder, mode_t mode) {
     throw new Exception("'" + folder.str() + "' is no folder");
 }
 
+/// Makes a file that must not exist: an existing one would keep its mode and owner.
 void WriteFile(const Path& file, const std::string& text, int mode) {
-  rlib::OutFile out(file, rlib::OutFile::k_Write | rlib::OutFile::k_Create | rlib::OutFile::k_Truncate, false,
+  rlib::OutFile out(file, rlib::OutFile::k_Write | rlib::OutFile::k_Create | rlib::OutFile::k_Truncate, true,
                     false, mode);
   out.Put(String(text));
   out.Close();
+}
+
+void RequireEmpty(const Path& folder) {
+  const fs::path path(folder.str().str());
+  std::error_code error;
+  if (!fs::exists(fs::symlink_status(path, error)))
+    return;
+  if (!fs::is_directory(fs::symlink_status(path, error)))
+    throw new Exception("'" + folder.str() + "' is no folder");
+  if (!fs::is_empty(path, error) || error)
+    throw new Exception("'" + folder.str() +
+                        "' is not empty; credentials are written to a folder of their own");
+}
+
+/// The database while it is being made. As long as it is there, `clients` holds nothing that was ever given
+/// out.
+Path Unfinished(const Path& folder) {
+  return folder / "master.db.new";
+}
+
+/// Not every folder may be taken over: closing it to others and filling it could harm what it is for.
+void CheckMayInitialise(const Path& folder) {
+  struct stat info {};
+  if (stat(folder.c_str(), &info) != 0)
+    rlib::ThrowError("Cannot look at the folder '" + folder.str() + "'", errno);
+  if (info.st_uid != geteuid())
+    throw new Exception("'" + folder.str() + "' belongs to another user");
+  std::error_code error;
+  const bool unfinished = fs::exists(fs::symlink_status(Unfinished(folder).str().str(), error));
+  for (const auto& entry : fs::directory_iterator(folder.str().str(), error)) {
+    const std::string name = entry.path().filename().string();
+    const bool remains = name == "clients" || name.rfind("master.db.new", 0) == 0;
+    if (name != "lock" && !(unfinished && remains))
+      throw new Exception("'" + folder.str() + "' is not empty and holds no Master: there is '" + name +
+                          "' and no master.db");
+  }
+  if (error)
+    throw new Exception("Cannot read the folder '" + folder.str() + "': " + error.message());
+}
+
+void SyncFolder(const Path& folder) {
+  const int file = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const bool synced = file >= 0 && (fsync(file) == 0 || errno == EINVAL); // some file systems cannot
+  const int error = errno;
+  close(file);
+  if (!synced)
+    rlib::ThrowError("Cannot write the folder '" + folder.str() + "'", error);
+}
+
+void RemoveUnfinished(const Path& folder) {
+  if (!rlib::File::Exists(Unfinished(folder)))
+    return;
+  fs::remove_all((folder / "clients").str().str());
+  for (const char* suffix : {"-wal", "-shm", "-journal", ""}) // the one that tells goes last
+    fs::remove(Unfinished(folder).str().str() + suffix);
 }
 
 std::string MachineName() {
@@ -50,6 +106,7 @@ std::string MachineName() {
 
 void WriteCredentials(const Path& folder, const Credential& authority, const Credential& client,
                       const String& address) {
+  RequireEmpty(folder);
   MakeFolder(folder, 0700);
   WriteFile(folder / "ca.pem", authority.m_Certificate, k_Public);
   WriteFile(folder / "client.pem", client.m_Certificate, k_Public);
@@ -88,10 +145,10 @@ String KnownAddress(const Path& folder) {
   return "127.0.0.1";
 }
 
-void CheckClientName(const String& name) {
+void CheckPartyName(const char* party, const String& name) {
   const String problem = name.empty() ? String("it is empty") : CheckText(name, 64);
   if (!problem.empty())
-    throw new Exception("The client's name cannot be used: " + problem);
+    throw new Exception(fmt::format("The {}'s name cannot be used: {}", party, problem.str()));
 }
 
 } // namespace
@@ -107,35 +164,46 @@ void RequireInitialised(const Path& folder) {
 }
 
 void Initialise(const InitOptions& options) {
-  if (IsInitialised(options.m_Folder))
-    throw new Exception("'" + options.m_Folder.str() + "' already holds a Master");
+  const auto refuseExisting = [&] {
+    if (IsInitialised(options.m_Folder))
+      throw new Exception("'" + options.m_Folder.str() + "' already holds a Master");
+  };
+  refuseExisting();
+  const std::string machine = MachineName();
+  const String name = options.m_Name.empty() ? String(machine) : options.m_Name;
+  CheckPartyName("Master", name);
   MakeFolder(options.m_Folder, 0700);
+  CheckMayInitialise(options.m_Folder);
+  const ServeLock lock(options.m_Folder);
+  refuseExisting(); // somebody else may just have come to the end of it
+  RemoveUnfinished(options.m_Folder);
   if (chmod(options.m_Folder.c_str(), 0700) != 0)
     rlib::ThrowError("Cannot close the folder '" + options.m_Folder.str() + "' to others", errno);
 
-  const std::string machine = MachineName();
   MasterRecord master;
   master.m_ID = UID(true);
-  master.m_Name = options.m_Name.empty() ? String(machine) : options.m_Name;
-  CheckClientName(master.m_Name);
+  master.m_Name = name;
   master.m_Authority = MakeAuthority("Brenic authority " + master.m_ID.ToString());
   std::set<std::string> hosts{machine, "localhost", "127.0.0.1", "::1"};
   hosts.insert(options.m_Hosts.begin(), options.m_Hosts.end());
   master.m_Server = IssueServer(master.m_Authority, master.m_Name, hosts).m_Credential;
   const Issued admin = IssueClient(master.m_Authority, "admin");
 
+  const Path unfinished = Unfinished(options.m_Folder);
+  SqliteStore::Create(unfinished, master, {admin.m_Serial, "admin", Role::Administrator});
   MakeFolder(options.m_Folder / "clients", 0700);
   WriteCredentials(FirstAdministrator(options.m_Folder), master.m_Authority, admin.m_Credential,
                    AddressOf(options));
-  SqliteStore::Create(options.m_Folder, master, {admin.m_Serial, "admin", Role::Administrator});
+  if (rename(unfinished.c_str(), SqliteStore::File(options.m_Folder).c_str()) != 0)
+    rlib::ThrowError("Cannot finish the database in '" + options.m_Folder.str() + "'", errno);
+  SyncFolder(options.m_Folder);
 }
 
 void IssueCredentials(const ClientOptions& options) {
-  CheckClientName(options.m_Name);
+  CheckPartyName("client", options.m_Name);
+  RequireEmpty(options.m_Out); // before anything is made
   SqliteStore store(options.m_Folder, Database::Mode::ReadWrite);
   const MasterRecord master = store.LoadMaster();
-  if (rlib::File::Exists(options.m_Out / "client.key"))
-    throw new Exception("'" + options.m_Out.str() + "' already holds credentials");
   const Issued issued = IssueClient(master.m_Authority, options.m_Name, options.m_ValidDays);
   WriteCredentials(options.m_Out, master.m_Authority, issued.m_Credential,
                    options.m_Address.empty() ? KnownAddress(options.m_Folder) : options.m_Address);
@@ -144,7 +212,7 @@ void IssueCredentials(const ClientOptions& options) {
 
 ServeLock::ServeLock(const Path& folder) {
   const Path file = folder / "lock";
-  m_File = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, k_Secret);
+  m_File = open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, k_Secret);
   if (m_File < 0)
     rlib::ThrowError("Cannot open '" + file.str() + "'", errno);
   if (flock(m_File, LOCK_EX | LOCK_NB) == 0)

@@ -17,7 +17,9 @@ struct InitOptions {
 
 bool IsInitialised(const Path& folder);
 
-/// Makes a new Master. Throws Exception* when the folder already holds one or cannot be written.
+/// Makes a new Master in a folder that is missing, empty, or left by an attempt that did not come to its end:
+/// the database appears under its name last. Throws Exception* for any other folder, and when it cannot be
+/// written.
 void Initialise(const InitOptions& options);
 
 /// Throws Exception* unless the folder holds a Master.
@@ -32,10 +34,10 @@ struct ClientOptions {
   String m_Address; // of the Master, for brenic.conf; empty: the one of the first administrator's
 };
 
-/// Issues credentials, also while the Master serves.
+/// Issues credentials into a missing or empty folder, also while the Master serves.
 void IssueCredentials(const ClientOptions& options);
 
-/// Held while a process serves a data folder. Throws Exception* when another one does.
+/// Held while a process makes or serves a data folder. Throws Exception* when another one does.
 class ServeLock {
 public:
   explicit ServeLock(const Path& folder);

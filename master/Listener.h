@@ -13,6 +13,7 @@ struct Arrival {
   std::unique_ptr<ByteStream> m_Stream;
   Peer m_Peer;
   String m_Rejection; // why the peer is not let in; empty when it is
+  std::chrono::steady_clock::time_point m_Since = std::chrono::steady_clock::now(); // when it connected
 };
 
 /// I/O thread. Nothing arrives after Close.
@@ -29,6 +30,11 @@ public:
   /// 0 for a local socket.
   virtual uint16_t Port() const { return 0; }
 };
+
+/// Whether this machine knows IPv6 at all.
+bool HasIPv6();
+/// Where a Master listens unless told otherwise: on all addresses.
+String DefaultListen(bool hasIPv6);
 
 /// TLS over TCP on "ADDRESS:PORT"; port 0 takes a free one. Throws Exception*.
 std::unique_ptr<Listener> ListenTls(asio::io_context& io, const String& address, const MasterRecord& master,

@@ -21,8 +21,7 @@ using namespace brenic::master;
 /// Everything a subcommand may be given, as text.
 struct Arguments {
   std::string m_Folder, m_Name, m_Role, m_Out, m_Since;
-  std::string m_Listen = "[::]:" + std::to_string(k_DefaultPort);
-  std::string m_PortFile, m_Socket, m_Config, m_Products;
+  std::string m_Listen, m_PortFile, m_Socket, m_Config, m_Products;
   std::vector<std::string> m_Hosts;
   uint16_t m_Port = 0;
   int m_ValidDays = k_CertificateDays;
@@ -125,8 +124,9 @@ int main(int argc, char** argv) {
   init->add_option("--port", arguments.m_Port, "port that the first credentials name");
 
   CLI::App* serve = add("serve", "Runs the Master in the foreground", ServeCommand);
-  serve->add_option("--listen", arguments.m_Listen, "ADDRESS:PORT; port 0 takes a free one")
-      ->capture_default_str();
+  serve->add_option(
+      "--listen", arguments.m_Listen,
+      fmt::format("ADDRESS:PORT; port 0 takes a free one; all addresses, port {} by default", k_DefaultPort));
   serve->add_option("--port-file", arguments.m_PortFile, "gets the port when the Master is ready");
   serve->add_option("--socket", arguments.m_Socket, "local socket to serve as well");
   serve->add_option("--config", arguments.m_Config, "configuration file");

@@ -45,9 +45,13 @@ MasterConfiguration LoadMasterConfiguration(const Path& file) {
   ini.SetFileName(file.str());
   if (!ini.Load(true, false))
     throw new Exception("Cannot read the configuration '" + file.str() + "'");
+  if (ini.SkippedLines() > 0)
+    throw new Exception(fmt::format("The configuration '{}' has {} line(s) that cannot be read",
+                                    file.str().str(), ini.SkippedLines()));
   while (ini.SetNextSection()) {
     if (ini.GetCurrentSection().CompareNoCase("Master") != 0)
-      continue;
+      throw new Exception(fmt::format("The configuration has the unknown section '{}'; it wants [Master]",
+                                      ini.GetCurrentSection().str()));
     String name, value;
     while (ini.GetNextValue(name, value))
       Take(configuration, file.Parent(), name, value);

@@ -14,8 +14,9 @@ struct MasterConfiguration {
   Path m_Products;                // Products: folder of the default products; empty: not configured
 };
 
-/// An empty path gives the defaults. Throws Exception* for a file that cannot be read, and for a name or
-/// number in it that is not known: a misspelt command must not go unnoticed until it is needed.
+/// An empty path gives the defaults. Throws Exception* for a file that cannot be read, and for a line,
+/// section, name or number in it that is not known: a misspelt command must not go unnoticed until it is
+/// needed.
 MasterConfiguration LoadMasterConfiguration(const Path& file);
 
 } // namespace brenic::master

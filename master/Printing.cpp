@@ -7,6 +7,7 @@
 #include "AuditFields.h"
 #include "Release.h"
 #include "brenic/Options.h"
+#include "rlib/IniFile.h"
 #include "rlib/Log.h"
 #include "rlib/Platform.h"
 
@@ -52,8 +53,14 @@ std::string IniText(const String& text) {
 
 void AddOptions(std::string& out, const std::string& section, const OptionMap& options) {
   out += fmt::format("[{}]\n", section);
-  for (const auto& [name, value] : options)
-    out += fmt::format("{} = {}\n", IniText(name), IniText(value));
+  for (const auto& [name, value] : options) {
+    const std::string line = IniText(name) + " = " + IniText(value);
+    // Such a line would be skipped when the file is read.
+    out += line.size() <= rlib::IniFile::k_MaxLine
+               ? line + "\n"
+               : fmt::format("; {} is left out: its value of {} bytes is too long for a line\n",
+                             IniText(name), value.size());
+  }
   out += "\n";
 }
 

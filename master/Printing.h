@@ -7,7 +7,8 @@ namespace brenic::master {
 
 /// One JSON object, on one line.
 std::string StateJson(const MasterRecord& master, const Settings& settings);
-/// Options, limits and restrictions as an INI file that IniFile reads back.
+/// Options, limits and restrictions as an INI file that IniFile reads back. A value too long for its lines is
+/// only mentioned in a comment.
 std::string StateIni(const Settings& settings);
 /// For people.
 std::string StateText(const MasterRecord& master, const Settings& settings);

@@ -32,7 +32,25 @@ String DescribeNameClash(const ProductCatalogue& products, const Product& produc
                      other->Type().ToString().str());
 }
 
-ProductMap LoadDefaultProducts(const Path& folder) {
+namespace {
+
+ProductCatalogue InstalledOnly(const ProductCatalogue& farm) {
+  ProductCatalogue installed;
+  for (const auto& [type, product] : farm.Effective()) {
+    if (farm.IsCustom(type))
+      installed.Install(product);
+  }
+  return installed;
+}
+
+/// Whether a default product of the type is kept from showing: it was removed, or another one is installed.
+bool IsHidden(const ProductCatalogue& farm, const UID& type) {
+  return farm.IsCustom(type) || (farm.IsDefault(type) && !farm.Find(type));
+}
+
+} // namespace
+
+ProductMap LoadDefaultProducts(const Path& folder, const ProductCatalogue& farm) {
   namespace fs = std::filesystem;
   std::error_code error;
   std::vector<fs::path> files;
@@ -44,14 +62,16 @@ ProductMap LoadDefaultProducts(const Path& folder) {
     throw new Exception(
         fmt::format("Cannot read the folder of products '{}': {}", folder.str().str(), error.message()));
   std::sort(files.begin(), files.end());
+  const ProductCatalogue installed = InstalledOnly(farm);
   ProductCatalogue products;
   for (const auto& file : files) {
     const shared_ptr<const Product> product = SLoadProductFile(Path(file.string())); // logs what is wrong
     if (!product)
       continue;
-    const String problem = products.IsDefault(product->Type())
-                               ? String("another file has the same identifier")
-                               : DescribeNameClash(products, *product);
+    String problem = products.IsDefault(product->Type()) ? String("another file has the same identifier")
+                                                         : DescribeNameClash(products, *product);
+    if (problem.empty() && !IsHidden(farm, product->Type()))
+      problem = DescribeNameClash(installed, *product);
     if (problem.empty())
       products.AddDefault(product);
     else

@@ -13,7 +13,8 @@ String CheckDocument(const Product& product);
 String DescribeNameClash(const ProductCatalogue& products, const Product& product);
 
 /// The default products: every *.json file of the folder. Files that cannot be taken are left out with a
-/// warning in the log. Throws Exception* when the folder cannot be read.
-ProductMap LoadDefaultProducts(const Path& folder);
+/// warning in the log, and so are those that would show beside one of the farm's installed products of the
+/// same name. Throws Exception* when the folder cannot be read.
+ProductMap LoadDefaultProducts(const Path& folder, const ProductCatalogue& farm = {});
 
 } // namespace brenic::master

@@ -2,13 +2,13 @@
 
 #include <fmt/format.h>
 
-#include "Digest.h"
 #include "ProductDocument.h"
 #include "Utf8.h"
 #include "brenic/MessageFactory.h"
 #include "brenic/Options.h"
 #include "brenic/ProductMessages.h"
 #include "brenic/SystemMessages.h"
+#include "net/Digest.h"
 #include "rlib/Log.h"
 #include "rlib/Number.h"
 #include "wire/Frames.h"

@@ -1,7 +1,10 @@
 #include "Serve.h"
 
 #include <csignal>
+#include <functional>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <fmt/format.h>
 
@@ -49,6 +52,13 @@ void RaiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+/// What a Master that was killed has left would name a port that nobody listens on.
+void RemoveStalePortFile(const Path& file) {
+  struct stat info {};
+  if (lstat(file.c_str(), &info) == 0 && S_ISREG(info.st_mode))
+    unlink(file.c_str());
+}
+
 void WritePortFile(const Path& file, uint16_t port) {
   using rlib::OutFile;
   OutFile out(file, OutFile::k_Write | OutFile::k_Create | OutFile::k_Truncate, false, false, 0644);
@@ -56,9 +66,47 @@ void WritePortFile(const Path& file, uint16_t port) {
   out.Close();
 }
 
+/// Something that the Master also does without: a store that cannot take it now does not keep it from
+/// serving.
+void TryToStore(const char* what, const std::function<void()>& store) {
+  try {
+    store();
+  } catch (const StoreFailure& failure) {
+    if (failure.Which() == StoreFailure::Kind::Broken)
+      throw;
+    rlib::LogWarning(fmt::format("{} stay as they were: {}", what, failure.what()));
+  }
+}
+
+void UpdateDefaultProducts(Store& store, const Path& folder) {
+  TryToStore("The default products", [&] {
+    store.ReplaceDefaultProducts(LoadDefaultProducts(folder, store.LoadSettings().m_Products));
+  });
+}
+
+/// The authority stays: to replace it, every client needs new credentials.
+void RenewCertificate(Store& store) {
+  const MasterRecord master = store.LoadMaster();
+  if (const int days = DaysLeft(master.m_Authority); days < k_RenewalDays)
+    rlib::LogWarning(
+        fmt::format("The certificate authority is valid for {} more days; a new Master has to be made "
+                    "and every client needs new credentials before it ends",
+                    days));
+  const int days = DaysLeft(master.m_Server);
+  if (days >= k_RenewalDays)
+    return;
+  TryToStore("The Master's certificate and key", [&] {
+    store.ReplaceServerCredential(
+        IssueServer(master.m_Authority, master.m_Name, HostsOf(master.m_Server)).m_Credential);
+    rlib::LogSystem(fmt::format("Renewed the Master's certificate, which was valid for {} more days", days));
+  });
+}
+
 } // namespace
 
 void Serve(const ServeOptions& options) {
+  if (!options.m_PortFile.empty())
+    RemoveStalePortFile(options.m_PortFile);
   if (!IsInitialised(options.m_Folder)) {
     InitOptions init;
     init.m_Folder = options.m_Folder;
@@ -71,11 +119,12 @@ void Serve(const ServeOptions& options) {
 
   auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::ReadWrite);
   if (const Path products = ProductsFolder(options, configuration); !products.empty())
-    store->ReplaceDefaultProducts(LoadDefaultProducts(products));
+    UpdateDefaultProducts(*store, products);
+  RenewCertificate(*store);
   auto directory = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::ReadOnly);
 
   ServerOptions serverOptions;
-  serverOptions.m_Listen = options.m_Listen;
+  serverOptions.m_Listen = options.m_Listen.empty() ? DefaultListen(HasIPv6()) : options.m_Listen;
   serverOptions.m_Socket = options.m_Socket;
   serverOptions.m_Commands = configuration.m_Commands;
   serverOptions.m_EndSignals = {SIGTERM, SIGINT};

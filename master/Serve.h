@@ -9,7 +9,7 @@ namespace brenic::master {
 
 struct ServeOptions {
   rlib::Path m_Folder;
-  rlib::String m_Listen;
+  rlib::String m_Listen; // empty: all addresses, the default port
   rlib::Path m_PortFile;
   rlib::Path m_Socket;
   rlib::Path m_ConfigFile;

@@ -14,7 +14,10 @@ namespace brenic::master {
 
 namespace {
 
-constexpr std::chrono::seconds k_EndWithin{3}; // for sessions to be told
+// Counted from the beginning of the end; the goodbyes to the last ones come on top.
+constexpr std::chrono::seconds k_AnswerFor{3}; // after a ShutdownMsg
+constexpr std::chrono::seconds k_DropAfter{4};
+static_assert(k_AnswerFor < k_DropAfter && k_DropAfter + Session::k_GoodbyeWithin <= Server::k_EndWithin);
 constexpr int k_StrangerLinesPerMinute = 20;
 
 template <typename Class>
@@ -90,7 +93,7 @@ void Server::Arrive(Arrival arrival) {
   const auto session =
       std::make_shared<Session>(*this, m_Io, ++m_LastSession, std::move(arrival.m_Stream), arrival.m_Peer);
   m_Sessions[session->Number()] = session;
-  session->Start();
+  session->Start(arrival.m_Since);
   if (!arrival.m_Rejection.empty())
     session->Reject(arrival.m_Rejection);
   else if (m_Ending)
@@ -159,7 +162,8 @@ void Server::CarryOut(const Result& result) {
 
 void Server::DumpLog(uint64_t asker) {
   const Path file = rlib::Log::Dump();
-  rlib::LogSystem("Wrote the log dump '" + file.str() + "'");
+  if (!file.empty()) // else the log says why already
+    rlib::LogSystem("Wrote the log dump '" + file.str() + "'");
   const Bytes frame = PushFrame<LogDumpMsg>();
   for (const auto& session : Sessions()) {
     if (session->Number() != asker && session->IsWelcome())
@@ -169,6 +173,7 @@ void Server::DumpLog(uint64_t asker) {
 
 void Server::BeginEnding() {
   m_Ending = true;
+  m_EndBegan = std::chrono::steady_clock::now();
   sd_notify(0, "STOPPING=1");
   for (const auto& listener : m_Listeners)
     listener->Close();
@@ -186,7 +191,7 @@ void Server::ShutDownSystem() {
     else
       session->End(wire::Goodbye::ENDING, "the Master is ending");
   }
-  m_EndTimer.expires_after(k_ShutdownWithin);
+  m_EndTimer.expires_at(m_EndBegan + k_AnswerFor);
   m_EndTimer.async_wait([this](const error_code& cancelled) {
     if (!cancelled)
       EndSessions("the system was shut down");
@@ -199,7 +204,7 @@ void Server::EndSessions(const String& text) {
     return;
   if (!m_Ending)
     BeginEnding();
-  m_EndTimer.expires_after(k_EndWithin);
+  m_EndTimer.expires_at(m_EndBegan + k_DropAfter);
   m_EndTimer.async_wait([this](const error_code& cancelled) {
     if (!cancelled)
       DropSessions();

@@ -23,7 +23,7 @@ struct ServerOptions {
 class Server : public SessionHost {
 public:
   static constexpr size_t k_MaxSessions = 4096;
-  static constexpr std::chrono::seconds k_ShutdownWithin{5};
+  static constexpr std::chrono::seconds k_EndWithin{5}; // whatever its clients do
 
   /// Listens from now on. `store` is the writer's, `directory` is used on this thread. Throws Exception*.
   Server(const ServerOptions& options, std::unique_ptr<Store> store, std::unique_ptr<Store> directory);
@@ -70,6 +70,7 @@ private:
   std::map<uint64_t, std::shared_ptr<Session>> m_Sessions;
   uint64_t m_LastSession = 0;
   bool m_Ending = false;
+  std::chrono::steady_clock::time_point m_EndBegan;
   bool m_Finished = false;
   std::chrono::steady_clock::time_point m_StrangerMinute;
   int m_StrangerLines = 0;

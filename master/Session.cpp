@@ -7,18 +7,12 @@
 
 namespace brenic::master {
 
-namespace {
-
-constexpr std::chrono::milliseconds k_GoodbyeWithin{1000};
-
-} // namespace
-
 Session::Session(SessionHost& host, asio::io_context& io, uint64_t number, std::unique_ptr<ByteStream> stream,
                  const Peer& peer)
     : m_Host(host), m_Number(number), m_Stream(std::make_shared<FrameStream>(io, std::move(stream))),
       m_Peer(std::make_shared<Peer>(peer)), m_HelloTimer(io) {}
 
-void Session::Start() {
+void Session::Start(std::chrono::steady_clock::time_point since) {
   // The stream's handlers refer to the session weakly: the host decides how long it lives.
   const auto weak = weak_from_this();
   m_Stream->Start({[weak](wire::Frame& frame) {
@@ -32,8 +26,13 @@ void Session::Start() {
                    [weak] {
                      if (const auto self = weak.lock())
                        self->OnDrained();
+                   },
+                   [weak](const wire::Frame& frame) {
+                     if (const auto self = weak.lock();
+                         self && !self->m_Welcome && !frame.has_hello() && !frame.has_goodbye())
+                       throw wire::Malformed("something else where a Hello is expected");
                    }});
-  m_HelloTimer.expires_after(k_HelloWithin);
+  m_HelloTimer.expires_at(since + k_HelloWithin);
   m_HelloTimer.async_wait([weak](const error_code& error) {
     if (const auto self = weak.lock(); self && !error && !self->m_Welcome && !self->m_Left) {
       self->m_Host.ReportStranger(self->Who() + " sent no Hello in time");
@@ -119,11 +118,8 @@ void Session::OnFrame(wire::Frame& frame) {
     m_Stream->Close();
     return Leave();
   }
-  if (!m_Welcome) {
-    if (!frame.has_hello())
-      throw wire::Malformed("something else where a Hello is expected");
+  if (!m_Welcome)
     return OnHello(frame.hello());
-  }
   if (!frame.has_message())
     throw wire::Malformed("a frame that a client does not send");
   OnRequest(frame);
@@ -169,7 +165,8 @@ void Session::SendWelcome(const wire::Hello& hello) {
   }
 
   m_HelloTimer.cancel();
-  m_Stream->SetLimit(wire::k_MaxFrame);
+  if (m_Peer->m_Role == Role::Administrator)
+    m_Stream->SetLimit(wire::k_MaxFrame);
   m_Welcome = true;
   rlib::LogInfo(fmt::format("{} connected: {} '{}', kind {}", Who().str(), RoleName(m_Peer->m_Role),
                             m_Peer->m_Name.str(), m_Peer->m_Kind));
@@ -184,7 +181,9 @@ void Session::OnRequest(wire::Frame& frame) {
   request.m_Id = wire::Identifier(envelope->id());
   if (request.m_Id.IsNull())
     throw wire::Malformed("a request without an identifier");
-  request.m_Message = wire::FromWire(*envelope);
+  // Decoded contents take many times the room. Small refused ones are shown in the audit trail all the same.
+  if (request.m_Bytes <= k_AlwaysDecoded || WhyNotDecoded(*m_Peer, *envelope).empty())
+    request.m_Message = wire::FromWire(*envelope);
   request.m_Envelope = envelope;
   m_Unanswered += 1;
   m_UnansweredBytes += request.m_Bytes;

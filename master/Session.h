@@ -27,14 +27,17 @@ public:
 class Session : public std::enable_shared_from_this<Session> {
 public:
   static constexpr std::chrono::seconds k_HelloWithin{5};
-  static constexpr size_t k_MaxUnanswered = 1024; // requests
+  static constexpr std::chrono::seconds k_GoodbyeWithin{1}; // for a peer to take its Goodbye and close
+  static constexpr size_t k_MaxUnanswered = 1024;           // requests
+  static constexpr size_t k_AlwaysDecoded = 4 * 1024;       // bytes of a request
   static constexpr size_t k_MaxUnansweredBytes = 64 * 1024 * 1024;
   static constexpr size_t k_MaxQueued = 128 * 1024 * 1024; // bytes of output that the client does not read
 
   Session(SessionHost& host, asio::io_context& io, uint64_t number, std::unique_ptr<ByteStream> stream,
           const Peer& peer);
 
-  void Start();
+  /// `since` is when the peer connected: it has k_HelloWithin from then on.
+  void Start(std::chrono::steady_clock::time_point since);
   /// Lets the client know that it is not let in, and why.
   void Reject(const String& reason);
 

@@ -1,8 +1,8 @@
 #include "Snapshot.h"
 
-#include "Digest.h"
 #include "brenic/MessageFactory.h"
 #include "brenic/ProductMessages.h"
+#include "net/Digest.h"
 #include "wire/Contents.h"
 
 namespace brenic::master {

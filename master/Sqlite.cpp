@@ -10,8 +10,11 @@ constexpr int k_BusyMilliseconds = 10'000;
 
 [[noreturn]] void Throw(sqlite3* database, const std::string& what) {
   const int code = sqlite3_extended_errcode(database);
+  const int primary = code & 0xff;
   throw StoreFailure(fmt::format("{}: {} (SQLite {})", what, sqlite3_errmsg(database), code),
-                     (code & 0xff) == SQLITE_FULL);
+                     primary == SQLITE_FULL   ? StoreFailure::Kind::Full
+                     : primary == SQLITE_BUSY ? StoreFailure::Kind::Busy
+                                              : StoreFailure::Kind::Broken);
 }
 
 } // namespace
@@ -66,13 +69,11 @@ void Statement::BindOne(int index, const UID& id) {
 }
 
 Database::Database(const Path& file, Mode mode) {
-  const int flags = mode == Mode::Create      ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE
-                    : mode == Mode::ReadWrite ? SQLITE_OPEN_READWRITE
-                                              : SQLITE_OPEN_READONLY;
+  const int flags = mode == Mode::ReadWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
   if (sqlite3_open_v2(file.c_str(), &m_Database, flags | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
     const std::string reason = m_Database ? sqlite3_errmsg(m_Database) : "out of memory";
     sqlite3_close(m_Database);
-    throw StoreFailure(fmt::format("Cannot open the database '{}': {}", file.str().str(), reason), false);
+    throw StoreFailure(fmt::format("Cannot open the database '{}': {}", file.str().str(), reason));
   }
   sqlite3_busy_timeout(m_Database, k_BusyMilliseconds);
 }

@@ -60,7 +60,7 @@ private:
 /// One connection to a database file.
 class Database {
 public:
-  enum class Mode { Create, ReadWrite, ReadOnly };
+  enum class Mode { ReadWrite, ReadOnly };
 
   Database(const Path& file, Mode mode);
   ~Database();

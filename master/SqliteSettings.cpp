@@ -31,8 +31,7 @@ void LoadProducts(sqlite3* database, ProductCatalogue& products) {
     const shared_ptr<const Product> product = ParseProduct(row.Text(2), problem);
     if (!product)
       throw StoreFailure("The product " + type.ToString().str() +
-                             " in the database cannot be used: " + problem.str(),
-                         false);
+                         " in the database cannot be used: " + problem.str());
     if (origin == "custom")
       products.Install(product);
     else
@@ -96,11 +95,24 @@ void SqliteStore::ApplyProducts(const Effect& effect) {
 }
 
 void SqliteStore::ReplaceDefaultProducts(const ProductMap& products) {
-  Begin();
-  Prepared("DELETE FROM product WHERE origin = 'default'").Run();
+  std::map<UID, std::string> wanted, stored;
   for (const auto& [type, product] : products)
-    Prepared("INSERT INTO product VALUES (?, 'default', ?)").Run(type, product->Document());
-  Commit();
+    wanted[type] = product->Document();
+  for (Statement row(m_Database.Handle(), "SELECT type, document FROM product WHERE origin = 'default'");
+       row.Step();)
+    stored[wire::Identifier(row.Text(0))] = row.Text(1);
+  if (wanted == stored)
+    return;
+  Begin();
+  try {
+    Prepared("DELETE FROM product WHERE origin = 'default'").Run();
+    for (const auto& [type, document] : wanted)
+      Prepared("INSERT INTO product VALUES (?, 'default', ?)").Run(type, document);
+    Commit();
+  } catch (const StoreFailure&) {
+    Rollback();
+    throw;
+  }
 }
 
 } // namespace brenic::master

@@ -29,8 +29,7 @@ void CheckDurability(Database& database) {
   const std::string synchronous = database.Scalar("PRAGMA synchronous");
   if (journal != "wal" || synchronous != "2")
     throw StoreFailure(fmt::format("The database does not keep its promises: journal mode {}, synchronous {}",
-                                   journal, synchronous),
-                       false);
+                                   journal, synchronous));
 }
 
 } // namespace
@@ -39,15 +38,16 @@ Path SqliteStore::File(const Path& dataFolder) {
   return dataFolder / "master.db";
 }
 
-void SqliteStore::Create(const Path& dataFolder, const MasterRecord& master,
-                         const ClientRecord& firstClient) {
+void SqliteStore::Create(const Path& file, const MasterRecord& master, const ClientRecord& firstClient) {
   // It holds private keys: made closed to others, before SQLite makes it by itself.
-  close(open(File(dataFolder).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-  Database database(File(dataFolder), Database::Mode::Create);
+  const int made = open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  if (made < 0)
+    throw StoreFailure("Cannot make the database '" + file.str().str() +
+                       "': " + rlib::ErrorText(errno).str());
+  close(made);
+  Database database(file, Database::Mode::ReadWrite);
   database.Execute(k_SetDurability);
   database.Execute("BEGIN IMMEDIATE");
-  if (database.Scalar("PRAGMA user_version") != "0")
-    throw StoreFailure("There already is a Master's database", false);
   database.Execute(k_Schema);
   database.Execute(fmt::format("PRAGMA user_version = {}", k_SchemaVersion).c_str());
   Statement(database.Handle(), "INSERT INTO master VALUES (?,?,?,?,?,?)")
@@ -66,8 +66,7 @@ SqliteStore::SqliteStore(const Path& dataFolder, Database::Mode mode) : m_Databa
   const std::string version = m_Database.Scalar("PRAGMA user_version");
   if (version != std::to_string(k_SchemaVersion))
     throw StoreFailure(
-        fmt::format("The database has version {}, this program reads version {}", version, k_SchemaVersion),
-        false);
+        fmt::format("The database has version {}, this program reads version {}", version, k_SchemaVersion));
 }
 
 Statement& SqliteStore::Prepared(const char* sql) {
@@ -80,8 +79,13 @@ Statement& SqliteStore::Prepared(const char* sql) {
 MasterRecord SqliteStore::LoadMaster() {
   Statement row(m_Database.Handle(), "SELECT * FROM master");
   if (!row.Step())
-    throw StoreFailure("The database holds no Master", false);
+    throw StoreFailure("The database holds no Master");
   return {wire::Identifier(row.Text(0)), row.Text(1), {row.Text(2), row.Text(3)}, {row.Text(4), row.Text(5)}};
+}
+
+void SqliteStore::ReplaceServerCredential(const Credential& credential) {
+  Prepared("UPDATE master SET server_certificate = ?, server_key = ?")
+      .Run(credential.m_Certificate, credential.m_Key);
 }
 
 void SqliteStore::AddClient(const ClientRecord& client) {
@@ -94,14 +98,6 @@ std::optional<ClientRecord> SqliteStore::FindClient(const std::string& serial) {
   while (row.Step())
     client = ClientRecord{serial, row.Text(0), RoleOf(row.Text(1))};
   return client;
-}
-
-bool SqliteStore::HasClientNamed(const String& name) {
-  Statement& row = Prepared("SELECT count(*) FROM client WHERE name = ?").Bind(name);
-  bool found = false;
-  while (row.Step())
-    found = row.Integer(0) > 0;
-  return found;
 }
 
 void SqliteStore::Begin() {

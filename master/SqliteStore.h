@@ -13,17 +13,17 @@ public:
   /// The database of a data folder.
   static Path File(const Path& dataFolder);
 
-  /// Makes the database, all of it in one transaction; fails when it already holds a Master.
-  static void Create(const Path& dataFolder, const MasterRecord& master, const ClientRecord& firstClient);
+  /// Makes a database; fails when there is a file of that name, be it a symbolic link.
+  static void Create(const Path& file, const MasterRecord& master, const ClientRecord& firstClient);
 
   /// Opens an existing database and checks its version and that commits are durable.
   SqliteStore(const Path& dataFolder, Database::Mode mode);
 
   MasterRecord LoadMaster() override;
+  void ReplaceServerCredential(const Credential& credential) override;
   Settings LoadSettings() override;
   void AddClient(const ClientRecord& client) override;
   std::optional<ClientRecord> FindClient(const std::string& serial) override;
-  bool HasClientNamed(const String& name) override;
   void ReplaceDefaultProducts(const ProductMap& products) override;
   void Begin() override;
   void Commit() override;

@@ -8,14 +8,17 @@
 
 namespace brenic::master {
 
-/// The store failed. After a full one the Master goes on, after any other it must not.
+/// The store failed. After a full or a busy one the Master goes on, after a broken one it must not.
 class StoreFailure : public std::runtime_error {
 public:
-  StoreFailure(const std::string& text, bool full) : std::runtime_error(text), m_Full(full) {}
-  bool IsFull() const { return m_Full; }
+  enum class Kind { Broken, Full, Busy };
+
+  explicit StoreFailure(const std::string& text, Kind kind = Kind::Broken)
+      : std::runtime_error(text), m_Kind(kind) {}
+  Kind Which() const { return m_Kind; }
 
 private:
-  bool m_Full;
+  Kind m_Kind;
 };
 
 enum class Role { Component, Administrator };
@@ -69,13 +72,15 @@ public:
   virtual ~Store() = default;
 
   virtual MasterRecord LoadMaster() = 0;
+  /// The Master's own certificate, in place of the earlier one.
+  virtual void ReplaceServerCredential(const Credential& credential) = 0;
   virtual Settings LoadSettings() = 0;
 
   virtual void AddClient(const ClientRecord& client) = 0;
   virtual std::optional<ClientRecord> FindClient(const std::string& serial) = 0;
-  virtual bool HasClientNamed(const String& name) = 0;
 
-  /// Makes `products` the default products, in place of the earlier ones.
+  /// Makes `products` the default products, in place of the earlier ones. Writes nothing when they are the
+  /// same. Rolls back when it fails.
   virtual void ReplaceDefaultProducts(const ProductMap& products) = 0;
 
   virtual void Begin() = 0;

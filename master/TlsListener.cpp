@@ -90,6 +90,7 @@ private:
     const auto stream = std::make_shared<TlsStream>(std::move(socket), m_Context);
     const auto timer = std::make_shared<asio::steady_timer>(m_Io, Session::k_HelloWithin);
     const std::string address = Text(remote);
+    const auto since = std::chrono::steady_clock::now();
     ++m_Handshakes;
     timer->async_wait([stream](const error_code& cancelled) {
       error_code ignored;
@@ -97,18 +98,20 @@ private:
         stream->lowest_layer().close(ignored);
     });
     stream->async_handshake(
-        ssl::stream_base::server, [this, stream, timer, address](const error_code& failed) {
+        ssl::stream_base::server, [this, stream, timer, address, since](const error_code& failed) {
           timer->cancel();
           --m_Handshakes;
           if (failed)
             m_Report(fmt::format("The handshake with {} failed: {}", address, Explain(failed).str()));
           else
-            Arrive(stream, address);
+            Arrive(stream, address, since);
         });
   }
 
-  void Arrive(const std::shared_ptr<TlsStream>& stream, const std::string& address) {
+  void Arrive(const std::shared_ptr<TlsStream>& stream, const std::string& address,
+              std::chrono::steady_clock::time_point since) {
     Arrival arrival;
+    arrival.m_Since = since;
     arrival.m_Stream = std::make_unique<AsioByteStream<TlsStream>>(stream);
     arrival.m_Peer.m_Address = address;
     const X509* certificate = SSL_get0_peer_certificate(stream->native_handle());
@@ -136,6 +139,17 @@ private:
 };
 
 } // namespace
+
+bool HasIPv6() {
+  asio::io_context io;
+  error_code error;
+  tcp::socket(io).open(tcp::v6(), error);
+  return !error;
+}
+
+String DefaultListen(bool hasIPv6) {
+  return fmt::format("{}:{}", hasIPv6 ? "[::]" : "0.0.0.0", k_DefaultPort);
+}
 
 std::unique_ptr<Listener> ListenTls(asio::io_context& io, const String& address, const MasterRecord& master,
                                     Listener::FindClient findClient, Listener::ReportStranger report,

@@ -5,9 +5,9 @@
 #include <fmt/format.h>
 
 #include "AuditFields.h"
-#include "Digest.h"
 #include "brenic/Options.h"
 #include "brenic/SystemMessages.h"
+#include "net/Digest.h"
 #include "rlib/Log.h"
 #include "rlib/Stream.h"
 #include "wire/Contents.h"
@@ -58,6 +58,14 @@ void NoteChanges(const Effect& effect, Batch& batch) {
     batch.m_ChangedProducts->insert(*effect.m_Remove);
 }
 
+/// Contents that are not decoded, or not worth it, are named by their digest and size.
+std::string AuditedFields(const Request& request, bool refused, const std::string& digest) {
+  const size_t size = request.m_Envelope->ByteSizeLong();
+  if (request.m_Message && !(refused && size > k_MaxAuditField))
+    return ToText(AuditFields(*request.m_Message));
+  return ToText(Json{{"digest", Hex(digest)}, {"size", size}});
+}
+
 /// A reply must fit into a frame; many names of long options might not.
 bool FitsFrame(const Message& reply) {
   size_t bytes = 0;
@@ -67,6 +75,17 @@ bool FitsFrame(const Message& reply) {
 }
 
 } // namespace
+
+String WhyNotDecoded(const Peer& peer, const wire::Envelope& envelope) {
+  if (peer.m_Role != Role::Administrator)
+    return fmt::format("the client '{}' is a component; only an administrator may send requests",
+                       peer.m_Name.str());
+  const auto translations = static_cast<size_t>(envelope.path_translations().translations_size());
+  if (translations > k_MaxTranslationCount)
+    return fmt::format("m_Translations: {} translations, where {} are allowed", translations,
+                       k_MaxTranslationCount);
+  return k_Empty;
+}
 
 Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, SnapshotHolder& snapshots,
                Deliver deliver, std::string run)
@@ -121,12 +140,15 @@ Batch Writer::Process(const std::vector<Request>& requests) {
   try {
     return Commit(requests);
   } catch (const StoreFailure& failure) {
-    if (!failure.IsFull())
+    if (failure.Which() == StoreFailure::Kind::Broken)
       throw;
     rlib::LogError(fmt::format("Writes are refused: {}", failure.what()));
     m_Store->Rollback();
     m_Settings = m_Store->LoadSettings();
-    return AnswerWithoutStoring(requests);
+    return AnswerWithoutStoring(requests, failure.Which() == StoreFailure::Kind::Full
+                                              ? "the Master's disk is full; nothing was changed"
+                                              : "another program holds the Master's database; nothing was "
+                                                "changed, run the command again");
   }
 }
 
@@ -152,14 +174,14 @@ Batch Writer::Commit(const std::vector<Request>& requests) {
   return batch;
 }
 
-Batch Writer::AnswerWithoutStoring(const std::vector<Request>& requests) {
+Batch Writer::AnswerWithoutStoring(const std::vector<Request>& requests, const String& reason) {
   Batch batch;
   for (const Request& request : requests) {
     Decision decision = Decide(request, Sha256(request.m_Envelope->SerializeAsString()));
     const bool isWrite = decision.m_Record && !decision.m_Reply;
     if (isWrite && decision.m_Outcome == wire::Answer::COMMITTED) {
       decision.m_Outcome = wire::Answer::REFUSED;
-      decision.m_Reason = "the Master's disk is full; nothing was changed";
+      decision.m_Reason = reason;
     }
     batch.m_Results.push_back(
         MakeResult(request, decision.m_Outcome, decision.m_Reason, decision.m_Reply.get()));
@@ -194,12 +216,10 @@ Writer::Decision Writer::Repeat(const AuditRecord& earlier, const std::string& d
 
 Writer::Decision Writer::DecideNew(const Request& request) const {
   Decision decision;
-  if (request.m_Peer->m_Role != Role::Administrator)
-    decision.m_Reason = fmt::format("the client '{}' is a component; only an administrator may send requests",
-                                    request.m_Peer->m_Name.str());
-  else if (!request.m_Message)
+  decision.m_Reason = WhyNotDecoded(*request.m_Peer, *request.m_Envelope);
+  if (decision.m_Reason.empty() && !request.m_Message)
     decision.m_Reason = "this Master does not know this kind of request";
-  else
+  if (decision.m_Reason.empty())
     decision.m_Reason = CheckBasis(m_Settings, *request.m_Message, request.m_Envelope->basis());
   if (!decision.m_Reason.empty())
     return decision;
@@ -228,9 +248,10 @@ AuditRecord Writer::MakeRecord(const Request& request, const Decision& decision,
   record.m_Kind = peer.m_Kind;
   record.m_Address = peer.m_Address;
   record.m_MessageId = request.m_Id;
-  record.m_Class = request.m_Message ? request.m_Message->ClassName() : "Unknown";
+  const char* const className = wire::ClassName(*request.m_Envelope);
+  record.m_Class = className ? className : "Unknown";
   record.m_Digest = digest;
-  record.m_Fields = request.m_Message ? ToText(AuditFields(*request.m_Message)) : "{}";
+  record.m_Fields = AuditedFields(request, decision.m_Outcome == wire::Answer::REFUSED, digest);
   record.m_Result = ResultName(decision.m_Outcome, decision.m_Reply != nullptr);
   record.m_Reason = decision.m_Reason.str();
   record.m_Run = m_Run;

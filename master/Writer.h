@@ -22,12 +22,15 @@ struct Peer {
   uint32_t m_Kind = 0;
 };
 
+/// Why contents are refused without being decoded; empty when they are not.
+String WhyNotDecoded(const Peer& peer, const wire::Envelope& envelope);
+
 struct Request {
   uint64_t m_Session = 0;
   std::shared_ptr<const Peer> m_Peer;
   UID m_Id;
   std::shared_ptr<const wire::Envelope> m_Envelope;
-  shared_ptr<Message> m_Message; // null when the contents are unknown
+  shared_ptr<Message> m_Message; // null when the contents are unknown or were not decoded
   size_t m_Bytes = 0;
 };
 
@@ -49,8 +52,8 @@ struct Batch {
 
 /// Owns the settings in memory and, while it runs, the store. Requests take effect in the order of Submit; a
 /// request sees those before it. A result is given out after its commit.
-/// When the disk is full, writes are refused and reads go on; any other failure of the store ends the
-/// process.
+/// When the disk is full or another process holds the database too long, writes are refused and reads go on;
+/// any other failure of the store ends the process.
 class Writer {
 public:
   /// Called on the writer's thread.
@@ -77,7 +80,7 @@ private:
   void Run();
   Batch Process(const std::vector<Request>& requests);
   Batch Commit(const std::vector<Request>& requests);
-  Batch AnswerWithoutStoring(const std::vector<Request>& requests);
+  Batch AnswerWithoutStoring(const std::vector<Request>& requests, const String& reason);
   Decision Decide(const Request& request, const std::string& digest);
   Decision DecideNew(const Request& request) const;
   Decision Repeat(const AuditRecord& earlier, const std::string& digest) const;

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "net/FrameStream.h"
+#include "rlib/Log.h"
 
 namespace brenic {
 namespace {
@@ -20,8 +21,8 @@ protected:
     m_Stream = std::make_shared<FrameStream>(
         m_Io, std::make_unique<AsioByteStream<Local::socket>>(std::move(ours)), timing);
     m_Stream->Start({[this](wire::Frame& frame) { m_Frames.push_back(frame); },
-                     [this](const FrameStream::End& end) { m_Ends.push_back(end); },
-                     [this] { ++m_Drained; }});
+                     [this](const FrameStream::End& end) { m_Ends.push_back(end); }, [this] { ++m_Drained; },
+                     m_Check});
   }
   ~FrameStreamTest() override {
     if (m_Stream)
@@ -65,6 +66,7 @@ protected:
   std::vector<wire::Frame> m_Frames;
   std::vector<FrameStream::End> m_Ends;
   int m_Drained = 0;
+  std::function<void(const wire::Frame& frame)> m_Check;
   wire::FrameReader m_Peer;
   std::vector<wire::Frame> m_PeerFrames;
   size_t m_PeerBytes = 0;
@@ -93,6 +95,49 @@ TEST_F(FrameStreamTest, EveryPingIsAnswered) {
     return m_PeerFrames.size() == 2;
   }));
   EXPECT_TRUE(m_PeerFrames[0].has_pong());
+  EXPECT_TRUE(m_Frames.empty());
+}
+
+TEST_F(FrameStreamTest, APeerThatPingsAndReadsNothingDoesNotMakeTheQueueGrow) {
+  Start();
+  wire::Frame ping;
+  ping.mutable_ping();
+  std::string pings;
+  for (int i = 0; i < 10'000; ++i)
+    pings += wire::Encode(ping);
+  wire::Frame hello = Hello(std::string(8 * 1024 * 1024, 'x')); // more than the socket holds
+  m_Stream->Send(hello);
+  const size_t queued = m_Stream->Queued();
+  PeerWrites(pings + wire::Encode(Hello("behind")));
+  ASSERT_TRUE(RunUntil([&] { return m_Frames.size() == 1; }));
+  EXPECT_EQ(m_Stream->Queued(), queued);
+}
+
+TEST_F(FrameStreamTest, FramesOfUnknownKindsAreSkippedAndLoggedOnce) {
+  int lines = 0;
+  rlib::Log::SetObserver(
+      [&](int, const String& text) { lines += text.str().find("kind") != std::string::npos; });
+  Start();
+  PeerWrites(std::string(4 * 100, '\0') + wire::Encode(Hello("behind"))); // a hundred empty frames
+  EXPECT_TRUE(RunUntil([&] { return m_Frames.size() == 1; }));
+  rlib::Log::SetObserver({});
+  EXPECT_EQ(lines, 1);
+}
+
+TEST_F(FrameStreamTest, AFrameThatTheCheckDoesNotLetPassIsMalformedWhateverItsKind) {
+  wire::Frame ping;
+  ping.mutable_ping();
+  for (const std::string& bytes : {wire::Encode(ping), std::string(4, '\0'), wire::Encode(Hello("x"))}) {
+    m_Check = [](const wire::Frame&) { throw wire::Malformed("something that must not come"); };
+    m_Socket = Local::socket(m_Io);
+    m_Ends.clear();
+    Start();
+    PeerWrites(bytes);
+    ASSERT_TRUE(RunUntil([&] { return !m_Ends.empty(); }));
+    EXPECT_TRUE(m_Ends[0].m_Malformed);
+    EXPECT_EQ(m_Ends[0].m_Text, String("received something that must not come"));
+    m_Stream->Close();
+  }
   EXPECT_TRUE(m_Frames.empty());
 }
 

@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "Digest.h"
 #include "Samples.h"
 #include "brenic/ProductMessages.h"
 #include "brenic/SystemMessages.h"
+#include "net/Digest.h"
 
 namespace brenic::master {
 namespace {

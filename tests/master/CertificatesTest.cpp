@@ -69,6 +69,16 @@ TEST(Certificates, HaveLongSerialNumbersOfTheirOwn) {
   X509_free(certificate);
 }
 
+TEST(Certificates, TellTheirHostsAndHowLongTheyAreValid) {
+  const Credential authority = MakeAuthority("test");
+  const std::set<std::string> hosts{"farm", "::1", "10.0.0.1"};
+  const Credential server = IssueServer(authority, "m", hosts, 10).m_Credential;
+  EXPECT_EQ(HostsOf(server), hosts);
+  EXPECT_NEAR(DaysLeft(server), 10, 1);
+  EXPECT_LT(DaysLeft(IssueClient(authority, "c", -1).m_Credential), 0);
+  EXPECT_NEAR(DaysLeft(authority), k_AuthorityDays, 1);
+}
+
 TEST(Certificates, AreNotMadeForWhatIsNoHost) {
   const Credential authority = MakeAuthority("test");
   try {

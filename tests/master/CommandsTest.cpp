@@ -1,6 +1,7 @@
 // The subcommands that end by themselves.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "Farm.h"
 #include "SqliteStore.h"
@@ -27,6 +28,14 @@ TEST(Init, MakesAFolderThatIsClosedToOthers) {
       "[Client]\nMaster = farm.example:9000\nCA = ca.pem\nCertificate = client.pem\nKey = client.key\n");
 }
 
+TEST(Init, SaysWhenTheMastersNameCannotBeUsed) {
+  const TempFolder folder;
+  const Ended ended = RunMaster({"init", "--data-dir", folder / "data", "--name", "a\tb"});
+  EXPECT_EQ(ended.m_Status, 1);
+  EXPECT_THAT(ended.m_Errors, HasSubstr("The Master's name cannot be used"));
+  EXPECT_EQ(folder.Count(), 0u);
+}
+
 TEST(Init, RefusesAFolderThatHoldsAMaster) {
   const Farm farm;
   const std::string database = ReadTextFile(SqliteStore::File(farm.Data()).c_str());
@@ -44,7 +53,20 @@ TEST(Client, CredentialsAreIssuedOnceIntoAFolder) {
   const Ended again =
       RunMaster({"client", "node", "--role", "component", "--data-dir", farm.Data(), "--out", folder});
   EXPECT_EQ(again.m_Status, 1);
-  EXPECT_THAT(again.m_Errors, HasSubstr("already holds credentials"));
+  EXPECT_THAT(again.m_Errors, HasSubstr("is not empty"));
+}
+
+TEST(Client, CredentialsAreNotWrittenWhereAFileOrLinkIsAlready) {
+  const Farm farm;
+  const TempFolder folder;
+  ASSERT_EQ(symlink((folder / "elsewhere").c_str(), (folder / "client.key").c_str()), 0);
+  ASSERT_EQ(symlink(farm.Data().c_str(), farm.File("link").c_str()), 0);
+  for (const std::string& out : {folder.Name(), farm.File("link")}) {
+    const Ended ended =
+        RunMaster({"client", "node", "--role", "component", "--data-dir", farm.Data(), "--out", out});
+    EXPECT_EQ(ended.m_Status, 1) << out;
+  }
+  EXPECT_EQ(folder.Count(), 1u);
 }
 
 TEST(Commands, SayThatAFolderHoldsNoMaster) {
@@ -62,6 +84,25 @@ TEST(Serve, ReportsAConfigurationThatItDoesNotUnderstand) {
       {"serve", "--data-dir", farm.Data(), "--listen", "127.0.0.1:0", "--config", farm.File("master.conf")});
   EXPECT_EQ(ended.m_Status, 1);
   EXPECT_EQ(ended.m_Errors, "brenic-master: The configuration has the unknown name 'RebotCommand'\n");
+}
+
+TEST(Serve, ReportsLinesOfTheConfigurationThatItSkips) {
+  const Farm farm;
+  for (const char* text :
+       {"[Master]\nRebootCommand reboot\n", "[Mater]\nRebootCommand = x\n", "RebootCommand = x\n"}) {
+    WriteTextFile(farm.File("bad.conf"), text);
+    const Ended ended = RunMaster(
+        {"serve", "--data-dir", farm.Data(), "--listen", "nowhere", "--config", farm.File("bad.conf")});
+    EXPECT_EQ(ended.m_Status, 1);
+    EXPECT_THAT(ended.m_Errors, HasSubstr("The configuration")) << text;
+  }
+}
+
+TEST(Serve, RemovesAPortFileThatWasLeftBehindAtOnce) {
+  const Farm farm;
+  WriteTextFile(farm.File("port"), "1234\n");
+  RunMaster({"serve", "--data-dir", farm.Data(), "--listen", "nowhere", "--port-file", farm.File("port")});
+  EXPECT_EQ(access(farm.File("port").c_str(), F_OK), -1);
 }
 
 TEST(Serve, ReportsAnAddressThatItCannotListenOn) {

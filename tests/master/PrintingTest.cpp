@@ -55,6 +55,21 @@ TEST(StateIni, IsReadBackAsItWas) {
   EXPECT_EQ(sections[Type(2).ToString().str()], (OptionMap{{"k", "v"}}));
 }
 
+TEST(StateIni, MentionsAValueThatIsTooLongForALine) {
+  Settings settings;
+  settings.m_Options = {{"UserLimits", String(std::string(rlib::IniFile::k_MaxLine, 'x'))}, {"short", "1"}};
+  const std::string text = StateIni(settings);
+  EXPECT_NE(text.find("; UserLimits is left out: its value of 1048576 bytes is too long"), std::string::npos);
+  rlib::IniFile ini;
+  ini.LoadText(text);
+  EXPECT_EQ(ini.SkippedLines(), 0u);
+  ASSERT_TRUE(ini.SetNextSection());
+  String name, value;
+  EXPECT_TRUE(ini.GetNextValue(name, value));
+  EXPECT_EQ(name, "short");
+  EXPECT_FALSE(ini.GetNextValue(name, value));
+}
+
 TEST(AuditJson, HasItsKeysInTheirOrder) {
   AuditRecord record;
   record.m_Sequence = 7;

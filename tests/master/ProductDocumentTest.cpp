@@ -1,6 +1,7 @@
 #include "ProductDocument.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include "Requests.h"
 #include "Samples.h"
@@ -28,14 +29,14 @@ TEST(Document, MayHoldUnknownMembers) {
 }
 
 TEST(Document, ThatIsNoObjectIsRefused) {
-  EXPECT_THAT(ProblemOf("["), HasSubstr("not valid JSON"));
-  EXPECT_THAT(ProblemOf("[]"), HasSubstr("not a JSON object"));
-  EXPECT_THAT(ProblemOf(Document("") + "x"), HasSubstr("not valid JSON"));
+  EXPECT_THAT(ProblemOf("["), HasSubstr("it is no JSON"));
+  EXPECT_THAT(ProblemOf("[]"), HasSubstr("type"));
+  EXPECT_THAT(ProblemOf(Document("") + "x"), HasSubstr("it is no JSON"));
 }
 
 TEST(Document, WithAKeyTwiceIsRefusedAtAnyLevel) {
-  EXPECT_THAT(ProblemOf(Document(R"(,"name":"m")")), HasSubstr("the key 'name' twice"));
-  EXPECT_THAT(ProblemOf(Document(R"(,"a":[{"b":1,"b":2}])")), HasSubstr("the key 'b' twice"));
+  EXPECT_THAT(ProblemOf(Document(R"(,"name":"m")")), HasSubstr("the key \"name\" stands twice"));
+  EXPECT_THAT(ProblemOf(Document(R"(,"a":[{"b":1,"b":2}])")), HasSubstr("the key \"b\" stands twice"));
   EXPECT_EQ(ProblemOf(Document(R"(,"a":[{"b":1},{"b":2}])")), "");
 }
 
@@ -49,18 +50,18 @@ TEST(Document, MayHave64LevelsAndNotMore) {
 }
 
 TEST(Document, BeyondItsSizeIsRefused) {
-  EXPECT_THAT(ProblemOf(Document(R"(,"x":")" + std::string(k_MaxDocument, 'x') + "\"")),
-              HasSubstr("exceeds"));
+  EXPECT_THAT(ProblemOf(Document(R"(,"x":")" + std::string(k_MaxProductDocument, 'x') + "\"")),
+              HasSubstr("longer than 1048576 bytes"));
 }
 
 TEST(Document, NeedsIdentifierAndNames) {
-  EXPECT_THAT(ProblemOf("{}"), HasSubstr("no text 'id'"));
-  EXPECT_THAT(ProblemOf(R"({"id":"x","name":"n"})"), HasSubstr("no identifier"));
+  EXPECT_THAT(ProblemOf("{}"), HasSubstr("property 'id'"));
+  EXPECT_THAT(ProblemOf(R"({"id":"x","name":"n"})"), testing::StartsWith("id: "));
   EXPECT_THAT(ProblemOf(R"({"id":"00000000-0000-0000-0000-000000000000","name":"n"})"),
-              HasSubstr("null identifier"));
-  EXPECT_THAT(ProblemOf(Document(R"(,"aliases":[1])")), HasSubstr("no list of texts"));
-  EXPECT_THAT(ProblemOf(Document(R"(,"aliases":["N"])")), HasSubstr("twice"));
-  EXPECT_THAT(ProblemOf(Document(R"(,"aliases":[""])")), HasSubstr("empty"));
+              testing::StartsWith("id: "));
+  EXPECT_THAT(ProblemOf(Document(R"(,"aliases":[1])")), testing::StartsWith("aliases[0]: "));
+  EXPECT_THAT(ProblemOf(Document(R"(,"aliases":["N"])")), HasSubstr("its name or an alias already"));
+  EXPECT_THAT(ProblemOf(Document(R"(,"aliases":[""])")), testing::StartsWith("aliases[0]: "));
 }
 
 TEST(Index, HasToAgreeWithTheDocument) {
@@ -80,6 +81,36 @@ TEST(DefaultProducts, LeaveOutWhatCannotBeTaken) {
   const ProductMap products = LoadDefaultProducts(folder.Name());
   ASSERT_EQ(products.size(), 1u);
   EXPECT_EQ(products.begin()->second->Name(), "Alpha");
+}
+
+TEST(DefaultProducts, AreReadPastASymbolicLinkThatLeadsNowhere) {
+  const TempFolder folder;
+  ASSERT_EQ(symlink("nowhere", (folder / "a.json").c_str()), 0);
+  WriteTextFile(folder / "b.json", MakeProduct(1, "Alpha")->Document());
+  EXPECT_EQ(LoadDefaultProducts(folder.Name()).size(), 1u);
+}
+
+TEST(DefaultProducts, LeaveOutWhatHasTheNameOfAnInstalledProduct) {
+  const TempFolder folder;
+  WriteTextFile(folder / "a.json", MakeProduct(1, "Alpha")->Document());
+  WriteTextFile(folder / "b.json", MakeProduct(2, "Beta")->Document());
+  ProductCatalogue farm;
+  farm.Install(MakeProduct(9, "Own", {"alpha"}));
+  const ProductMap products = LoadDefaultProducts(folder.Name(), farm);
+  ASSERT_EQ(products.size(), 1u);
+  EXPECT_EQ(products.begin()->first, Type(2));
+}
+
+TEST(DefaultProducts, KeepWhatDoesNotShowBesideAnInstalledProduct) {
+  const TempFolder folder;
+  WriteTextFile(folder / "a.json", MakeProduct(1, "Alpha")->Document());
+  WriteTextFile(folder / "b.json", MakeProduct(2, "Beta")->Document());
+  ProductCatalogue farm;
+  farm.AddDefault(MakeProduct(1, "Alpha"));
+  farm.Remove(Type(1));
+  farm.Install(MakeProduct(2, "Gamma"));
+  farm.Install(MakeProduct(9, "Own", {"alpha", "beta"}));
+  EXPECT_EQ(LoadDefaultProducts(folder.Name(), farm).size(), 2u);
 }
 
 TEST(SampleProducts, AreAllTaken) {

@@ -2,12 +2,12 @@
 
 #include <gmock/gmock.h>
 
-#include "Digest.h"
 #include "Samples.h"
 #include "Utf8.h"
 #include "brenic/Options.h"
 #include "brenic/ProductMessages.h"
 #include "brenic/SystemMessages.h"
+#include "net/Digest.h"
 
 namespace brenic::master {
 namespace {

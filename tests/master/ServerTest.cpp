@@ -1,11 +1,11 @@
 #include <gmock/gmock.h>
 
-#include "Digest.h"
 #include "Farm.h"
 #include "Samples.h"
 #include "brenic/Options.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/SystemMessages.h"
+#include "net/Digest.h"
 
 namespace brenic::master {
 namespace {

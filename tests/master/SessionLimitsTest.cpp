@@ -74,6 +74,52 @@ TEST_F(SessionLimitsTest, ARequestBeforeHelloEndsTheConnection) {
   EXPECT_TRUE(m_Farm.Audit().empty());
 }
 
+TEST_F(SessionLimitsTest, NothingButHelloIsTakenBeforeIt) {
+  wire::Frame ping, pong;
+  ping.mutable_ping();
+  pong.mutable_pong();
+  for (const std::string& bytes : {wire::Encode(ping), wire::Encode(pong), std::string(4, '\0')}) {
+    TestClient client = m_Farm.Connect();
+    client.SendBytes(bytes);
+    ExpectGoodbye(client, wire::Goodbye::PROTOCOL_ERROR, "Hello is expected");
+  }
+}
+
+TEST_F(SessionLimitsTest, ALargeFrameOfAComponentEndsTheConnection) {
+  TestClient client = m_Farm.ConnectTls(m_Farm.Issue("node", "component"));
+  client.Greet();
+  client.SendBytes(std::string("\0\1\0\1", 4));
+  ExpectGoodbye(client, wire::Goodbye::PROTOCOL_ERROR, "65537 bytes, where 65536 are allowed");
+}
+
+TEST_F(SessionLimitsTest, ARequestOfAComponentIsNotDecodedUnlessItIsSmall) {
+  TestClient client = m_Farm.ConnectTls(m_Farm.Issue("node", "component"));
+  client.Greet();
+  EXPECT_EQ(client.Ask(*SetOption("a", "small")).outcome(), wire::Answer::REFUSED);
+  EXPECT_EQ(client.Ask(*SetOption("a", String(std::string(5000, 'x')))).outcome(), wire::Answer::REFUSED);
+  const auto audit = m_Farm.Audit();
+  ASSERT_EQ(audit.size(), 2u);
+  EXPECT_EQ(audit[0]["message"]["m_Options"]["a"], "small");
+  EXPECT_EQ(audit[1]["message"]["class"], "SetMasterOptionsMsg");
+  EXPECT_GT(audit[1]["message"]["size"], 5000);
+  EXPECT_FALSE(audit[1]["message"].contains("m_Options"));
+}
+
+TEST_F(SessionLimitsTest, TooManyTranslationsAreRefusedWithoutBeingDecoded) {
+  TestClient client = m_Farm.Join();
+  wire::Frame frame;
+  frame.mutable_message()->set_id(wire::IdentifierBytes(UID(true)));
+  for (int i = 0; i < 100'001; ++i)
+    frame.mutable_message()->mutable_path_translations()->add_translations();
+  client.Send(frame);
+  const wire::Answer answer = client.NextAnswer();
+  EXPECT_EQ(answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_THAT(answer.reason(), HasSubstr("100001 translations, where 100000 are allowed"));
+  const auto message = m_Farm.Audit().at(0)["message"];
+  EXPECT_EQ(message["class"], "PathTranslationsMsg");
+  EXPECT_GT(message["size"], 200'000);
+}
+
 TEST_F(SessionLimitsTest, AnotherVersionOfTheProtocolIsNamed) {
   TestClient client = m_Farm.Connect();
   client.SendHello(99);

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "Samples.h"
 #include "TempFolder.h"
@@ -13,7 +14,7 @@ class StoreTest : public testing::Test {
 protected:
   StoreTest() {
     MasterRecord master{Type(7), "Farm", {"ca", "ca key"}, {"server", "server key"}};
-    SqliteStore::Create(m_Folder.Name(), master, {"01", "admin", Role::Administrator});
+    SqliteStore::Create(SqliteStore::File(m_Folder.Name()), master, {"01", "admin", Role::Administrator});
     Open();
   }
   void Open() {
@@ -63,8 +64,50 @@ TEST_F(StoreTest, IsClosedToOthers) {
 }
 
 TEST_F(StoreTest, IsNotMadeTwice) {
-  EXPECT_THROW(SqliteStore::Create(m_Folder.Name(), MasterRecord(), {}), StoreFailure);
+  EXPECT_THROW(SqliteStore::Create(SqliteStore::File(m_Folder.Name()), MasterRecord(), {}), StoreFailure);
   EXPECT_EQ(m_Store->LoadMaster().m_ID, Type(7));
+}
+
+TEST_F(StoreTest, IsNotMadeBehindASymbolicLink) {
+  const TempFolder other;
+  ASSERT_EQ(symlink((other / "elsewhere").c_str(), (other / "link").c_str()), 0);
+  EXPECT_THROW(SqliteStore::Create(other / "link", MasterRecord(), {}), StoreFailure);
+  EXPECT_EQ(other.Count(), 1u);
+}
+
+TEST_F(StoreTest, ReplacesTheMastersOwnCertificate) {
+  m_Store->ReplaceServerCredential({"new", "new key"});
+  Open();
+  EXPECT_EQ(m_Store->LoadMaster().m_Server.m_Certificate, "new");
+  EXPECT_EQ(m_Store->LoadMaster().m_Server.m_Key, "new key");
+  EXPECT_EQ(m_Store->LoadMaster().m_Authority.m_Key, "ca key");
+}
+
+TEST_F(StoreTest, DoesNotWriteDefaultProductsThatItHolds) {
+  const ProductMap products{{Type(1), MakeProduct(1, "Alpha")}, {Type(2), MakeProduct(2, "Beta")}};
+  m_Store->ReplaceDefaultProducts(products);
+  const auto changes = [&] { return sqlite3_total_changes(m_Store->Connection().Handle()); };
+  const int before = changes();
+  m_Store->ReplaceDefaultProducts(products);
+  EXPECT_EQ(changes(), before);
+  m_Store->ReplaceDefaultProducts({{Type(1), MakeProduct(1, "Alpha", {"a"})}});
+  EXPECT_GT(changes(), before);
+  EXPECT_EQ(m_Store->LoadSettings().m_Products.Effective().size(), 1u);
+}
+
+TEST_F(StoreTest, KeepsTheDefaultProductsWhenThereIsNoRoomForOthers) {
+  m_Store->ReplaceDefaultProducts({{Type(1), MakeProduct(1, "Alpha")}});
+  m_Store->Connection().Execute("PRAGMA max_page_count = 1");
+  const std::string longName(200'000, 'x');
+  try {
+    m_Store->ReplaceDefaultProducts({{Type(2), MakeProduct(2, longName)}});
+    FAIL();
+  } catch (const StoreFailure& failure) {
+    EXPECT_EQ(failure.Which(), StoreFailure::Kind::Full);
+  }
+  EXPECT_TRUE(m_Store->LoadSettings().m_Products.Find(Type(1)));
+  m_Store->Begin(); // no transaction is left open
+  m_Store->Commit();
 }
 
 TEST_F(StoreTest, OfAnotherVersionIsNotOpened) {
@@ -179,7 +222,7 @@ TEST_F(StoreTest, SaysThatItIsFull) {
     Apply(effect);
     FAIL();
   } catch (const StoreFailure& failure) {
-    EXPECT_TRUE(failure.IsFull()) << failure.what();
+    EXPECT_EQ(failure.Which(), StoreFailure::Kind::Full) << failure.what();
   }
 }
 

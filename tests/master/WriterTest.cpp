@@ -4,12 +4,12 @@
 
 #include <gmock/gmock.h>
 
-#include "Digest.h"
 #include "Samples.h"
 #include "SqliteStore.h"
 #include "TempFolder.h"
 #include "brenic/Options.h"
 #include "brenic/SystemMessages.h"
+#include "net/Digest.h"
 #include "wire/Contents.h"
 
 namespace brenic::master {
@@ -42,7 +42,8 @@ Told Read(const Result& result) {
 class WriterTest : public testing::Test {
 protected:
   WriterTest() {
-    SqliteStore::Create(m_Folder.Name(), MasterRecord(), {"01", "admin", Role::Administrator});
+    SqliteStore::Create(SqliteStore::File(m_Folder.Name()), MasterRecord(),
+                        {"01", "admin", Role::Administrator});
     Restart("first run");
   }
 
@@ -269,6 +270,35 @@ TEST_F(WriterTest, RecoversByItselfWhenThereIsRoomAgain) {
   EXPECT_EQ(Ask(write).m_Answer.outcome(), wire::Answer::REFUSED);
   m_Store->Connection().Execute("PRAGMA max_page_count = 100000"); // the writer is idle now
   EXPECT_EQ(Ask(Set("long", "1")).m_Answer.outcome(), wire::Answer::COMMITTED);
+}
+
+TEST_F(WriterTest, RefusesWritesWhileAnotherProgramHoldsTheDatabase) {
+  m_Store->Connection().Execute("PRAGMA busy_timeout = 0");
+  Database other(SqliteStore::File(m_Folder.Name()), Database::Mode::ReadWrite);
+  other.Execute("BEGIN IMMEDIATE");
+  m_Writer->Start();
+  const Told told = Ask(Set("a", "1"));
+  EXPECT_EQ(told.m_Answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_THAT(told.m_Answer.reason(), testing::HasSubstr("another program holds the Master's database"));
+  EXPECT_EQ(Ask(Get("a")).m_Reply->m_Options.at("a"), "");
+  other.Execute("ROLLBACK");
+  EXPECT_EQ(Ask(Set("a", "1")).m_Answer.outcome(), wire::Answer::COMMITTED);
+}
+
+TEST_F(WriterTest, RecordsALargeRefusedRequestByDigestAndSize) {
+  m_Writer->Start();
+  Ask(Make<SetMasterOptionsMsg>([](auto& message) {
+    message.m_Section = "nothing";
+    for (int i = 0; i < 2000; ++i)
+      message.m_Options[fmt::format("option{}", i)] = String(std::string(40, 'x'));
+  }));
+  std::string fields;
+  SqliteStore(m_Folder.Name(), Database::Mode::ReadOnly).ReadAudit(0, [&](const AuditRecord& record) {
+    EXPECT_EQ(record.m_Class, "SetMasterOptionsMsg");
+    fields = record.m_Fields;
+  });
+  EXPECT_THAT(fields, testing::AllOf(testing::HasSubstr("\"digest\":\""), testing::HasSubstr("\"size\":")));
+  EXPECT_LT(fields.size(), 200u);
 }
 
 using WriterDeathTest = WriterTest;

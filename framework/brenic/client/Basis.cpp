@@ -1,22 +1,14 @@
 #include "client/Basis.h"
 
-#include <openssl/sha.h>
-
 #include "brenic/Options.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/SettingsMessages.h"
+#include "net/Digest.h"
 #include "wire/Contents.h"
 
 namespace brenic {
 
 namespace {
-
-std::string Sha256(const std::string& bytes) {
-  std::string digest(SHA256_DIGEST_LENGTH, '\0');
-  SHA256(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(),
-         reinterpret_cast<unsigned char*>(digest.data()));
-  return digest;
-}
 
 /// The text of the user limits; null when the message does not hold them.
 const String* UserLimits(const Message& message) {

@@ -8,6 +8,13 @@
 
 namespace brenic {
 
+namespace {
+
+// With this much to read, a peer hears enough without an answer to its Ping. Also keeps what it queues small.
+constexpr size_t k_EnoughQueued = 4 * 1024;
+
+} // namespace
+
 String Explain(const error_code& error) {
   if (error == asio::error::eof || error == asio::ssl::error::stream_truncated)
     return "the connection was closed by the other side";
@@ -92,17 +99,22 @@ void FrameStream::TakeFrames() {
       auto frame = m_Reader.Next();
       if (!frame)
         break;
+      if (m_Handlers.m_Check)
+        m_Handlers.m_Check(*frame);
       switch (frame->body_case()) {
-      case wire::Frame::kPing: {
-        wire::Frame pong;
-        pong.mutable_pong();
-        Send(pong);
+      case wire::Frame::kPing:
+        if (m_Queued < k_EnoughQueued) {
+          wire::Frame pong;
+          pong.mutable_pong();
+          Send(pong);
+        }
         break;
-      }
       case wire::Frame::kPong:
         break;
       case wire::Frame::BODY_NOT_SET:
-        rlib::LogInfo("Skipped a frame of a kind that this program does not know");
+        if (!std::exchange(m_UnknownLogged, true))
+          rlib::LogInfo("Skipped a frame of a kind that this program does not know; further ones on this "
+                        "connection are not logged");
         break;
       default:
         // A copy: the handler may close the stream, which drops the handlers.

@@ -9,7 +9,8 @@
 
 namespace brenic {
 
-/// Used on the I/O thread only. Lives as long as somebody holds it or an operation is under way.
+/// Used on the I/O thread only. Lives as long as somebody holds it or an operation is under way. A peer that
+/// does not read is not answered any more when it pings, so it cannot make the queue grow by itself.
 class FrameStream : public std::enable_shared_from_this<FrameStream> {
 public:
   using Bytes = std::shared_ptr<const std::string>;
@@ -27,11 +28,14 @@ public:
     error_code m_Error;
   };
 
-  /// Neither is called from within Start, Send or Close. After `onEnd`, neither is called again.
+  /// None is called from within Start, Send or Close. After `onEnd`, none is called again.
   struct Handlers {
     std::function<void(wire::Frame& frame)> m_OnFrame;
     std::function<void(const End& end)> m_OnEnd;
     std::function<void()> m_OnDrained; // everything queued has been written
+    /// Sees every frame before anything is done with it, Pings and unknown kinds too; throws wire::Malformed
+    /// for one that must not come now.
+    std::function<void(const wire::Frame& frame)> m_Check = {};
   };
 
   FrameStream(asio::io_context& io, std::unique_ptr<ByteStream> stream, Timing timing);
@@ -78,6 +82,7 @@ private:
   bool m_Closed = false;
   bool m_Ending = false;
   bool m_PeerEnded = false; // while ending
+  bool m_UnknownLogged = false;
   std::chrono::steady_clock::time_point m_Heard;
   asio::steady_timer m_SilenceTimer;
   asio::steady_timer m_CloseTimer;

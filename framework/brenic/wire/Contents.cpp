@@ -182,6 +182,12 @@ struct Row {
     message = typed;
     return true;
   }
+  static bool Name(const Envelope& envelope, const char*& name) {
+    if (envelope.contents_case() != k_Case)
+      return false;
+    name = Msg::k_ClassName;
+    return true;
+  }
 };
 
 template <typename... Rows>
@@ -191,6 +197,11 @@ struct Table {
   }
   static bool Read(Envelope& envelope, shared_ptr<Message>& message) {
     return (Rows::Read(envelope, message) || ...);
+  }
+  static const char* Name(const Envelope& envelope) {
+    const char* name = nullptr;
+    (void)(Rows::Name(envelope, name) || ...);
+    return name;
   }
 };
 
@@ -228,6 +239,10 @@ void ToWire(const Message& message, Envelope& envelope) {
   envelope.set_id(IdentifierBytes(message.m_ID));
   if (!Classes::Write(message, envelope))
     throw std::logic_error(std::string("no wire form for ") + message.ClassName());
+}
+
+const char* ClassName(const Envelope& envelope) {
+  return Classes::Name(envelope);
 }
 
 shared_ptr<Message> FromWire(Envelope& envelope) {

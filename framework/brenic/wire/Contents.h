@@ -14,6 +14,9 @@ void ToWire(const Message& message, Envelope& envelope);
 /// of the wrong length.
 shared_ptr<Message> FromWire(Envelope& envelope);
 
+/// The name of the contents' class; null for one that this program does not know.
+const char* ClassName(const Envelope& envelope);
+
 void ToWire(const brenic::Product& product, Product& wire);
 /// Throws Malformed for an identifier of the wrong length.
 shared_ptr<brenic::Product> FromWire(const Product& wire);

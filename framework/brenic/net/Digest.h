@@ -4,11 +4,11 @@
 #include <string>
 #include <string_view>
 
-namespace brenic::master {
+namespace brenic {
 
 /// 32 bytes.
 std::string Sha256(std::string_view bytes);
 /// Lower-case hexadecimal.
 std::string Hex(std::string_view bytes);
 
-} // namespace brenic::master
+} // namespace brenic

@@ -1,8 +1,8 @@
-#include "Digest.h"
+#include "net/Digest.h"
 
 #include <openssl/sha.h>
 
-namespace brenic::master {
+namespace brenic {
 
 std::string Sha256(std::string_view bytes) {
   std::string digest(SHA256_DIGEST_LENGTH, '\0');
@@ -22,4 +22,4 @@ std::string Hex(std::string_view bytes) {
   return text;
 }
 
-} // namespace brenic::master
+} // namespace brenic
