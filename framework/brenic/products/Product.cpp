@@ -70,10 +70,7 @@ String SSaveProduct(const Product& product, bool compact) {
   return LayOut(product.Document(), compact);
 }
 
-namespace {
-
-/// The reason, empty when all of the file was read.
-String ReadDocument(const Path& file, std::string& document) {
+String ReadProductFile(const Path& file, std::string& document) {
   const int fd = open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (fd < 0)
     return rlib::ErrorText(errno);
@@ -102,11 +99,9 @@ String ReadDocument(const Path& file, std::string& document) {
   return k_Empty;
 }
 
-} // namespace
-
 shared_ptr<Product> SLoadProductFile(const Path& file) {
   std::string document;
-  String problem = ReadDocument(file, document);
+  String problem = ReadProductFile(file, document);
   shared_ptr<Product> product;
   if (problem.empty())
     product = ParseProduct(std::move(document), problem);
