@@ -107,6 +107,12 @@ class Farm:
         """Runs setwright to its end."""
         return finish(self.start(*args, **options))
 
+    def last(self, *args):
+        """Runs setwright with nothing behind these arguments."""
+        return finish(subprocess.Popen(
+            [BIN / "setwright", "-Master", self.address, "-LogFolder", self.folder / "log", *map(str, args)],
+            env=self.environment(), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE))
+
     def state(self):
         return json.loads(self.admin("state", "--data-dir", self.data, "--json"))
 
