@@ -38,6 +38,17 @@ struct SwitchTable {
 
   static constexpr Row k_Rows[] = {
       {"-Option", Values<&SetwrightApp::AddOption>},
+      {"-TypeOption", Values<&SetwrightApp::AddTypeOption>},
+      {"-Limit", Values<&SetwrightApp::AddLimit>},
+      {"-AddRestriction", Restriction<true>},
+      {"-RemoveRestriction", Restriction<false>},
+      {"-SetUserLimit", Values<&SetwrightApp::SetUserLimit>},
+      {"-RemoveUserLimit", Values<&SetwrightApp::RemoveUserLimit>},
+      {"-GetUserLimits", Query<&SetwrightApp::GetUserLimit>},
+      {"-CopyFile", Values<&SetwrightApp::AddFile>},
+      {"-ExportProduct", Values<&SetwrightApp::PrepareExport>},
+      {"-ImportProduct", Values<&SetwrightApp::PrepareImport>},
+      {"-RemoveProduct", Values<&SetwrightApp::PrepareRemove>},
       {"-Info", Set<&SetwrightApp::m_ShowInfo>},
       {"-DumpLogs", Flag<&SetwrightApp::DumpLogs>},
       {"-SuperExit", Flag<&SetwrightApp::SuperExit>},

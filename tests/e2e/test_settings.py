@@ -1,10 +1,8 @@
 """The settings switches and option files against a live Master."""
 
 import os
-import pathlib
-import subprocess
 
-from farm import BIN, TREE, Farm, FarmTest, finish
+from farm import TREE, Farm, FarmTest
 
 NULL = "00000000-0000-0000-0000-000000000000"
 RAYMARCH, LUMEN, DRIFTWATER = (f"7d0c6a14-52e3-4c0b-9f6e-1b1f0f3a5c0{n}" for n in (1, 2, 3))
@@ -18,13 +16,6 @@ class Settings(FarmTest):
         path = self.farm.folder / name
         path.write_text(text)
         return path
-
-    def last(self, *args):
-        """Runs setwright with exactly these arguments, nothing behind them."""
-        process = subprocess.Popen([BIN / "setwright", "-Master", self.farm.address, "-LogFolder", self.farm.folder,
-                                    *args], env=self.farm.environment(), stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE)
-        return finish(process)
 
     def test_two_options_of_one_type_leave_the_last(self):
         self.assertDone(self.farm.run("-TypeOption", RAYMARCH, "A", "1", "-TypeOption", RAYMARCH, "B", "2"))
@@ -50,9 +41,9 @@ class Settings(FarmTest):
         self.assertDone(self.farm.run("-Limit", "Driftwater Fluid Simulation", "3", "-Limit", DRIFTWATER.upper(), "5",
                                       "-Limit", "raymarch", "0"))
         self.assertEqual([m["m_Limits"] for m in self.messages("SetMasterLimitsMsg")], [{RAYMARCH: 0, DRIFTWATER: 5}])
-        self.assertDone(self.last("-Limit", "fluid"))
+        self.assertDone(self.farm.last("-Limit", "fluid"))
         self.assertEqual(self.farm.state()["limits"], {RAYMARCH: 0, DRIFTWATER: -1})
-        result = self.last("-Limit")
+        result = self.farm.last("-Limit")
         self.assertDone(result, 1)
         self.assertOneLine(result.err, "Not enough parameters for commandline switch -TypeOption")
 
@@ -116,7 +107,7 @@ Message = again
             self.assertDone(result, 1)
             self.assertOneLine(result.err, str(path))
             self.assertEqual(self.farm.state()["options"], {"a": str(path)})
-        result = self.last("-Option", "b", "1", "-CopyFile")
+        result = self.farm.last("-Option", "b", "1", "-CopyFile")
         self.assertDone(result, 1)
         self.assertOneLine(result.err, "no file name")
 
