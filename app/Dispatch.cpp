@@ -24,6 +24,10 @@ struct SwitchTable {
     return app.AddRestriction(cmd, index, k_Add);
   }
   template <auto k_Method>
+  static bool Query(SetwrightApp& app, CommandLine& cmd, int&) {
+    return (app.*k_Method)(cmd);
+  }
+  template <auto k_Method>
   static bool Flag(SetwrightApp& app, CommandLine&, int&) {
     return (app.*k_Method)();
   }
@@ -38,6 +42,9 @@ struct SwitchTable {
       {"-Limit", Values<&SetwrightApp::AddLimit>},
       {"-AddRestriction", Restriction<true>},
       {"-RemoveRestriction", Restriction<false>},
+      {"-SetUserLimit", Values<&SetwrightApp::SetUserLimit>},
+      {"-RemoveUserLimit", Values<&SetwrightApp::RemoveUserLimit>},
+      {"-GetUserLimits", Query<&SetwrightApp::GetUserLimit>},
       {"-CopyFile", Values<&SetwrightApp::AddFile>},
       {"-ExportProduct", Values<&SetwrightApp::PrepareExport>},
       {"-ImportProduct", Values<&SetwrightApp::PrepareImport>},
@@ -45,6 +52,9 @@ struct SwitchTable {
       {"-Info", Set<&SetwrightApp::m_ShowInfo>},
       {"-DumpLogs", Flag<&SetwrightApp::DumpLogs>},
       {"-SuperExit", Flag<&SetwrightApp::SuperExit>},
+      {"-GetPathTranslations", Set<&SetwrightApp::m_ShowPathTranslations>},
+      {"-PathTranslation", Values<&SetwrightApp::AddPathTranslation>},
+      {"-RemovePathTranslation", Values<&SetwrightApp::RemovePathTranslation>},
       {"-Reboot", Flag<&SetwrightApp::Reboot>},
       {"-Shutdown", Flag<&SetwrightApp::Shutdown>},
   };
