@@ -38,6 +38,9 @@ struct SwitchTable {
 
   static constexpr Row k_Rows[] = {
       {"-Option", Values<&SetwrightApp::AddOption>},
+      {"-SetUserLimit", Values<&SetwrightApp::SetUserLimit>},
+      {"-RemoveUserLimit", Values<&SetwrightApp::RemoveUserLimit>},
+      {"-GetUserLimits", Query<&SetwrightApp::GetUserLimit>},
       {"-Info", Set<&SetwrightApp::m_ShowInfo>},
       {"-DumpLogs", Flag<&SetwrightApp::DumpLogs>},
       {"-SuperExit", Flag<&SetwrightApp::SuperExit>},
