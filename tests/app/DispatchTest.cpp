@@ -100,6 +100,22 @@ INSTANTIATE_TEST_SUITE_P(
         SwitchCase{"-Shutdown", {}, [](Access& a) { return a.m_Shutdown; }}),
     [](const auto& info) { return std::string(info.param.m_Switch + 1); });
 
+bool UserLimit(Access& a, const char* name, int value) {
+  return a.m_UserLimitsMsg && a.m_UserLimitName == name && a.m_UserLimitValue == value;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    UserLimitsAndTranslations, SwitchTest,
+    testing::Values(
+        SwitchCase{"-SetUserLimit", {"ann", "4"}, [](Access& a) { return UserLimit(a, "ann", 4); }},
+        SwitchCase{"-RemoveUserLimit", {"ann"}, [](Access& a) { return UserLimit(a, "ann", -1); }},
+        SwitchCase{"-GetUserLimits", {}, [](Access& a) { return UserLimit(a, "", -3); }},
+        SwitchCase{"-GetPathTranslations", {}, [](Access& a) { return a.m_ShowPathTranslations; }},
+        SwitchCase{
+            "-PathTranslation", {"X:", "/x", "/Vx"}, [](Access& a) { return !a.m_AddTranslations.empty(); }},
+        SwitchCase{"-RemovePathTranslation", {"X:"}, [](Access& a) { return !a.m_RemoveRoots.empty(); }}),
+    [](const auto& info) { return std::string(info.param.m_Switch + 1); });
+
 class DispatchTest : public SetwrightTest {
 protected:
   bool Parse(std::vector<const char*> arguments) {

@@ -15,6 +15,12 @@ struct SetwrightAppAccess {
 
   bool ParseCommandLine(brenic::CommandLine& cmd) { return m_App.ParseCommandLine(cmd); }
   bool ParseCommandLine() { return m_App.ParseCommandLine(m_CommandLine); }
+  bool AddPathTranslation(int& index) { return m_App.AddPathTranslation(m_CommandLine, index); }
+  bool RemovePathTranslation(int& index) { return m_App.RemovePathTranslation(m_CommandLine, index); }
+  void ProcessPathTranslations() { m_App.ProcessPathTranslations(); }
+  bool SetUserLimit(int& index) { return m_App.SetUserLimit(m_CommandLine, index); }
+  bool RemoveUserLimit(int& index) { return m_App.RemoveUserLimit(m_CommandLine, index); }
+  bool GetUserLimit() { return m_App.GetUserLimit(m_CommandLine); }
   void Usage() { m_App.Usage(); }
   void QueueMessages() { m_App.QueueMessages(); }
   bool WaitForMessages() { return m_App.WaitForMessages(); }
@@ -56,6 +62,7 @@ struct SetwrightAppAccess {
   SETWRIGHT_MEMBER(m_ShowPathTranslations);
   SETWRIGHT_MEMBER(m_UserLimitName);
   SETWRIGHT_MEMBER(m_UserLimitValue);
+  SETWRIGHT_MEMBER(m_TranslationsAwaitedSince);
 #undef SETWRIGHT_MEMBER
 };
 
