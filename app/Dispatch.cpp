@@ -24,6 +24,10 @@ struct SwitchTable {
     return app.AddRestriction(cmd, index, k_Add);
   }
   template <auto k_Method>
+  static bool Query(SetwrightApp& app, CommandLine& cmd, int&) {
+    return (app.*k_Method)(cmd);
+  }
+  template <auto k_Method>
   static bool Flag(SetwrightApp& app, CommandLine&, int&) {
     return (app.*k_Method)();
   }
@@ -33,9 +37,26 @@ struct SwitchTable {
   }
 
   static constexpr Row k_Rows[] = {
-      {"-Option", Values<&SetwrightApp::AddOption>}, {"-Info", Set<&SetwrightApp::m_ShowInfo>},
-      {"-DumpLogs", Flag<&SetwrightApp::DumpLogs>},  {"-SuperExit", Flag<&SetwrightApp::SuperExit>},
-      {"-Reboot", Flag<&SetwrightApp::Reboot>},      {"-Shutdown", Flag<&SetwrightApp::Shutdown>},
+      {"-Option", Values<&SetwrightApp::AddOption>},
+      {"-TypeOption", Values<&SetwrightApp::AddTypeOption>},
+      {"-Limit", Values<&SetwrightApp::AddLimit>},
+      {"-AddRestriction", Restriction<true>},
+      {"-RemoveRestriction", Restriction<false>},
+      {"-SetUserLimit", Values<&SetwrightApp::SetUserLimit>},
+      {"-RemoveUserLimit", Values<&SetwrightApp::RemoveUserLimit>},
+      {"-GetUserLimits", Query<&SetwrightApp::GetUserLimit>},
+      {"-CopyFile", Values<&SetwrightApp::AddFile>},
+      {"-ExportProduct", Values<&SetwrightApp::PrepareExport>},
+      {"-ImportProduct", Values<&SetwrightApp::PrepareImport>},
+      {"-RemoveProduct", Values<&SetwrightApp::PrepareRemove>},
+      {"-Info", Set<&SetwrightApp::m_ShowInfo>},
+      {"-DumpLogs", Flag<&SetwrightApp::DumpLogs>},
+      {"-SuperExit", Flag<&SetwrightApp::SuperExit>},
+      {"-GetPathTranslations", Set<&SetwrightApp::m_ShowPathTranslations>},
+      {"-PathTranslation", Values<&SetwrightApp::AddPathTranslation>},
+      {"-RemovePathTranslation", Values<&SetwrightApp::RemovePathTranslation>},
+      {"-Reboot", Flag<&SetwrightApp::Reboot>},
+      {"-Shutdown", Flag<&SetwrightApp::Shutdown>},
   };
 };
 

@@ -2,6 +2,9 @@
 // delivered.
 #pragma once
 
+#include <chrono>
+#include <optional>
+
 #include "brenic/BrenicClientExecutable.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/ProductMessages.h"
@@ -23,6 +26,9 @@ public:
   int Execute() override;
   void Cleanup() override;
   bool OnException(brenic::Exception* e) override;
+
+  /// How long the path translations are waited for once they are needed.
+  static constexpr std::chrono::seconds k_TranslationsWait{10};
 
 private:
   friend struct SetwrightAppAccess; // the tests' way to the members
@@ -74,7 +80,23 @@ private:
   void ReportProductError(const char* what, const rlib::String& error);
 
   // translations/
+  bool AddPathTranslation(brenic::CommandLine& cmd, int& index);
+  bool RemovePathTranslation(brenic::CommandLine& cmd, int& index);
   void ProcessPathTranslations();
+  void DisplayPathTranslations();
+  /// The list is needed and has not come; gives up what needs it after k_TranslationsWait.
+  void GiveUpMissingTranslations();
+
+  // userlimits/. Limits are changed by reading, editing and writing back one option, whose reply is dealt
+  // with in OnSetMasterOptionsMsg.
+  static constexpr int k_RemoveUserLimit = -1;
+  static constexpr int k_RemoveAllUserLimits = -2;
+  static constexpr int k_DisplayUserLimits = -3;
+  bool SetUserLimit(brenic::CommandLine& cmd, int& index);
+  bool RemoveUserLimit(brenic::CommandLine& cmd, int& index);
+  bool GetUserLimit(brenic::CommandLine& cmd);
+  void RequestUserLimits(const rlib::String& name, int value);
+  void ShowUserLimits(const rlib::String& limits);
 
   // The pending requests and flags of the run.
   boost::shared_ptr<brenic::SetMasterOptionsMsg> m_OptionsMsg;
@@ -96,7 +118,8 @@ private:
   bool m_DisplayJSON = false;
   bool m_ShowPathTranslations = false; // cleared once shown
   rlib::String m_UserLimitName;
-  int m_UserLimitValue = 0; // a limit, or a negative code
+  int m_UserLimitValue = 0; // a limit, or one of the negative codes
+  std::optional<std::chrono::steady_clock::time_point> m_TranslationsAwaitedSince;
 };
 
 extern SetwrightApp g_SetwrightApp;

@@ -12,6 +12,10 @@ std::string ToText(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+void AddMember(Json& object, std::string key, Json value) {
+  object.get_ref<Json::object_t&>().emplace_back(std::move(key), std::move(value));
+}
+
 Json TranslationJson(const rlib::map<int, Path>& translation) {
   Json roots = Json::object();
   for (const auto& [platform, root] : translation)
@@ -24,7 +28,7 @@ namespace {
 Json Fields(const SetMasterOptionsMsg& message) {
   Json options = Json::object();
   for (const auto& [name, value] : message.m_Options)
-    options[name.str()] = value.str();
+    AddMember(options, name.str(), value.str());
   return {{"m_Section", message.m_Section.str()}, {"m_Options", options}};
 }
 
@@ -38,14 +42,14 @@ Json Fields(const GetMasterOptionsMsg& message) {
 Json Fields(const SetMasterLimitsMsg& message) {
   Json limits = Json::object();
   for (const auto& [type, limit] : message.m_Limits)
-    limits[type.ToString().str()] = limit;
+    AddMember(limits, type.ToString().str(), limit);
   return {{"m_Limits", limits}};
 }
 
 Json Fields(const SetMasterRestrictionsMsg& message) {
   Json restrictions = Json::object();
   for (const auto& [name, add] : message.m_Restrictions)
-    restrictions[name.str()] = add;
+    AddMember(restrictions, name.str(), add);
   return {{"m_Restrictions", restrictions}};
 }
 

@@ -18,6 +18,10 @@ Json AuditFields(const Message& message);
 /// JSON text in which invalid UTF-8 is replaced; never throws.
 std::string ToText(const Json& json);
 
+/// Adds a member whose key the object does not have: a look for it would cost as much as the object has
+/// members.
+void AddMember(Json& object, std::string key, Json value);
+
 /// The roots of a translation by platform: {"0": root, ...}.
 Json TranslationJson(const rlib::map<int, Path>& translation);
 

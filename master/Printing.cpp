@@ -18,7 +18,7 @@ namespace {
 Json OptionsJson(const OptionMap& options) {
   Json json = Json::object();
   for (const auto& [name, value] : options)
-    json[name.str()] = value.str();
+    AddMember(json, name.str(), value.str());
   return json;
 }
 
@@ -81,10 +81,10 @@ std::string StateJson(const MasterRecord& master, const Settings& settings) {
   state["options"] = OptionsJson(settings.m_Options);
   state["typeOptions"] = Json::object();
   for (const auto& [type, options] : settings.m_TypeOptions)
-    state["typeOptions"][type.ToString().str()] = OptionsJson(options);
+    AddMember(state["typeOptions"], type.ToString().str(), OptionsJson(options));
   state["limits"] = Json::object();
   for (const auto& [type, limit] : settings.m_Limits)
-    state["limits"][type.ToString().str()] = limit;
+    AddMember(state["limits"], type.ToString().str(), limit);
   state["restrictions"] = Json::array();
   for (const String& name : settings.m_Restrictions)
     state["restrictions"].push_back(name.str());

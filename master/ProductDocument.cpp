@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <unordered_map>
 
 #include <fmt/format.h>
 
@@ -34,6 +35,28 @@ String DescribeNameClash(const ProductCatalogue& products, const Product& produc
 
 namespace {
 
+/// Product files, most of which hold what the store holds from an earlier start, and was checked then.
+class KnownDocuments {
+public:
+  explicit KnownDocuments(const ProductMap& products) {
+    for (const auto& entry : products)
+      m_Products.emplace(entry.second->Document(), entry.second);
+  }
+
+  /// Null, with `problem` set, when the file holds no product.
+  shared_ptr<const Product> Load(const Path& file, String& problem) const {
+    std::string document;
+    problem = ReadProductFile(file, document);
+    if (!problem.empty())
+      return nullptr;
+    const auto known = m_Products.find(document);
+    return known != m_Products.end() ? known->second : ParseProduct(std::move(document), problem);
+  }
+
+private:
+  std::unordered_map<std::string_view, shared_ptr<const Product>> m_Products; // by document
+};
+
 ProductCatalogue InstalledOnly(const ProductCatalogue& farm) {
   ProductCatalogue installed;
   for (const auto& [type, product] : farm.Effective()) {
@@ -63,13 +86,17 @@ ProductMap LoadDefaultProducts(const Path& folder, const ProductCatalogue& farm)
         fmt::format("Cannot read the folder of products '{}': {}", folder.str().str(), error.message()));
   std::sort(files.begin(), files.end());
   const ProductCatalogue installed = InstalledOnly(farm);
+  const KnownDocuments known(farm.Defaults());
   ProductCatalogue products;
   for (const auto& file : files) {
-    const shared_ptr<const Product> product = SLoadProductFile(Path(file.string())); // logs what is wrong
-    if (!product)
+    String problem;
+    const shared_ptr<const Product> product = known.Load(Path(file.string()), problem);
+    if (!product) {
+      rlib::LogWarning(fmt::format("Left out the product of '{}': {}", file.string(), problem.str()));
       continue;
-    String problem = products.IsDefault(product->Type()) ? String("another file has the same identifier")
-                                                         : DescribeNameClash(products, *product);
+    }
+    problem = products.IsDefault(product->Type()) ? String("another file has the same identifier")
+                                                  : DescribeNameClash(products, *product);
     if (problem.empty() && !IsHidden(farm, product->Type()))
       problem = DescribeNameClash(installed, *product);
     if (problem.empty())

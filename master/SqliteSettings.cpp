@@ -28,7 +28,7 @@ void LoadProducts(sqlite3* database, ProductCatalogue& products) {
       continue;
     }
     String problem;
-    const shared_ptr<const Product> product = ParseProduct(row.Text(2), problem);
+    const shared_ptr<const Product> product = ParseCheckedProduct(row.Text(2), problem);
     if (!product)
       throw StoreFailure("The product " + type.ToString().str() +
                          " in the database cannot be used: " + problem.str());

@@ -202,6 +202,11 @@ void LogTrace(const String& text) {
   Log::Write(Log::k_Trace, text);
 }
 
+void Report(Log::Level level, const String& line) {
+  Log::Write(level, line);
+  stdErr.PutLine(line);
+}
+
 String EscapeControls(const String& string) {
   static constexpr char digits[] = "0123456789abcdef";
   const std::string& text = string.str();

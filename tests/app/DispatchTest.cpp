@@ -19,6 +19,7 @@ struct SwitchCase {
 
 class SwitchTest : public SetwrightTest, public testing::WithParamInterface<SwitchCase> {
 protected:
+  SwitchTest() { Install(1, "Alpha"); }
   bool Parse(const std::string& name, bool withValues = true) {
     std::vector<const char*> arguments{name.c_str()};
     if (withValues)
@@ -73,12 +74,46 @@ TEST_P(SwitchTest, IsFoundBehindOtherArguments) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, SwitchTest,
-    testing::Values(SwitchCase{"-Option", {"name", "value"}, [](Access& a) { return !!a.m_OptionsMsg; }},
-                    SwitchCase{"-Info", {}, [](Access& a) { return a.m_ShowInfo; }},
-                    SwitchCase{"-DumpLogs", {}, [](Access& a) { return !!a.m_LogDumpMsg; }},
-                    SwitchCase{"-SuperExit", {}, [](Access& a) { return a.m_SuperExit; }},
-                    SwitchCase{"-Reboot", {}, [](Access& a) { return a.m_Reboot; }},
-                    SwitchCase{"-Shutdown", {}, [](Access& a) { return a.m_Shutdown; }}),
+    testing::Values(
+        SwitchCase{"-Option", {"name", "value"}, [](Access& a) { return !!a.m_OptionsMsg; }},
+        SwitchCase{"-TypeOption",
+                   {"Alpha", "name", "value"},
+                   [](Access& a) { return !a.m_TypeOptionsMsgs.empty(); }},
+        SwitchCase{"-Limit", {"Alpha", "4"}, [](Access& a) { return !!a.m_LimitsMsg; }},
+        SwitchCase{
+            "-AddRestriction",
+            {"name"},
+            [](Access& a) { return a.m_RestrictionsMsg && a.m_RestrictionsMsg->m_Restrictions.at("name"); }},
+        SwitchCase{
+            "-RemoveRestriction",
+            {"name"},
+            [](Access& a) { return a.m_RestrictionsMsg && !a.m_RestrictionsMsg->m_Restrictions.at("name"); }},
+        SwitchCase{"-CopyFile", {OPTIONS_FILE}, [](Access& a) { return !!a.m_OptionsMsg; }},
+        // An export records nothing but its failure.
+        SwitchCase{"-ExportProduct", {"Gamma", "x"}, [](Access& a) { return a.m_ExitCode == 1; }},
+        SwitchCase{"-ImportProduct", {SAMPLE_PRODUCT}, [](Access& a) { return !a.m_ProductMsgs.empty(); }},
+        SwitchCase{"-RemoveProduct", {"Alpha"}, [](Access& a) { return !a.m_ProductMsgs.empty(); }},
+        SwitchCase{"-Info", {}, [](Access& a) { return a.m_ShowInfo; }},
+        SwitchCase{"-DumpLogs", {}, [](Access& a) { return !!a.m_LogDumpMsg; }},
+        SwitchCase{"-SuperExit", {}, [](Access& a) { return a.m_SuperExit; }},
+        SwitchCase{"-Reboot", {}, [](Access& a) { return a.m_Reboot; }},
+        SwitchCase{"-Shutdown", {}, [](Access& a) { return a.m_Shutdown; }}),
+    [](const auto& info) { return std::string(info.param.m_Switch + 1); });
+
+bool UserLimit(Access& a, const char* name, int value) {
+  return a.m_UserLimitsMsg && a.m_UserLimitName == name && a.m_UserLimitValue == value;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    UserLimitsAndTranslations, SwitchTest,
+    testing::Values(
+        SwitchCase{"-SetUserLimit", {"ann", "4"}, [](Access& a) { return UserLimit(a, "ann", 4); }},
+        SwitchCase{"-RemoveUserLimit", {"ann"}, [](Access& a) { return UserLimit(a, "ann", -1); }},
+        SwitchCase{"-GetUserLimits", {}, [](Access& a) { return UserLimit(a, "", -3); }},
+        SwitchCase{"-GetPathTranslations", {}, [](Access& a) { return a.m_ShowPathTranslations; }},
+        SwitchCase{
+            "-PathTranslation", {"X:", "/x", "/Vx"}, [](Access& a) { return !a.m_AddTranslations.empty(); }},
+        SwitchCase{"-RemovePathTranslation", {"X:"}, [](Access& a) { return !a.m_RemoveRoots.empty(); }}),
     [](const auto& info) { return std::string(info.param.m_Switch + 1); });
 
 class DispatchTest : public SetwrightTest {
@@ -158,6 +193,16 @@ TEST_F(DispatchTest, SwitchesAreHandledInTheOrderOfTheLine) {
                                             "SYSTEM Setting Distribution option 'a' to '1'",
                                             "SYSTEM Requesting to reboot the Master's machine",
                                             "SYSTEM Requesting system-wide shutdown"));
+}
+
+TEST_F(DispatchTest, AFailedProductSwitchMakesTheLineValid) {
+  for (const char* name : {"-ExportProduct", "-ImportProduct", "-RemoveProduct"})
+    EXPECT_TRUE(Parse({name})) << name;
+}
+
+TEST_F(DispatchTest, AFailedSettingsSwitchDoesNotMakeTheLineValid) {
+  for (const char* name : {"-TypeOption", "-Limit", "-AddRestriction", "-RemoveRestriction"})
+    EXPECT_FALSE(Parse({name})) << name;
 }
 
 TEST_F(DispatchTest, EveryRepetitionIsHandled) {

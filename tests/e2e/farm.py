@@ -39,6 +39,7 @@ class Farm:
         self.config.write_text(config)
         self.master = None
         self.port = 0
+        self.products = TREE / "samples/products"
         self.admin("init", "--data-dir", self.data, "--name", "Test farm")
         self.credentials = self.data / "clients/admin/brenic.conf"
         if serve:
@@ -56,7 +57,7 @@ class Farm:
         self.output = open(self.folder / "master.out", "a+b")
         self.master = subprocess.Popen(
             [BIN / "brenic-master", "serve", "--data-dir", self.data, "--listen", f"127.0.0.1:{self.port}",
-             "--socket", self.socket, "--config", self.config, "--products", TREE / "samples/products"],
+             "--socket", self.socket, "--config", self.config, "--products", self.products],
             stdout=subprocess.PIPE, stderr=self.output, stdin=subprocess.DEVNULL)
         ready = self.master.stdout.readline().decode()
         if "Serving on" not in ready:

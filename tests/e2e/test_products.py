@@ -13,8 +13,8 @@ OWN = "11111111-2222-3333-4444-555555555555"
 
 
 class Products(FarmTest):
-    def own(self, name="own.json", **changes):
-        path = self.farm.folder / name
+    def own(self, **changes):
+        path = self.farm.folder / "own.json"
         path.write_text(json.dumps({"id": OWN, "name": "Own Tool", "aliases": ["own"], **changes}))
         return path
 

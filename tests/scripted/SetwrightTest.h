@@ -15,6 +15,12 @@ struct SetwrightAppAccess {
 
   bool ParseCommandLine(brenic::CommandLine& cmd) { return m_App.ParseCommandLine(cmd); }
   bool ParseCommandLine() { return m_App.ParseCommandLine(m_CommandLine); }
+  bool AddPathTranslation(int& index) { return m_App.AddPathTranslation(m_CommandLine, index); }
+  bool RemovePathTranslation(int& index) { return m_App.RemovePathTranslation(m_CommandLine, index); }
+  void ProcessPathTranslations() { m_App.ProcessPathTranslations(); }
+  bool SetUserLimit(int& index) { return m_App.SetUserLimit(m_CommandLine, index); }
+  bool RemoveUserLimit(int& index) { return m_App.RemoveUserLimit(m_CommandLine, index); }
+  bool GetUserLimit() { return m_App.GetUserLimit(m_CommandLine); }
   void Usage() { m_App.Usage(); }
   void QueueMessages() { m_App.QueueMessages(); }
   bool WaitForMessages() { return m_App.WaitForMessages(); }
@@ -23,6 +29,13 @@ struct SetwrightAppAccess {
   bool Reboot() { return m_App.Reboot(); }
   bool Shutdown() { return m_App.Shutdown(); }
   bool AddOption(int& index) { return m_App.AddOption(m_CommandLine, index); }
+  bool AddTypeOption(int& index) { return m_App.AddTypeOption(m_CommandLine, index); }
+  bool AddLimit(int& index) { return m_App.AddLimit(m_CommandLine, index); }
+  bool AddRestriction(int& index, bool add) { return m_App.AddRestriction(m_CommandLine, index, add); }
+  bool AddFile(int& index) { return m_App.AddFile(m_CommandLine, index); }
+  bool PrepareExport(int& index) { return m_App.PrepareExport(m_CommandLine, index); }
+  bool PrepareImport(int& index) { return m_App.PrepareImport(m_CommandLine, index); }
+  bool PrepareRemove(int& index) { return m_App.PrepareRemove(m_CommandLine, index); }
 
   SetwrightApp& m_App;
   brenic::CommandLine& m_CommandLine = m_App.m_CommandLine;
@@ -49,6 +62,7 @@ struct SetwrightAppAccess {
   SETWRIGHT_MEMBER(m_ShowPathTranslations);
   SETWRIGHT_MEMBER(m_UserLimitName);
   SETWRIGHT_MEMBER(m_UserLimitValue);
+  SETWRIGHT_MEMBER(m_TranslationsAwaitedSince);
 #undef SETWRIGHT_MEMBER
 };
 
@@ -67,9 +81,48 @@ inline rlib::UID Type(std::uint8_t number) {
   return rlib::UID(raw);
 }
 
+/// The calls that are open on this thread, innermost first: "SetwrightApp::Startup (Setwright".
+inline std::vector<std::string> OpenCalls() {
+  std::vector<std::string> calls;
+  const std::string text = rlib::OpenCallEntries().str();
+  for (size_t at = text.find("\n  "); at != std::string::npos; at = text.find("\n  ", at + 1)) {
+    const std::string line = text.substr(at + 3, text.find('\n', at + 1) - at - 3);
+    calls.push_back(line.substr(0, line.rfind(':')));
+  }
+  return calls;
+}
+
 class SetwrightTest : public testing::Test {
 protected:
-  ~SetwrightTest() override { EXPECT_FALSE(m_Script.m_RanAway) << "the run did not end by itself"; }
+  ~SetwrightTest() override {
+    EXPECT_FALSE(m_Script.m_RanAway) << "the run did not end by itself";
+    brenic::JobFactory::s_JobFactory.Replace({});
+  }
+
+  /// Puts a product into the registry as if the Master had it; its parameters are a JSON list.
+  static boost::shared_ptr<brenic::Product> Install(std::uint8_t number, const std::string& name,
+                                                    const std::vector<std::string>& aliases = {},
+                                                    const std::string& parameters = "[]") {
+    const auto product = boost::make_shared<brenic::Product>(
+        Type(number), name, rlib::vector<rlib::String>(aliases.begin(), aliases.end()),
+        "{\"id\":\"" + Type(number).ToString().str() + "\",\"name\":\"" + name +
+            "\",\"parameters\":" + parameters + "}");
+    brenic::JobFactory::s_JobFactory.Install(product);
+    return product;
+  }
+
+  /// The call of a handler that is open when it writes its first log line.
+  template <typename Call>
+  std::string TraceOf(Call call) {
+    std::vector<std::string> calls;
+    rlib::Log::SetObserver([&](int, const rlib::String&) {
+      if (calls.empty())
+        calls = OpenCalls();
+    });
+    call();
+    rlib::Log::SetObserver({});
+    return calls.empty() ? "" : calls.front();
+  }
 
   /// The products phase of a run with these arguments, without the lines of the setup.
   void ReceiveProducts(std::vector<const char*> arguments) {
@@ -94,16 +147,5 @@ protected:
   SetwrightApp m_App;
   SetwrightAppAccess m_Access{m_App};
 };
-
-/// The calls that are open on this thread, innermost first: "SetwrightApp::Startup (Setwright".
-inline std::vector<std::string> OpenCalls() {
-  std::vector<std::string> calls;
-  const std::string text = rlib::OpenCallEntries().str();
-  for (size_t at = text.find("\n  "); at != std::string::npos; at = text.find("\n  ", at + 1)) {
-    const std::string line = text.substr(at + 3, text.find('\n', at + 1) - at - 3);
-    calls.push_back(line.substr(0, line.rfind(':')));
-  }
-  return calls;
-}
 
 } // namespace scripted

@@ -26,6 +26,8 @@ Application* Application::Instance() {
 void Application::SetLogDir(CommandLine& cmd) {
   const String folder = cmd.GetArgument("LogFolder", 0, k_Empty);
   m_LogFolder = folder.empty() ? rlib::Log::DefaultFolder() : Path(folder);
+  if (folder.empty() && cmd.HasSwitch("LogFolder"))
+    rlib::Report(rlib::Log::k_Error, "-LogFolder names no folder; " + m_LogFolder.str() + " is used");
 }
 
 } // namespace brenic

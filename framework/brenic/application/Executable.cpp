@@ -1,7 +1,9 @@
 #include "brenic/Executable.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <memory>
+#include <unistd.h>
 
 #include "Interrupt.h"
 #include "brenic/Application.h"
@@ -18,6 +20,14 @@ Executable* s_Instance = nullptr;
 
 String BaseName(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
+}
+
+/// A file or socket opened later must not become standard output. Reading only: writing still fails.
+void OccupyStandardDescriptors() {
+  for (int fd = 0; fd <= STDERR_FILENO; ++fd) {
+    if (fcntl(fd, F_GETFD) == -1)
+      (void)!open("/dev/null", O_RDONLY);
+  }
 }
 
 } // namespace
@@ -60,6 +70,7 @@ void Executable::SetWake(std::function<void()> wake) {
 }
 
 int Executable::Start(int argc, char** argv) {
+  OccupyStandardDescriptors();
   std::signal(SIGPIPE, SIG_IGN); // a closed pipe shows as a failed write
   m_CommandLine = CommandLine(argc, argv);
   Application& application = *Application::Instance();
@@ -94,7 +105,7 @@ bool Executable::Guarded(const std::function<bool()>& call) {
     return false;
   } catch (Exception* e) {
     const std::unique_ptr<Exception> owned(e);
-    rlib::LogError(e->Name() + ": " + e->Message());
+    rlib::Report(rlib::Log::k_Error, e->Name() + ": " + e->Message());
     handled = application.OnException(e);
   } catch (const std::exception& e) {
     rlib::LogError(String("Unexpected: ") + e.what());

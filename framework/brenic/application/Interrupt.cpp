@@ -9,6 +9,10 @@
 namespace brenic {
 
 InterruptWatch::InterruptWatch(std::function<void()> onInterrupt) {
+  // A blocked signal is queued even where it is ignored, so it must not be asked for then.
+  struct sigaction inherited {};
+  if (sigaction(SIGINT, nullptr, &inherited) == 0 && inherited.sa_handler == SIG_IGN)
+    return;
   sigset_t interrupt;
   sigemptyset(&interrupt);
   sigaddset(&interrupt, SIGINT);
@@ -29,6 +33,8 @@ InterruptWatch::InterruptWatch(std::function<void()> onInterrupt) {
 }
 
 InterruptWatch::~InterruptWatch() {
+  if (!m_Thread.joinable())
+    return;
   eventfd_write(m_End, 1);
   m_Thread.join();
   close(m_Signals);

@@ -5,7 +5,6 @@
 #include "brenic/Executable.h"
 #include "client/Client.h"
 #include "rlib/Log.h"
-#include "rlib/Stream.h"
 
 namespace brenic {
 
@@ -20,8 +19,7 @@ String BrenicClientApp::GetClientName() {
 }
 
 void BrenicClientApp::RequestHasFailed(const String& text) {
-  rlib::LogError(text);
-  rlib::stdErr.PutLine(text);
+  rlib::Report(rlib::Log::k_Error, text);
   Executable::Instance()->Note(k_ExitFailed);
 }
 

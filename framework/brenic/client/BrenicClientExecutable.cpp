@@ -10,18 +10,12 @@
 #include "rlib/CallEntry.h"
 #include "rlib/Log.h"
 #include "rlib/Number.h"
-#include "rlib/Stream.h"
 
 namespace brenic {
 
 namespace {
 
 constexpr std::chrono::milliseconds k_PassTime{250};
-
-void Tell(const String& line) {
-  rlib::LogError(line);
-  rlib::stdErr.PutLine(line);
-}
 
 int LogLevel(const CommandLine& cmd, const char* name, int fallback) {
   if (!cmd.HasSwitch(name))
@@ -30,7 +24,8 @@ int LogLevel(const CommandLine& cmd, const char* name, int fallback) {
   int level = 0;
   if (rlib::ParseInt32(text, level) && level >= rlib::Log::k_Nothing && level <= rlib::Log::k_Trace)
     return level;
-  Tell(fmt::format("-{} '{}' is not a level from 0 to 6; {} is used", name, text.str(), fallback));
+  rlib::Report(rlib::Log::k_Error,
+               fmt::format("-{} '{}' is not a level from 0 to 6; {} is used", name, text.str(), fallback));
   return fallback;
 }
 
@@ -38,7 +33,7 @@ void OpenLog(const CommandLine& cmd, const String& program, const Path& folder) 
   const int file = LogLevel(cmd, "LogFileLevel", rlib::Log::k_DefaultFileLevel);
   const int display = LogLevel(cmd, "LogDisplayLevel", rlib::Log::k_DefaultDisplayLevel);
   if (const String problem = rlib::Log::Open(program, folder, file, display); !problem.empty())
-    Tell("There will be no log file: " + problem);
+    rlib::Report(rlib::Log::k_Error, "There will be no log file: " + problem);
   rlib::InstallCrashHandler(folder, program);
 }
 
@@ -55,7 +50,7 @@ bool BrenicClientExecutable::Startup(CommandLine& cmd) {
     tls = MakeClientContext(target.m_Credentials, problem);
   if (!problem.empty()) {
     Note(k_ExitNoConnection);
-    Tell(problem);
+    rlib::Report(rlib::Log::k_Error, problem);
     return false;
   }
   Client::Instance().Start(*this, *this, GetClientName(), target.m_ConnectTimeout, [&](asio::io_context& io) {

@@ -8,7 +8,6 @@
 #include "brenic/SettingsMessages.h"
 #include "brenic/SystemMessages.h"
 #include "rlib/Log.h"
-#include "rlib/Stream.h"
 #include "wire/Contents.h"
 
 namespace brenic {
@@ -45,11 +44,6 @@ Client::Clock::time_point Deadline(float seconds) {
     return Client::Clock::time_point::max();
   return Client::Clock::now() +
          std::chrono::duration_cast<Client::Clock::duration>(std::chrono::duration<double>(seconds));
-}
-
-void Tell(const String& line) {
-  rlib::LogError(line);
-  rlib::stdErr.PutLine(line);
 }
 
 } // namespace
@@ -93,9 +87,14 @@ void Client::Start(BrenicClientApp& app, Executable& executable, const String& n
   settings.m_Timing = timing;
   m_Session = std::make_unique<Session>(m_Io, makeConnector(m_Io), std::move(settings), m_Events);
   m_Thread = std::thread([this] {
-    const auto work = asio::make_work_guard(m_Io);
-    m_Session->Start();
-    m_Io.run();
+    try {
+      const auto work = asio::make_work_guard(m_Io);
+      m_Session->Start();
+      m_Io.run();
+    } catch (const std::exception& error) {
+      m_Executable->ThreadException(nullptr);
+      m_Events.Push(Ended{String("The connection to the Master failed: ") + error.what(), false});
+    }
   });
 }
 
@@ -253,7 +252,8 @@ void Client::On(const Answered& event) {
   } else if (event.m_Outcome == Outcome::k_Unknown) {
     m_EndWhenIdle = m_EndWhenIdle || pending.m_IsShutdown;
     m_Executable->Note(k_ExitUnknownOutcome);
-    Tell(fmt::format("It is unknown whether the Master did {}: {}", pending.m_What, event.m_Reason.str()));
+    rlib::Report(rlib::Log::k_Error, fmt::format("It is unknown whether the Master did {}: {}",
+                                                 pending.m_What, event.m_Reason.str()));
   }
 }
 
@@ -274,11 +274,12 @@ void Client::Report(const Ended& event) {
   m_EndReported = true;
   if (const size_t pending = PendingCount(); pending > 0) {
     m_Executable->Note(k_ExitUnknownOutcome);
-    Tell(fmt::format("{}. The outcome of {} request(s) is unknown: look before you repeat them",
-                     event.m_Text.str(), pending));
+    rlib::Report(rlib::Log::k_Error,
+                 fmt::format("{}. The outcome of {} request(s) is unknown: look before you repeat them",
+                             event.m_Text.str(), pending));
   } else if (!event.m_Orderly) {
     m_Executable->Note(k_ExitNoConnection);
-    Tell(event.m_Text);
+    rlib::Report(rlib::Log::k_Error, event.m_Text);
   }
 }
 
@@ -295,7 +296,7 @@ void Client::Finish() {
   }
   if (m_ShutdownReceived && !m_ProductsAnnounced) {
     m_Executable->Note(k_ExitNoConnection);
-    Tell("The Master is shutting down; nothing was asked of it");
+    rlib::Report(rlib::Log::k_Error, "The Master is shutting down; nothing was asked of it");
   }
   CloseSession();
 }

@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include "rlib/Log.h"
-#include "rlib/Stream.h"
 #include "wire/Contents.h"
 
 namespace brenic {
@@ -16,11 +15,6 @@ using Milliseconds = std::chrono::milliseconds;
 
 std::string Seconds(Milliseconds time) {
   return fmt::format("{:g} s", static_cast<double>(time.count()) / 1000);
-}
-
-void Tell(const String& line) {
-  rlib::LogWarning(line);
-  rlib::stdErr.PutLine(line);
 }
 
 } // namespace
@@ -135,7 +129,8 @@ void Session::AttemptFailed(const ConnectFailure& failure) {
     const std::string until = m_MasterId || m_Settings.m_ConnectTimeout
                                   ? fmt::format("for up to {}", Seconds(RestoreTime()))
                                   : "until it answers (Ctrl-C ends this)";
-    Tell(fmt::format("Cannot connect to {}: {}; trying again {}", Where().str(), m_Reason.str(), until));
+    rlib::Report(rlib::Log::k_Warning, fmt::format("Cannot connect to {}: {}; trying again {}", Where().str(),
+                                                   m_Reason.str(), until));
   }
   Pause();
 }
@@ -161,8 +156,9 @@ void Session::Lost(const FrameStream::End& end) {
                            k_MostWrites));
   m_Reason = m_Reported = end.m_Text;
   const Milliseconds limit = RestoreTime();
-  Tell(fmt::format("Lost the connection to {}: {}; connecting again for up to {}", Where().str(),
-                   end.m_Text.str(), Seconds(limit)));
+  rlib::Report(rlib::Log::k_Warning,
+               fmt::format("Lost the connection to {}: {}; connecting again for up to {}", Where().str(),
+                           end.m_Text.str(), Seconds(limit)));
   if (!m_Restoring)
     StartGivingUp(limit);
   m_Restoring = true;
@@ -325,9 +321,10 @@ void Session::WatchWait() {
   m_NoticeTimer.async_wait([this](const error_code& error) {
     if (error || m_State != State::k_Open || (m_ProductsComplete && m_Requests.empty()))
       return;
-    Tell(m_ProductsComplete
-             ? fmt::format("Waiting for {} to answer {} request(s)", Where().str(), m_Requests.size())
-             : fmt::format("Waiting for the product list of {}", Where().str()));
+    rlib::Report(rlib::Log::k_Warning,
+                 m_ProductsComplete
+                     ? fmt::format("Waiting for {} to answer {} request(s)", Where().str(), m_Requests.size())
+                     : fmt::format("Waiting for the product list of {}", Where().str()));
   });
 }
 

@@ -1,11 +1,13 @@
 #include "net/Configuration.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <unistd.h>
 
 #include <fmt/format.h>
 
+#include "net/Asio.h"
 #include "rlib/IniFile.h"
 
 namespace brenic {
@@ -15,6 +17,21 @@ namespace {
 Path FromEnvironment(const char* name) {
   const char* value = std::getenv(name);
   return value ? Path(value) : Path();
+}
+
+/// Whether somebody listens there; does not wait.
+bool IsServed(const Path& socket) {
+  using asio::local::stream_protocol;
+  asio::io_context io;
+  stream_protocol::socket probe(io);
+  error_code error;
+  probe.open(stream_protocol(), error);
+  probe.non_blocking(true, error);
+  if (socket.size() < stream_protocol::endpoint().capacity() - sizeof(sa_family_t))
+    probe.connect(stream_protocol::endpoint(socket.str().str()), error);
+  else
+    error = asio::error::name_too_long;
+  return !error;
 }
 
 } // namespace
@@ -38,6 +55,7 @@ rlib::vector<Path> LocalSockets() {
     sockets.push_back(runtime / "brenic/master.sock");
   sockets.push_back("/run/brenic/master.sock");
   std::erase_if(sockets, [](const Path& socket) { return !rlib::File::Exists(socket); });
+  std::stable_partition(sockets.begin(), sockets.end(), IsServed);
   return sockets;
 }
 

@@ -24,7 +24,8 @@ Configuration LoadConfiguration(String& problem);
 /// The files that LoadConfiguration looks for, in this order.
 rlib::vector<Path> ConfigurationFiles();
 
-/// The local sockets that are tried when there is neither a configuration nor an address: those that exist.
+/// The local sockets that are tried when there is neither a configuration nor an address: those that exist,
+/// the ones behind which somebody listens first.
 rlib::vector<Path> LocalSockets();
 
 } // namespace brenic

@@ -1,5 +1,6 @@
 #include "products/JsonText.h"
 
+#include <algorithm>
 #include <set>
 #include <vector>
 
@@ -26,8 +27,12 @@ public:
 
   bool parse_error(size_t position, const std::string&, const json::exception& error) override {
     if (m_Problem.empty())
-      m_Problem = fmt::format("it is no JSON: {} (byte {})", Reason(error.what()), position);
+      SetNoJson(Reason(error.what()), position);
     return false;
+  }
+  /// Bytes are counted from 1.
+  void SetNoJson(const std::string& reason, size_t byte) {
+    m_Problem = fmt::format("it is no JSON: {} (byte {})", reason, byte);
   }
   bool binary(binary_t&) override { return false; } // JSON text has none
 
@@ -37,11 +42,13 @@ protected:
 private:
   /// The library's message without its own error numbers and positions.
   static std::string Reason(const std::string& what) {
+    const size_t number = what.find("] ");
     const size_t dashes = what.find(" - ");
     const size_t colon = what.find(": ");
-    const size_t start = dashes != std::string::npos  ? dashes + 3
-                         : colon != std::string::npos ? colon + 2
-                                                      : 0;
+    const size_t start = dashes != std::string::npos   ? dashes + 3
+                         : colon != std::string::npos  ? colon + 2
+                         : number != std::string::npos ? number + 2
+                                                       : 0;
     return rlib::EscapeControls(what.substr(start, 200)).str();
   }
 };
@@ -93,7 +100,9 @@ public:
 
   bool null() override { return Put("null"); }
   bool boolean(bool value) override { return Put(value ? "true" : "false"); }
-  bool number_integer(number_integer_t value) override { return Put(std::to_string(value)); }
+  bool number_integer(number_integer_t value) override { // only for what has a minus sign
+    return Put(value == 0 ? "-0" : std::to_string(value));
+  }
   bool number_unsigned(number_unsigned_t value) override { return Put(std::to_string(value)); }
   bool number_float(number_float_t, const string_t& digits) override { return Put(digits); }
   bool string(string_t& value) override { return Put(Quoted(value)); }
@@ -150,16 +159,28 @@ private:
   std::vector<bool> m_Filled; // for each open list or object: whether something stands in it
 };
 
+/// Whether the text is one JSON value that the reader takes.
+bool Read(const std::string& text, Reader& reader) {
+  // The library takes a NUL byte for the end of the text, whatever follows.
+  const size_t nul = text.find('\0');
+  if (!json::sax_parse(text.data(), text.data() + std::min(nul, text.size()), &reader))
+    return false;
+  if (nul == std::string::npos)
+    return true;
+  reader.SetNoJson("a NUL byte", nul + 1);
+  return false;
+}
+
 } // namespace
 
 String CheckJson(const std::string& text, int maxDepth) {
   Checker checker(maxDepth);
-  return json::sax_parse(text, &checker) ? k_Empty : String(checker.Problem());
+  return Read(text, checker) ? k_Empty : String(checker.Problem());
 }
 
 std::string LayOut(const std::string& document, bool compact) {
   Writer writer(compact);
-  if (!json::sax_parse(document, &writer))
+  if (!Read(document, writer))
     throw new Exception("The product's document cannot be read: " + writer.Problem());
   if (!compact)
     writer.m_Out += '\n';

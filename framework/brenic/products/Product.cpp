@@ -1,6 +1,7 @@
 #include "brenic/Product.h"
 
 #include <cerrno>
+#include <cmath>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,11 +38,13 @@ bool Equals(const json& fallback, const String& value) {
   if (fallback.is_null())
     return value.empty();
   if (fallback.is_number()) {
+    constexpr double k_Exact = 9007199254740992; // from here on a double stands for several whole numbers
     double number = 0;
     return value == fallback.dump().c_str() ||
-           (rlib::ParseDouble(value, number) && number == fallback.get<double>());
+           (rlib::ParseDouble(value, number) && number == fallback.get<double>() &&
+            (fallback.is_number_float() || std::abs(number) < k_Exact));
   }
-  return value == fallback.dump().c_str();
+  return json::parse(value.str(), nullptr, false) == fallback;
 }
 
 } // namespace
@@ -52,8 +55,9 @@ bool Product::IsDefaultParam(const String& name, const String& value) const {
     const json document = json::parse(m_Document, nullptr, false);
     if (document.is_object() && document.contains("parameters")) {
       for (const json& parameter : document["parameters"]) {
-        if (parameter.is_object() && parameter.contains("default"))
-          parameters->m_Defaults.emplace(parameter.value("name", ""), parameter["default"]);
+        const auto parameterName = parameter.find("name"); // the end for what is no object
+        if (parameterName != parameter.end() && parameterName->is_string() && parameter.contains("default"))
+          parameters->m_Defaults.emplace(parameterName->get<std::string>(), parameter["default"]);
       }
     }
     m_Parameters = std::move(parameters);
@@ -66,10 +70,7 @@ String SSaveProduct(const Product& product, bool compact) {
   return LayOut(product.Document(), compact);
 }
 
-namespace {
-
-/// The reason, empty when all of the file was read.
-String ReadDocument(const Path& file, std::string& document) {
+String ReadProductFile(const Path& file, std::string& document) {
   const int fd = open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (fd < 0)
     return rlib::ErrorText(errno);
@@ -98,11 +99,9 @@ String ReadDocument(const Path& file, std::string& document) {
   return k_Empty;
 }
 
-} // namespace
-
 shared_ptr<Product> SLoadProductFile(const Path& file) {
   std::string document;
-  String problem = ReadDocument(file, document);
+  String problem = ReadProductFile(file, document);
   shared_ptr<Product> product;
   if (problem.empty())
     product = ParseProduct(std::move(document), problem);

@@ -22,8 +22,8 @@ public:
   const std::string& Document() const { return m_Document; }
 
   /// Whether `value` is the default of the parameter (ASCII case of the name ignored), as a user would write
-  /// it: the text of a text, 5 or 5.0 for the number 5, true or false in any case, nothing for null, compact
-  /// JSON for lists and objects. False for a parameter that the product does not have or that has no default.
+  /// it: the text of a text, 5 or 5.0 for the number 5, true or false in any case, nothing for null, JSON for
+  /// lists and objects. False for a parameter that the product does not have or that has no default.
   bool IsDefaultParam(const String& name, const String& value) const;
 
 private:

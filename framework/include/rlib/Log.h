@@ -47,7 +47,10 @@ void LogInfo(const String& text);
 void LogDebug(const String& text);
 void LogTrace(const String& text);
 
-// Control characters as \n, \t, \r, \xHH, the backslash as \\; all other bytes as they are.
+// For the user and the log: one line on stdErr, and a line of that level.
+void Report(Log::Level level, const String& line);
+
+// Control characters as \n, \t, \r, \xHH; all other bytes as they are, the backslash too.
 String EscapeControls(const String& text);
 
 } // namespace rlib

