@@ -55,6 +55,16 @@ TEST(Serve, DoesNotMakeAnotherMasterWhereTheDatabaseIsLost) {
   EXPECT_THAT(ended.m_Errors, HasSubstr("no master.db"));
 }
 
+TEST(Serve, DoesWithoutNewDefaultProductsWhenItsDatabaseCannotTakeThem) {
+  Farm farm;
+  Database other(SqliteStore::File(farm.Data()), Database::Mode::ReadWrite);
+  other.Execute("BEGIN IMMEDIATE");
+  farm.Serve(); // once it has waited for the database
+  EXPECT_EQ(farm.State()["products"].size(), 0u);
+  EXPECT_THAT(ReadTextFile(farm.Data() + "/log/brenic-master.log"),
+              HasSubstr("The default products stay as they were"));
+}
+
 TEST(Serve, ListensOnAllAddressesOfWhatTheMachineKnows) {
   EXPECT_EQ(DefaultListen(true), "[::]:8730");
   EXPECT_EQ(DefaultListen(false), "0.0.0.0:8730");
