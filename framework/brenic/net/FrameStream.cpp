@@ -1,5 +1,7 @@
 #include "net/FrameStream.h"
 
+#include <algorithm>
+
 #include <boost/asio/error.hpp>
 #include <boost/asio/ssl/error.hpp>
 #include <fmt/format.h>
@@ -160,7 +162,10 @@ void FrameStream::Write() {
 }
 
 void FrameStream::WatchSilence() {
-  m_SilenceTimer.expires_after(m_Timing.m_PingAfter);
+  const auto now = std::chrono::steady_clock::now();
+  const auto silent = m_Heard + m_Timing.m_PingAfter;
+  m_SilenceTimer.expires_at(
+      silent > now ? silent : std::min(now + m_Timing.m_PingAfter, m_Heard + m_Timing.m_DeadAfter));
   m_SilenceTimer.async_wait([weak = weak_from_this()](const error_code& error) {
     const auto self = weak.lock();
     if (error || !self || self->m_Closed)
