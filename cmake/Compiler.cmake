@@ -4,6 +4,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND BRENIC_SANITIZE)
   # gcc 12 reports false positives of these two from its own library headers once instrumented.
   add_compile_options(-Wno-maybe-uninitialized -Wno-stringop-overflow)
 endif()
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  # The static members of message classes are defined in one source of their own; the linker tells what is missing.
+  add_compile_options(-Wno-undefined-var-template)
+endif()
 
 if(BRENIC_SANITIZE)
   add_compile_options(-fsanitize=${BRENIC_SANITIZE} -fno-omit-frame-pointer)
