@@ -1,5 +1,6 @@
 #include "brenic/Product.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <fcntl.h>
@@ -83,7 +84,8 @@ String ReadProductFile(const Path& file, std::string& document) {
     return rlib::ErrorText(errno);
   if (!S_ISREG(info.st_mode))
     return "it is not a regular file";
-  document.resize(k_MaxProductDocument + 1);
+  // One more than there should be tells a file that has grown, or is too long.
+  document.resize(std::min(static_cast<size_t>(info.st_size), k_MaxProductDocument) + 1);
   size_t size = 0;
   while (size < document.size()) {
     const ssize_t got = read(fd, document.data() + size, document.size() - size);
@@ -95,6 +97,8 @@ String ReadProductFile(const Path& file, std::string& document) {
       break;
     size += static_cast<size_t>(got);
   }
+  if (size > static_cast<size_t>(info.st_size) && size <= k_MaxProductDocument)
+    return "it changed while it was read";
   document.resize(size);
   return k_Empty;
 }
