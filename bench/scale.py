@@ -85,6 +85,7 @@ def main():
         farms.append(plain := Farm())
         compare("-CopyFile of 1,000,000 options", (plain, ["-CopyFile", options_file(plain, 100_000)]),
                 (plain, ["-CopyFile", options_file(plain, 1_000_000)]), 1)
+        print(f"the Master holds {len(plain.state()['options'])} options", flush=True)
         farms += [small := with_translations(10_000), large := with_translations(99_999)]
         for name, args in (("-GetPathTranslations", ["-GetPathTranslations"]),
                            ("-PathTranslation", ["-PathTranslation", "new:", "/new", "/new", "-RemovePathTranslation",

@@ -103,7 +103,11 @@ std::string StateIni(const Settings& settings) {
     out += IniText(name) + " = true\n";
   out += fmt::format("\n[{}]\n", o_Limit);
   for (const auto& [type, limit] : settings.m_Limits)
-    out += fmt::format("{} = {}\n", type.ToString().str(), limit);
+    out += fmt::format("{}{} = {}\n",
+                       settings.m_Products.Find(type)
+                           ? ""
+                           : "; There is no product of this type: setwright skips the limit\n",
+                       type.ToString().str(), limit);
   out += "\n";
   for (const auto& [type, options] : settings.m_TypeOptions) {
     const auto product = settings.m_Products.Find(type);
@@ -111,6 +115,11 @@ std::string StateIni(const Settings& settings) {
                                          : "There is no product of this type: setwright skips the section");
     if (options.size() > 1)
       out += "; setwright sends only the last option of a product type: copy the others one at a time\n";
+    for (const auto& [name, value] : options) {
+      if (product && product->IsDefaultParam(name, value))
+        out += fmt::format("; setwright does not send {}: the product has this value by default\n",
+                           IniText(name));
+    }
     AddOptions(out, type.ToString().str(), options);
   }
   return out;

@@ -21,6 +21,7 @@ void ProductCatalogue::Install(const shared_ptr<const Product>& product) {
   m_Custom[product->Type()] = product;
   m_Removed.erase(product->Type());
   Refresh(product->Type());
+  RefreshHidden();
 }
 
 void ProductCatalogue::Remove(const UID& type) {
@@ -28,6 +29,7 @@ void ProductCatalogue::Remove(const UID& type) {
   if (IsDefault(type))
     m_Removed.insert(type);
   Refresh(type);
+  RefreshHidden();
 }
 
 void ProductCatalogue::Reset() {
@@ -50,14 +52,35 @@ shared_ptr<const Product> ProductCatalogue::FindNameClash(const Product& product
   return nullptr;
 }
 
-void ProductCatalogue::Refresh(const UID& type) {
-  if (const auto earlier = Find(type)) {
-    for (const String& name : AllNames(*earlier)) {
-      if (const auto held = m_Names.find(name); held != m_Names.end() && held->second == type)
-        m_Names.erase(held);
-    }
-    m_Effective.erase(type);
+void ProductCatalogue::Withdraw(const UID& type) {
+  const auto earlier = Find(type);
+  if (!earlier)
+    return;
+  for (const String& name : AllNames(*earlier)) {
+    if (const auto held = m_Names.find(name); held != m_Names.end() && held->second == type)
+      m_Names.erase(held);
   }
+  m_Effective.erase(type);
+}
+
+bool ProductCatalogue::MakeRoom(const Product& product) {
+  for (const String& name : AllNames(product)) {
+    const auto held = m_Names.find(name);
+    if (held == m_Names.end() || held->second == product.Type())
+      continue;
+    if (!IsCustom(product.Type()))
+      return false;
+    if (const UID other = held->second; !IsCustom(other)) {
+      Withdraw(other);
+      m_Hidden.insert(other);
+    }
+  }
+  return true;
+}
+
+void ProductCatalogue::Refresh(const UID& type) {
+  Withdraw(type);
+  m_Hidden.erase(type);
   shared_ptr<const Product> current;
   if (const auto custom = m_Custom.find(type); custom != m_Custom.end())
     current = custom->second;
@@ -66,9 +89,19 @@ void ProductCatalogue::Refresh(const UID& type) {
     current = byDefault->second;
   if (!current)
     return;
+  if (!MakeRoom(*current)) {
+    m_Hidden.insert(type);
+    return;
+  }
   m_Effective[type] = current;
   for (const String& name : AllNames(*current))
     m_Names.emplace(name, type);
+}
+
+void ProductCatalogue::RefreshHidden() {
+  const auto hidden = m_Hidden;
+  for (const UID& type : hidden)
+    Refresh(type);
 }
 
 } // namespace brenic::master

@@ -10,7 +10,8 @@ namespace brenic::master {
 
 using ProductMap = rlib::map<UID, shared_ptr<const Product>>;
 
-/// A value. Every change costs the logarithm of the number of products, but for Reset.
+/// A value. A default product with a name that an installed one has does not show while that is installed.
+/// Every change costs the logarithm of the number of products, but for Reset.
 class ProductCatalogue {
 public:
   void AddDefault(const shared_ptr<const Product>& product);
@@ -28,6 +29,8 @@ public:
   bool IsCustom(const UID& type) const { return m_Custom.count(type) > 0; }
   bool IsDefault(const UID& type) const { return m_Defaults.count(type) > 0; }
   const ProductMap& Defaults() const { return m_Defaults; }
+  /// The default products that do not show because an installed one has one of their names.
+  const std::set<UID>& Hidden() const { return m_Hidden; }
 
   /// Another product of the farm that has one of this product's names (name and aliases, ASCII case ignored);
   /// null when there is none.
@@ -36,10 +39,15 @@ public:
 private:
   /// Brings what shows of a type up to date.
   void Refresh(const UID& type);
+  void RefreshHidden();
+  void Withdraw(const UID& type);
+  /// False when the product has to give way to one that shows.
+  bool MakeRoom(const Product& product);
 
   ProductMap m_Defaults;
   ProductMap m_Custom;
   std::set<UID> m_Removed; // defaults that do not show
+  std::set<UID> m_Hidden;
   ProductMap m_Effective;
   rlib::map<String, UID, String::ciless> m_Names; // of the effective products, aliases included
 };

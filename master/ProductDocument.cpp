@@ -57,23 +57,9 @@ private:
   std::unordered_map<std::string_view, shared_ptr<const Product>> m_Products; // by document
 };
 
-ProductCatalogue InstalledOnly(const ProductCatalogue& farm) {
-  ProductCatalogue installed;
-  for (const auto& [type, product] : farm.Effective()) {
-    if (farm.IsCustom(type))
-      installed.Install(product);
-  }
-  return installed;
-}
-
-/// Whether a default product of the type is kept from showing: it was removed, or another one is installed.
-bool IsHidden(const ProductCatalogue& farm, const UID& type) {
-  return farm.IsCustom(type) || (farm.IsDefault(type) && !farm.Find(type));
-}
-
 } // namespace
 
-ProductMap LoadDefaultProducts(const Path& folder, const ProductCatalogue& farm) {
+ProductMap LoadDefaultProducts(const Path& folder, const ProductMap& earlier) {
   namespace fs = std::filesystem;
   std::error_code error;
   std::vector<fs::path> files;
@@ -85,8 +71,7 @@ ProductMap LoadDefaultProducts(const Path& folder, const ProductCatalogue& farm)
     throw new Exception(
         fmt::format("Cannot read the folder of products '{}': {}", folder.str().str(), error.message()));
   std::sort(files.begin(), files.end());
-  const ProductCatalogue installed = InstalledOnly(farm);
-  const KnownDocuments known(farm.Defaults());
+  const KnownDocuments known(earlier);
   ProductCatalogue products;
   for (const auto& file : files) {
     String problem;
@@ -97,8 +82,6 @@ ProductMap LoadDefaultProducts(const Path& folder, const ProductCatalogue& farm)
     }
     problem = products.IsDefault(product->Type()) ? String("another file has the same identifier")
                                                   : DescribeNameClash(products, *product);
-    if (problem.empty() && !IsHidden(farm, product->Type()))
-      problem = DescribeNameClash(installed, *product);
     if (problem.empty())
       products.AddDefault(product);
     else

@@ -20,11 +20,7 @@ String CheckText(const String& text, size_t limit) {
     return fmt::format("{} bytes, where {} are allowed", text.size(), limit);
   if (!IsUtf8(text))
     return "it is not valid UTF-8";
-  for (const unsigned char byte : text.str()) {
-    if (byte < 0x20 || byte == 0x7f)
-      return "it holds a control character";
-  }
-  return k_Empty;
+  return rlib::EscapeControls(text) == text ? k_Empty : String("it holds a control character");
 }
 
 namespace {

@@ -80,7 +80,7 @@ void TryToStore(const char* what, const std::function<void()>& store) {
 
 void UpdateDefaultProducts(Store& store, const Path& folder) {
   TryToStore("The default products", [&] {
-    store.ReplaceDefaultProducts(LoadDefaultProducts(folder, store.LoadSettings().m_Products));
+    store.ReplaceDefaultProducts(LoadDefaultProducts(folder, store.LoadSettings().m_Products.Defaults()));
   });
 }
 

@@ -47,10 +47,13 @@ Result MakeResult(const Request& request, const wire::Answer::Outcome outcome, c
   return {request.m_Session, request.m_Bytes, std::make_shared<const std::string>(std::move(bytes)), nullptr};
 }
 
-void NoteChanges(const Effect& effect, Batch& batch) {
-  batch.m_TranslationsChanged |= effect.m_Translations.has_value();
+/// To be called before the settings take the effect.
+void NoteChanges(const Settings& settings, const Effect& effect, Batch& batch) {
+  batch.m_TranslationsChanged |= effect.m_Translations && *effect.m_Translations != settings.m_Translations;
   batch.m_ProductsChanged |= effect.ChangesProducts();
-  if (effect.m_Remove && effect.m_Remove->IsNull())
+  // A hidden default product may come to show with any change.
+  const bool any = (effect.m_Remove && effect.m_Remove->IsNull()) || !settings.m_Products.Hidden().empty();
+  if (effect.ChangesProducts() && any)
     batch.m_ChangedProducts.reset();
   if (batch.m_ChangedProducts && effect.m_Install)
     batch.m_ChangedProducts->insert(effect.m_Install->Type());
@@ -92,6 +95,9 @@ Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Snaps
     : m_Store(std::move(store)), m_Commands(std::move(commands)), m_Snapshots(snapshots),
       m_Deliver(std::move(deliver)), m_Run(std::move(run)), m_Settings(m_Store->LoadSettings()) {
   Publish(true, true);
+  for (const UID& type : m_Settings.m_Products.Hidden())
+    rlib::LogWarning("The default product " + type.ToString() +
+                     " does not show: an installed product has its name or one of its aliases");
 }
 
 Writer::~Writer() {
@@ -162,7 +168,7 @@ Batch Writer::Commit(const std::vector<Request>& requests) {
       m_Store->Apply(decision.m_Effect);
       m_Store->Record(MakeRecord(request, decision, digest));
       m_Settings.Take(decision.m_Effect);
-      NoteChanges(decision.m_Effect, batch);
+      NoteChanges(m_Settings, decision.m_Effect, batch);
     }
     Result result = MakeResult(request, decision.m_Outcome, decision.m_Reason, decision.m_Reply.get());
     if (decision.m_Record && decision.m_Outcome == wire::Answer::COMMITTED && IsOperation(*request.m_Message))

@@ -164,12 +164,13 @@ void IniFile::TakeLine(std::string_view line, bool tooLong, bool quotes, bool re
     return;
 
   if (line.front() == '[') {
-    if (line.back() != ']')
-      return Skip("the section header has no end", report);
-    const std::string_view section = Trimmed(line.substr(1, line.size() - 2));
+    const bool ended = line.back() == ']';
+    const std::string_view section = ended ? Trimmed(line.substr(1, line.size() - 2)) : std::string_view();
+    // What follows a header that is none of ours does not belong to the section before it.
+    Add(true, section, {});
     if (section.empty())
-      return Skip("the section has no name", report);
-    return Add(true, section, {});
+      Skip(ended ? "the section has no name" : "the section header has no end", report);
+    return;
   }
 
   const std::size_t quotedName = quotes ? QuotedSize(line) : 0;

@@ -58,6 +58,9 @@ class Translations(FarmTest):
         roots = ("\\\\server\\share\\", "/mnt/with space/\"quoted\"'", "-Ünï/%s%n")
         self.add(*roots)
         self.assertEqual(self.translations(), [roots])
+        self.assertIn(f"{roots[0]} | ({roots[1]}) | {roots[2]}", self.farm.run("-GetPathTranslations").out)
+        self.assertEqual(self.farm.run("-GetPathTranslations", "-JSON").out,
+                         "[[" + ",".join(f'"{root}"' for root in roots) + "]]\n")
         self.assertDone(self.farm.run("-RemovePathTranslation", roots[2]))
         self.assertEqual(self.translations(), [])
 
@@ -97,6 +100,7 @@ class Translations(FarmTest):
         self.assertEqual(watcher.stdout.readline(), b"ready\n")
         for count in range(1, 4):
             self.add(f"{count}:", "/a", "/b")
+            self.assertDone(self.farm.run("-RemovePathTranslation", "matches nothing"))  # no change, no news
             self.assertEqual(watcher.stdout.readline().decode(), f"{count} translations\n")
         watcher.send_signal(signal.SIGINT)
         self.assertDone(finish(watcher), 130)

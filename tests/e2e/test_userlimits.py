@@ -26,6 +26,14 @@ class UserLimits(FarmTest):
         self.assertEqual(self.after("-RemoveUserLimit", "dan"), "ann=2;bob=5;")
         self.assertEqual(self.after("-SetUserLimit", "ann", "0"), "ann=0;bob=5;")
 
+    def test_an_edit_is_one_reading_and_one_write_and_is_waited_for_once(self):
+        self.assertDone(self.farm.run("-SetUserLimit", "ann", "1"))
+        self.assertEqual([r["message"]["class"] for r in self.farm.audit()],
+                         ["GetMasterOptionsMsg", "SetMasterOptionsMsg"])
+        # Asked again, as after a slice of the wait that ended without an answer, the line would stand twice.
+        log = (self.farm.folder / "log/setwright.log").read_text()
+        self.assertEqual(log.count("Wait For Messages"), 1)
+
     def test_the_display(self):
         self.set("ann=2;bob=5;12;50%n%s%d=5;\"a;b\"=4;c\\;d=x;")
         result = self.farm.run("-GetUserLimits")

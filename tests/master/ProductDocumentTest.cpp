@@ -90,27 +90,14 @@ TEST(DefaultProducts, AreReadPastASymbolicLinkThatLeadsNowhere) {
   EXPECT_EQ(LoadDefaultProducts(folder.Name()).size(), 1u);
 }
 
-TEST(DefaultProducts, LeaveOutWhatHasTheNameOfAnInstalledProduct) {
+TEST(DefaultProducts, AreTakenFromTheEarlierOnesWhereTheFileIsTheSame) {
   const TempFolder folder;
-  WriteTextFile(folder / "a.json", MakeProduct(1, "Alpha")->Document());
+  const auto alpha = MakeProduct(1, "Alpha");
+  WriteTextFile(folder / "a.json", alpha->Document());
   WriteTextFile(folder / "b.json", MakeProduct(2, "Beta")->Document());
-  ProductCatalogue farm;
-  farm.Install(MakeProduct(9, "Own", {"alpha"}));
-  const ProductMap products = LoadDefaultProducts(folder.Name(), farm);
-  ASSERT_EQ(products.size(), 1u);
-  EXPECT_EQ(products.begin()->first, Type(2));
-}
-
-TEST(DefaultProducts, KeepWhatDoesNotShowBesideAnInstalledProduct) {
-  const TempFolder folder;
-  WriteTextFile(folder / "a.json", MakeProduct(1, "Alpha")->Document());
-  WriteTextFile(folder / "b.json", MakeProduct(2, "Beta")->Document());
-  ProductCatalogue farm;
-  farm.AddDefault(MakeProduct(1, "Alpha"));
-  farm.Remove(Type(1));
-  farm.Install(MakeProduct(2, "Gamma"));
-  farm.Install(MakeProduct(9, "Own", {"alpha", "beta"}));
-  EXPECT_EQ(LoadDefaultProducts(folder.Name(), farm).size(), 2u);
+  const ProductMap products = LoadDefaultProducts(folder.Name(), {{Type(1), alpha}});
+  ASSERT_EQ(products.size(), 2u);
+  EXPECT_EQ(products.at(Type(1)), alpha);
 }
 
 TEST(SampleProducts, AreAllTaken) {

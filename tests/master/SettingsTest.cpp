@@ -49,6 +49,29 @@ TEST(Catalogue, AnInstalledProductHidesTheDefaultAndComesBackAfterARemoval) {
   EXPECT_TRUE(settings.m_Products.IsCustom(Type(1)));
 }
 
+TEST(Catalogue, ADefaultProductGivesWayToAnInstalledOneWithItsNameAndComesBackWithoutIt) {
+  for (const bool defaultFirst : {true, false}) {
+    ProductCatalogue products;
+    if (!defaultFirst)
+      products.Install(MakeProduct(9, "Own", {"alpha"}));
+    products.AddDefault(MakeProduct(1, "Alpha"));
+    if (defaultFirst)
+      products.Install(MakeProduct(9, "Own", {"alpha"}));
+    EXPECT_FALSE(products.Find(Type(1)));
+    EXPECT_EQ(products.Hidden(), std::set<UID>{Type(1)});
+    ProductCatalogue without = products;
+    without.Remove(Type(9));
+    EXPECT_TRUE(without.Find(Type(1)));
+    EXPECT_TRUE(without.Hidden().empty());
+    ProductCatalogue renamed = products;
+    renamed.Install(MakeProduct(9, "Own"));
+    EXPECT_TRUE(renamed.Find(Type(1)));
+    products.Reset();
+    EXPECT_TRUE(products.Find(Type(1)));
+    EXPECT_FALSE(products.Find(Type(9)));
+  }
+}
+
 TEST(Translations, AreTheSameAfterEncodingAndDecoding) {
   const rlib::vector<TranslationSet> list{{{0, "X:\\"}, {1, "/x"}}, {}, {{2, "/Volumes/\xc3\xa4"}}};
   EXPECT_EQ(DecodeTranslations(EncodeTranslations(list)), list);

@@ -263,6 +263,9 @@ void Session::OnMessage(wire::Envelope& envelope) {
   if (request != m_Requests.end())
     request->m_Replied = true;
 
+  // The list is no longer the one of that name, nor yet the next.
+  if (envelope.has_product() || envelope.has_remove_product())
+    m_ProductsDigest.clear();
   Arrived arrived{message, std::nullopt};
   if (envelope.has_shutdown())
     m_ShuttingDown = true;

@@ -17,9 +17,9 @@ namespace rlib {
 //   name = value                          space around both is dropped
 //   "a = b" = "say \"hi\" \\ "            quotes keep space, '=' and comment signs
 //
-// Pairs before the first header belong to a section with the empty name. A byte order mark and CRLF are
-// accepted. A line that is neither header, pair nor comment, that has an empty name, or that exceeds 1 MiB is
-// skipped. Not for use by several threads at once.
+// Pairs before the first header, or behind one that is malformed, belong to a section with the empty name. A
+// byte order mark and CRLF are accepted. A line that is neither header, pair nor comment, that has an empty
+// name, or that exceeds 1 MiB is skipped. Not for use by several threads at once.
 class IniFile : public File {
 public:
   static constexpr std::size_t k_MaxLine = 1 << 20;
