@@ -167,8 +167,8 @@ Batch Writer::Commit(const std::vector<Request>& requests) {
     if (decision.m_Record) {
       m_Store->Apply(decision.m_Effect);
       m_Store->Record(MakeRecord(request, decision, digest));
-      m_Settings.Take(decision.m_Effect);
       NoteChanges(m_Settings, decision.m_Effect, batch);
+      m_Settings.Take(decision.m_Effect);
     }
     Result result = MakeResult(request, decision.m_Outcome, decision.m_Reason, decision.m_Reply.get());
     if (decision.m_Record && decision.m_Outcome == wire::Answer::COMMITTED && IsOperation(*request.m_Message))

@@ -87,7 +87,7 @@ TEST(IniFile, AcceptsByteOrderMarkAndCrLf) {
 
 TEST(IniFile, SkipsLinesThatAreNothing) {
   EXPECT_THAT(Parsed("[A]\njunk\n=1\n[open\n[]\n[ ]\n\"\"=2\n\"a\" b=3\n[B] tail\nx=1\n", 8),
-              ElementsAre("[A]", "x=1"));
+              ElementsAre("[A]", "[]", "[]", "[]", "[]", "x=1")); // what follows a bad header is not of [A]
 }
 
 TEST(IniFile, EmptyTextHasNoSections) {
