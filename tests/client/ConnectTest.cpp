@@ -3,9 +3,9 @@
 namespace brenic {
 namespace {
 
-using testing::UnorderedElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 
 std::vector<std::string> ProductNames() {
   std::vector<std::string> names;
