@@ -4,8 +4,7 @@
 #include <unistd.h>
 
 #include "Layout.h"
-#include "Sets.h"
-#include "scripted/SetwrightTest.h"
+#include "ProcessTest.h"
 
 using namespace brenic;
 using namespace scripted;
@@ -14,34 +13,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace {
-
-constexpr const char* k_Missing =
-    "The Master did not send its path translations within 10 s; they are neither shown nor changed";
-constexpr const char* k_Changing = "INFO Adding/Removing path translations";
-
-const TranslationSet k_A = Roots("A:", "/a", "/Va");
-const TranslationSet k_B = Roots("B:", "/b", "/Vb");
-const TranslationSet k_New = Roots("N:", "/n", "/Vn");
-
-class ProcessTest : public SetwrightTest {
-protected:
-  /// The list is there, as its slot leaves it.
-  boost::shared_ptr<PathTranslationsMsg> Have(const SetList& sets) {
-    const auto list = ListOf(sets);
-    m_Access.m_CurrentTranslationsMsg = list;
-    return list;
-  }
-  SetList Sent(size_t index = 0) {
-    const auto message = boost::dynamic_pointer_cast<PathTranslationsMsg>(m_Script.m_Sent.at(index));
-    return message ? message->m_Translations : SetList{{{0, rlib::Path("another message")}}};
-  }
-  /// As if the list had been awaited for as long as the tool waits.
-  void PassTheWait() {
-    ASSERT_TRUE(m_Access.m_TranslationsAwaitedSince);
-    *m_Access.m_TranslationsAwaitedSince -= SetwrightApp::k_TranslationsWait;
-  }
-  static void ProductsArrive() { Arrive(MessageFactory::Create<EndProductsMsg>()); }
-};
 
 TEST_F(ProcessTest, WithNothingQueuedOnlyTheListIsReleased) {
   boost::weak_ptr<PathTranslationsMsg> list = Have({k_A});
@@ -255,117 +226,6 @@ TEST_F(ProcessTest, TheSwitchForScriptsCountsWhereverItStands) {
     EXPECT_EQ(app.Start(static_cast<int>(arguments.size()), const_cast<char**>(arguments.data())), 0);
     EXPECT_EQ(m_Recorder.m_Out, "[]\n");
   }
-}
-
-TEST_F(ProcessTest, AMissingListIsWaitedForTenSeconds) {
-  EXPECT_EQ(SetwrightApp::k_TranslationsWait, std::chrono::seconds(10));
-}
-
-TEST_F(ProcessTest, WithoutAListRequestsAreKeptAndNothingIsSent) {
-  m_Access.m_ShowPathTranslations = true;
-  m_Access.m_AddTranslations = {k_New};
-  m_Access.m_RemoveRoots = {"A:"};
-  m_Access.ProcessPathTranslations();
-  EXPECT_TRUE(m_Access.m_TranslationsAwaitedSince);
-  *m_Access.m_TranslationsAwaitedSince += std::chrono::hours(1); // the machine may be slow
-  const auto since = *m_Access.m_TranslationsAwaitedSince;
-  m_Access.ProcessPathTranslations();
-  EXPECT_EQ(*m_Access.m_TranslationsAwaitedSince, since);
-  EXPECT_TRUE(m_Access.m_ShowPathTranslations);
-  EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(k_New));
-  EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre("A:"));
-  EXPECT_FALSE(m_Access.m_PathTranslationsMsg);
-  EXPECT_THAT(m_Script.m_Events, IsEmpty());
-  EXPECT_EQ(m_Recorder.m_Out + m_Recorder.m_Err, "");
-  EXPECT_EQ(m_Access.m_ExitCode, 0);
-}
-
-TEST_F(ProcessTest, AListThatIsStillMissingAfterTheWaitIsGivenUpInOneClearLine) {
-  m_Access.m_ShowPathTranslations = true;
-  m_Access.m_AddTranslations = {k_New};
-  m_Access.m_RemoveRoots = {"A:"};
-  m_Access.ProcessPathTranslations();
-  PassTheWait();
-  m_Access.ProcessPathTranslations();
-  EXPECT_EQ(m_Recorder.m_Err, std::string(k_Missing) + "\n");
-  EXPECT_THAT(m_Recorder.m_Log, ElementsAre(std::string("ERROR ") + k_Missing));
-  EXPECT_EQ(m_Recorder.m_Out, "");
-  EXPECT_EQ(m_Access.m_ExitCode, 1);
-  EXPECT_FALSE(m_Access.m_ShowPathTranslations);
-  EXPECT_THAT(m_Access.m_AddTranslations, IsEmpty());
-  EXPECT_THAT(m_Access.m_RemoveRoots, IsEmpty());
-  EXPECT_FALSE(m_Access.m_PathTranslationsMsg);
-  EXPECT_THAT(m_Script.m_Sent, IsEmpty());
-}
-
-TEST_F(ProcessTest, EachKindOfRequestAloneWaitsForTheList) {
-  const auto expectWait = [this](const char* request) {
-    m_Access.m_TranslationsAwaitedSince.reset();
-    m_Access.ProcessPathTranslations();
-    EXPECT_TRUE(m_Access.m_TranslationsAwaitedSince) << request;
-    EXPECT_THAT(m_Script.m_Events, IsEmpty()) << request;
-  };
-  m_Access.m_ShowPathTranslations = true;
-  expectWait("display");
-  m_Access.m_ShowPathTranslations = false;
-  m_Access.m_AddTranslations = {k_New};
-  expectWait("addition");
-  m_Access.m_AddTranslations.clear();
-  m_Access.m_RemoveRoots = {"A:"};
-  expectWait("removal");
-}
-
-TEST_F(ProcessTest, AMissingListFailsTheRunButNotItsOtherRequests) {
-  m_Script.m_OnSend = [&](const auto& message) { m_Script.m_Undelivered[message->m_ID] = 1; };
-  m_Script.m_Passes = {ProductsArrive, {}, [this] { PassTheWait(); }};
-  EXPECT_EQ(Run({"-GetPathTranslations", "-PathTranslation", "N:", "/n", "/Vn", "-Option", "a", "1",
-                 "-RemovePathTranslation", "A:"}),
-            1);
-  // Two passes while the list is awaited, one more until the option is delivered.
-  EXPECT_EQ(m_Script.m_Executes, 4);
-  EXPECT_THAT(m_Script.SentClasses(), ElementsAre("SetMasterOptionsMsg"));
-  EXPECT_EQ(m_Script.m_Waits.size(), 2u);
-  EXPECT_EQ(m_Recorder.m_Err, std::string(k_Missing) + "\n");
-  EXPECT_EQ(m_Recorder.m_Out, "");
-}
-
-TEST_F(ProcessTest, NothingElseIsAwaitedWhileTheListIsMissing) {
-  m_Script.m_Passes = {ProductsArrive, [this] { EXPECT_THAT(m_Script.m_Waits, IsEmpty()); },
-                       [this] {
-                         EXPECT_THAT(m_Script.m_Waits, IsEmpty());
-                         PassTheWait();
-                       }};
-  EXPECT_EQ(Run({"-RemovePathTranslation", "A:", "-DumpLogs"}), 1);
-  EXPECT_EQ(m_Script.m_Waits.size(), 1u);
-}
-
-TEST_F(ProcessTest, AListThatComesLateIsInTime) {
-  m_Script.m_Passes = {ProductsArrive, {}, [] { Arrive(ListOf({k_A})); }};
-  EXPECT_EQ(Run({"-GetPathTranslations", "-JSON", "-PathTranslation", "N:", "/n", "/Vn"}), 0);
-  EXPECT_EQ(m_Recorder.m_Out, "[[\"A:\",\"/a\",\"/Va\"]]\n");
-  EXPECT_EQ(m_Recorder.m_Err, "");
-  EXPECT_THAT(Sent(), ElementsAre(k_A, k_New));
-}
-
-TEST_F(ProcessTest, AListThatComesAfterItWasGivenUpChangesNothing) {
-  m_Access.m_AddTranslations = {k_New};
-  m_Access.ProcessPathTranslations();
-  PassTheWait();
-  m_Access.ProcessPathTranslations();
-  Have({k_A});
-  m_Access.ProcessPathTranslations();
-  EXPECT_THAT(m_Script.m_Sent, IsEmpty());
-  EXPECT_FALSE(m_Access.m_CurrentTranslationsMsg);
-}
-
-TEST_F(ProcessTest, AWaitThatIsOverDoesNotLoseAListThatHasCome) {
-  m_Access.m_AddTranslations = {k_New};
-  m_Access.ProcessPathTranslations();
-  PassTheWait();
-  Have({k_A});
-  m_Access.ProcessPathTranslations();
-  EXPECT_THAT(Sent(), ElementsAre(k_A, k_New));
-  EXPECT_EQ(m_Access.m_ExitCode, 0);
 }
 
 TEST_F(ProcessTest, IsTracedWithItsLine) {
