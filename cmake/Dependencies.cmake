@@ -18,16 +18,25 @@ find_library(UUID_STATIC libuuid.a REQUIRED)
 find_library(SSL_STATIC libssl.a REQUIRED)
 find_library(CRYPTO_STATIC libcrypto.a REQUIRED)
 find_library(PROTOBUF_STATIC libprotobuf-lite.a REQUIRED)
+
+# OpenSSL in the way in which the program that links it wants it.
+add_library(brenic_openssl INTERFACE)
+target_link_libraries(brenic_openssl INTERFACE
+  "$<IF:$<BOOL:$<TARGET_PROPERTY:BRENIC_SELF_CONTAINED>>,${SSL_STATIC};${CRYPTO_STATIC},OpenSSL::SSL;OpenSSL::Crypto>")
+target_include_directories(brenic_openssl INTERFACE ${OPENSSL_INCLUDE_DIR})
+
 function(link_self_contained target)
-  if(BUILD_SHARED_LIBS)
-    target_link_libraries(${target} PRIVATE OpenSSL::SSL)
-  else()
-    target_link_libraries(${target} PRIVATE ${SSL_STATIC} ${CRYPTO_STATIC})
+  if(NOT BUILD_SHARED_LIBS)
+    set_target_properties(${target} PROPERTIES BRENIC_SELF_CONTAINED ON)
     if(NOT BRENIC_SANITIZE)
       target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
     endif()
   endif()
 endfunction()
+# Debian has no static libfmt: the part of it that is not in its headers is compiled here, once.
+add_library(brenic_fmt STATIC ${CMAKE_CURRENT_LIST_DIR}/Fmt.cpp)
+target_include_directories(brenic_fmt PUBLIC $<TARGET_PROPERTY:fmt::fmt,INTERFACE_INCLUDE_DIRECTORIES>)
+
 if(BUILD_SHARED_LIBS)
   set(BRENIC_UUID PkgConfig::uuid)
   set(BRENIC_PROTOBUF protobuf::libprotobuf-lite)

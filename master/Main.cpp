@@ -1,88 +1,30 @@
 #include <csignal>
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
-#include "DataFolder.h"
-#include "Printing.h"
 #include "Release.h"
-#include "Serve.h"
-#include "SqliteStore.h"
 #include "brenic/ExitStatus.h"
+#include "manage/Commands.h"
+#include "manage/Initialise.h"
+#include "manage/ServerCertificate.h"
 #include "net/Endpoint.h"
 #include "rlib/Failures.h"
 #include "rlib/Stream.h"
+#include "serve/Serve.h"
+#include "store/DataFolder.h"
 
 namespace {
 
 using namespace brenic;
 using namespace brenic::master;
 
-/// Everything a subcommand may be given, as text.
-struct Arguments {
-  std::string m_Folder, m_Name, m_Role, m_Out, m_Since;
-  std::string m_Listen, m_PortFile, m_Socket, m_Config, m_Products;
-  std::vector<std::string> m_Hosts;
-  uint16_t m_Port = 0;
-  int m_ValidDays = k_CertificateDays;
-  bool m_Json = false, m_Ini = false;
-};
-
-void Print(const std::string& text) {
-  rlib::stdOut.Put(String(text));
-  rlib::stdOut.Close();
-}
-
-SqliteStore OpenToRead(const Path& folder) {
-  RequireInitialised(folder);
-  return SqliteStore(folder, Database::Mode::ReadOnly);
-}
-
-void Init(const Arguments& arguments) {
-  Initialise({arguments.m_Folder, arguments.m_Name, arguments.m_Hosts, arguments.m_Port});
-  rlib::stdOut.PutLine("Made a Master in '" + arguments.m_Folder +
-                       "'; the first administrator's credentials are in '" + arguments.m_Folder +
-                       "/clients/admin'");
-}
-
+/// Runs the Master, which is made first when there is none.
 void ServeCommand(const Arguments& arguments) {
+  if (!IsInitialised(arguments.m_Folder))
+    Initialise({arguments.m_Folder, {}, {}, 0});
   Serve({arguments.m_Folder, arguments.m_Listen, arguments.m_PortFile, arguments.m_Socket, arguments.m_Config,
-         arguments.m_Products});
-}
-
-void Client(const Arguments& arguments) {
-  RequireInitialised(arguments.m_Folder);
-  const Role role = arguments.m_Role == RoleName(Role::Administrator) ? Role::Administrator : Role::Component;
-  IssueCredentials({arguments.m_Folder, arguments.m_Name, role, arguments.m_Out, arguments.m_ValidDays,
-                    arguments.m_Hosts.empty() ? String() : String(arguments.m_Hosts.front())});
-  rlib::stdOut.PutLine("Issued credentials for '" + arguments.m_Name + "' in '" + arguments.m_Out + "'");
-}
-
-void State(const Arguments& arguments) {
-  SqliteStore store = OpenToRead(arguments.m_Folder);
-  // One transaction, so that all parts are of the same moment.
-  store.Connection().Execute("BEGIN");
-  const MasterRecord master = store.LoadMaster();
-  const Settings settings = store.LoadSettings();
-  if (arguments.m_Json)
-    Print(StateJson(master, settings) + "\n");
-  else
-    Print(arguments.m_Ini ? StateIni(settings) : StateText(master, settings));
-}
-
-void Audit(const Arguments& arguments) {
-  int64_t since = 0;
-  if (!arguments.m_Since.empty()) {
-    const auto parsed = ParseTime(arguments.m_Since);
-    if (!parsed)
-      throw new Exception("--since wants a time like 2026-01-31T12:00:00Z, not '" +
-                          String(arguments.m_Since) + "'");
-    since = *parsed;
-  }
-  SqliteStore store = OpenToRead(arguments.m_Folder);
-  store.ReadAudit(since, [&](const AuditRecord& record) {
-    rlib::stdOut.PutLine(arguments.m_Json ? AuditJson(record) : AuditText(record));
-  });
+         arguments.m_Products, RenewServerCertificate});
 }
 
 int Run(void (*command)(const Arguments&), const Arguments& arguments) {
@@ -132,7 +74,7 @@ int main(int argc, char** argv) {
   serve->add_option("--config", arguments.m_Config, "configuration file");
   serve->add_option("--products", arguments.m_Products, "folder of the default products");
 
-  CLI::App* client = add("client", "Issues credentials", Client);
+  CLI::App* client = add("client", "Issues credentials", IssueClientCredentials);
   client->add_option("name", arguments.m_Name, "the client's name")->required();
   client->add_option("--role", arguments.m_Role, "administrator or component")
       ->required()
@@ -142,12 +84,12 @@ int main(int argc, char** argv) {
       ->allow_extra_args(false);
   client->add_option("--valid-days", arguments.m_ValidDays)->group(""); // not shown: for tests
 
-  CLI::App* state = add("state", "Prints what the Master holds", State);
+  CLI::App* state = add("state", "Prints what the Master holds", PrintState);
   CLI::Option* json = state->add_flag("--json", arguments.m_Json, "as one JSON object");
   state->add_flag("--ini", arguments.m_Ini, "options, limits and restrictions as an INI file")
       ->excludes(json);
 
-  CLI::App* audit = add("audit", "Prints the audit trail", Audit);
+  CLI::App* audit = add("audit", "Prints the audit trail", PrintAudit);
   audit->add_flag("--json", arguments.m_Json, "one JSON object a line");
   audit->add_option("--since", arguments.m_Since, "only what is not older, as 2026-01-31T12:00:00Z");
 

@@ -5,9 +5,9 @@
 #include <memory>
 #include <unistd.h>
 
-#include "Interrupt.h"
+#include "application/Interrupt.h"
 #include "brenic/Application.h"
-#include "brenic/Messenger.h"
+#include "brenic/ConnectionEnded.h"
 #include "rlib/Failures.h"
 #include "rlib/Log.h"
 #include "rlib/Stream.h"

@@ -1,4 +1,4 @@
-#include "Interrupt.h"
+#include "application/Interrupt.h"
 
 #include <csignal>
 #include <poll.h>

@@ -3,8 +3,8 @@
 #include "brenic/Options.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/SettingsMessages.h"
-#include "net/Digest.h"
 #include "wire/Contents.h"
+#include "wire/Digest.h"
 
 namespace brenic {
 

@@ -3,7 +3,7 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include "client/Client.h"
 #include "client/Target.h"

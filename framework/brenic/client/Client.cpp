@@ -1,6 +1,6 @@
 #include "client/Client.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include "brenic/Messenger.h"
 #include "brenic/PathTranslationsMsg.h"
@@ -59,7 +59,7 @@ void Client::Renew() {
 }
 
 Client::~Client() {
-  CloseSession();
+  CloseConnection();
 }
 
 void Client::SetInfo(const UID& id, int kind) {
@@ -69,7 +69,7 @@ void Client::SetInfo(const UID& id, int kind) {
 
 void Client::Start(BrenicClientApp& app, Executable& executable, const String& name,
                    std::optional<std::chrono::milliseconds> connectTimeout,
-                   const MakeConnector& makeConnector, const Session::Timing& timing) {
+                   const MakeConnector& makeConnector, const MasterConnection::Timing& timing) {
   m_App = &app;
   m_Executable = &executable;
   m_MainThread = std::this_thread::get_id();
@@ -78,18 +78,18 @@ void Client::Start(BrenicClientApp& app, Executable& executable, const String& n
     std::lock_guard lock(m_Mutex);
     m_Changed.notify_all();
   });
-  Session::Settings settings;
-  settings.m_ClientId = m_Id;
-  settings.m_Kind = m_Kind;
-  settings.m_Name = name;
-  settings.m_Version = BRENIC_VERSION;
-  settings.m_ConnectTimeout = connectTimeout;
-  settings.m_Timing = timing;
-  m_Session = std::make_unique<Session>(m_Io, makeConnector(m_Io), std::move(settings), m_Events);
+  MasterConnection::Options options;
+  options.m_ClientId = m_Id;
+  options.m_Kind = m_Kind;
+  options.m_Name = name;
+  options.m_Version = BRENIC_VERSION;
+  options.m_ConnectTimeout = connectTimeout;
+  options.m_Timing = timing;
+  m_Connection = std::make_unique<MasterConnection>(m_Io, makeConnector(m_Io), std::move(options), m_Events);
   m_Thread = std::thread([this] {
     try {
       const auto work = asio::make_work_guard(m_Io);
-      m_Session->Start();
+      m_Connection->Start();
       m_Io.run();
     } catch (const std::exception& error) {
       m_Executable->ThreadException(nullptr);
@@ -116,8 +116,8 @@ void Client::Send(const shared_ptr<Message>& message) {
   if (m_Ended)
     return;
   asio::post(m_Io, [this, id = message->m_ID, isShutdown, bytes = std::move(bytes)]() mutable {
-    if (m_Session)
-      m_Session->Submit(id, isShutdown, std::move(bytes));
+    if (m_Connection)
+      m_Connection->Submit(id, isShutdown, std::move(bytes));
   });
 }
 
@@ -298,18 +298,18 @@ void Client::Finish() {
     m_Executable->Note(k_ExitNoConnection);
     rlib::Report(rlib::Log::k_Error, "The Master is shutting down; nothing was asked of it");
   }
-  CloseSession();
+  CloseConnection();
 }
 
-void Client::CloseSession() {
+void Client::CloseConnection() {
   if (!m_Thread.joinable())
     return;
   asio::post(m_Io, [this] {
-    m_Session->Stop();
+    m_Connection->Stop();
     m_Io.stop();
   });
   m_Thread.join();
-  m_Session.reset();
+  m_Connection.reset();
   // A client that the process's end destroys may have outlived the executable.
   if (Executable::Instance() == m_Executable)
     m_Executable->SetWake({});

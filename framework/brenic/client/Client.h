@@ -9,7 +9,7 @@
 #include "brenic/BrenicClientApp.h"
 #include "brenic/Executable.h"
 #include "client/Basis.h"
-#include "client/Session.h"
+#include "client/MasterConnection.h"
 
 namespace brenic {
 
@@ -34,7 +34,7 @@ public:
   /// `executable` of what decides the exit status, and is asked whether the run should end.
   void Start(BrenicClientApp& app, Executable& executable, const String& name,
              std::optional<std::chrono::milliseconds> connectTimeout, const MakeConnector& makeConnector,
-             const Session::Timing& timing = {});
+             const MasterConnection::Timing& timing = {});
 
   // What Messenger offers.
   void Send(const shared_ptr<Message>& message);
@@ -65,7 +65,7 @@ private:
   void On(const Answered& event);
   void On(Ended& event);
   void Report(const Ended& event);
-  void CloseSession();
+  void CloseConnection();
   void Emit(const shared_ptr<Message>& message);
 
   BrenicClientApp* m_App = nullptr;
@@ -75,11 +75,11 @@ private:
 
   asio::io_context m_Io;
   EventQueue m_Events;
-  std::unique_ptr<Session> m_Session; // touched on the I/O thread only, once that runs
+  std::unique_ptr<MasterConnection> m_Connection; // touched on the I/O thread only, once that runs
   std::thread m_Thread;
   std::thread::id m_MainThread;
 
-  std::mutex m_Mutex; // guards the five below, and the order in which requests reach the session
+  std::mutex m_Mutex; // guards the five below, and the order in which requests reach the connection
   std::condition_variable m_Changed;
   std::unordered_map<UID, Pending> m_Pending; // handed to Send and not answered
   std::unordered_set<UID> m_Answered;

@@ -1,8 +1,8 @@
 #include "client/Target.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
-#include "net/Configuration.h"
+#include "client/Configuration.h"
 #include "rlib/Number.h"
 
 namespace brenic {

@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "brenic/CommandLine.h"
+#include "client/Credentials.h"
 #include "net/Endpoint.h"
-#include "net/TlsContext.h"
 
 namespace brenic {
 

@@ -1,6 +1,6 @@
 #include "net/Endpoint.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include "rlib/Number.h"
 

@@ -3,8 +3,7 @@
 #include <algorithm>
 
 #include <boost/asio/error.hpp>
-#include <boost/asio/ssl/error.hpp>
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 #include "rlib/Log.h"
 
@@ -16,12 +15,6 @@ namespace {
 constexpr size_t k_EnoughQueued = 4 * 1024;
 
 } // namespace
-
-String Explain(const error_code& error) {
-  if (error == asio::error::eof || error == asio::ssl::error::stream_truncated)
-    return "the connection was closed by the other side";
-  return error.message();
-}
 
 FrameStream::FrameStream(asio::io_context& io, std::unique_ptr<ByteStream> stream, Timing timing)
     : m_Io(io), m_Timing(timing), m_Stream(std::move(stream)), m_SilenceTimer(io), m_CloseTimer(io) {}

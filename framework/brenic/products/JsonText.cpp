@@ -4,10 +4,9 @@
 #include <set>
 #include <vector>
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <nlohmann/json.hpp>
 
-#include "products/ProductDocument.h"
 #include "rlib/Log.h"
 
 namespace brenic {

@@ -11,4 +11,8 @@ namespace brenic {
 /// `maxDepth` lists and objects deep, and no object has a key twice. Time and memory grow with the text only.
 String CheckJson(const std::string& text, int maxDepth);
 
+/// The document laid out with two spaces a level, or without any layout; members keep their order and numbers
+/// their digits. Throws Exception* when it is no JSON.
+std::string LayOut(const std::string& document, bool compact);
+
 } // namespace brenic

@@ -1,4 +1,4 @@
-// Product definitions as documents: reading, checking, laying out. Used by clients and the Master.
+// Product definitions as documents: checking and reading them. Used by clients and the Master.
 #pragma once
 
 #include "brenic/Product.h"
@@ -15,13 +15,5 @@ shared_ptr<Product> ParseProduct(std::string document, String& problem);
 
 /// The same for a document that ParseProduct has taken before: only its index is read.
 shared_ptr<Product> ParseCheckedProduct(std::string document, String& problem);
-
-/// Reads at most one byte more than a document may have. Returns why the file cannot be read, empty when it
-/// can; never waits: what is no regular file is not read.
-String ReadProductFile(const Path& file, std::string& document);
-
-/// The document laid out with two spaces a level, or without any layout; members keep their order and numbers
-/// their digits. Throws Exception* when it is no JSON.
-std::string LayOut(const std::string& document, bool compact);
 
 } // namespace brenic

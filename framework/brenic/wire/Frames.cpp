@@ -1,6 +1,6 @@
 #include "wire/Frames.h"
 
-#include <fmt/format.h>
+#include <fmt/core.h>
 
 namespace brenic::wire {
 

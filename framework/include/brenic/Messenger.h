@@ -1,18 +1,11 @@
 // The connection to the Master as the application sees it.
 #pragma once
 
+#include "brenic/ConnectionEnded.h"
 #include "brenic/MasterInfo.h"
 #include "brenic/Message.h"
 
 namespace brenic {
-
-/// Thrown, as a pointer, by a wait whose message can no longer be delivered: the connection has ended for
-/// good, or the loop was told to end. Executable::Go takes it as the ordinary end of the loop.
-class ConnectionEnded : public Exception {
-public:
-  explicit ConnectionEnded(const String& text) : Exception(text) {}
-  String Name() const override { return "ConnectionEnded"; }
-};
 
 /// Messages are answered in the order in which they were sent, whatever thread sent them. A lost connection
 /// is restored and what was not answered is sent again; the Master applies each message once.

@@ -1,0 +1,105 @@
+#include "client/Configuration.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <unistd.h>
+
+#include <fmt/core.h>
+
+#include "net/Asio.h"
+#include "rlib/IniFile.h"
+
+namespace brenic {
+
+namespace {
+
+Path FromEnvironment(const char* name) {
+  const char* value = std::getenv(name);
+  return value ? Path(value) : Path();
+}
+
+/// Whether somebody listens there; does not wait.
+bool IsServed(const Path& socket) {
+  using asio::local::stream_protocol;
+  asio::io_context io;
+  stream_protocol::socket probe(io);
+  error_code error;
+  probe.open(stream_protocol(), error);
+  probe.non_blocking(true, error);
+  if (socket.size() < stream_protocol::endpoint().capacity() - sizeof(sa_family_t))
+    probe.connect(stream_protocol::endpoint(socket.str().str()), error);
+  else
+    error = asio::error::name_too_long;
+  return !error;
+}
+
+} // namespace
+
+rlib::vector<Path> ConfigurationFiles() {
+  if (const Path named = FromEnvironment("BRENIC_CONFIG"); !named.empty())
+    return {named};
+  rlib::vector<Path> files;
+  Path base = FromEnvironment("XDG_CONFIG_HOME");
+  if (const Path home = FromEnvironment("HOME"); base.empty() && !home.empty())
+    base = home / ".config";
+  if (!base.empty())
+    files.push_back(base / "brenic/brenic.conf");
+  files.push_back("/etc/brenic/brenic.conf");
+  return files;
+}
+
+rlib::vector<Path> LocalSockets() {
+  rlib::vector<Path> sockets;
+  if (const Path runtime = FromEnvironment("XDG_RUNTIME_DIR"); !runtime.empty())
+    sockets.push_back(runtime / "brenic/master.sock");
+  sockets.push_back("/run/brenic/master.sock");
+  std::erase_if(sockets, [](const Path& socket) { return !rlib::File::Exists(socket); });
+  std::stable_partition(sockets.begin(), sockets.end(), IsServed);
+  return sockets;
+}
+
+Configuration LoadConfiguration(String& problem) {
+  Configuration configuration;
+  const bool named = !FromEnvironment("BRENIC_CONFIG").empty();
+  for (const Path& file : ConfigurationFiles()) {
+    if (!named && !rlib::File::Exists(file))
+      continue;
+    if (access(file.c_str(), R_OK) != 0) {
+      problem = fmt::format("Cannot read the configuration '{}': {}", file.str().str(),
+                            rlib::ErrorText(errno).str());
+      return configuration;
+    }
+    configuration.m_File = file;
+    break;
+  }
+  if (configuration.m_File.empty())
+    return configuration;
+
+  rlib::IniFile ini;
+  ini.SetFileName(configuration.m_File.str());
+  if (!ini.Load(true, false)) {
+    problem = fmt::format("Cannot read the configuration '{}'", configuration.m_File.str().str());
+    return configuration;
+  }
+  const Path folder = configuration.m_File.Parent();
+  Credentials& credentials = configuration.m_Credentials;
+  while (ini.SetNextSection()) {
+    if (ini.GetCurrentSection().CompareNoCase("Client") != 0)
+      continue;
+    String name, value;
+    while (ini.GetNextValue(name, value)) {
+      if (name.CompareNoCase("Master") == 0)
+        configuration.m_Master = value;
+      else if (name.CompareNoCase("CA") == 0)
+        credentials.m_Authority = folder / value;
+      else if (name.CompareNoCase("Certificate") == 0)
+        credentials.m_Certificate = folder / value;
+      else if (name.CompareNoCase("Key") == 0)
+        credentials.m_Key = folder / value;
+    }
+  }
+  return configuration;
+}
+
+} // namespace brenic

@@ -1,0 +1,31 @@
+// Where a client finds its Master and its credentials.
+#pragma once
+
+#include <optional>
+
+#include "client/Credentials.h"
+#include "net/Endpoint.h"
+
+namespace brenic {
+
+/// What `brenic.conf` says: an INI file with the section [Client] and the names Master, CA, Certificate and
+/// Key; relative paths are relative to the file.
+struct Configuration {
+  Path m_File; // empty when there is none
+  String m_Master;
+  Credentials m_Credentials;
+};
+
+/// Reads $BRENIC_CONFIG, else $XDG_CONFIG_HOME/brenic/brenic.conf (~/.config), else
+/// /etc/brenic/brenic.conf. `problem` tells what is wrong with the file that was found or named, empty when
+/// nothing is.
+Configuration LoadConfiguration(String& problem);
+
+/// The files that LoadConfiguration looks for, in this order.
+rlib::vector<Path> ConfigurationFiles();
+
+/// The local sockets that are tried when there is neither a configuration nor an address: those that exist,
+/// the ones behind which somebody listens first.
+rlib::vector<Path> LocalSockets();
+
+} // namespace brenic

@@ -1,0 +1,81 @@
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fmt/core.h>
+
+#include "client/Connector.h"
+
+namespace brenic {
+
+namespace {
+
+using LocalSocket = asio::local::stream_protocol::socket;
+
+class LocalConnector : public Connector {
+public:
+  LocalConnector(asio::io_context& io, const Endpoint& endpoint) : m_Io(io), m_Endpoint(endpoint) {}
+  ~LocalConnector() override { LocalConnector::Cancel(); }
+
+  String Address() const override { return m_Endpoint.ToString(); }
+
+  void Connect(Done done) override {
+    const auto socket = m_Socket = std::make_shared<LocalSocket>(m_Io);
+    try {
+      const asio::local::stream_protocol::endpoint endpoint(m_Endpoint.m_Socket.str().str());
+      socket->async_connect(endpoint, [this, socket, done](const error_code& error) {
+        if (socket.use_count() == 1 || error == asio::error::operation_aborted)
+          return;
+        m_Socket.reset();
+        const ConnectFailure failure = error ? ConnectFailure{error.message(), false} : Untrusted(*socket);
+        done(failure.m_Text.empty() ? std::make_unique<AsioByteStream<LocalSocket>>(std::move(*socket))
+                                    : nullptr,
+             failure);
+      });
+    } catch (const boost::system::system_error& error) {
+      asio::post(m_Io, [done, error] { done(nullptr, {error.code().message(), true}); });
+    }
+  }
+
+  void Cancel() override {
+    if (!m_Socket)
+      return;
+    error_code ignored;
+    m_Socket->close(ignored);
+    m_Socket.reset();
+  }
+
+  ConnectFailure Classify(const error_code& error) const override { return {Explain(error), false}; }
+
+private:
+  /// Whoever may put a socket where this one lies could read everything sent through it, so only root, this
+  /// process's own user and the owner of the folder are believed to be the Master.
+  ConnectFailure Untrusted(LocalSocket& socket) const {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
+      return {fmt::format("its user cannot be determined: {}", rlib::ErrorText(errno).str()), true};
+    struct stat folder {};
+    const Path parent = m_Endpoint.m_Socket.Parent();
+    const bool known = stat(parent.empty() ? "." : parent.c_str(), &folder) == 0;
+    if (peer.uid == 0 || peer.uid == geteuid() || (known && peer.uid == folder.st_uid))
+      return {};
+    return {
+        fmt::format("the process behind it runs as user {}, which is neither root, nor you, nor the owner "
+                    "of the socket's folder",
+                    peer.uid),
+        true};
+  }
+
+  asio::io_context& m_Io;
+  const Endpoint m_Endpoint;
+  std::shared_ptr<LocalSocket> m_Socket; // of the attempt under way
+};
+
+} // namespace
+
+std::unique_ptr<Connector> MakeLocalConnector(asio::io_context& io, const Endpoint& endpoint) {
+  return std::make_unique<LocalConnector>(io, endpoint);
+}
+
+} // namespace brenic

@@ -1,0 +1,334 @@
+#include "client/MasterConnection.h"
+
+#include <algorithm>
+
+#include <fmt/core.h>
+
+#include "rlib/Log.h"
+#include "wire/Contents.h"
+
+namespace brenic {
+
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+
+std::string Seconds(Milliseconds time) {
+  return fmt::format("{:g} s", static_cast<double>(time.count()) / 1000);
+}
+
+} // namespace
+
+MasterConnection::MasterConnection(asio::io_context& io, std::unique_ptr<Connector> connector,
+                                   Options options, EventQueue& events)
+    : m_Io(io), m_Connector(std::move(connector)), m_Options(std::move(options)), m_Events(events),
+      m_Pause(m_Options.m_Timing.m_FirstPause), m_AttemptTimer(io), m_PauseTimer(io), m_GiveUpTimer(io),
+      m_NoticeTimer(io) {}
+
+void MasterConnection::Start() {
+  if (m_Options.m_ConnectTimeout)
+    StartGivingUp(*m_Options.m_ConnectTimeout);
+  Attempt();
+}
+
+void MasterConnection::Stop() {
+  m_State = State::k_Ended;
+  for (auto* timer : {&m_AttemptTimer, &m_PauseTimer, &m_GiveUpTimer, &m_NoticeTimer})
+    timer->cancel();
+  m_Connector->Cancel();
+  if (m_Stream)
+    m_Stream->Close();
+}
+
+void MasterConnection::End(const String& text, bool orderly) {
+  if (m_State == State::k_Ended)
+    return;
+  SettleReplied();
+  Stop();
+  m_Events.Push(Ended{text, orderly});
+}
+
+/// The reply of such a request stands in the queue already; sending it again would bring another one.
+void MasterConnection::SettleReplied() {
+  std::erase_if(m_Requests, [this](const Request& request) {
+    if (request.m_Replied)
+      m_Events.Push(Answered{request.m_Id, Outcome::k_Committed, k_Empty});
+    return request.m_Replied;
+  });
+}
+
+Milliseconds MasterConnection::RestoreTime() const {
+  return m_Options.m_ConnectTimeout.value_or(m_Options.m_Timing.m_Restore);
+}
+
+void MasterConnection::StartGivingUp(Milliseconds after) {
+  m_GiveUpTimer.expires_after(after);
+  m_GiveUpTimer.async_wait([this, after](const error_code& error) {
+    if (error)
+      return;
+    // There is a connection; the next loss has the whole time again.
+    if (m_State == State::k_Open)
+      m_Restoring = false;
+    else
+      End(fmt::format("No connection to {} within {}: {}", Where().str(), Seconds(after), m_Reason.str()));
+  });
+}
+
+void MasterConnection::Attempt() {
+  m_State = State::k_Connecting;
+  m_Welcomed = false;
+  // A timer's handler may be queued already when the timer is cancelled; hence the look at the state.
+  m_AttemptTimer.expires_after(m_Options.m_Timing.m_Attempt);
+  m_AttemptTimer.async_wait([this](const error_code& error) {
+    if (!error && m_State == State::k_Connecting)
+      AttemptFailed({fmt::format("no answer within {}", Seconds(m_Options.m_Timing.m_Attempt)), false});
+  });
+  m_Connector->Connect([this](std::unique_ptr<ByteStream> stream, const ConnectFailure& failure) {
+    if (m_State != State::k_Connecting)
+      return;
+    if (stream)
+      Greet(std::move(stream));
+    else
+      AttemptFailed(failure);
+  });
+}
+
+void MasterConnection::Greet(std::unique_ptr<ByteStream> stream) {
+  m_Stream = std::make_shared<FrameStream>(m_Io, std::move(stream), m_Options.m_Timing.m_Silence);
+  m_Stream->Start({[this](wire::Frame& frame) { OnFrame(frame); },
+                   [this](const FrameStream::End& end) {
+                     if (end.m_Malformed) {
+                       m_Stream.reset(); // it is left to tell the Master why
+                       End(Where() + " does not keep to the protocol: " + end.m_Text);
+                     } else if (m_Welcomed)
+                       Lost(end);
+                     else
+                       AttemptFailed(m_Connector->Classify(end.m_Error));
+                   },
+                   {}});
+  wire::Frame frame;
+  wire::Hello& hello = *frame.mutable_hello();
+  hello.set_protocol_version(wire::k_ProtocolVersion);
+  hello.set_client_id(wire::IdentifierBytes(m_Options.m_ClientId));
+  hello.set_kind(static_cast<uint32_t>(m_Options.m_Kind));
+  hello.set_name(m_Options.m_Name.str());
+  hello.set_version(m_Options.m_Version);
+  hello.set_products_digest(m_ProductsDigest);
+  m_Stream->Send(frame);
+}
+
+void MasterConnection::AttemptFailed(const ConnectFailure& failure) {
+  m_Reason = failure.m_Text;
+  if (failure.m_Final)
+    return End(fmt::format("Cannot connect to {}: {}", Where().str(), failure.m_Text.str()));
+  m_Connector->Cancel();
+  if (m_Stream)
+    m_Stream->Close();
+  if (m_Reported != m_Reason) {
+    m_Reported = m_Reason;
+    const std::string until = m_MasterId || m_Options.m_ConnectTimeout
+                                  ? fmt::format("for up to {}", Seconds(RestoreTime()))
+                                  : "until it answers (Ctrl-C ends this)";
+    rlib::Report(rlib::Log::k_Warning, fmt::format("Cannot connect to {}: {}; trying again {}", Where().str(),
+                                                   m_Reason.str(), until));
+  }
+  Pause();
+}
+
+void MasterConnection::Pause() {
+  m_State = State::k_Pausing;
+  m_AttemptTimer.cancel();
+  m_PauseTimer.expires_after(m_Pause);
+  m_PauseTimer.async_wait([this](const error_code& error) {
+    if (!error && m_State == State::k_Pausing)
+      Attempt();
+  });
+  m_Pause = std::min(2 * m_Pause, m_Options.m_Timing.m_LongestPause);
+}
+
+void MasterConnection::Lost(const FrameStream::End& end) {
+  SettleReplied();
+  if (m_ShuttingDown)
+    return End("The Master has ended", true);
+  if (std::any_of(m_Requests.begin(), m_Requests.end(),
+                  [](const Request& request) { return request.m_Writes >= k_MostWrites; }))
+    return End(fmt::format("{} closed {} connections without an answer to the same request", Where().str(),
+                           k_MostWrites));
+  m_Reason = m_Reported = end.m_Text;
+  const Milliseconds limit = RestoreTime();
+  rlib::Report(rlib::Log::k_Warning,
+               fmt::format("Lost the connection to {}: {}; connecting again for up to {}", Where().str(),
+                           end.m_Text.str(), Seconds(limit)));
+  if (!m_Restoring)
+    StartGivingUp(limit);
+  m_Restoring = true;
+  Pause();
+}
+
+void MasterConnection::OnFrame(wire::Frame& frame) {
+  switch (frame.body_case()) {
+  case wire::Frame::kWelcome:
+    return OnWelcome(frame.welcome());
+  case wire::Frame::kGoodbye:
+    return OnGoodbye(frame.goodbye());
+  default:
+    if (!m_Welcomed)
+      throw wire::Malformed("a frame before the welcome");
+  }
+  switch (frame.body_case()) {
+  case wire::Frame::kProducts:
+    return OnProducts(frame.products());
+  case wire::Frame::kMessage:
+    return OnMessage(*frame.mutable_message());
+  case wire::Frame::kAnswer:
+    return OnAnswer(frame.answer());
+  default:
+    throw wire::Malformed("a frame that a Master does not send");
+  }
+}
+
+void MasterConnection::OnWelcome(const wire::Welcome& welcome) {
+  if (m_Welcomed)
+    throw wire::Malformed("a second welcome");
+  if (welcome.protocol_version() != wire::k_ProtocolVersion)
+    return End(fmt::format("{} speaks version {} of the protocol, this program version {}", Where().str(),
+                           welcome.protocol_version(), wire::k_ProtocolVersion));
+  const UID id = wire::Identifier(welcome.id());
+  if (m_MasterId && *m_MasterId != id)
+    return End(Where() + " is another Master now");
+  m_MasterId = id;
+  m_Welcomed = true;
+  m_State = State::k_Open;
+  m_AttemptTimer.cancel();
+  if (!m_Restoring)
+    m_GiveUpTimer.cancel();
+  m_Reported = k_Empty;
+  m_ProductsComplete = false;
+  m_StagedProducts.reset();
+  m_Stream->SetLimit(wire::k_MaxFrame);
+
+  const auto info = boost::make_shared<MasterInfo>();
+  info->m_ID = id;
+  info->m_Name = welcome.name();
+  info->m_Version = welcome.version();
+  info->m_Released = Time(welcome.released());
+  info->m_Started = Time(welcome.started());
+  info->m_DefaultIdleTimeout = welcome.default_idle_timeout();
+  info->m_Message = welcome.message();
+  m_Events.Push(Connected{info});
+  for (Request& request : m_Requests)
+    Write(request);
+  WatchWait();
+}
+
+void MasterConnection::OnGoodbye(const wire::Goodbye& goodbye) {
+  const std::string text = goodbye.text().empty() ? "it gives no reason" : goodbye.text();
+  switch (goodbye.reason()) {
+  case wire::Goodbye::REJECTED:
+    return End(fmt::format("{} does not let this client in: {}", Where().str(), text));
+  case wire::Goodbye::PROTOCOL_VERSION:
+  case wire::Goodbye::PROTOCOL_ERROR:
+    return End(fmt::format("{} closed the connection: {}", Where().str(), text));
+  default:
+    break; // for now; the end of the stream follows
+  }
+  m_Stream->Close();
+  if (m_Welcomed)
+    Lost({text, false, {}});
+  else
+    AttemptFailed({text, false});
+}
+
+void MasterConnection::OnProducts(const wire::Products& products) {
+  if (products.unchanged())
+    return;
+  if (!m_StagedProducts)
+    m_StagedProducts.emplace();
+  for (const wire::Product& product : products.products())
+    m_StagedProducts->push_back(wire::FromWire(product));
+}
+
+void MasterConnection::OnMessage(wire::Envelope& envelope) {
+  auto request = m_Requests.end();
+  if (!envelope.reply_to().empty()) {
+    request = Find(wire::Identifier(envelope.reply_to()));
+    if (request == m_Requests.end() || request->m_Replied)
+      return rlib::LogDebug("Dropped a reply to a request that has one");
+  } else if (envelope.has_set_master_options()) {
+    return rlib::LogWarning("Dropped options that were not asked for");
+  }
+  const shared_ptr<Message> message = wire::FromWire(envelope);
+  if (!message)
+    return rlib::LogInfo("Skipped a message of a class that this program does not know");
+  if (request != m_Requests.end())
+    request->m_Replied = true;
+
+  // The list is no longer the one of that name, nor yet the next.
+  if (envelope.has_product() || envelope.has_remove_product())
+    m_ProductsDigest.clear();
+  Arrived arrived{message, std::nullopt};
+  if (envelope.has_shutdown())
+    m_ShuttingDown = true;
+  if (envelope.has_end_products()) {
+    arrived.m_Products = std::exchange(m_StagedProducts, std::nullopt);
+    m_ProductsDigest = envelope.end_products().digest();
+    m_ProductsComplete = true;
+    m_Restoring = false;
+    m_Pause = m_Options.m_Timing.m_FirstPause;
+    m_GiveUpTimer.cancel();
+  }
+  m_Events.Push(std::move(arrived));
+  WatchWait();
+}
+
+void MasterConnection::OnAnswer(const wire::Answer& answer) {
+  const auto request = Find(wire::Identifier(answer.id()));
+  if (request == m_Requests.end())
+    return rlib::LogDebug("Dropped an answer to no request");
+  Outcome outcome = Outcome::k_Unknown;
+  if (answer.outcome() == wire::Answer::COMMITTED)
+    outcome = Outcome::k_Committed;
+  else if (answer.outcome() == wire::Answer::REFUSED)
+    outcome = Outcome::k_Refused;
+  if (request->m_IsShutdown && outcome == Outcome::k_Committed)
+    m_ShuttingDown = true;
+  m_Events.Push(Answered{request->m_Id, outcome, answer.reason()});
+  m_Requests.erase(request);
+  WatchWait();
+}
+
+void MasterConnection::Submit(const UID& request, bool isShutdown, FrameStream::Bytes frame) {
+  if (m_State == State::k_Ended)
+    return;
+  m_Requests.push_back({request, isShutdown, std::move(frame)});
+  if (m_State == State::k_Open) {
+    Write(m_Requests.back());
+    WatchWait();
+  }
+}
+
+std::list<MasterConnection::Request>::iterator MasterConnection::Find(const UID& id) {
+  return std::find_if(m_Requests.begin(), m_Requests.end(), [&](const Request& r) { return r.m_Id == id; });
+}
+
+void MasterConnection::Write(Request& request) {
+  ++request.m_Writes;
+  m_Stream->Send(request.m_Frame);
+}
+
+void MasterConnection::WatchWait() {
+  m_NoticeTimer.cancel();
+  if (m_ProductsComplete && m_Requests.empty())
+    return;
+  m_NoticeTimer.expires_after(m_Options.m_Timing.m_Notice);
+  m_NoticeTimer.async_wait([this](const error_code& error) {
+    if (error || m_State != State::k_Open || (m_ProductsComplete && m_Requests.empty()))
+      return;
+    rlib::Report(rlib::Log::k_Warning,
+                 m_ProductsComplete
+                     ? fmt::format("Waiting for {} to answer {} request(s)", Where().str(), m_Requests.size())
+                     : fmt::format("Waiting for the product list of {}", Where().str()));
+  });
+}
+
+} // namespace brenic

@@ -1,0 +1,26 @@
+// Who asks something of the Master.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "brenic/Types.h"
+
+namespace brenic::master {
+
+enum class Role { Component, Administrator };
+const char* RoleName(Role role);
+/// A component for every name that is not an administrator's.
+Role RoleOf(const std::string& name);
+
+/// Who is at the other end of a connection. Immutable.
+struct Peer {
+  std::string m_Key; // certificate serial, or "uid:N"
+  String m_Name;
+  Role m_Role = Role::Component;
+  std::string m_Address;
+  std::string m_ClientId; // as the client calls itself
+  uint32_t m_Kind = 0;
+};
+
+} // namespace brenic::master

@@ -1,0 +1,107 @@
+#include "farm/ProductCatalogue.h"
+
+namespace brenic::master {
+
+namespace {
+
+rlib::vector<String> AllNames(const Product& product) {
+  rlib::vector<String> names = product.Aliases();
+  names.push_back(product.Name());
+  return names;
+}
+
+} // namespace
+
+void ProductCatalogue::AddDefault(const shared_ptr<const Product>& product) {
+  m_Defaults[product->Type()] = product;
+  Refresh(product->Type());
+}
+
+void ProductCatalogue::Install(const shared_ptr<const Product>& product) {
+  m_Custom[product->Type()] = product;
+  m_Removed.erase(product->Type());
+  Refresh(product->Type());
+  RefreshHidden();
+}
+
+void ProductCatalogue::Remove(const UID& type) {
+  m_Custom.erase(type);
+  if (IsDefault(type))
+    m_Removed.insert(type);
+  Refresh(type);
+  RefreshHidden();
+}
+
+void ProductCatalogue::Reset() {
+  ProductCatalogue defaults;
+  for (const auto& entry : m_Defaults)
+    defaults.AddDefault(entry.second);
+  *this = std::move(defaults);
+}
+
+shared_ptr<const Product> ProductCatalogue::Find(const UID& type) const {
+  const auto found = m_Effective.find(type);
+  return found != m_Effective.end() ? found->second : nullptr;
+}
+
+shared_ptr<const Product> ProductCatalogue::FindNameClash(const Product& product) const {
+  for (const String& name : AllNames(product)) {
+    if (const auto other = m_Names.find(name); other != m_Names.end() && other->second != product.Type())
+      return Find(other->second);
+  }
+  return nullptr;
+}
+
+void ProductCatalogue::Withdraw(const UID& type) {
+  const auto earlier = Find(type);
+  if (!earlier)
+    return;
+  for (const String& name : AllNames(*earlier)) {
+    if (const auto held = m_Names.find(name); held != m_Names.end() && held->second == type)
+      m_Names.erase(held);
+  }
+  m_Effective.erase(type);
+}
+
+bool ProductCatalogue::MakeRoom(const Product& product) {
+  for (const String& name : AllNames(product)) {
+    const auto held = m_Names.find(name);
+    if (held == m_Names.end() || held->second == product.Type())
+      continue;
+    if (!IsCustom(product.Type()))
+      return false;
+    if (const UID other = held->second; !IsCustom(other)) {
+      Withdraw(other);
+      m_Hidden.insert(other);
+    }
+  }
+  return true;
+}
+
+void ProductCatalogue::Refresh(const UID& type) {
+  Withdraw(type);
+  m_Hidden.erase(type);
+  shared_ptr<const Product> current;
+  if (const auto custom = m_Custom.find(type); custom != m_Custom.end())
+    current = custom->second;
+  else if (const auto byDefault = m_Defaults.find(type);
+           byDefault != m_Defaults.end() && !m_Removed.count(type))
+    current = byDefault->second;
+  if (!current)
+    return;
+  if (!MakeRoom(*current)) {
+    m_Hidden.insert(type);
+    return;
+  }
+  m_Effective[type] = current;
+  for (const String& name : AllNames(*current))
+    m_Names.emplace(name, type);
+}
+
+void ProductCatalogue::RefreshHidden() {
+  const auto hidden = m_Hidden;
+  for (const UID& type : hidden)
+    Refresh(type);
+}
+
+} // namespace brenic::master

@@ -1,0 +1,191 @@
+#include "manage/Certificates.h"
+
+#include <algorithm>
+#include <memory>
+
+#include <arpa/inet.h>
+#include <openssl/bn.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
+
+#include "net/TlsContext.h"
+#include "store/CertificateSerial.h"
+
+namespace brenic::master {
+
+namespace {
+
+template <auto k_Free>
+struct Free {
+  template <typename Object>
+  void operator()(Object* object) const {
+    k_Free(object);
+  }
+};
+using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY_free>>;
+using Certificate = std::unique_ptr<X509, Free<X509_free>>;
+using Buffer = std::unique_ptr<BIO, Free<BIO_vfree>>;
+using Number = std::unique_ptr<BIGNUM, Free<BN_free>>;
+using Names = std::unique_ptr<GENERAL_NAMES, Free<GENERAL_NAMES_free>>;
+using Extension = std::unique_ptr<X509_EXTENSION, Free<X509_EXTENSION_free>>;
+
+constexpr long k_Day = 24 * 60 * 60;
+// Clocks of a farm differ a little; a fresh certificate must be valid on all of them.
+constexpr long k_ClockSkew = 60 * 60;
+
+void Require(bool done, const char* what) {
+  if (!done)
+    throw new Exception(String("Cannot make a certificate: ") + what + ": " + TlsError());
+}
+
+template <typename Write>
+std::string ToPem(Write write) {
+  const Buffer buffer(BIO_new(BIO_s_mem()));
+  Require(buffer && write(buffer.get()) == 1, "writing PEM");
+  char* bytes = nullptr;
+  const long size = BIO_get_mem_data(buffer.get(), &bytes);
+  return std::string(bytes, static_cast<size_t>(size));
+}
+
+template <typename Object, typename Read>
+Object FromPem(const std::string& pem, Read read) {
+  const Buffer buffer(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+  Object object(buffer ? read(buffer.get(), nullptr, nullptr, nullptr) : nullptr);
+  Require(object != nullptr, "reading PEM");
+  return object;
+}
+
+void AddExtension(X509* certificate, X509* issuer, int id, const std::string& value) {
+  X509V3_CTX context;
+  X509V3_set_ctx_nodb(&context);
+  X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
+  const Extension extension(X509V3_EXT_conf_nid(nullptr, &context, id, value.c_str()));
+  Require(extension && X509_add_ext(certificate, extension.get(), -1) == 1, "adding an extension");
+}
+
+/// Sets a fresh random serial number and returns it in hexadecimal.
+std::string SetSerial(X509* certificate) {
+  constexpr int k_Bits = 127; // positive in 16 bytes
+  const Number serial(BN_new());
+  Require(serial && BN_rand(serial.get(), k_Bits, BN_RAND_TOP_ONE, BN_RAND_BOTTOM_ANY) == 1 &&
+              BN_to_ASN1_INTEGER(serial.get(), X509_get_serialNumber(certificate)),
+          "making a serial number");
+  return SerialOf(certificate);
+}
+
+void SetName(X509_NAME* subject, const String& name) {
+  // A common name holds at most 64 characters.
+  const std::string text = name.str().substr(0, 64);
+  Require(X509_NAME_add_entry_by_txt(subject, "CN", MBSTRING_UTF8,
+                                     reinterpret_cast<const unsigned char*>(text.data()),
+                                     static_cast<int>(text.size()), -1, 0) == 1,
+          "setting the name");
+}
+
+struct Draft {
+  Key m_Key;
+  Certificate m_Certificate;
+  std::string m_Serial;
+};
+
+Draft Begin(const String& name, int validDays) {
+  Draft draft{Key(EVP_EC_gen("P-256")), Certificate(X509_new()), {}};
+  X509* certificate = draft.m_Certificate.get();
+  Require(draft.m_Key && certificate, "making a key");
+  Require(X509_set_version(certificate, X509_VERSION_3) == 1, "setting the version");
+  draft.m_Serial = SetSerial(certificate);
+  const long end = validDays * k_Day;
+  Require(X509_gmtime_adj(X509_getm_notBefore(certificate), std::min(0L, end) - k_ClockSkew) &&
+              X509_gmtime_adj(X509_getm_notAfter(certificate), end),
+          "setting the validity");
+  SetName(X509_get_subject_name(certificate), name);
+  Require(X509_set_pubkey(certificate, draft.m_Key.get()) == 1, "setting the key");
+  return draft;
+}
+
+Credential Sign(const Draft& draft, X509* issuer, EVP_PKEY* issuerKey) {
+  X509* certificate = draft.m_Certificate.get();
+  Require(X509_set_issuer_name(certificate, X509_get_subject_name(issuer)) == 1, "setting the issuer");
+  AddExtension(certificate, issuer, NID_subject_key_identifier, "hash");
+  if (issuer != certificate)
+    AddExtension(certificate, issuer, NID_authority_key_identifier, "keyid:always");
+  Require(X509_sign(certificate, issuerKey, EVP_sha256()) > 0, "signing");
+  return {ToPem([&](BIO* out) { return PEM_write_bio_X509(out, certificate); }), ToPem([&](BIO* out) {
+            return PEM_write_bio_PrivateKey(out, draft.m_Key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+          })};
+}
+
+Issued Issue(const Credential& authority, const String& name, int validDays, const char* usage,
+             const std::string& alternativeNames) {
+  const auto issuer = FromPem<Certificate>(authority.m_Certificate, PEM_read_bio_X509);
+  const auto issuerKey = FromPem<Key>(authority.m_Key, PEM_read_bio_PrivateKey);
+  const Draft draft = Begin(name, validDays);
+  X509* certificate = draft.m_Certificate.get();
+  AddExtension(certificate, issuer.get(), NID_basic_constraints, "critical,CA:FALSE");
+  AddExtension(certificate, issuer.get(), NID_key_usage, "critical,digitalSignature");
+  AddExtension(certificate, issuer.get(), NID_ext_key_usage, usage);
+  if (!alternativeNames.empty())
+    AddExtension(certificate, issuer.get(), NID_subject_alt_name, alternativeNames);
+  return {Sign(draft, issuer.get(), issuerKey.get()), draft.m_Serial};
+}
+
+bool IsAddress(const std::string& host) {
+  unsigned char address[sizeof(in6_addr)];
+  return inet_pton(AF_INET, host.c_str(), address) == 1 || inet_pton(AF_INET6, host.c_str(), address) == 1;
+}
+
+} // namespace
+
+Credential MakeAuthority(const String& name) {
+  const Draft draft = Begin(name, k_AuthorityDays);
+  X509* certificate = draft.m_Certificate.get();
+  AddExtension(certificate, certificate, NID_basic_constraints, "critical,CA:TRUE,pathlen:0");
+  AddExtension(certificate, certificate, NID_key_usage, "critical,keyCertSign,cRLSign");
+  return Sign(draft, certificate, draft.m_Key.get());
+}
+
+std::set<std::string> HostsOf(const Credential& server) {
+  const auto certificate = FromPem<Certificate>(server.m_Certificate, PEM_read_bio_X509);
+  const Names names(static_cast<GENERAL_NAMES*>(
+      X509_get_ext_d2i(certificate.get(), NID_subject_alt_name, nullptr, nullptr)));
+  std::set<std::string> hosts;
+  for (int i = 0; i < sk_GENERAL_NAME_num(names.get()); ++i) {
+    int kind = 0;
+    const auto* const value = static_cast<const ASN1_STRING*>(
+        GENERAL_NAME_get0_value(sk_GENERAL_NAME_value(names.get(), i), &kind));
+    const unsigned char* const bytes = ASN1_STRING_get0_data(value);
+    const int size = ASN1_STRING_length(value);
+    char address[INET6_ADDRSTRLEN];
+    if (kind == GEN_DNS)
+      hosts.emplace(reinterpret_cast<const char*>(bytes), static_cast<size_t>(size));
+    else if (kind == GEN_IPADD && inet_ntop(size == 4 ? AF_INET : AF_INET6, bytes, address, sizeof address))
+      hosts.emplace(address);
+  }
+  return hosts;
+}
+
+int DaysLeft(const Credential& credential) {
+  const auto certificate = FromPem<Certificate>(credential.m_Certificate, PEM_read_bio_X509);
+  int days = 0, seconds = 0;
+  Require(ASN1_TIME_diff(&days, &seconds, nullptr, X509_get0_notAfter(certificate.get())) == 1,
+          "reading the validity");
+  return seconds < 0 ? days - 1 : days;
+}
+
+Issued IssueServer(const Credential& authority, const String& name, const std::set<std::string>& hosts,
+                   int validDays) {
+  std::string names;
+  for (const std::string& host : hosts) {
+    if (host.find_first_of(",:\n") != std::string::npos && !IsAddress(host))
+      throw new Exception("'" + host + "' is no host name and no address");
+    names += (names.empty() ? "" : ",") + std::string(IsAddress(host) ? "IP:" : "DNS:") + host;
+  }
+  return Issue(authority, name, validDays, "serverAuth", names);
+}
+
+Issued IssueClient(const Credential& authority, const String& name, int validDays) {
+  return Issue(authority, name, validDays, "clientAuth", {});
+}
+
+} // namespace brenic::master

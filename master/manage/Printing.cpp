@@ -1,0 +1,203 @@
+#include "manage/Printing.h"
+
+#include <ctime>
+
+#include <fmt/core.h>
+
+#include "Release.h"
+#include "brenic/Options.h"
+#include "farm/AuditFields.h"
+#include "rlib/IniFile.h"
+#include "rlib/Log.h"
+#include "rlib/Platform.h"
+
+namespace brenic::master {
+
+namespace {
+
+Json OptionsJson(const OptionMap& options) {
+  Json json = Json::object();
+  for (const auto& [name, value] : options)
+    AddMember(json, name.str(), value.str());
+  return json;
+}
+
+Json ProductsJson(const ProductCatalogue& catalogue) {
+  Json products = Json::array();
+  for (const auto& [type, product] : catalogue.Effective()) {
+    Json aliases = Json::array();
+    for (const String& alias : product->Aliases())
+      aliases.push_back(alias.str());
+    products.push_back({{"id", type.ToString().str()},
+                        {"name", product->Name().str()},
+                        {"aliases", aliases},
+                        {"origin", catalogue.IsCustom(type) ? "custom" : "default"}});
+  }
+  return products;
+}
+
+/// Quoted whenever the text as it stands could be read as something else.
+std::string IniText(const String& text) {
+  static constexpr std::string_view k_Plain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_./+,:";
+  if (!text.empty() && text.str().find_first_not_of(k_Plain) == std::string::npos)
+    return text.str();
+  std::string quoted = "\"";
+  for (const char c : text.str()) {
+    if (c == '"' || c == '\\')
+      quoted += '\\';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+void AddOptions(std::string& out, const std::string& section, const OptionMap& options) {
+  out += fmt::format("[{}]\n", section);
+  for (const auto& [name, value] : options) {
+    const std::string line = IniText(name) + " = " + IniText(value);
+    // Such a line would be skipped when the file is read.
+    out += line.size() <= rlib::IniFile::k_MaxLine
+               ? line + "\n"
+               : fmt::format("; {} is left out: its value of {} bytes is too long for a line\n",
+                             IniText(name), value.size());
+  }
+  out += "\n";
+}
+
+std::string ProductName(const Farm& farm, const UID& type) {
+  const auto product = farm.m_Products.Find(type);
+  return product ? product->Name().str() : type.ToString().str();
+}
+
+} // namespace
+
+std::string StateJson(const MasterRecord& master, const Farm& farm) {
+  Json state;
+  state["master"] = {{"id", master.m_ID.ToString().str()},
+                     {"name", master.m_Name.str()},
+                     {"version", rlib::VER_STRING(k_Version).str()},
+                     {"defaultIdleTimeout", farm.DefaultIdleTimeout()},
+                     {"message", farm.Option(o_Message).str()}};
+  state["options"] = OptionsJson(farm.m_Options);
+  state["typeOptions"] = Json::object();
+  for (const auto& [type, options] : farm.m_TypeOptions)
+    AddMember(state["typeOptions"], type.ToString().str(), OptionsJson(options));
+  state["limits"] = Json::object();
+  for (const auto& [type, limit] : farm.m_Limits)
+    AddMember(state["limits"], type.ToString().str(), limit);
+  state["restrictions"] = Json::array();
+  for (const String& name : farm.m_Restrictions)
+    state["restrictions"].push_back(name.str());
+  state["pathTranslations"] = Json::array();
+  for (const auto& translation : farm.m_Translations)
+    state["pathTranslations"].push_back(TranslationJson(translation));
+  state["products"] = ProductsJson(farm.m_Products);
+  return ToText(state);
+}
+
+std::string StateIni(const Farm& farm) {
+  std::string out;
+  AddOptions(out, o_Distribution, farm.m_Options);
+  out += fmt::format("[{}]\n", o_Restrictions);
+  for (const String& name : farm.m_Restrictions)
+    out += IniText(name) + " = true\n";
+  out += fmt::format("\n[{}]\n", o_Limit);
+  for (const auto& [type, limit] : farm.m_Limits)
+    out += fmt::format(
+        "{}{} = {}\n",
+        farm.m_Products.Find(type) ? "" : "; There is no product of this type: setwright skips the limit\n",
+        type.ToString().str(), limit);
+  out += "\n";
+  for (const auto& [type, options] : farm.m_TypeOptions) {
+    const auto product = farm.m_Products.Find(type);
+    out += fmt::format("; {}\n", product ? rlib::EscapeControls(product->Name()).str()
+                                         : "There is no product of this type: setwright skips the section");
+    if (options.size() > 1)
+      out += "; setwright sends only the last option of a product type: copy the others one at a time\n";
+    for (const auto& [name, value] : options) {
+      if (product && product->IsDefaultParam(name, value))
+        out += fmt::format("; setwright does not send {}: the product has this value by default\n",
+                           IniText(name));
+    }
+    AddOptions(out, type.ToString().str(), options);
+  }
+  return out;
+}
+
+std::string StateText(const MasterRecord& master, const Farm& farm) {
+  std::string out = fmt::format("Master '{}' {}\n", master.m_Name.str(), master.m_ID.ToString().str());
+  out += fmt::format("\nOptions: {}\n", farm.m_Options.size());
+  for (const auto& [name, value] : farm.m_Options)
+    out += fmt::format("  {} = {}\n", name.str(), value.str());
+  for (const auto& [type, options] : farm.m_TypeOptions) {
+    out += fmt::format("\nOptions of {}: {}\n", ProductName(farm, type), options.size());
+    for (const auto& [name, value] : options)
+      out += fmt::format("  {} = {}\n", name.str(), value.str());
+  }
+  out += fmt::format("\nWorker limits: {}\n", farm.m_Limits.size());
+  for (const auto& [type, limit] : farm.m_Limits)
+    out += fmt::format("  {}: {}\n", ProductName(farm, type), limit < 0 ? "none" : std::to_string(limit));
+  out += fmt::format("\nRestrictions: {}\n", farm.m_Restrictions.size());
+  for (const String& name : farm.m_Restrictions)
+    out += fmt::format("  {}\n", name.str());
+  out += fmt::format("\nPath translations: {}\n", farm.m_Translations.size());
+  for (const auto& translation : farm.m_Translations) {
+    std::string line;
+    for (const auto& [platform, root] : translation)
+      line += fmt::format("{}{}: {}", line.empty() ? "  " : ", ", rlib::Platform::Name(platform).str(),
+                          root.str().str());
+    out += line + "\n";
+  }
+  const ProductMap& products = farm.m_Products.Effective();
+  out += fmt::format("\nProducts: {}\n", products.size());
+  for (const auto& [type, product] : products)
+    out += fmt::format("  {} {}{}\n", type.ToString().str(), product->Name().str(),
+                       farm.m_Products.IsCustom(type) ? " (custom)" : "");
+  return out;
+}
+
+std::string AuditJson(const AuditRecord& record) {
+  Json message = {{"id", record.m_MessageId.ToString().str()}, {"class", record.m_Class}};
+  const Json fields = Json::parse(record.m_Fields, nullptr, false);
+  if (fields.is_object())
+    message.update(fields);
+  const Json json = {{"sequence", record.m_Sequence},
+                     {"time", Time(record.m_Time).Iso8601().str()},
+                     {"client",
+                      {{"id", record.m_ClientId},
+                       {"name", record.m_ClientName.str()},
+                       {"role", RoleName(record.m_Role)},
+                       {"kind", record.m_Kind},
+                       {"address", record.m_Address}}},
+                     {"message", message},
+                     {"result", record.m_Result},
+                     {"reason", record.m_Reason}};
+  return ToText(json);
+}
+
+std::string AuditText(const AuditRecord& record) {
+  const std::string reason = record.m_Reason.empty() ? "" : ": " + record.m_Reason;
+  return fmt::format("{} {} {}@{} {} {} {}{}", record.m_Sequence, Time(record.m_Time).Iso8601().str(),
+                     rlib::EscapeControls(record.m_ClientName).str(), record.m_Address, record.m_Class,
+                     record.m_Fields, record.m_Result, rlib::EscapeControls(reason).str());
+}
+
+std::optional<int64_t> ParseTime(const std::string& text) {
+  tm parts{};
+  const char* rest = strptime(text.c_str(), "%Y-%m-%d", &parts);
+  if (rest && (*rest == 'T' || *rest == ' '))
+    rest = strptime(rest + 1, "%H:%M:%S", &parts);
+  int64_t milliseconds = 0;
+  if (rest && *rest == '.') {
+    int64_t unit = 100;
+    for (++rest; *rest >= '0' && *rest <= '9'; ++rest, unit /= 10)
+      milliseconds += (*rest - '0') * unit;
+  }
+  if (rest && *rest == 'Z')
+    ++rest;
+  if (!rest || *rest != '\0')
+    return std::nullopt;
+  return static_cast<int64_t>(timegm(&parts)) * 1000 + milliseconds;
+}
+
+} // namespace brenic::master

@@ -1,0 +1,25 @@
+// What `state` and `audit` print. Pure functions to text.
+#pragma once
+
+#include "store/Store.h"
+
+namespace brenic::master {
+
+/// One JSON object, on one line.
+std::string StateJson(const MasterRecord& master, const Farm& farm);
+/// Options, limits and restrictions as an INI file that IniFile reads back. A value too long for its lines is
+/// only mentioned in a comment.
+std::string StateIni(const Farm& farm);
+/// For people.
+std::string StateText(const MasterRecord& master, const Farm& farm);
+
+/// One JSON object, on one line.
+std::string AuditJson(const AuditRecord& record);
+/// For people, one line.
+std::string AuditText(const AuditRecord& record);
+
+/// Milliseconds of "2026-01-31", "2026-01-31T12:00:00", with optional ".123" and "Z"; UTC. No value when it
+/// is no time.
+std::optional<int64_t> ParseTime(const std::string& text);
+
+} // namespace brenic::master

@@ -1,0 +1,73 @@
+#include "serve/DefaultProducts.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <unordered_map>
+
+#include <fmt/core.h>
+
+#include "farm/ProductCheck.h"
+#include "products/ProductDocument.h"
+#include "products/ProductFile.h"
+#include "rlib/Log.h"
+
+namespace brenic::master {
+
+namespace {
+
+/// Product files, most of which hold what the store holds from an earlier start, and was checked then.
+class KnownDocuments {
+public:
+  explicit KnownDocuments(const ProductMap& products) {
+    for (const auto& entry : products)
+      m_Products.emplace(entry.second->Document(), entry.second);
+  }
+
+  /// Null, with `problem` set, when the file holds no product.
+  shared_ptr<const Product> Load(const Path& file, String& problem) const {
+    std::string document;
+    problem = ReadProductFile(file, document);
+    if (!problem.empty())
+      return nullptr;
+    const auto known = m_Products.find(document);
+    return known != m_Products.end() ? known->second : ParseProduct(std::move(document), problem);
+  }
+
+private:
+  std::unordered_map<std::string_view, shared_ptr<const Product>> m_Products; // by document
+};
+
+} // namespace
+
+ProductMap LoadDefaultProducts(const Path& folder, const ProductMap& earlier) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(folder.str().str(), error)) {
+    if (entry.path().extension() == ".json")
+      files.push_back(entry.path());
+  }
+  if (error)
+    throw new Exception(
+        fmt::format("Cannot read the folder of products '{}': {}", folder.str().str(), error.message()));
+  std::sort(files.begin(), files.end());
+  const KnownDocuments known(earlier);
+  ProductCatalogue products;
+  for (const auto& file : files) {
+    String problem;
+    const shared_ptr<const Product> product = known.Load(Path(file.string()), problem);
+    if (!product) {
+      rlib::LogWarning(fmt::format("Left out the product of '{}': {}", file.string(), problem.str()));
+      continue;
+    }
+    problem = products.IsDefault(product->Type()) ? String("another file has the same identifier")
+                                                  : DescribeNameClash(products, *product);
+    if (problem.empty())
+      products.AddDefault(product);
+    else
+      rlib::LogWarning(fmt::format("Left out the product of '{}': {}", file.string(), problem.str()));
+  }
+  return products.Defaults();
+}
+
+} // namespace brenic::master

@@ -1,0 +1,88 @@
+// Accepts connections and finds out who is at the other end.
+#pragma once
+
+#include <boost/asio/ssl/context.hpp>
+
+#include "net/ByteStream.h"
+#include "serve/Writer.h"
+
+namespace brenic::master {
+
+/// An authenticated connection.
+struct Arrival {
+  std::unique_ptr<ByteStream> m_Stream;
+  Peer m_Peer;
+  String m_Rejection; // why the peer is not let in; empty when it is
+  std::chrono::steady_clock::time_point m_Since = std::chrono::steady_clock::now(); // when it connected
+};
+
+/// I/O thread. Nothing arrives after Close.
+class Listener {
+public:
+  using OnArrival = std::function<void(Arrival arrival)>;
+  using ReportStranger = std::function<void(const String& line)>;
+  using FindClient = std::function<std::optional<ClientRecord>(const std::string& serial)>;
+
+  virtual ~Listener() = default;
+  virtual void Close() = 0;
+  /// As a user writes it.
+  virtual String Address() const = 0;
+  /// 0 for a local socket.
+  virtual uint16_t Port() const { return 0; }
+};
+
+/// Whether this machine knows IPv6 at all.
+bool HasIPv6();
+/// Where a Master listens unless told otherwise: on all addresses.
+String DefaultListen(bool hasIPv6);
+
+/// TLS over TCP on "ADDRESS:PORT"; port 0 takes a free one. Throws Exception*.
+std::unique_ptr<Listener> ListenTls(asio::io_context& io, const String& address, const MasterRecord& master,
+                                    Listener::FindClient findClient, Listener::ReportStranger report,
+                                    Listener::OnArrival onArrival);
+
+/// A local socket, where the peer's user decides: root and this process's user are administrators. A socket
+/// file that nobody serves any more is replaced. Throws Exception*.
+std::unique_ptr<Listener> ListenLocal(asio::io_context& io, const Path& socket,
+                                      Listener::ReportStranger report, Listener::OnArrival onArrival);
+
+/// Accepts until the acceptor is closed; when there are no more descriptors, tries again a little later.
+template <typename Acceptor>
+class AcceptLoop {
+public:
+  using Socket = typename Acceptor::protocol_type::socket;
+
+  AcceptLoop(asio::io_context& io, std::function<void(Socket socket)> onSocket)
+      : m_Acceptor(io), m_Retry(io), m_OnSocket(std::move(onSocket)) {}
+
+  Acceptor& Get() { return m_Acceptor; }
+
+  void Accept() {
+    m_Acceptor.async_accept([this](const error_code& error, Socket socket) {
+      if (error == asio::error::operation_aborted)
+        return;
+      if (!error) {
+        m_OnSocket(std::move(socket));
+        return Accept();
+      }
+      m_Retry.expires_after(std::chrono::milliseconds(100));
+      m_Retry.async_wait([this](const error_code& cancelled) {
+        if (!cancelled)
+          Accept();
+      });
+    });
+  }
+
+  void Close() {
+    error_code ignored;
+    m_Acceptor.close(ignored);
+    m_Retry.cancel();
+  }
+
+private:
+  Acceptor m_Acceptor;
+  asio::steady_timer m_Retry;
+  std::function<void(Socket socket)> m_OnSocket;
+};
+
+} // namespace brenic::master

@@ -1,0 +1,105 @@
+#include <pwd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fmt/core.h>
+
+#include "serve/Listener.h"
+
+namespace brenic::master {
+
+namespace {
+
+using asio::local::stream_protocol;
+
+String UserName(uid_t user) {
+  passwd entry{};
+  passwd* found = nullptr;
+  std::array<char, 4096> buffer;
+  if (getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found) == 0 && found)
+    return entry.pw_name;
+  return fmt::format("uid:{}", user);
+}
+
+class LocalListener : public Listener {
+public:
+  LocalListener(asio::io_context& io, const Path& socket, ReportStranger report, OnArrival onArrival)
+      : m_Path(socket), m_Report(std::move(report)), m_OnArrival(std::move(onArrival)),
+        m_Loop(io, [this](stream_protocol::socket accepted) { Arrive(std::move(accepted)); }) {
+    try {
+      RemoveStale(io);
+      stream_protocol::acceptor& acceptor = m_Loop.Get();
+      acceptor.open();
+      acceptor.bind(stream_protocol::endpoint(m_Path.str().str()));
+      m_Bound = true;
+      // Everybody may connect; the peer's user decides who is let in.
+      if (chmod(m_Path.c_str(), 0666) != 0)
+        rlib::ThrowError("Cannot open the local socket '" + m_Path.str() + "' to users", errno);
+      acceptor.listen();
+    } catch (const boost::system::system_error& error) {
+      throw new Exception(fmt::format("Cannot listen on the local socket '{}': {}", m_Path.str().str(),
+                                      error.code().message()));
+    }
+    m_Loop.Accept();
+  }
+
+  ~LocalListener() override { LocalListener::Close(); }
+
+  void Close() override {
+    m_Loop.Close();
+    if (m_Bound)
+      unlink(m_Path.c_str());
+    m_Bound = false;
+  }
+  String Address() const override { return "unix:" + m_Path.str(); }
+
+private:
+  void RemoveStale(asio::io_context& io) {
+    struct stat info {};
+    if (lstat(m_Path.c_str(), &info) != 0)
+      return;
+    if (!S_ISSOCK(info.st_mode))
+      throw new Exception("There is a file that is no socket: " + m_Path.str());
+    stream_protocol::socket probe(io);
+    error_code error;
+    probe.connect(stream_protocol::endpoint(m_Path.str().str()), error);
+    if (error != asio::error::connection_refused)
+      throw new Exception("Another process serves the local socket '" + m_Path.str() + "'");
+    unlink(m_Path.c_str());
+  }
+
+  void Arrive(stream_protocol::socket socket) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
+      return m_Report("The user of a local peer cannot be determined: " + rlib::ErrorText(errno));
+    Arrival arrival;
+    arrival.m_Peer.m_Key = fmt::format("uid:{}", peer.uid);
+    arrival.m_Peer.m_Name = UserName(peer.uid);
+    arrival.m_Peer.m_Address = Address().str();
+    arrival.m_Peer.m_Role = Role::Administrator;
+    if (peer.uid != 0 && peer.uid != geteuid())
+      arrival.m_Rejection =
+          fmt::format("the user {} may not use the Master's local socket; only root and the "
+                      "Master's own user may",
+                      arrival.m_Peer.m_Name.str());
+    arrival.m_Stream = std::make_unique<AsioByteStream<stream_protocol::socket>>(std::move(socket));
+    m_OnArrival(std::move(arrival));
+  }
+
+  const Path m_Path;
+  const ReportStranger m_Report;
+  const OnArrival m_OnArrival;
+  AcceptLoop<stream_protocol::acceptor> m_Loop;
+  bool m_Bound = false;
+};
+
+} // namespace
+
+std::unique_ptr<Listener> ListenLocal(asio::io_context& io, const Path& socket,
+                                      Listener::ReportStranger report, Listener::OnArrival onArrival) {
+  return std::make_unique<LocalListener>(io, socket, std::move(report), std::move(onArrival));
+}
+
+} // namespace brenic::master

@@ -1,0 +1,105 @@
+#include "serve/Serve.h"
+
+#include <csignal>
+#include <functional>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fmt/core.h>
+
+#include "rlib/CallEntry.h"
+#include "rlib/File.h"
+#include "rlib/Log.h"
+#include "rlib/OutFile.h"
+#include "rlib/Stream.h"
+#include "serve/DefaultProducts.h"
+#include "serve/MasterConfiguration.h"
+#include "serve/Server.h"
+#include "store/DataFolder.h"
+#include "store/SqliteStore.h"
+
+namespace brenic::master {
+
+namespace {
+
+constexpr char k_Application[] = "brenic-master";
+
+Path ProductsFolder(const ServeOptions& options, const MasterConfiguration& configuration) {
+  if (!options.m_Products.empty())
+    return options.m_Products;
+  if (!configuration.m_Products.empty())
+    return configuration.m_Products;
+  return rlib::File::Exists(BRENIC_PRODUCTS_FOLDER) ? Path(BRENIC_PRODUCTS_FOLDER) : Path();
+}
+
+void OpenLog(const ServeOptions& options, const MasterConfiguration& configuration) {
+  const Path folder =
+      configuration.m_LogFolder.empty() ? options.m_Folder / "log" : configuration.m_LogFolder;
+  const String problem =
+      rlib::Log::Open(k_Application, folder, configuration.m_LogFileLevel, configuration.m_LogDisplayLevel);
+  if (!problem.empty())
+    rlib::stdErr.PutLine("The log cannot be written: " + problem);
+  rlib::InstallCrashHandler(folder, k_Application);
+}
+
+/// Each client needs a descriptor.
+void RaiseDescriptorLimit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+    return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+/// What a Master that was killed has left would name a port that nobody listens on.
+void RemoveStalePortFile(const Path& file) {
+  struct stat info {};
+  if (lstat(file.c_str(), &info) == 0 && S_ISREG(info.st_mode))
+    unlink(file.c_str());
+}
+
+void WritePortFile(const Path& file, uint16_t port) {
+  using rlib::OutFile;
+  OutFile out(file, OutFile::k_Write | OutFile::k_Create | OutFile::k_Truncate, false, false, 0644);
+  out.Put(String(fmt::format("{}\n", port)));
+  out.Close();
+}
+
+void UpdateDefaultProducts(Store& store, const Path& folder) {
+  TryToStore("The default products", [&] {
+    store.ReplaceDefaultProducts(LoadDefaultProducts(folder, store.LoadFarm().m_Products.Defaults()));
+  });
+}
+
+} // namespace
+
+void Serve(const ServeOptions& options) {
+  if (!options.m_PortFile.empty())
+    RemoveStalePortFile(options.m_PortFile);
+  const ServeLock lock(options.m_Folder);
+  const MasterConfiguration configuration = LoadMasterConfiguration(options.m_ConfigFile);
+  OpenLog(options, configuration);
+  RaiseDescriptorLimit();
+
+  auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::ReadWrite);
+  if (const Path products = ProductsFolder(options, configuration); !products.empty())
+    UpdateDefaultProducts(*store, products);
+  options.m_RenewCertificate(*store);
+  auto directory = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::ReadOnly);
+
+  ServerOptions serverOptions;
+  serverOptions.m_Listen = options.m_Listen.empty() ? DefaultListen(HasIPv6()) : options.m_Listen;
+  serverOptions.m_Socket = options.m_Socket;
+  serverOptions.m_Commands = configuration.m_Commands;
+  serverOptions.m_EndSignals = {SIGTERM, SIGINT};
+  Server server(serverOptions, std::move(store), std::move(directory));
+  if (!options.m_PortFile.empty())
+    WritePortFile(options.m_PortFile, server.Port());
+  rlib::LogSystem("Serving on " + server.Address());
+  rlib::stdOut.PutLine("Serving on " + server.Address());
+  server.Run();
+  rlib::LogSystem("Ended");
+}
+
+} // namespace brenic::master

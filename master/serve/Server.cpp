@@ -1,0 +1,233 @@
+#include "serve/Server.h"
+
+#include <systemd/sd-daemon.h>
+
+#include <fmt/core.h>
+
+#include "Release.h"
+#include "brenic/MessageFactory.h"
+#include "brenic/SystemMessages.h"
+#include "rlib/Log.h"
+#include "wire/Contents.h"
+
+namespace brenic::master {
+
+namespace {
+
+// Counted from the beginning of the end; the goodbyes to the last ones come on top.
+constexpr std::chrono::seconds k_AnswerFor{3}; // after a ShutdownMsg
+constexpr std::chrono::seconds k_DropAfter{4};
+static_assert(k_AnswerFor < k_DropAfter && k_DropAfter + Session::k_GoodbyeWithin <= Server::k_EndWithin);
+constexpr int k_StrangerLinesPerMinute = 20;
+
+template <typename Class>
+Bytes PushFrame() {
+  wire::Frame frame;
+  wire::ToWire(*MessageFactory::Create<Class>(), *frame.mutable_message());
+  return std::make_shared<const std::string>(wire::Encode(frame));
+}
+
+wire::Welcome MakeWelcome(const MasterRecord& master) {
+  wire::Welcome welcome;
+  welcome.set_protocol_version(wire::k_ProtocolVersion);
+  welcome.set_id(wire::IdentifierBytes(master.m_ID));
+  welcome.set_name(master.m_Name.str());
+  welcome.set_version(k_Version);
+  welcome.set_released(k_Released);
+  welcome.set_started(Time::Now().Milliseconds());
+  return welcome;
+}
+
+} // namespace
+
+Server::Server(const ServerOptions& options, std::unique_ptr<Store> store, std::unique_ptr<Store> directory)
+    : m_Work(m_Io.get_executor()), m_EndSignals(m_Io), m_EndTimer(m_Io), m_Directory(std::move(directory)),
+      m_Machine(m_Io, options.m_Commands),
+      m_Writer(
+          std::move(store), options.m_Commands, m_Snapshots,
+          [this](Batch batch) { asio::post(m_Io, [this, batch = std::move(batch)] { OnBatch(batch); }); },
+          UID(true).ToString().str()) {
+  const MasterRecord master = m_Directory->LoadMaster();
+  m_Welcome = MakeWelcome(master);
+  const auto report = [this](const String& line) { ReportStranger(line); };
+  const auto arrive = [this](Arrival arrival) { Arrive(std::move(arrival)); };
+  m_Listeners.push_back(ListenTls(
+      m_Io, options.m_Listen, master,
+      [this](const std::string& serial) { return m_Directory->FindClient(serial); }, report, arrive));
+  if (!options.m_Socket.empty())
+    m_Listeners.push_back(ListenLocal(m_Io, options.m_Socket, report, arrive));
+  for (const int signal : options.m_EndSignals)
+    m_EndSignals.add(signal);
+  WatchSignals();
+}
+
+Server::~Server() = default;
+
+void Server::Run() {
+  m_Writer.Start();
+  sd_notify(0, "READY=1");
+  m_Io.run();
+}
+
+void Server::Stop() {
+  asio::post(m_Io, [this] { EndSessions("the Master is ending"); });
+}
+
+void Server::WatchSignals() {
+  m_EndSignals.async_wait([this](const error_code& cancelled, int signal) {
+    if (cancelled)
+      return;
+    rlib::LogSystem(fmt::format("Ending because of signal {}", signal));
+    EndSessions("the Master is ending");
+  });
+}
+
+std::vector<std::shared_ptr<Session>> Server::Sessions() const {
+  std::vector<std::shared_ptr<Session>> sessions;
+  for (const auto& entry : m_Sessions)
+    sessions.push_back(entry.second);
+  return sessions;
+}
+
+void Server::Arrive(Arrival arrival) {
+  const auto session =
+      std::make_shared<Session>(*this, m_Io, ++m_LastSession, std::move(arrival.m_Stream), arrival.m_Peer);
+  m_Sessions[session->Number()] = session;
+  session->Start(arrival.m_Since);
+  if (!arrival.m_Rejection.empty())
+    session->Reject(arrival.m_Rejection);
+  else if (m_Ending)
+    session->End(wire::Goodbye::ENDING, "the Master is ending");
+}
+
+wire::Goodbye::Reason Server::WhyNotWelcome() const {
+  if (m_Ending)
+    return wire::Goodbye::ENDING;
+  return m_Sessions.size() > k_MaxSessions ? wire::Goodbye::BUSY : wire::Goodbye::UNSPECIFIED;
+}
+
+void Server::Closed(uint64_t session) {
+  m_Sessions.erase(session);
+  m_Machine.SessionClosed(session);
+  FinishWhenEmpty();
+}
+
+void Server::ReportStranger(const String& line) {
+  const auto now = std::chrono::steady_clock::now();
+  if (now - m_StrangerMinute >= std::chrono::minutes(1)) {
+    if (m_StrangerLines > k_StrangerLinesPerMinute)
+      rlib::LogWarning(fmt::format("{} more lines about unknown peers were left out",
+                                   m_StrangerLines - k_StrangerLinesPerMinute));
+    m_StrangerMinute = now;
+    m_StrangerLines = 0;
+  }
+  if (++m_StrangerLines <= k_StrangerLinesPerMinute)
+    rlib::LogWarning(line);
+}
+
+void Server::OnBatch(const Batch& batch) {
+  for (const Result& result : batch.m_Results) {
+    if (const auto session = m_Sessions.find(result.m_Session); session != m_Sessions.end()) {
+      const auto held = session->second; // it may leave while it is served
+      held->Deliver(result);
+    }
+    if (result.m_Operation)
+      CarryOut(result);
+  }
+  if (!batch.m_TranslationsChanged && !batch.m_ProductsChanged)
+    return;
+  const auto products = m_Snapshots.Current()->m_Products;
+  const Bytes changes =
+      batch.m_ChangedProducts ? MakeProductChanges(*products, *batch.m_ChangedProducts) : nullptr;
+  for (const auto& session : Sessions()) {
+    if (batch.m_TranslationsChanged && session->IsWelcome())
+      session->PushTranslations();
+    if (batch.m_ProductsChanged && session->IsWelcome())
+      session->PushProducts(changes);
+  }
+}
+
+void Server::CarryOut(const Result& result) {
+  const UID& type = result.m_Operation->Type();
+  if (type == LogDumpMsg::s_Type)
+    DumpLog(result.m_Session);
+  else if (type == ShutdownMsg::s_Type)
+    ShutDownSystem();
+  else if (type == MachineMsg::s_Type) {
+    m_Machine.Accept(result.m_Session, static_cast<const MachineMsg&>(*result.m_Operation));
+    if (!m_Sessions.count(result.m_Session))
+      m_Machine.SessionClosed(result.m_Session);
+  }
+}
+
+void Server::DumpLog(uint64_t asker) {
+  const Path file = rlib::Log::Dump();
+  if (!file.empty()) // else the log says why already
+    rlib::LogSystem("Wrote the log dump '" + file.str() + "'");
+  const Bytes frame = PushFrame<LogDumpMsg>();
+  for (const auto& session : Sessions()) {
+    if (session->Number() != asker && session->IsWelcome())
+      session->Push(frame);
+  }
+}
+
+void Server::BeginEnding() {
+  m_Ending = true;
+  m_EndBegan = std::chrono::steady_clock::now();
+  sd_notify(0, "STOPPING=1");
+  for (const auto& listener : m_Listeners)
+    listener->Close();
+}
+
+void Server::ShutDownSystem() {
+  if (m_Ending)
+    return;
+  rlib::LogSystem("The system is shutting down");
+  BeginEnding();
+  const Bytes frame = PushFrame<ShutdownMsg>();
+  for (const auto& session : Sessions()) {
+    if (session->IsWelcome())
+      session->Push(frame);
+    else
+      session->End(wire::Goodbye::ENDING, "the Master is ending");
+  }
+  m_EndTimer.expires_at(m_EndBegan + k_AnswerFor);
+  m_EndTimer.async_wait([this](const error_code& cancelled) {
+    if (!cancelled)
+      EndSessions("the system was shut down");
+  });
+  FinishWhenEmpty();
+}
+
+void Server::EndSessions(const String& text) {
+  if (m_Finished)
+    return;
+  if (!m_Ending)
+    BeginEnding();
+  m_EndTimer.expires_at(m_EndBegan + k_DropAfter);
+  m_EndTimer.async_wait([this](const error_code& cancelled) {
+    if (!cancelled)
+      DropSessions();
+  });
+  for (const auto& session : Sessions())
+    session->End(wire::Goodbye::ENDING, text);
+  FinishWhenEmpty();
+}
+
+void Server::DropSessions() {
+  for (const auto& session : Sessions())
+    session->Drop("the Master ends");
+}
+
+void Server::FinishWhenEmpty() {
+  if (!m_Ending || m_Finished || !m_Sessions.empty())
+    return;
+  // Run returns when the streams that are saying goodbye are done, which they are soon.
+  m_Finished = true;
+  m_EndTimer.cancel();
+  m_EndSignals.cancel();
+  m_Machine.Finish();
+  m_Work.reset();
+}
+
+} // namespace brenic::master

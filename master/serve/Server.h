@@ -1,0 +1,80 @@
+// The running Master: listeners, sessions, the writer, and how it ends.
+#pragma once
+
+#include <map>
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/signal_set.hpp>
+
+#include "serve/Listener.h"
+#include "serve/MachineCommands.h"
+#include "serve/Session.h"
+
+namespace brenic::master {
+
+struct ServerOptions {
+  String m_Listen;
+  Path m_Socket; // empty: no local socket
+  MachineCommandLines m_Commands;
+  std::vector<int> m_EndSignals; // that end it cleanly
+};
+
+/// Made and run on one thread, the I/O thread.
+class Server : public SessionHost {
+public:
+  static constexpr size_t k_MaxSessions = 4096;
+  static constexpr std::chrono::seconds k_EndWithin{5}; // whatever its clients do
+
+  /// Listens from now on. `store` is the writer's, `directory` is used on this thread. Throws Exception*.
+  Server(const ServerOptions& options, std::unique_ptr<Store> store, std::unique_ptr<Store> directory);
+  ~Server() override;
+
+  /// "127.0.0.1:8730"
+  String Address() const { return m_Listeners.front()->Address(); }
+  uint16_t Port() const { return m_Listeners.front()->Port(); }
+
+  /// Serves until the end that a signal, Stop or a ShutdownMsg asked for.
+  void Run();
+  /// Ends cleanly. Any thread.
+  void Stop();
+
+private:
+  void Submit(Request request) override { m_Writer.Submit(std::move(request)); }
+  std::shared_ptr<const Snapshot> CurrentSnapshot() const override { return m_Snapshots.Current(); }
+  const wire::Welcome& WelcomeTemplate() const override { return m_Welcome; }
+  wire::Goodbye::Reason WhyNotWelcome() const override;
+  void Closed(uint64_t session) override;
+  void ReportStranger(const String& line) override;
+
+  void Arrive(Arrival arrival);
+  void OnBatch(const Batch& batch);
+  void CarryOut(const Result& result);
+  void DumpLog(uint64_t asker);
+  void BeginEnding();
+  void ShutDownSystem();
+  void EndSessions(const String& text);
+  void DropSessions();
+  void FinishWhenEmpty();
+  void WatchSignals();
+  std::vector<std::shared_ptr<Session>> Sessions() const;
+
+  asio::io_context m_Io{1};
+  asio::executor_work_guard<asio::io_context::executor_type> m_Work;
+  asio::signal_set m_EndSignals;
+  asio::steady_timer m_EndTimer;
+  SnapshotHolder m_Snapshots;
+  wire::Welcome m_Welcome;
+  const std::unique_ptr<Store> m_Directory;
+  MachineCommands m_Machine;
+  std::vector<std::unique_ptr<Listener>> m_Listeners;
+  std::map<uint64_t, std::shared_ptr<Session>> m_Sessions;
+  uint64_t m_LastSession = 0;
+  bool m_Ending = false;
+  std::chrono::steady_clock::time_point m_EndBegan;
+  bool m_Finished = false;
+  std::chrono::steady_clock::time_point m_StrangerMinute;
+  int m_StrangerLines = 0;
+  Writer m_Writer; // last: its thread ends before the rest goes
+};
+
+} // namespace brenic::master

@@ -1,0 +1,241 @@
+#include "serve/Session.h"
+
+#include <fmt/core.h>
+
+#include "rlib/Log.h"
+#include "wire/Contents.h"
+
+namespace brenic::master {
+
+Session::Session(SessionHost& host, asio::io_context& io, uint64_t number, std::unique_ptr<ByteStream> stream,
+                 const Peer& peer)
+    : m_Host(host), m_Number(number), m_Stream(std::make_shared<FrameStream>(io, std::move(stream))),
+      m_Peer(std::make_shared<Peer>(peer)), m_HelloTimer(io) {}
+
+void Session::Start(std::chrono::steady_clock::time_point since) {
+  // The stream's handlers refer to the session weakly: the host decides how long it lives.
+  const auto weak = weak_from_this();
+  m_Stream->Start({[weak](wire::Frame& frame) {
+                     if (const auto self = weak.lock())
+                       self->OnFrame(frame);
+                   },
+                   [weak](const FrameStream::End& end) {
+                     if (const auto self = weak.lock())
+                       self->OnEnd(end);
+                   },
+                   [weak] {
+                     if (const auto self = weak.lock())
+                       self->OnDrained();
+                   },
+                   [weak](const wire::Frame& frame) {
+                     if (const auto self = weak.lock();
+                         self && !self->m_Welcome && !frame.has_hello() && !frame.has_goodbye())
+                       throw wire::Malformed("something else where a Hello is expected");
+                   }});
+  m_HelloTimer.expires_at(since + k_HelloWithin);
+  m_HelloTimer.async_wait([weak](const error_code& error) {
+    if (const auto self = weak.lock(); self && !error && !self->m_Welcome && !self->m_Left) {
+      self->m_Host.ReportStranger(self->Who() + " sent no Hello in time");
+      self->SayGoodbye(wire::Goodbye::PROTOCOL_ERROR, "no Hello was received in time");
+    }
+  });
+}
+
+void Session::Reject(const String& reason) {
+  m_Host.ReportStranger(Who() + " is not let in: " + reason);
+  SayGoodbye(wire::Goodbye::REJECTED, reason);
+}
+
+void Session::Deliver(const Result& result) {
+  m_Unanswered -= 1;
+  m_UnansweredBytes -= result.m_Bytes;
+  Push(result.m_Frames);
+  if (m_Left)
+    return;
+  if (m_EndReason != wire::Goodbye::UNSPECIFIED && m_Unanswered == 0)
+    return SayGoodbye(m_EndReason, m_EndText);
+  LimitBacklog();
+}
+
+void Session::Push(const Bytes& frame) {
+  if (m_Left)
+    return;
+  m_Stream->Send(frame);
+  if (m_Stream->Queued() > k_MaxQueued)
+    Drop("it does not read what it is sent");
+}
+
+void Session::PushTranslations() {
+  m_TranslationsDirty = m_Stream->Queued() > 0;
+  if (!m_TranslationsDirty)
+    Push(m_Host.CurrentSnapshot()->m_Translations);
+}
+
+void Session::PushProducts(const Bytes& changes) {
+  m_ProductsDirty = m_ProductsDirty || !changes || m_Stream->Queued() > 0;
+  if (m_ProductsDirty)
+    OnDrained();
+  else
+    Push(changes);
+}
+
+void Session::OnDrained() {
+  if (m_Left || m_Stream->Queued() > 0)
+    return;
+  if (m_TranslationsDirty)
+    PushTranslations();
+  if (std::exchange(m_ProductsDirty, false))
+    SendProducts(*m_Host.CurrentSnapshot()->m_Products);
+}
+
+/// Not limited in size: it is the one list that the client is owed, and nothing else is queued behind it.
+void Session::SendProducts(const ProductFrames& products) {
+  for (const Bytes& part : products.m_Parts)
+    m_Stream->Send(part);
+  m_Stream->Send(products.m_End);
+}
+
+void Session::End(wire::Goodbye::Reason reason, const String& text) {
+  if (m_Left || m_EndReason != wire::Goodbye::UNSPECIFIED)
+    return;
+  m_EndReason = reason;
+  m_EndText = text;
+  m_Stream->SetPaused(true);
+  if (m_Unanswered == 0)
+    SayGoodbye(reason, text);
+}
+
+void Session::Drop(const String& reason) {
+  if (m_Left)
+    return;
+  rlib::LogWarning(Who() + " was dropped: " + reason);
+  m_Stream->Close();
+  Leave();
+}
+
+void Session::OnFrame(wire::Frame& frame) {
+  if (frame.has_goodbye()) {
+    m_Stream->Close();
+    return Leave();
+  }
+  if (!m_Welcome)
+    return OnHello(frame.hello());
+  if (!frame.has_message())
+    throw wire::Malformed("a frame that a client does not send");
+  OnRequest(frame);
+}
+
+void Session::OnHello(const wire::Hello& hello) {
+  if (hello.protocol_version() != wire::k_ProtocolVersion) {
+    m_Host.ReportStranger(
+        fmt::format("{} speaks version {} of the protocol", Who().str(), hello.protocol_version()));
+    return SayGoodbye(wire::Goodbye::PROTOCOL_VERSION,
+                      fmt::format("this Master speaks version {} of the protocol, the client version {}",
+                                  wire::k_ProtocolVersion, hello.protocol_version()));
+  }
+  m_Peer->m_ClientId = wire::Identifier(hello.client_id()).ToString().str();
+  m_Peer->m_Kind = hello.kind();
+  switch (m_Host.WhyNotWelcome()) {
+  case wire::Goodbye::BUSY:
+    return SayGoodbye(wire::Goodbye::BUSY, "the Master has no room for another client now");
+  case wire::Goodbye::ENDING:
+    return SayGoodbye(wire::Goodbye::ENDING, "the Master is ending");
+  default:
+    SendWelcome(hello);
+  }
+}
+
+void Session::SendWelcome(const wire::Hello& hello) {
+  const auto snapshot = m_Host.CurrentSnapshot();
+  wire::Frame frame;
+  *frame.mutable_welcome() = m_Host.WelcomeTemplate();
+  frame.mutable_welcome()->set_default_idle_timeout(snapshot->m_DefaultIdleTimeout);
+  frame.mutable_welcome()->set_message(snapshot->m_Message.str());
+  m_Stream->Send(frame);
+  m_Stream->Send(snapshot->m_Translations);
+
+  const ProductFrames& products = *snapshot->m_Products;
+  if (hello.products_digest() == products.m_Digest) {
+    wire::Frame unchanged;
+    unchanged.mutable_products()->set_unchanged(true);
+    m_Stream->Send(unchanged);
+    m_Stream->Send(products.m_End);
+  } else {
+    SendProducts(products);
+  }
+
+  m_HelloTimer.cancel();
+  if (m_Peer->m_Role == Role::Administrator)
+    m_Stream->SetLimit(wire::k_MaxFrame);
+  m_Welcome = true;
+  rlib::LogInfo(fmt::format("{} connected: {} '{}', kind {}", Who().str(), RoleName(m_Peer->m_Role),
+                            m_Peer->m_Name.str(), m_Peer->m_Kind));
+}
+
+void Session::OnRequest(wire::Frame& frame) {
+  Request request;
+  request.m_Session = m_Number;
+  request.m_Peer = m_Peer;
+  request.m_Bytes = frame.ByteSizeLong();
+  const auto envelope = std::make_shared<wire::Envelope>(std::move(*frame.mutable_message()));
+  request.m_Id = wire::Identifier(envelope->id());
+  if (request.m_Id.IsNull())
+    throw wire::Malformed("a request without an identifier");
+  // Decoded contents take many times the room. Small refused ones are shown in the audit trail all the same.
+  if (request.m_Bytes <= k_AlwaysDecoded || WhyNotDecoded(*m_Peer, *envelope).empty())
+    request.m_Message = wire::FromWire(*envelope);
+  request.m_Envelope = envelope;
+  m_Unanswered += 1;
+  m_UnansweredBytes += request.m_Bytes;
+  m_Host.Submit(std::move(request));
+  LimitBacklog();
+}
+
+void Session::LimitBacklog() {
+  if (m_EndReason != wire::Goodbye::UNSPECIFIED)
+    return;
+  // Reading goes on at half of the limit, so that it does not start and stop with every answer.
+  if (m_Unanswered >= k_MaxUnanswered || m_UnansweredBytes >= k_MaxUnansweredBytes)
+    m_Paused = true;
+  else if (m_Unanswered <= k_MaxUnanswered / 2 && m_UnansweredBytes <= k_MaxUnansweredBytes / 2 && m_Paused)
+    m_Paused = false;
+  else
+    return;
+  m_Stream->SetPaused(m_Paused);
+}
+
+void Session::OnEnd(const FrameStream::End& end) {
+  const String line = Who() + (end.m_Malformed ? " broke the protocol: " : " disconnected: ") + end.m_Text;
+  if (!m_Welcome)
+    m_Host.ReportStranger(line);
+  else if (end.m_Malformed)
+    rlib::LogWarning(line);
+  else
+    rlib::LogInfo(line);
+  Leave();
+}
+
+void Session::SayGoodbye(wire::Goodbye::Reason reason, const String& text) {
+  if (m_Left)
+    return;
+  wire::Frame frame;
+  frame.mutable_goodbye()->set_reason(reason);
+  frame.mutable_goodbye()->set_text(text.str());
+  m_Stream->Send(frame);
+  m_Stream->CloseWhenWritten(k_GoodbyeWithin);
+  Leave();
+}
+
+void Session::Leave() {
+  if (m_Left)
+    return;
+  m_Left = true;
+  m_HelloTimer.cancel();
+  m_Host.Closed(m_Number);
+}
+
+String Session::Who() const {
+  return "The client at " + m_Peer->m_Address;
+}
+
+} // namespace brenic::master

@@ -1,0 +1,88 @@
+// One client's connection.
+#pragma once
+
+#include "net/FrameStream.h"
+#include "serve/Writer.h"
+
+namespace brenic::master {
+
+/// What a session needs of the Master. I/O thread.
+class SessionHost {
+public:
+  virtual ~SessionHost() = default;
+
+  virtual void Submit(Request request) = 0;
+  virtual std::shared_ptr<const Snapshot> CurrentSnapshot() const = 0;
+  /// The part of the Welcome that does not change.
+  virtual const wire::Welcome& WelcomeTemplate() const = 0;
+  /// Why no further client is let in now; UNSPECIFIED when one is.
+  virtual wire::Goodbye::Reason WhyNotWelcome() const = 0;
+  /// The session has ended and asks for nothing any more.
+  virtual void Closed(uint64_t session) = 0;
+  /// A line about somebody who is not known yet; rate-limited.
+  virtual void ReportStranger(const String& line) = 0;
+};
+
+/// I/O thread. Lives while the host or an operation holds it.
+class Session : public std::enable_shared_from_this<Session> {
+public:
+  static constexpr std::chrono::seconds k_HelloWithin{5};
+  static constexpr std::chrono::seconds k_GoodbyeWithin{1}; // for a peer to take its Goodbye and close
+  static constexpr size_t k_MaxUnanswered = 1024;           // requests
+  static constexpr size_t k_AlwaysDecoded = 4 * 1024;       // bytes of a request
+  static constexpr size_t k_MaxUnansweredBytes = 64 * 1024 * 1024;
+  static constexpr size_t k_MaxQueued = 128 * 1024 * 1024; // bytes of output that the client does not read
+
+  Session(SessionHost& host, asio::io_context& io, uint64_t number, std::unique_ptr<ByteStream> stream,
+          const Peer& peer);
+
+  /// `since` is when the peer connected: it has k_HelloWithin from then on.
+  void Start(std::chrono::steady_clock::time_point since);
+  /// Lets the client know that it is not let in, and why.
+  void Reject(const String& reason);
+
+  bool IsWelcome() const { return m_Welcome; }
+  uint64_t Number() const { return m_Number; }
+
+  void Deliver(const Result& result);
+  void Push(const Bytes& frame);
+  /// Sends the newest path translations, at once or when everything before them has been written.
+  void PushTranslations();
+  /// Sends what changed of the products; the whole list when the client still has something before it to
+  /// read.
+  void PushProducts(const Bytes& changes);
+  /// Takes no more requests; ends once those that were taken are answered.
+  void End(wire::Goodbye::Reason reason, const String& text);
+  /// Ends at once.
+  void Drop(const String& reason);
+
+private:
+  void OnFrame(wire::Frame& frame);
+  void OnHello(const wire::Hello& hello);
+  void OnRequest(wire::Frame& frame);
+  void OnEnd(const FrameStream::End& end);
+  void OnDrained();
+  void SendWelcome(const wire::Hello& hello);
+  void SendProducts(const ProductFrames& products);
+  void SayGoodbye(wire::Goodbye::Reason reason, const String& text);
+  void Leave();
+  void LimitBacklog();
+  String Who() const;
+
+  SessionHost& m_Host;
+  const uint64_t m_Number;
+  const std::shared_ptr<FrameStream> m_Stream;
+  std::shared_ptr<Peer> m_Peer; // not changed after Hello
+  asio::steady_timer m_HelloTimer;
+  bool m_Welcome = false;
+  bool m_Left = false;
+  bool m_TranslationsDirty = false;
+  bool m_ProductsDirty = false;
+  bool m_Paused = false; // because of the backlog
+  size_t m_Unanswered = 0;
+  size_t m_UnansweredBytes = 0;
+  wire::Goodbye::Reason m_EndReason = wire::Goodbye::UNSPECIFIED;
+  String m_EndText;
+};
+
+} // namespace brenic::master

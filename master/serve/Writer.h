@@ -1,0 +1,94 @@
+// Decides every request, one after the other, and commits them together.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <thread>
+
+#include "farm/Judgement.h"
+#include "serve/Snapshot.h"
+#include "store/Store.h"
+#include "wire/Frames.h"
+
+namespace brenic::master {
+
+/// Why contents are refused without being decoded; empty when they are not.
+String WhyNotDecoded(const Peer& peer, const wire::Envelope& envelope);
+
+struct Request {
+  uint64_t m_Session = 0;
+  std::shared_ptr<const Peer> m_Peer;
+  UID m_Id;
+  std::shared_ptr<const wire::Envelope> m_Envelope;
+  shared_ptr<Message> m_Message; // null when the contents are unknown or were not decoded
+  size_t m_Bytes = 0;
+};
+
+struct Result {
+  uint64_t m_Session = 0;
+  size_t m_Bytes = 0;              // of the request
+  Bytes m_Frames;                  // a reply, if any, and the Answer
+  shared_ptr<Message> m_Operation; // to be carried out now: its first commit
+};
+
+/// What one commit brought, in the order of the requests.
+struct Batch {
+  std::vector<Result> m_Results;
+  bool m_TranslationsChanged = false;
+  bool m_ProductsChanged = false;
+  /// The types whose products changed; without a value, any may have.
+  std::optional<std::set<UID>> m_ChangedProducts = std::set<UID>();
+};
+
+/// Owns the settings in memory and, while it runs, the store. Requests take effect in the order of Submit; a
+/// request sees those before it. A result is given out after its commit.
+/// When the disk is full or another process holds the database too long, writes are refused and reads go on;
+/// any other failure of the store ends the process.
+class Writer {
+public:
+  /// Called on the writer's thread.
+  using Deliver = std::function<void(Batch batch)>;
+
+  /// `run` names this process of the Master in the audit trail.
+  Writer(std::unique_ptr<Store> store, MachineCommandLines commands, SnapshotHolder& snapshots,
+         Deliver deliver, std::string run);
+  /// Finishes what was submitted.
+  ~Writer();
+
+  void Start();
+  /// Any thread.
+  void Submit(Request request);
+
+private:
+  struct Decision {
+    wire::Answer::Outcome m_Outcome = wire::Answer::REFUSED;
+    String m_Reason;
+    shared_ptr<Message> m_Reply;
+    Effect m_Effect;
+    bool m_Record = true; // in the audit trail: not when it is there already
+  };
+  void Run();
+  Batch Process(const std::vector<Request>& requests);
+  Batch Commit(const std::vector<Request>& requests);
+  Batch AnswerWithoutStoring(const std::vector<Request>& requests, const String& reason);
+  Decision Decide(const Request& request, const std::string& digest);
+  Decision DecideNew(const Request& request) const;
+  Decision Repeat(const AuditRecord& earlier, const std::string& digest) const;
+  AuditRecord MakeRecord(const Request& request, const Decision& decision, const std::string& digest) const;
+  void Publish(bool translations, bool products);
+
+  const std::unique_ptr<Store> m_Store;
+  const MachineCommandLines m_Commands;
+  SnapshotHolder& m_Snapshots;
+  const Deliver m_Deliver;
+  const std::string m_Run;
+  Farm m_Farm;
+
+  std::mutex m_Mutex;
+  std::condition_variable m_Wake;
+  std::vector<Request> m_Queue;
+  bool m_Stop = false;
+  std::thread m_Thread;
+};
+
+} // namespace brenic::master

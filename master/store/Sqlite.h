@@ -1,0 +1,82 @@
+// A thin layer over SQLite: statements with typed parameters, errors as StoreFailure.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "store/Store.h"
+
+namespace brenic::master {
+
+/// Bytes that are no text.
+struct Blob {
+  std::string_view m_Bytes;
+};
+
+/// A prepared statement. Parameters are bound in order, then rows are read. Reused by Reset.
+class Statement {
+public:
+  Statement(sqlite3* database, std::string_view sql);
+  ~Statement() { sqlite3_finalize(m_Statement); }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  template <typename... Values>
+  Statement& Bind(const Values&... values) {
+    sqlite3_reset(m_Statement);
+    int index = 0;
+    (BindOne(++index, values), ...);
+    return *this;
+  }
+  /// True while there is a row.
+  bool Step();
+  /// Runs a statement that returns no rows.
+  template <typename... Values>
+  void Run(const Values&... values) {
+    Bind(values...);
+    while (Step()) {
+    }
+  }
+
+  int64_t Integer(int column) const { return sqlite3_column_int64(m_Statement, column); }
+  /// Text or blob.
+  std::string Text(int column) const;
+
+private:
+  void BindOne(int index, int64_t value);
+  void BindOne(int index, int value) { BindOne(index, static_cast<int64_t>(value)); }
+  void BindOne(int index, std::string_view text);
+  void BindOne(int index, const Blob& blob);
+  /// Identifiers are blobs of 16 bytes.
+  void BindOne(int index, const UID& id);
+
+  sqlite3* m_Database;
+  sqlite3_stmt* m_Statement = nullptr;
+};
+
+/// One connection to a database file.
+class Database {
+public:
+  enum class Mode { ReadWrite, ReadOnly };
+
+  Database(const Path& file, Mode mode);
+  ~Database();
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  void Execute(const char* sql);
+  /// The single integer or text that the SQL yields.
+  std::string Scalar(const char* sql);
+  /// Undoes an open transaction; never throws.
+  void Rollback() noexcept;
+
+  sqlite3* Handle() { return m_Database; }
+
+private:
+  sqlite3* m_Database = nullptr;
+};
+
+} // namespace brenic::master

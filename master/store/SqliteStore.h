@@ -1,0 +1,48 @@
+// The store in one SQLite file.
+#pragma once
+
+#include <map>
+
+#include "store/Sqlite.h"
+#include "store/Store.h"
+
+namespace brenic::master {
+
+class SqliteStore : public Store {
+public:
+  /// The database of a data folder.
+  static Path File(const Path& dataFolder);
+
+  /// Makes a database; fails when there is a file of that name, be it a symbolic link.
+  static void Create(const Path& file, const MasterRecord& master, const ClientRecord& firstClient);
+
+  /// Opens an existing database and checks its version and that commits are durable.
+  SqliteStore(const Path& dataFolder, Database::Mode mode);
+
+  MasterRecord LoadMaster() override;
+  void ReplaceServerCredential(const Credential& credential) override;
+  Farm LoadFarm() override;
+  void AddClient(const ClientRecord& client) override;
+  std::optional<ClientRecord> FindClient(const std::string& serial) override;
+  void ReplaceDefaultProducts(const ProductMap& products) override;
+  void Begin() override;
+  void Commit() override;
+  void Rollback() override { m_Database.Rollback(); }
+  void Apply(const Effect& effect) override;
+  void Record(const AuditRecord& record) override;
+  std::optional<AuditRecord> FindDecision(const std::string& clientKey, const UID& messageId) override;
+  void ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) override;
+
+  Database& Connection() { return m_Database; }
+
+private:
+  /// Prepared once per text, which must be a literal.
+  Statement& Prepared(const char* sql);
+  void ApplyOptions(const Effect& effect);
+  void ApplyProducts(const Effect& effect);
+
+  Database m_Database;
+  std::map<const char*, std::unique_ptr<Statement>> m_Statements;
+};
+
+} // namespace brenic::master

@@ -1,0 +1,101 @@
+// Where the Master keeps everything durably. docs/storage.md explains the tables.
+#pragma once
+
+#include <functional>
+#include <stdexcept>
+
+#include "farm/Farm.h"
+#include "farm/Peer.h"
+
+namespace brenic::master {
+
+/// The store failed. After a full or a busy one the Master goes on, after a broken one it must not.
+class StoreFailure : public std::runtime_error {
+public:
+  enum class Kind { Broken, Full, Busy };
+
+  explicit StoreFailure(const std::string& text, Kind kind = Kind::Broken)
+      : std::runtime_error(text), m_Kind(kind) {}
+  Kind Which() const { return m_Kind; }
+
+private:
+  Kind m_Kind;
+};
+
+/// A certificate with its key, PEM.
+struct Credential {
+  std::string m_Certificate;
+  std::string m_Key;
+};
+
+/// The Master itself.
+struct MasterRecord {
+  UID m_ID = UID(false);
+  String m_Name;
+  Credential m_Authority;
+  Credential m_Server;
+};
+
+/// Somebody whose certificate is accepted.
+struct ClientRecord {
+  std::string m_Serial; // of the certificate, lower-case hexadecimal
+  String m_Name;
+  Role m_Role = Role::Component;
+};
+
+/// One request in the audit trail.
+struct AuditRecord {
+  int64_t m_Sequence = 0; // in commit order; given by the store
+  int64_t m_Time = 0;     // milliseconds since 1970-01-01 UTC
+  std::string
+      m_ClientKey; // certificate serial, or "uid:N" of a local peer: what identifiers are remembered with
+  std::string m_ClientId; // as the client calls itself
+  String m_ClientName;
+  Role m_Role = Role::Component;
+  uint32_t m_Kind = 0;
+  std::string m_Address;
+  UID m_MessageId;
+  std::string m_Class;
+  std::string m_Digest; // SHA-256 of the request as it was sent
+  std::string m_Fields; // JSON object
+  std::string m_Result; // "committed", "refused" or "answered"
+  std::string m_Reason;
+  std::string m_Run; // of the Master process that decided
+};
+
+/// Used by one thread at a time. Everything throws StoreFailure. A function outside of a transaction is one
+/// of its own.
+class Store {
+public:
+  virtual ~Store() = default;
+
+  virtual MasterRecord LoadMaster() = 0;
+  /// The Master's own certificate, in place of the earlier one.
+  virtual void ReplaceServerCredential(const Credential& credential) = 0;
+  virtual Farm LoadFarm() = 0;
+
+  virtual void AddClient(const ClientRecord& client) = 0;
+  virtual std::optional<ClientRecord> FindClient(const std::string& serial) = 0;
+
+  /// Makes `products` the default products, in place of the earlier ones. Writes nothing when they are the
+  /// same. Rolls back when it fails.
+  virtual void ReplaceDefaultProducts(const ProductMap& products) = 0;
+
+  virtual void Begin() = 0;
+  /// The transaction is durable when this returns.
+  virtual void Commit() = 0;
+  virtual void Rollback() = 0;
+
+  virtual void Apply(const Effect& effect) = 0;
+  virtual void Record(const AuditRecord& record) = 0;
+  /// How a request of this identifier was decided. Requests that were only answered are not remembered.
+  virtual std::optional<AuditRecord> FindDecision(const std::string& clientKey, const UID& messageId) = 0;
+  /// Calls `each` for the records from `since` (milliseconds) on, in commit order.
+  virtual void ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) = 0;
+};
+
+/// Runs `store`, for something that the Master also does without: a store that cannot take it now, which the
+/// log tells (`what` stays as it was), does not keep it from serving. Throws what else it throws.
+void TryToStore(const char* what, const std::function<void()>& store);
+
+} // namespace brenic::master

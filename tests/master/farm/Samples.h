@@ -1,0 +1,44 @@
+// Products and settings for the tests.
+#pragma once
+
+#include <fmt/core.h>
+
+#include "brenic/MessageFactory.h"
+#include "farm/Farm.h"
+
+namespace brenic::master {
+
+/// A type whose last byte is `number`.
+inline UID Type(uint8_t number) {
+  UID::Raw bytes{};
+  bytes[0] = 0xab;
+  bytes[15] = number;
+  return UID(bytes);
+}
+
+inline shared_ptr<const Product> MakeProduct(uint8_t number, const std::string& name,
+                                             const std::vector<std::string>& aliases = {}) {
+  std::string list;
+  for (const auto& alias : aliases)
+    list += fmt::format("{}\"{}\"", list.empty() ? "" : ",", alias);
+  return boost::make_shared<const Product>(
+      Type(number), name, rlib::vector<String>(aliases.begin(), aliases.end()),
+      fmt::format(R"({{"id":"{}","name":"{}","aliases":[{}]}})", Type(number).ToString().str(), name, list));
+}
+
+/// Settings with the default products 1 "Alpha" (alias "a") and 2 "Beta".
+inline Farm SampleFarm() {
+  Farm farm;
+  for (const auto& product : {MakeProduct(1, "Alpha", {"a"}), MakeProduct(2, "Beta")})
+    farm.m_Products.AddDefault(product);
+  return farm;
+}
+
+template <typename Class, typename Fill>
+shared_ptr<Class> Make(Fill fill) {
+  const auto message = MessageFactory::Create<Class>();
+  fill(*message);
+  return message;
+}
+
+} // namespace brenic::master

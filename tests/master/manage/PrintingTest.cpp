@@ -1,0 +1,103 @@
+#include "manage/Printing.h"
+
+#include <gtest/gtest.h>
+
+#include "master/farm/Samples.h"
+#include "rlib/IniFile.h"
+
+namespace brenic::master {
+namespace {
+
+TEST(StateJson, HasItsKeysInTheirOrder) {
+  Farm farm;
+  farm.m_Options = {{"DefaultIdleTimeout", "30"}, {"Message", "hi"}};
+  farm.m_TypeOptions[Type(1)]["Samples"] = "5";
+  farm.m_Limits[Type(1)] = -1;
+  farm.m_Restrictions = {"NoPause"};
+  farm.m_Translations = {{{1, "/x"}, {0, "X:"}}};
+  farm.m_Products.AddDefault(MakeProduct(1, "Alpha", {"a"}));
+  farm.m_Products.Install(MakeProduct(2, "Beta"));
+  MasterRecord master;
+  master.m_ID = Type(9);
+  master.m_Name = "Farm";
+  EXPECT_EQ(
+      StateJson(master, farm),
+      R"({"master":{"id":"ab000000-0000-0000-0000-000000000009","name":"Farm","version":"1.0.0",)"
+      R"("defaultIdleTimeout":30,"message":"hi"},"options":{"DefaultIdleTimeout":"30","Message":"hi"},)"
+      R"("typeOptions":{"ab000000-0000-0000-0000-000000000001":{"Samples":"5"}},)"
+      R"("limits":{"ab000000-0000-0000-0000-000000000001":-1},"restrictions":["NoPause"],)"
+      R"("pathTranslations":[{"0":"X:","1":"/x"}],)"
+      R"("products":[{"id":"ab000000-0000-0000-0000-000000000001","name":"Alpha","aliases":["a"],"origin":"default"},)"
+      R"({"id":"ab000000-0000-0000-0000-000000000002","name":"Beta","aliases":[],"origin":"custom"}]})");
+}
+
+TEST(StateIni, IsReadBackAsItWas) {
+  const OptionMap awkward{{"a = b", " spaced "}, {"[x]", "say \"hi\" \\"}, {";c", "# d"}, {"plain", "1"},
+                          {"empty", ""},         {"ümlaut", "=;"}};
+  Farm farm;
+  farm.m_Options = awkward;
+  farm.m_Restrictions = {"No = Pause"};
+  farm.m_Limits[Type(1)] = 4;
+  farm.m_TypeOptions[Type(2)] = {{"k", "v"}};
+  rlib::IniFile ini;
+  ini.LoadText(StateIni(farm));
+  EXPECT_EQ(ini.SkippedLines(), 0u);
+  std::map<std::string, OptionMap> sections;
+  while (ini.SetNextSection()) {
+    String name, value;
+    OptionMap& section = sections[ini.GetCurrentSection().str()];
+    while (ini.GetNextValue(name, value))
+      section[name] = value;
+  }
+  EXPECT_EQ(sections["Distribution"], awkward);
+  EXPECT_EQ(sections["Restrictions"], (OptionMap{{"No = Pause", "true"}}));
+  EXPECT_EQ(sections["Limit"], (OptionMap{{Type(1).ToString(), "4"}}));
+  EXPECT_EQ(sections[Type(2).ToString().str()], (OptionMap{{"k", "v"}}));
+}
+
+TEST(StateIni, MentionsAValueThatIsTooLongForALine) {
+  Farm farm;
+  farm.m_Options = {{"UserLimits", String(std::string(rlib::IniFile::k_MaxLine, 'x'))}, {"short", "1"}};
+  const std::string text = StateIni(farm);
+  EXPECT_NE(text.find("; UserLimits is left out: its value of 1048576 bytes is too long"), std::string::npos);
+  rlib::IniFile ini;
+  ini.LoadText(text);
+  EXPECT_EQ(ini.SkippedLines(), 0u);
+  ASSERT_TRUE(ini.SetNextSection());
+  String name, value;
+  EXPECT_TRUE(ini.GetNextValue(name, value));
+  EXPECT_EQ(name, "short");
+  EXPECT_FALSE(ini.GetNextValue(name, value));
+}
+
+TEST(AuditJson, HasItsKeysInTheirOrder) {
+  AuditRecord record;
+  record.m_Sequence = 7;
+  record.m_Time = 1769860800123;
+  record.m_ClientId = Type(1).ToString().str();
+  record.m_ClientName = "admin";
+  record.m_Role = Role::Administrator;
+  record.m_Kind = 3;
+  record.m_Address = "127.0.0.1:50012";
+  record.m_MessageId = Type(2);
+  record.m_Class = "GetMasterOptionsMsg";
+  record.m_Fields = R"({"m_OptionNames":["a"]})";
+  record.m_Result = "answered";
+  EXPECT_EQ(
+      AuditJson(record),
+      R"({"sequence":7,"time":"2026-01-31T12:00:00.123Z","client":{"id":"ab000000-0000-0000-0000-000000000001",)"
+      R"("name":"admin","role":"administrator","kind":3,"address":"127.0.0.1:50012"},)"
+      R"("message":{"id":"ab000000-0000-0000-0000-000000000002","class":"GetMasterOptionsMsg","m_OptionNames":["a"]},)"
+      R"("result":"answered","reason":""})");
+}
+
+TEST(ParseTime, TakesDatesAndTimesInUtc) {
+  EXPECT_EQ(ParseTime("2026-01-31T12:00:00.123Z"), 1769860800123);
+  EXPECT_EQ(ParseTime("2026-01-31 12:00:00"), 1769860800000);
+  EXPECT_EQ(ParseTime("2026-01-31"), 1769817600000);
+  for (const char* bad : {"", "yesterday", "2026-01-31T", "2026-01-31x", "2026-13-01"})
+    EXPECT_EQ(ParseTime(bad), std::nullopt) << bad;
+}
+
+} // namespace
+} // namespace brenic::master

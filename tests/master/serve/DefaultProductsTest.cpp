@@ -1,0 +1,51 @@
+#include "serve/DefaultProducts.h"
+
+#include <filesystem>
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include "TempFolder.h"
+#include "master/farm/Samples.h"
+
+namespace brenic::master {
+namespace {
+
+TEST(DefaultProducts, LeaveOutWhatCannotBeTaken) {
+  const TempFolder folder;
+  WriteTextFile(folder / "a.json", MakeProduct(1, "Alpha")->Document());
+  WriteTextFile(folder / "b.json", MakeProduct(2, "ALPHA")->Document());
+  WriteTextFile(folder / "c.json", "{");
+  WriteTextFile(folder / "d.txt", MakeProduct(3, "Gamma")->Document());
+  const ProductMap products = LoadDefaultProducts(folder.Name());
+  ASSERT_EQ(products.size(), 1u);
+  EXPECT_EQ(products.begin()->second->Name(), "Alpha");
+}
+
+TEST(DefaultProducts, AreReadPastASymbolicLinkThatLeadsNowhere) {
+  const TempFolder folder;
+  ASSERT_EQ(symlink("nowhere", (folder / "a.json").c_str()), 0);
+  WriteTextFile(folder / "b.json", MakeProduct(1, "Alpha")->Document());
+  EXPECT_EQ(LoadDefaultProducts(folder.Name()).size(), 1u);
+}
+
+TEST(DefaultProducts, AreTakenFromTheEarlierOnesWhereTheFileIsTheSame) {
+  const TempFolder folder;
+  const auto alpha = MakeProduct(1, "Alpha");
+  WriteTextFile(folder / "a.json", alpha->Document());
+  WriteTextFile(folder / "b.json", MakeProduct(2, "Beta")->Document());
+  const ProductMap products = LoadDefaultProducts(folder.Name(), {{Type(1), alpha}});
+  ASSERT_EQ(products.size(), 2u);
+  EXPECT_EQ(products.at(Type(1)), alpha);
+}
+
+TEST(SampleProducts, AreAllTaken) {
+  size_t files = 0;
+  for ([[maybe_unused]] const auto& file : std::filesystem::directory_iterator(SAMPLE_PRODUCTS))
+    ++files;
+  EXPECT_GE(files, 5u);
+  EXPECT_EQ(LoadDefaultProducts(SAMPLE_PRODUCTS).size(), files);
+}
+
+} // namespace
+} // namespace brenic::master

@@ -1,0 +1,89 @@
+// What a Master does when it starts, before it serves.
+#include <csignal>
+#include <gmock/gmock.h>
+
+#include "brenic/MessageFactory.h"
+#include "brenic/SystemMessages.h"
+#include "manage/Certificates.h"
+#include "master/serve/TestFarm.h"
+#include "serve/Listener.h"
+#include "store/SqliteStore.h"
+
+namespace brenic::master {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(Serve, RenewsACertificateThatIsNearItsEnd) {
+  TestFarm farm;
+  MasterRecord before;
+  {
+    SqliteStore store(farm.Data(), Database::Mode::ReadWrite);
+    before = store.LoadMaster();
+    before.m_Server = IssueServer(before.m_Authority, "Farm", {"127.0.0.1", "farm.example"}, 30).m_Credential;
+    store.ReplaceServerCredential(before.m_Server);
+  }
+  farm.Serve();
+  EXPECT_EQ(farm.ConnectTls(farm.Data() + "/clients/admin").Greet().size(), 4u);
+  farm.Signal(SIGTERM);
+  EXPECT_EQ(farm.Wait(), 0);
+  const MasterRecord after = SqliteStore(farm.Data(), Database::Mode::ReadWrite).LoadMaster();
+  EXPECT_EQ(after.m_Authority.m_Certificate, before.m_Authority.m_Certificate);
+  EXPECT_GT(DaysLeft(after.m_Server), 700);
+  EXPECT_EQ(HostsOf(after.m_Server), (std::set<std::string>{"127.0.0.1", "farm.example"}));
+  EXPECT_THAT(ReadTextFile(farm.Data() + "/log/brenic-master.log"),
+              HasSubstr("Renewed the Master's certificate"));
+}
+
+TEST(Serve, KeepsACertificateThatIsNot) {
+  TestFarm farm;
+  const auto certificate = [&] {
+    return SqliteStore(farm.Data(), Database::Mode::ReadWrite).LoadMaster().m_Server.m_Certificate;
+  };
+  const std::string before = certificate();
+  farm.Serve();
+  farm.Signal(SIGTERM);
+  EXPECT_EQ(farm.Wait(), 0);
+  EXPECT_EQ(certificate(), before);
+}
+
+TEST(Serve, DoesNotMakeAnotherMasterWhereTheDatabaseIsLost) {
+  const TestFarm farm;
+  ASSERT_EQ(unlink((farm.Data() + "/master.db").c_str()), 0);
+  const Ended ended = RunMaster({"serve", "--data-dir", farm.Data(), "--listen", "127.0.0.1:0"});
+  EXPECT_EQ(ended.m_Status, 1);
+  EXPECT_THAT(ended.m_Errors, HasSubstr("no master.db"));
+}
+
+TEST(Serve, DoesWithoutNewDefaultProductsWhenItsDatabaseCannotTakeThem) {
+  TestFarm farm;
+  Database other(SqliteStore::File(farm.Data()), Database::Mode::ReadWrite);
+  other.Execute("BEGIN IMMEDIATE");
+  farm.Serve(); // once it has waited for the database
+  EXPECT_EQ(farm.State()["products"].size(), 0u);
+  EXPECT_THAT(ReadTextFile(farm.Data() + "/log/brenic-master.log"),
+              HasSubstr("The default products stay as they were"));
+}
+
+TEST(Serve, ListensOnAllAddressesOfWhatTheMachineKnows) {
+  EXPECT_EQ(DefaultListen(true), "[::]:8730");
+  EXPECT_EQ(DefaultListen(false), "0.0.0.0:8730");
+}
+
+TEST(LogDump, ThatFailsIsNotLoggedAsWritten) {
+  TestFarm farm;
+  farm.Serve();
+  TestClient client = farm.Join();
+  const std::string log = farm.Data() + "/log";
+  std::filesystem::rename(log, farm.Data() + "/moved"); // the open log file goes along
+  WriteTextFile(log, "a file where the folder was");
+  EXPECT_EQ(client.Ask(*MessageFactory::Create<LogDumpMsg>()).outcome(), wire::Answer::COMMITTED);
+  farm.Signal(SIGTERM);
+  EXPECT_EQ(farm.Wait(), 0);
+  const std::string lines = ReadTextFile(farm.Data() + "/moved/brenic-master.log");
+  EXPECT_THAT(lines, HasSubstr("Cannot dump the log"));
+  EXPECT_THAT(lines, testing::Not(HasSubstr("Wrote the log dump")));
+}
+
+} // namespace
+} // namespace brenic::master

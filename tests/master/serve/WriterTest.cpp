@@ -1,0 +1,319 @@
+#include "serve/Writer.h"
+
+#include <future>
+
+#include <gmock/gmock.h>
+
+#include "TempFolder.h"
+#include "brenic/Options.h"
+#include "brenic/SystemMessages.h"
+#include "master/farm/Samples.h"
+#include "store/SqliteStore.h"
+#include "wire/Contents.h"
+#include "wire/Digest.h"
+
+namespace brenic::master {
+namespace {
+
+/// What a Result's frames say.
+struct Told {
+  wire::Answer m_Answer;
+  std::optional<SetMasterOptionsMsg> m_Reply;
+  UID m_ReplyTo;
+};
+
+Told Read(const Result& result) {
+  Told told;
+  wire::FrameReader reader;
+  reader.SetLimit(wire::k_MaxFrame);
+  reader.Feed(*result.m_Frames);
+  while (auto frame = reader.Next()) {
+    EXPECT_FALSE(told.m_Answer.outcome()) << "a reply comes before its Answer";
+    if (frame->has_answer())
+      told.m_Answer = frame->answer();
+    else {
+      told.m_ReplyTo = wire::Identifier(frame->message().reply_to());
+      told.m_Reply = static_cast<const SetMasterOptionsMsg&>(*wire::FromWire(*frame->mutable_message()));
+    }
+  }
+  return told;
+}
+
+class WriterTest : public testing::Test {
+protected:
+  WriterTest() {
+    SqliteStore::Create(SqliteStore::File(m_Folder.Name()), MasterRecord(),
+                        {"01", "admin", Role::Administrator});
+    Restart("first run");
+  }
+
+  void Restart(const std::string& run) {
+    m_Writer.reset();
+    auto store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::ReadWrite);
+    store->ReplaceDefaultProducts(SampleFarm().m_Products.Defaults());
+    m_Store = store.get();
+    m_Writer = std::make_unique<Writer>(
+        std::move(store), MachineCommandLines{"reboot", ""}, m_Snapshots,
+        [this](Batch batch) {
+          std::lock_guard lock(m_Mutex);
+          m_Batches.push_back(std::move(batch));
+          m_Arrived.notify_all();
+        },
+        run);
+  }
+
+  void Submit(const shared_ptr<Message>& message, const std::string& basis = {},
+              const std::string& key = "01", Role role = Role::Administrator) {
+    auto envelope = std::make_shared<wire::Envelope>();
+    wire::ToWire(*message, *envelope);
+    envelope->set_basis(basis);
+    auto peer = std::make_shared<Peer>();
+    peer->m_Key = key;
+    peer->m_Name = "somebody";
+    peer->m_Role = role;
+    ++m_Submitted;
+    m_Writer->Submit({1, peer, message->m_ID, envelope, message, 0});
+  }
+
+  /// Waits until everything that was submitted has been decided; the results in their order.
+  std::vector<Result> Finish() {
+    std::unique_lock lock(m_Mutex);
+    std::vector<Result> results;
+    m_Arrived.wait(lock, [&] {
+      results.clear();
+      for (const Batch& batch : m_Batches)
+        results.insert(results.end(), batch.m_Results.begin(), batch.m_Results.end());
+      return results.size() == m_Submitted;
+    });
+    return results;
+  }
+  Told Ask(const shared_ptr<Message>& message, const std::string& basis = {}, const std::string& key = "01",
+           Role role = Role::Administrator) {
+    Submit(message, basis, key, role);
+    return Read(Finish().back());
+  }
+
+  static shared_ptr<SetMasterOptionsMsg> Set(const String& name, const String& value) {
+    return Make<SetMasterOptionsMsg>([&](auto& message) {
+      message.m_Section = o_Distribution;
+      message.m_Options[name] = value;
+    });
+  }
+  static shared_ptr<GetMasterOptionsMsg> Get(const String& name) {
+    return Make<GetMasterOptionsMsg>([&](auto& message) { message.m_OptionNames = {name}; });
+  }
+
+  const TempFolder m_Folder;
+  SnapshotHolder m_Snapshots;
+  std::mutex m_Mutex;
+  std::condition_variable m_Arrived;
+  std::vector<Batch> m_Batches;
+  size_t m_Submitted = 0;
+  SqliteStore* m_Store = nullptr;
+  std::unique_ptr<Writer> m_Writer;
+};
+
+TEST_F(WriterTest, CommitsTogetherWhatArrivedTogether) {
+  for (int i = 0; i < 100; ++i)
+    Submit(Set(fmt::format("option{}", i), "1"));
+  m_Writer->Start();
+  const auto results = Finish();
+  EXPECT_EQ(m_Batches.size(), 1u);
+  for (const Result& result : results)
+    EXPECT_EQ(Read(result).m_Answer.outcome(), wire::Answer::COMMITTED);
+}
+
+TEST_F(WriterTest, AReadSeesTheWritesBeforeItAndNotThoseBehind) {
+  Submit(Set("a", "1"));
+  const auto get = Get("a");
+  Submit(get);
+  Submit(Set("a", "2"));
+  m_Writer->Start();
+  const Told told = Read(Finish()[1]);
+  EXPECT_EQ(told.m_Reply->m_Options.at("a"), "1");
+  EXPECT_EQ(told.m_ReplyTo, get->m_ID);
+}
+
+TEST_F(WriterTest, AppliesAnIdentifierOnceAlsoAfterARestart) {
+  m_Writer->Start();
+  const auto first = Set("a", "1");
+  EXPECT_EQ(Ask(first).m_Answer.outcome(), wire::Answer::COMMITTED);
+  Ask(Set("a", "2"));
+  EXPECT_EQ(Ask(first).m_Answer.outcome(), wire::Answer::COMMITTED);
+  EXPECT_EQ(Ask(Get("a")).m_Reply->m_Options.at("a"), "2");
+  Restart("second run");
+  m_Writer->Start();
+  EXPECT_EQ(Ask(first).m_Answer.outcome(), wire::Answer::COMMITTED);
+  EXPECT_EQ(Ask(Get("a")).m_Reply->m_Options.at("a"), "2");
+}
+
+TEST_F(WriterTest, RefusesAnIdentifierWithOtherContents) {
+  m_Writer->Start();
+  const auto first = Set("a", "1");
+  Ask(first);
+  const auto second = Set("a", "2");
+  second->m_ID = first->m_ID;
+  const Told told = Ask(second);
+  EXPECT_EQ(told.m_Answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_EQ(told.m_Answer.reason(), "its identifier was already used for another request");
+  EXPECT_EQ(Ask(second, {}, "02").m_Answer.outcome(), wire::Answer::COMMITTED)
+      << "another client's identifier";
+}
+
+TEST_F(WriterTest, RefusesAgainWhatItRefused) {
+  m_Writer->Start();
+  const auto bad = Set("", "1");
+  const Told first = Ask(bad);
+  const Told again = Ask(bad);
+  EXPECT_EQ(again.m_Answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_EQ(again.m_Answer.reason(), first.m_Answer.reason());
+}
+
+TEST_F(WriterTest, CarriesOutAnOperationOnce) {
+  m_Writer->Start();
+  const auto shutdown = MessageFactory::Create<ShutdownMsg>();
+  Submit(shutdown);
+  EXPECT_TRUE(Finish().back().m_Operation);
+  Submit(shutdown);
+  EXPECT_FALSE(Finish().back().m_Operation);
+  EXPECT_EQ(Read(Finish().back()).m_Answer.outcome(), wire::Answer::COMMITTED);
+}
+
+TEST_F(WriterTest, DoesNotKnowTheOutcomeOfAnOperationOfAnEarlierRun) {
+  m_Writer->Start();
+  const auto shutdown = MessageFactory::Create<ShutdownMsg>();
+  const auto machine = Make<MachineMsg>([](auto& m) { m.m_Command = MachineMsg::k_Reboot; });
+  const auto refused = Make<MachineMsg>([](auto& m) { m.m_Command = MachineMsg::k_Shutdown; });
+  const auto dump = MessageFactory::Create<LogDumpMsg>();
+  for (const shared_ptr<Message>& message : {shared_ptr<Message>(shutdown), shared_ptr<Message>(machine),
+                                             shared_ptr<Message>(refused), shared_ptr<Message>(dump)})
+    Ask(message);
+  Restart("second run");
+  m_Writer->Start();
+  EXPECT_EQ(Ask(shutdown).m_Answer.outcome(), wire::Answer::UNKNOWN);
+  EXPECT_EQ(Ask(machine).m_Answer.outcome(), wire::Answer::UNKNOWN);
+  EXPECT_EQ(Ask(refused).m_Answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_EQ(Ask(dump).m_Answer.outcome(), wire::Answer::COMMITTED);
+  const auto results = Finish();
+  ASSERT_EQ(results.size(), 8u);
+  for (size_t i = 4; i < results.size(); ++i)
+    EXPECT_FALSE(results[i].m_Operation);
+}
+
+TEST_F(WriterTest, RefusesComponents) {
+  m_Writer->Start();
+  const Told told = Ask(Get("a"), {}, "02", Role::Component);
+  EXPECT_EQ(told.m_Answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_THAT(told.m_Answer.reason(), testing::HasSubstr("only an administrator"));
+  EXPECT_FALSE(told.m_Reply);
+}
+
+TEST_F(WriterTest, RefusesAStaleBasisAndChangesNothing) {
+  m_Writer->Start();
+  Ask(Set(o_UserLimits, "ann=1;"));
+  EXPECT_EQ(Ask(Set(o_UserLimits, "bob=1;"), Sha256("")).m_Answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_EQ(Ask(Get(o_UserLimits)).m_Reply->m_Options.at(o_UserLimits), "ann=1;");
+  EXPECT_EQ(Ask(Set(o_UserLimits, "bob=1;"), Sha256("ann=1;")).m_Answer.outcome(), wire::Answer::COMMITTED);
+}
+
+TEST_F(WriterTest, OfTwoWritesWithTheSameBasisInOneBatchTheSecondIsRefused) {
+  Submit(Set(o_UserLimits, "ann=1;"), Sha256(""));
+  Submit(Set(o_UserLimits, "bob=1;"), Sha256(""));
+  m_Writer->Start();
+  const auto results = Finish();
+  EXPECT_EQ(Read(results[0]).m_Answer.outcome(), wire::Answer::COMMITTED);
+  EXPECT_EQ(Read(results[1]).m_Answer.outcome(), wire::Answer::REFUSED);
+}
+
+TEST_F(WriterTest, RecordsRefusalsInTheAuditTrail) {
+  m_Writer->Start();
+  Ask(Set("", "1"));
+  Ask(Set("a", "1"), {}, "02", Role::Component);
+  std::vector<std::string> results;
+  SqliteStore(m_Folder.Name(), Database::Mode::ReadOnly).ReadAudit(0, [&](const AuditRecord& record) {
+    results.push_back(record.m_Result + (record.m_Reason.empty() ? "" : " with reason"));
+  });
+  EXPECT_THAT(results, testing::ElementsAre("refused with reason", "refused with reason"));
+}
+
+TEST_F(WriterTest, PublishesWhatConnectingClientsAreTold) {
+  const auto before = m_Snapshots.Current();
+  m_Writer->Start();
+  Ask(Set("Message", "hi"));
+  Ask(Set("DefaultIdleTimeout", "30"));
+  Ask(Make<PathTranslationsMsg>([](auto& m) { m.m_Translations = {{{1, "/x"}}}; }));
+  const auto after = m_Snapshots.Current();
+  EXPECT_EQ(after->m_Message, "hi");
+  EXPECT_EQ(after->m_DefaultIdleTimeout, 30u);
+  EXPECT_NE(*after->m_Translations, *before->m_Translations);
+  EXPECT_EQ(after->m_Products, before->m_Products);
+  EXPECT_TRUE(m_Batches.back().m_TranslationsChanged);
+}
+
+TEST_F(WriterTest, RefusesWritesAndAnswersReadsWhileTheDiskIsFull) {
+  m_Store->Connection().Execute("PRAGMA max_page_count = 1");
+  Submit(Set("long", String(std::string(60'000, 'x'))));
+  Submit(Set("a", "1"));
+  Submit(Get("a"));
+  m_Writer->Start();
+  const auto results = Finish();
+  EXPECT_EQ(Read(results[0]).m_Answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_EQ(Read(results[1]).m_Answer.reason(), "the Master's disk is full; nothing was changed");
+  EXPECT_EQ(Read(results[2]).m_Answer.outcome(), wire::Answer::COMMITTED);
+  EXPECT_EQ(Read(results[2]).m_Reply->m_Options.at("a"), "");
+}
+
+TEST_F(WriterTest, RecoversByItselfWhenThereIsRoomAgain) {
+  m_Store->Connection().Execute("PRAGMA max_page_count = 1");
+  const auto write = Set("long", String(std::string(60'000, 'x')));
+  m_Writer->Start();
+  EXPECT_EQ(Ask(write).m_Answer.outcome(), wire::Answer::REFUSED);
+  m_Store->Connection().Execute("PRAGMA max_page_count = 100000"); // the writer is idle now
+  EXPECT_EQ(Ask(Set("long", "1")).m_Answer.outcome(), wire::Answer::COMMITTED);
+}
+
+TEST_F(WriterTest, RefusesWritesWhileAnotherProgramHoldsTheDatabase) {
+  m_Store->Connection().Execute("PRAGMA busy_timeout = 0");
+  Database other(SqliteStore::File(m_Folder.Name()), Database::Mode::ReadWrite);
+  other.Execute("BEGIN IMMEDIATE");
+  m_Writer->Start();
+  const Told told = Ask(Set("a", "1"));
+  EXPECT_EQ(told.m_Answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_THAT(told.m_Answer.reason(), testing::HasSubstr("another program holds the Master's database"));
+  EXPECT_EQ(Ask(Get("a")).m_Reply->m_Options.at("a"), "");
+  other.Execute("ROLLBACK");
+  EXPECT_EQ(Ask(Set("a", "1")).m_Answer.outcome(), wire::Answer::COMMITTED);
+}
+
+TEST_F(WriterTest, RecordsALargeRefusedRequestByDigestAndSize) {
+  m_Writer->Start();
+  Ask(Make<SetMasterOptionsMsg>([](auto& message) {
+    message.m_Section = "nothing";
+    for (int i = 0; i < 2000; ++i)
+      message.m_Options[fmt::format("option{}", i)] = String(std::string(40, 'x'));
+  }));
+  std::string fields;
+  SqliteStore(m_Folder.Name(), Database::Mode::ReadOnly).ReadAudit(0, [&](const AuditRecord& record) {
+    EXPECT_EQ(record.m_Class, "SetMasterOptionsMsg");
+    fields = record.m_Fields;
+  });
+  EXPECT_THAT(fields, testing::AllOf(testing::HasSubstr("\"digest\":\""), testing::HasSubstr("\"size\":")));
+  EXPECT_LT(fields.size(), 200u);
+}
+
+using WriterDeathTest = WriterTest;
+
+TEST_F(WriterDeathTest, EndsTheProcessWhenTheDatabaseFails) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(
+      {
+        m_Store->Connection().Execute("DROP TABLE audit");
+        Submit(Set("a", "1"));
+        m_Writer->Start();
+        Finish();
+      },
+      testing::ExitedWithCode(1), "database failed");
+}
+
+} // namespace
+} // namespace brenic::master

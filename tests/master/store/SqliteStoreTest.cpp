@@ -1,0 +1,230 @@
+#include "store/SqliteStore.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "TempFolder.h"
+#include "master/farm/Samples.h"
+
+namespace brenic::master {
+namespace {
+
+class StoreTest : public testing::Test {
+protected:
+  StoreTest() {
+    MasterRecord master{Type(7), "Farm", {"ca", "ca key"}, {"server", "server key"}};
+    SqliteStore::Create(SqliteStore::File(m_Folder.Name()), master, {"01", "admin", Role::Administrator});
+    Open();
+  }
+  void Open() {
+    m_Store.reset();
+    m_Store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::ReadWrite);
+  }
+  void Apply(const Effect& effect) {
+    m_Store->Begin();
+    m_Store->Apply(effect);
+    m_Store->Commit();
+  }
+  static AuditRecord Record(const std::string& result, const UID& id = Type(1)) {
+    AuditRecord record;
+    record.m_Time = 1000;
+    record.m_ClientKey = "01";
+    record.m_ClientName = "admin";
+    record.m_Role = Role::Administrator;
+    record.m_MessageId = id;
+    record.m_Class = "SetMasterOptionsMsg";
+    record.m_Digest = std::string("\0\xff digest", 9);
+    record.m_Fields = "{}";
+    record.m_Result = result;
+    record.m_Reason = "reason";
+    record.m_Run = "run";
+    return record;
+  }
+
+  const TempFolder m_Folder;
+  std::unique_ptr<SqliteStore> m_Store;
+};
+
+TEST_F(StoreTest, HoldsTheMasterAndItsClients) {
+  const MasterRecord master = m_Store->LoadMaster();
+  EXPECT_EQ(master.m_ID, Type(7));
+  EXPECT_EQ(master.m_Server.m_Key, "server key");
+  m_Store->AddClient({"02", "node", Role::Component});
+  Open();
+  EXPECT_EQ(m_Store->FindClient("01")->m_Role, Role::Administrator);
+  EXPECT_EQ(m_Store->FindClient("02")->m_Name, "node");
+  EXPECT_FALSE(m_Store->FindClient("03"));
+}
+
+TEST_F(StoreTest, IsClosedToOthers) {
+  struct stat info {};
+  ASSERT_EQ(stat(SqliteStore::File(m_Folder.Name()).c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+}
+
+TEST_F(StoreTest, IsNotMadeTwice) {
+  EXPECT_THROW(SqliteStore::Create(SqliteStore::File(m_Folder.Name()), MasterRecord(), {}), StoreFailure);
+  EXPECT_EQ(m_Store->LoadMaster().m_ID, Type(7));
+}
+
+TEST_F(StoreTest, IsNotMadeBehindASymbolicLink) {
+  const TempFolder other;
+  ASSERT_EQ(symlink((other / "elsewhere").c_str(), (other / "link").c_str()), 0);
+  EXPECT_THROW(SqliteStore::Create(other / "link", MasterRecord(), {}), StoreFailure);
+  EXPECT_EQ(other.Count(), 1u);
+}
+
+TEST_F(StoreTest, ReplacesTheMastersOwnCertificate) {
+  m_Store->ReplaceServerCredential({"new", "new key"});
+  Open();
+  EXPECT_EQ(m_Store->LoadMaster().m_Server.m_Certificate, "new");
+  EXPECT_EQ(m_Store->LoadMaster().m_Server.m_Key, "new key");
+  EXPECT_EQ(m_Store->LoadMaster().m_Authority.m_Key, "ca key");
+}
+
+TEST_F(StoreTest, DoesNotWriteDefaultProductsThatItHolds) {
+  const ProductMap products{{Type(1), MakeProduct(1, "Alpha")}, {Type(2), MakeProduct(2, "Beta")}};
+  m_Store->ReplaceDefaultProducts(products);
+  const auto changes = [&] { return sqlite3_total_changes(m_Store->Connection().Handle()); };
+  const int before = changes();
+  m_Store->ReplaceDefaultProducts(products);
+  EXPECT_EQ(changes(), before);
+  m_Store->ReplaceDefaultProducts({{Type(1), MakeProduct(1, "Alpha", {"a"})}});
+  EXPECT_GT(changes(), before);
+  EXPECT_EQ(m_Store->LoadFarm().m_Products.Effective().size(), 1u);
+}
+
+TEST_F(StoreTest, KeepsTheDefaultProductsWhenThereIsNoRoomForOthers) {
+  m_Store->ReplaceDefaultProducts({{Type(1), MakeProduct(1, "Alpha")}});
+  m_Store->Connection().Execute("PRAGMA max_page_count = 1");
+  const std::string longName(200'000, 'x');
+  try {
+    m_Store->ReplaceDefaultProducts({{Type(2), MakeProduct(2, longName)}});
+    FAIL();
+  } catch (const StoreFailure& failure) {
+    EXPECT_EQ(failure.Which(), StoreFailure::Kind::Full);
+  }
+  EXPECT_TRUE(m_Store->LoadFarm().m_Products.Find(Type(1)));
+  m_Store->Begin(); // no transaction is left open
+  m_Store->Commit();
+}
+
+TEST_F(StoreTest, OfAnotherVersionIsNotOpened) {
+  m_Store->Connection().Execute("PRAGMA user_version = 99");
+  EXPECT_THROW(Open(), StoreFailure);
+}
+
+TEST_F(StoreTest, GivesBackEverySettingAfterItIsReopened) {
+  m_Store->ReplaceDefaultProducts(
+      {{Type(1), MakeProduct(1, "Alpha", {"a"})}, {Type(2), MakeProduct(2, "Beta")}});
+  Effect effect;
+  effect.m_Options = {{"MaxJobs", "5"}, {"empty", ""}};
+  effect.m_Limits[Type(1)] = -1;
+  effect.m_Restrictions = {{"a", true}, {"b", false}};
+  effect.m_Translations = {{{1, "/x"}}, {{0, "X:"}}};
+  effect.m_Install = MakeProduct(3, "Gamma");
+  Farm expected = m_Store->LoadFarm();
+  Apply(effect);
+  expected.Take(effect);
+  Effect more;
+  more.m_OptionsType = Type(1);
+  more.m_Options["Samples"] = "9";
+  more.m_Remove = Type(2);
+  Apply(more);
+  expected.Take(more);
+  Open();
+  const Farm farm = m_Store->LoadFarm();
+  EXPECT_EQ(farm.m_Options, expected.m_Options);
+  EXPECT_EQ(farm.m_TypeOptions, expected.m_TypeOptions);
+  EXPECT_EQ(farm.m_Limits, expected.m_Limits);
+  EXPECT_EQ(farm.m_Restrictions, expected.m_Restrictions);
+  EXPECT_EQ(farm.m_Translations, expected.m_Translations);
+  EXPECT_TRUE(farm.m_Products.Find(Type(1)));
+  EXPECT_FALSE(farm.m_Products.Find(Type(2)));
+  EXPECT_TRUE(farm.m_Products.IsCustom(Type(3)));
+}
+
+TEST_F(StoreTest, KeepsTheFirstSpellingOfAnOption) {
+  Effect effect;
+  effect.m_Options["MaxJobs"] = "1";
+  Apply(effect);
+  effect.m_Options.clear();
+  effect.m_Options["MAXJOBS"] = "2";
+  Apply(effect);
+  EXPECT_THAT(m_Store->LoadFarm().m_Options,
+              testing::ElementsAre(testing::Pair(String("MaxJobs"), String("2"))));
+}
+
+TEST_F(StoreTest, GoesBackToTheDefaultsAfterTheNullType) {
+  m_Store->ReplaceDefaultProducts({{Type(1), MakeProduct(1, "Alpha")}});
+  Effect effect;
+  effect.m_Install = MakeProduct(3, "Gamma");
+  effect.m_Remove = Type(1);
+  Apply(effect);
+  effect = {};
+  effect.m_Remove = UID::Null;
+  Apply(effect);
+  const Farm farm = m_Store->LoadFarm();
+  EXPECT_TRUE(farm.m_Products.Find(Type(1)));
+  EXPECT_FALSE(farm.m_Products.Find(Type(3)));
+}
+
+TEST_F(StoreTest, RemembersDecisionsButNotReads) {
+  m_Store->Begin();
+  m_Store->Record(Record("committed", Type(1)));
+  m_Store->Record(Record("refused", Type(2)));
+  m_Store->Record(Record("answered", Type(3)));
+  m_Store->Record(Record("answered", Type(3)));
+  m_Store->Commit();
+  Open();
+  const auto committed = m_Store->FindDecision("01", Type(1));
+  ASSERT_TRUE(committed);
+  EXPECT_EQ(committed->m_Digest, Record("").m_Digest);
+  EXPECT_EQ(committed->m_Run, "run");
+  EXPECT_EQ(m_Store->FindDecision("01", Type(2))->m_Reason, "reason");
+  EXPECT_FALSE(m_Store->FindDecision("01", Type(3)));
+  EXPECT_FALSE(m_Store->FindDecision("02", Type(1))) << "identifiers belong to their client";
+}
+
+TEST_F(StoreTest, TakesAnIdentifierOnce) {
+  m_Store->Record(Record("committed"));
+  EXPECT_THROW(m_Store->Record(Record("refused")), StoreFailure);
+}
+
+TEST_F(StoreTest, LosesARolledBackTransaction) {
+  Effect effect;
+  effect.m_Options["a"] = "1";
+  m_Store->Begin();
+  m_Store->Apply(effect);
+  m_Store->Record(Record("committed"));
+  m_Store->Rollback();
+  EXPECT_TRUE(m_Store->LoadFarm().m_Options.empty());
+  EXPECT_FALSE(m_Store->FindDecision("01", Type(1)));
+}
+
+TEST_F(StoreTest, ReadsTheAuditTrailFromATimeOn) {
+  for (int64_t time : {1000, 2000, 3000}) {
+    AuditRecord record = Record("answered");
+    record.m_Time = time;
+    m_Store->Record(record);
+  }
+  std::vector<int64_t> sequences;
+  m_Store->ReadAudit(2000, [&](const AuditRecord& record) { sequences.push_back(record.m_Sequence); });
+  EXPECT_THAT(sequences, testing::ElementsAre(2, 3));
+}
+
+TEST_F(StoreTest, SaysThatItIsFull) {
+  m_Store->Connection().Execute("PRAGMA max_page_count = 1"); // SQLite takes the present size instead
+  Effect effect;
+  effect.m_Options["a"] = String(std::string(1 << 20, 'x'));
+  try {
+    Apply(effect);
+    FAIL();
+  } catch (const StoreFailure& failure) {
+    EXPECT_EQ(failure.Which(), StoreFailure::Kind::Full) << failure.what();
+  }
+}
+
+} // namespace
+} // namespace brenic::master
