@@ -1,6 +1,6 @@
 #include "SetwrightApp.h"
 
-#include "LimitsText.h"
+#include "UserLimitsText.h"
 #include "brenic/MessageFactory.h"
 #include "brenic/Messenger.h"
 #include "brenic/Options.h"
