@@ -10,6 +10,7 @@
 #include "brenic/ProductMessages.h"
 #include "brenic/SettingsMessages.h"
 #include "brenic/SystemMessages.h"
+#include "rlib/Result.h"
 
 namespace rlib {
 class IniFile;
@@ -50,9 +51,6 @@ private:
   bool Reboot();
   bool Shutdown();
 
-  /// The end of a handler: reports its error, if there is one, and returns whether there was none.
-  bool Accepted(const rlib::String& error);
-
   // A handler of a switch with values gets the switch's position, moves it past the values that it consumed,
   // reports what is wrong with them itself, and returns whether it recorded a request.
 
@@ -62,9 +60,8 @@ private:
   bool AddLimit(brenic::CommandLine& cmd, int& index);
   bool AddRestriction(brenic::CommandLine& cmd, int& index, bool add);
   bool AddFile(brenic::CommandLine& cmd, int& index);
-  /// What is wrong, empty when the option was taken.
-  rlib::String SetTypeOption(const rlib::String& typeText, const rlib::String& name,
-                             const rlib::String& value);
+  rlib::Result<> SetTypeOption(const rlib::String& typeText, const rlib::String& name,
+                               const rlib::String& value);
   /// Routes the pairs of the current section to the pending requests.
   void AddSection(rlib::IniFile& file);
   // The pending requests, made on first use.

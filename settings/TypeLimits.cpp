@@ -10,23 +10,22 @@ using namespace rlib;
 
 bool SetwrightApp::AddLimit(CommandLine& cmd, int& index) {
   _CallEntry entry("SetwrightApp::AddLimit", "Setwright", __LINE__);
-  String error;
   if (index + 1 >= cmd.GetArgumentCount(nullptr)) {
-    error = "Not enough parameters for commandline switch -TypeOption"; // the other switch's text;
-                                                                        // deliberately so
-  } else {
-    const String typeText = cmd.GetArgument(nullptr, index + 1, k_Empty);
-    const int limit = cmd.GetArgument(nullptr, index + 2, -1);
-    index += 2;
-    UID type(false);
-    if (m_JobFactory.FindType(typeText, type)) {
-      LimitsMsg().m_Limits[type] = limit;
-      LogSystem("Setting '" + typeText + SFormat("' Limit %d", limit));
-    } else {
-      error = "Could not determine Product type from '" + typeText + "' for -Limit";
-    }
+    // The text of the other switch, deliberately: scripts look for it.
+    Report(Log::k_Error, "Not enough parameters for commandline switch -TypeOption");
+    return false;
   }
-  return Accepted(error);
+  const String typeText = cmd.GetArgument(nullptr, index + 1, k_Empty);
+  const int limit = cmd.GetArgument(nullptr, index + 2, -1);
+  index += 2;
+  UID type(false);
+  if (!m_JobFactory.FindType(typeText, type)) {
+    Report(Log::k_Error, "Could not determine Product type from '" + typeText + "' for -Limit");
+    return false;
+  }
+  LimitsMsg().m_Limits[type] = limit;
+  LogSystem("Setting '" + typeText + SFormat("' Limit %d", limit));
+  return true;
 }
 
 SetMasterLimitsMsg& SetwrightApp::LimitsMsg() {

@@ -18,21 +18,24 @@ void SetwrightApp::RequestUserLimits(const String& name, int value) {
 
 bool SetwrightApp::SetUserLimit(CommandLine& cmd, int& index) {
   _CallEntry entry("SetwrightApp::SetUserLimit", "Setwright", __LINE__);
-  if (index + 1 >= cmd.GetArgumentCount(nullptr))
-    return Accepted("Not enough parameters for commandline switch -SetUserLimit");
+  if (index + 1 >= cmd.GetArgumentCount(nullptr)) {
+    Report(Log::k_Error, "Not enough parameters for commandline switch -SetUserLimit");
+    return false;
+  }
   const String name = cmd.GetArgument(nullptr, index + 1, k_Empty);
   const int value = cmd.GetArgument(nullptr, index + 2, -1);
   index += 2;
-  String error;
-  if (name.empty())
-    error = "Cannot set limits for empty Creator user names";
-  if (value < 0)
-    error = "Cannot set limits without a valid (positive) limit value";
-  if (error.empty()) {
-    RequestUserLimits(name, value);
-    LogSystem("Setting user limit for '" + name + SFormat("' to: %d", value));
+  if (value < 0) {
+    Report(Log::k_Error, "Cannot set limits without a valid (positive) limit value");
+    return false;
   }
-  return Accepted(error);
+  if (name.empty()) {
+    Report(Log::k_Error, "Cannot set limits for empty Creator user names");
+    return false;
+  }
+  RequestUserLimits(name, value);
+  LogSystem("Setting user limit for '" + name + SFormat("' to: %d", value));
+  return true;
 }
 
 bool SetwrightApp::RemoveUserLimit(CommandLine& cmd, int& index) {
@@ -45,8 +48,10 @@ bool SetwrightApp::RemoveUserLimit(CommandLine& cmd, int& index) {
   }
   const String name = cmd.GetArgument(nullptr, index + 1, k_Empty);
   index += 1;
-  if (name.empty())
-    return Accepted("Cannot remove limits for empty Creator user names");
+  if (name.empty()) {
+    Report(Log::k_Error, "Cannot remove limits for empty Creator user names");
+    return false;
+  }
   RequestUserLimits(name, k_RemoveUserLimit);
   LogSystem("Removing user Limit for: " + name);
   return true;
