@@ -65,15 +65,15 @@ Result<> ExportProduct(const CommandLine& cmd, int& index) {
   index += 1;
   const Path file = cmd.GetArgument(nullptr, index + 1, String::Null);
   if (file.empty())
-    // Odd for a file to be written, deliberately: scripts look for this text.
+    // Odd for a file to be written, and deliberate: scripts were written against this text.
     return Failure("File does not exist: " + file.str());
   index += 1;
   return Export(*product, file);
 }
 
 Result<boost::shared_ptr<ProductMsg>> ImportProduct(const CommandLine& cmd, int& index) {
-  // The test is on the switch's own position; deliberately so. At the end of the line the file's name is
-  // empty.
+  // The test is on the switch's own position, so that at the end of the line the file's name is empty.
+  // Deliberate: the text of the error depends on it, and scripts were written against that.
   if (index >= cmd.GetArgumentCount(nullptr))
     return Failure("Not enough arguments");
   const Path file = cmd.GetArgument(nullptr, index + 1, String::Null);
@@ -126,7 +126,7 @@ bool SetwrightApp::PrepareRemove(CommandLine& cmd, int& index) {
   if (const auto message = RemoveProduct(cmd, index))
     m_ProductMsgs.push_back(*message);
   else
-    // The export's wording, deliberately: scripts look for this text.
+    // Deliberately the export's wording: scripts were written against it.
     ReportProductError("Could not export product: ", message.Reason());
   return true;
 }

@@ -21,8 +21,8 @@ int LeadingNumber(const String& text) {
 
 bool SetwrightApp::AddFile(CommandLine& cmd, int& index) {
   _CallEntry entry("SetwrightApp::AddFile", "Setwright", __LINE__);
-  // Deliberately a test of the switch's own position, and the file's name stays for the dispatch to look at:
-  // scripts end with a bare -CopyFile, which is a valid line, and pass files that are called like a switch.
+  // The test is on the switch's own position, and the file's name stays for the dispatch to look at. Both are
+  // deliberate: which lines are valid depends on it, and scripts were written against that.
   if (index >= cmd.GetArgumentCount(nullptr)) {
     Report(Log::k_Error, "Not enough parameters for commandline switch -CopyFile");
     return false;
@@ -52,7 +52,7 @@ void SetwrightApp::AddSection(IniFile& file) {
         LimitsMsg().m_Limits[type] = LeadingNumber(value);
     }
   } else if (m_JobFactory.FindType(section, type)) {
-    // The null identifier resolves and has no product: no section for it.
+    // The null identifier resolves but does not have a product; its section is skipped.
     const auto product = JobFactory::s_JobFactory.GetProduct(type);
     while (product && file.GetNextValue(name, value)) {
       if (!product->IsDefaultParam(name, value))

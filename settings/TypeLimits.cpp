@@ -11,7 +11,7 @@ using namespace rlib;
 bool SetwrightApp::AddLimit(CommandLine& cmd, int& index) {
   _CallEntry entry("SetwrightApp::AddLimit", "Setwright", __LINE__);
   if (index + 1 >= cmd.GetArgumentCount(nullptr)) {
-    // The text of the other switch, deliberately: scripts look for it.
+    // Deliberately the text of the other switch: scripts were written against it.
     Report(Log::k_Error, "Not enough parameters for commandline switch -TypeOption");
     return false;
   }

@@ -9,7 +9,7 @@ using namespace brenic;
 using namespace rlib;
 
 bool SetwrightApp::AddTypeOption(CommandLine& cmd, int& index) {
-  // Known in crash reports under -Option's name; deliberately so.
+  // Deliberately traced under -Option's name: existing crash reports, and what searches them, have it so.
   _CallEntry entry("SetwrightApp::AddOption", "Setwright", __LINE__);
   if (index + 2 >= cmd.GetArgumentCount(nullptr)) {
     Report(Log::k_Error, "Not enough parameters for commandline switch -TypeOption");
@@ -44,7 +44,8 @@ Result<> SetwrightApp::SetTypeOption(const String& typeText, const String& name,
 
 boost::shared_ptr<SetMasterOptionsMsg> SetwrightApp::_TypeOptionsMsg(const UID& type) {
   // Each call starts a fresh message, so an option set earlier in the run for the same type is dropped and
-  // only the last one is sent. Deliberately so; brenic-master's state --ini warns of it.
+  // only the last one is sent. Deliberate: scripts were written against it, and brenic-master's state --ini
+  // warns of it.
   const auto message = MessageFactory::Create<SetMasterOptionsMsg>();
   message->m_Section = type.ToString();
   m_TypeOptionsMsgs[type] = message;

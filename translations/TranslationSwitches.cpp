@@ -8,7 +8,8 @@ using namespace rlib;
 
 bool SetwrightApp::AddPathTranslation(CommandLine& cmd, int& index) {
   _CallEntry entry("SetwrightApp::AddPathTranslation", "Setwright", 1338);
-  // Two roots are enough, and a third one beyond the end is empty; deliberately so.
+  // Two roots are enough, and a third one beyond the end is empty. Deliberate: scripts that give two depend
+  // on it.
   if (index + 2 >= cmd.GetArgumentCount(nullptr)) {
     Report(Log::k_Error, "Not enough roots supplied to add a path translation");
     return false;
@@ -22,7 +23,8 @@ bool SetwrightApp::AddPathTranslation(CommandLine& cmd, int& index) {
 
 bool SetwrightApp::RemovePathTranslation(CommandLine& cmd, int& index) {
   _CallEntry entry("SetwrightApp::RemovePathTranslation", "Setwright", 1362);
-  // The test is on the switch's own position; deliberately so. At the end of the line the root is empty.
+  // The test is on the switch's own position, so that at the end of the line the root is empty. Deliberate:
+  // which lines are valid depends on it, and scripts were written against that.
   if (index >= cmd.GetArgumentCount(nullptr)) {
     Report(Log::k_Error, "No root supplied to remove");
     return false;

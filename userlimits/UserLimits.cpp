@@ -40,7 +40,8 @@ bool SetwrightApp::SetUserLimit(CommandLine& cmd, int& index) {
 
 bool SetwrightApp::RemoveUserLimit(CommandLine& cmd, int& index) {
   _CallEntry entry("SetwrightApp::RemoveUserLimit", "Setwright", __LINE__);
-  // The test is on the switch's own position; deliberately so. At the end of the line the name is empty.
+  // The test is on the switch's own position, so that at the end of the line the name is empty and refused.
+  // Deliberate: scripts were written against it.
   if (index >= cmd.GetArgumentCount(nullptr)) {
     RequestUserLimits(k_Empty, k_RemoveAllUserLimits);
     LogSystem("Removing all user Limits");
@@ -58,7 +59,8 @@ bool SetwrightApp::RemoveUserLimit(CommandLine& cmd, int& index) {
 }
 
 bool SetwrightApp::GetUserLimit(CommandLine&) {
-  // Known in crash reports under its neighbour's name; deliberately so.
+  // Deliberately traced under its neighbour's name: existing crash reports, and what searches them, have it
+  // so.
   _CallEntry entry("SetwrightApp::RemoveUserLimit", "Setwright", __LINE__);
   RequestUserLimits(k_Empty, k_DisplayUserLimits);
   LogSystem("Requesting to display user Limit information");
