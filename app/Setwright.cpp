@@ -32,7 +32,7 @@ bool SetwrightApp::Startup(CommandLine& cmd) {
 }
 
 void SetwrightApp::ReceivedAllProducts(const boost::shared_ptr<EndProductsMsg>&) {
-  // Known in crash reports under the name of the event; deliberately not the method's own.
+  // Deliberately traced under the event's name: existing crash reports, and what searches them, have it so.
   _CallEntry entry("SetwrightApp::OnBrenicAppStartupEvt", "Setwright", __LINE__);
   LogSystem("Received products: Parsing command line");
   if (!ParseCommandLine(m_CommandLine)) {
@@ -86,7 +86,8 @@ void SetwrightApp::Cleanup() {
   m_RemoveRoots.clear();
   m_PathTranslationsMsg.reset();
   m_LogDumpMsg.reset();
-  // The restrictions and product messages stay until the destructor; deliberately so.
+  // The restrictions and product messages deliberately stay until the destructor; nothing depends on it but
+  // the moment at which they are freed.
   BrenicClientApp::Cleanup();
 }
 

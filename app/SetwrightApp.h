@@ -10,6 +10,7 @@
 #include "brenic/ProductMessages.h"
 #include "brenic/SettingsMessages.h"
 #include "brenic/SystemMessages.h"
+#include "rlib/Result.h"
 
 namespace rlib {
 class IniFile;
@@ -50,11 +51,8 @@ private:
   bool Reboot();
   bool Shutdown();
 
-  /// The end of a handler: reports its error, if there is one, and returns whether there was none.
-  bool Accepted(const rlib::String& error);
-
-  // A handler of a switch with values gets the switch's position, moves it past the values that it consumed,
-  // reports what is wrong with them itself, and returns whether it recorded a request.
+  // A handler of a switch with values gets the switch's position, moves it to the last value that it
+  // consumed, reports what is wrong with them itself, and returns whether it recorded a request.
 
   // settings/
   bool AddOption(brenic::CommandLine& cmd, int& index);
@@ -62,12 +60,12 @@ private:
   bool AddLimit(brenic::CommandLine& cmd, int& index);
   bool AddRestriction(brenic::CommandLine& cmd, int& index, bool add);
   bool AddFile(brenic::CommandLine& cmd, int& index);
-  /// What is wrong, empty when the option was taken.
-  rlib::String SetTypeOption(const rlib::String& typeText, const rlib::String& name,
-                             const rlib::String& value);
+  /// Fails for a type that is unknown or has no product, and for an empty name.
+  rlib::Result<> SetTypeOption(const rlib::String& typeText, const rlib::String& name,
+                               const rlib::String& value);
   /// Routes the pairs of the current section to the pending requests.
   void AddSection(rlib::IniFile& file);
-  // The pending requests, made on first use.
+  /// The pending requests, made on first use; that of a product type is made anew by every call.
   brenic::SetMasterOptionsMsg& OptionsMsg();
   boost::shared_ptr<brenic::SetMasterOptionsMsg> _TypeOptionsMsg(const rlib::UID& type);
   brenic::SetMasterLimitsMsg& LimitsMsg();
@@ -77,6 +75,7 @@ private:
   bool PrepareExport(brenic::CommandLine& cmd, int& index);
   bool PrepareImport(brenic::CommandLine& cmd, int& index);
   bool PrepareRemove(brenic::CommandLine& cmd, int& index);
+  /// On stdOut and in the log, one line each; the run will end with k_ExitFailed.
   void ReportProductError(const char* what, const rlib::String& error);
 
   // translations/

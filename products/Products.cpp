@@ -7,6 +7,7 @@
 #include "rlib/File.h"
 #include "rlib/Log.h"
 #include "rlib/OutFile.h"
+#include "rlib/Result.h"
 #include "rlib/Stream.h"
 
 using namespace brenic;
@@ -24,102 +25,113 @@ void Save(const Product& product, const Path& file) {
   out.Close(false);
 }
 
-/// The error, empty when the product was saved.
-String Export(const String& text, Path file) {
+Result<> Export(const String& text, Path file) {
   UID type(false);
   if (!JobFactory::s_JobFactory.FindType(text, type))
-    return "Product not installed: " + text;
+    return Failure("Product not installed: " + text);
   const auto product = JobFactory::s_JobFactory.GetProduct(type);
   if (!product)
-    return "Internal error: could not get product handle for product: " + text + " - " + type.ToString();
+    return Failure("Internal error: could not get product handle for product: " + text + " - " +
+                   type.ToString());
   if (file.Extension(false).empty())
     file = Path(file.str() + ".json");
   try {
     Save(*product, file);
   } catch (Exception* e) {
     const std::unique_ptr<Exception> owned(e);
-    return e->Message();
+    return Failure(e->Message());
   }
-  return k_Empty;
+  return {};
+}
+
+/// The product's text behind the switch at `index`, if at least `least` arguments are there.
+Result<String> ProductArgument(const CommandLine& cmd, int index, int least) {
+  if (index + least >= cmd.GetArgumentCount(nullptr))
+    return Failure("Not enough arguments");
+  const String product = cmd.GetArgument(nullptr, index + 1, String::Null);
+  if (product.empty())
+    return Failure("You must supply a product name");
+  if (IsSwitch(product))
+    return Failure("Not enough arguments");
+  return product;
+}
+
+// What the three switches do with their values; each moves the position past those that it consumed.
+
+Result<> ExportProduct(const CommandLine& cmd, int& index) {
+  const Result<String> product = ProductArgument(cmd, index, 2);
+  if (!product)
+    return product.Why();
+  index += 1;
+  const Path file = cmd.GetArgument(nullptr, index + 1, String::Null);
+  if (file.empty())
+    // Odd for a file to be written, and deliberate: scripts were written against this text.
+    return Failure("File does not exist: " + file.str());
+  index += 1;
+  return Export(*product, file);
+}
+
+Result<boost::shared_ptr<ProductMsg>> ImportProduct(const CommandLine& cmd, int& index) {
+  // The test is on the switch's own position, so that at the end of the line the file's name is empty.
+  // Deliberate: the text of the error depends on it, and scripts were written against that.
+  if (index >= cmd.GetArgumentCount(nullptr))
+    return Failure("Not enough arguments");
+  const Path file = cmd.GetArgument(nullptr, index + 1, String::Null);
+  if (IsSwitch(file.str()))
+    return Failure("Not enough arguments");
+  index += 1;
+  if (!File::Exists(file))
+    return Failure("Filename does not exist: " + file.str());
+  const auto product = SLoadProductFile(file);
+  if (!product)
+    return Failure("Failed to load product file: " + file.str());
+  const auto message = MessageFactory::Create<ProductMsg>();
+  message->m_Product = product;
+  return message;
+}
+
+Result<boost::shared_ptr<RemoveProductMsg>> RemoveProduct(const CommandLine& cmd, int& index) {
+  const Result<String> product = ProductArgument(cmd, index, 1);
+  if (!product)
+    return product.Why();
+  index += 1;
+  UID type(false);
+  if (!JobFactory::s_JobFactory.FindType(*product, type))
+    return Failure("Product not installed: " + *product);
+  const auto message = MessageFactory::Create<RemoveProductMsg>();
+  message->m_ProductType = type;
+  return message;
 }
 
 } // namespace
 
 bool SetwrightApp::PrepareExport(CommandLine& cmd, int& index) {
   _CallEntry entry("SetwrightApp::PrepareExport", "Setwright", __LINE__);
-  String error;
-  if (index + 2 >= cmd.GetArgumentCount(nullptr)) {
-    error = "Not enough arguments";
-  } else if (const String product = cmd.GetArgument(nullptr, index + 1, String::Null); product.empty()) {
-    error = "You must supply a product name";
-  } else if (IsSwitch(product)) {
-    error = "Not enough arguments";
-  } else {
-    index += 1;
-    const Path file = cmd.GetArgument(nullptr, index + 1, String::Null);
-    if (file.empty()) {
-      error = "File does not exist: " + file.str(); // odd for a file to be written; deliberately so
-    } else {
-      index += 1;
-      error = Export(product, file);
-    }
-  }
-  ReportProductError("Could not export product: ", error);
+  if (const auto exported = ExportProduct(cmd, index); !exported)
+    ReportProductError("Could not export product: ", exported.Reason());
   return true;
 }
 
 bool SetwrightApp::PrepareImport(CommandLine& cmd, int& index) {
   _CallEntry entry("SetwrightApp::PrepareImport", "Setwright", __LINE__);
-  String error;
-  // The test is on the switch's own position; deliberately so. At the end of the line the file's name is
-  // empty.
-  if (index >= cmd.GetArgumentCount(nullptr)) {
-    error = "Not enough arguments";
-  } else if (const Path file = cmd.GetArgument(nullptr, index + 1, String::Null); IsSwitch(file.str())) {
-    error = "Not enough arguments";
-  } else {
-    index += 1;
-    if (!File::Exists(file)) {
-      error = "Filename does not exist: " + file.str();
-    } else if (const auto product = SLoadProductFile(file); !product) {
-      error = "Failed to load product file: " + file.str();
-    } else {
-      const auto message = MessageFactory::Create<ProductMsg>();
-      message->m_Product = product;
-      m_ProductMsgs.push_back(message);
-    }
-  }
-  ReportProductError("Could not import product: ", error);
+  if (const auto message = ImportProduct(cmd, index))
+    m_ProductMsgs.push_back(*message);
+  else
+    ReportProductError("Could not import product: ", message.Reason());
   return true;
 }
 
 bool SetwrightApp::PrepareRemove(CommandLine& cmd, int& index) {
   _CallEntry entry("SetwrightApp::PrepareRemove", "Setwright", __LINE__);
-  String error;
-  if (index + 1 >= cmd.GetArgumentCount(nullptr)) {
-    error = "Not enough arguments";
-  } else if (const String product = cmd.GetArgument(nullptr, index + 1, String::Null); product.empty()) {
-    error = "You must supply a product name";
-  } else if (IsSwitch(product)) {
-    error = "Not enough arguments";
-  } else {
-    index += 1;
-    UID type(false);
-    if (JobFactory::s_JobFactory.FindType(product, type)) {
-      const auto message = MessageFactory::Create<RemoveProductMsg>();
-      message->m_ProductType = type;
-      m_ProductMsgs.push_back(message);
-    } else {
-      error = "Product not installed: " + product;
-    }
-  }
-  ReportProductError("Could not export product: ", error); // the export's wording; deliberately so
+  if (const auto message = RemoveProduct(cmd, index))
+    m_ProductMsgs.push_back(*message);
+  else
+    // Deliberately the export's wording: scripts were written against it.
+    ReportProductError("Could not export product: ", message.Reason());
   return true;
 }
 
 void SetwrightApp::ReportProductError(const char* what, const String& error) {
-  if (error.empty())
-    return;
   stdOut.Put(what + error);
   stdOut.PutEOL();
   LogError(what + error);

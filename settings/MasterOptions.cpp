@@ -4,28 +4,26 @@
 #include "brenic/Options.h"
 #include "rlib/CallEntry.h"
 #include "rlib/Log.h"
-#include "rlib/Stream.h"
 
 using namespace brenic;
 using namespace rlib;
 
 bool SetwrightApp::AddOption(CommandLine& cmd, int& index) {
   _CallEntry entry("SetwrightApp::AddOption", "Setwright", __LINE__);
-  String error;
   if (index + 1 >= cmd.GetArgumentCount(nullptr)) {
-    error = "Not enough parameters for commandline switch -Option";
-  } else {
-    const String name = cmd.GetArgument(nullptr, index + 1, k_Empty);
-    const String value = cmd.GetArgument(nullptr, index + 2, k_Empty);
-    index += 2;
-    if (name.empty()) {
-      error = "Empty option names are not allowed for commandline switch -Option";
-    } else {
-      OptionsMsg().m_Options[name] = value;
-      LogSystem("Setting Distribution option '" + name + "' to '" + value + "'");
-    }
+    Report(Log::k_Error, "Not enough parameters for commandline switch -Option");
+    return false;
   }
-  return Accepted(error);
+  const String name = cmd.GetArgument(nullptr, index + 1, k_Empty);
+  const String value = cmd.GetArgument(nullptr, index + 2, k_Empty);
+  index += 2;
+  if (name.empty()) {
+    Report(Log::k_Error, "Empty option names are not allowed for commandline switch -Option");
+    return false;
+  }
+  OptionsMsg().m_Options[name] = value;
+  LogSystem("Setting Distribution option '" + name + "' to '" + value + "'");
+  return true;
 }
 
 SetMasterOptionsMsg& SetwrightApp::OptionsMsg() {

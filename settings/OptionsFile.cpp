@@ -5,6 +5,7 @@
 #include "brenic/Options.h"
 #include "rlib/CallEntry.h"
 #include "rlib/IniFile.h"
+#include "rlib/Log.h"
 
 using namespace brenic;
 using namespace rlib;
@@ -20,19 +21,18 @@ int LeadingNumber(const String& text) {
 
 bool SetwrightApp::AddFile(CommandLine& cmd, int& index) {
   _CallEntry entry("SetwrightApp::AddFile", "Setwright", __LINE__);
-  String error;
-  // The test is on the switch's own position, and the file's name stays for the dispatch to look at;
-  // deliberately so, both.
+  // The test is on the switch's own position, and the file's name stays for the dispatch to look at. Both are
+  // deliberate: which lines are valid depends on it, and scripts were written against that.
   if (index >= cmd.GetArgumentCount(nullptr)) {
-    error = "Not enough parameters for commandline switch -CopyFile";
-  } else {
-    IniFile file(false);
-    file.SetFileName(cmd.GetArgument(nullptr, index + 1, k_Empty));
-    (void)file.Load(true, true); // reports an unreadable file itself, and then has no sections
-    while (file.SetNextSection())
-      AddSection(file);
+    Report(Log::k_Error, "Not enough parameters for commandline switch -CopyFile");
+    return false;
   }
-  return Accepted(error);
+  IniFile file(false);
+  file.SetFileName(cmd.GetArgument(nullptr, index + 1, k_Empty));
+  (void)file.Load(true, true); // reports an unreadable file itself, and then has no sections
+  while (file.SetNextSection())
+    AddSection(file);
+  return true;
 }
 
 void SetwrightApp::AddSection(IniFile& file) {
@@ -52,7 +52,7 @@ void SetwrightApp::AddSection(IniFile& file) {
         LimitsMsg().m_Limits[type] = LeadingNumber(value);
     }
   } else if (m_JobFactory.FindType(section, type)) {
-    // The null identifier resolves and has no product: no section for it.
+    // The null identifier resolves but does not have a product; its section is skipped.
     const auto product = JobFactory::s_JobFactory.GetProduct(type);
     while (product && file.GetNextValue(name, value)) {
       if (!product->IsDefaultParam(name, value))

@@ -9,21 +9,20 @@ using namespace rlib;
 
 bool SetwrightApp::AddRestriction(CommandLine& cmd, int& index, bool add) {
   _CallEntry entry("SetwrightApp::AddRestriction", "Setwright", __LINE__);
-  String error;
   if (index + 1 >= cmd.GetArgumentCount(nullptr)) {
-    error = add ? "Not enough parameters for commandline switch -AddRestriction"
-                : "Not enough parameters for commandline switch -RemoveRestriction";
-  } else {
-    const String name = cmd.GetArgument(nullptr, index + 1, k_Empty);
-    index += 1;
-    if (name.empty()) {
-      error = add ? "Cannot add empty restriction name" : "Cannot remove empty restriction name";
-    } else {
-      RestrictionsMsg().m_Restrictions[name] = add;
-      LogSystem((add ? "Adding restriction: " : "Removing restriction: ") + name);
-    }
+    Report(Log::k_Error, add ? "Not enough parameters for commandline switch -AddRestriction"
+                             : "Not enough parameters for commandline switch -RemoveRestriction");
+    return false;
   }
-  return Accepted(error);
+  const String name = cmd.GetArgument(nullptr, index + 1, k_Empty);
+  index += 1;
+  if (name.empty()) {
+    Report(Log::k_Error, add ? "Cannot add empty restriction name" : "Cannot remove empty restriction name");
+    return false;
+  }
+  RestrictionsMsg().m_Restrictions[name] = add;
+  LogSystem((add ? "Adding restriction: " : "Removing restriction: ") + name);
+  return true;
 }
 
 SetMasterRestrictionsMsg& SetwrightApp::RestrictionsMsg() {

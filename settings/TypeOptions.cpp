@@ -4,45 +4,48 @@
 #include "rlib/CallEntry.h"
 #include "rlib/Log.h"
 #include "rlib/SFormat.h"
-#include "rlib/Stream.h"
 
 using namespace brenic;
 using namespace rlib;
 
 bool SetwrightApp::AddTypeOption(CommandLine& cmd, int& index) {
-  // Known in crash reports under -Option's name; deliberately so.
+  // Deliberately traced under -Option's name: existing crash reports, and what searches them, have it so.
   _CallEntry entry("SetwrightApp::AddOption", "Setwright", __LINE__);
-  String error;
   if (index + 2 >= cmd.GetArgumentCount(nullptr)) {
-    error = "Not enough parameters for commandline switch -TypeOption";
-  } else {
-    const String typeText = cmd.GetArgument(nullptr, index + 1, k_Empty);
-    const String name = cmd.GetArgument(nullptr, index + 2, k_Empty);
-    const String value = cmd.GetArgument(nullptr, index + 3, k_Empty);
-    index += 3;
-    error = SetTypeOption(typeText, name, value);
+    Report(Log::k_Error, "Not enough parameters for commandline switch -TypeOption");
+    return false;
   }
-  return Accepted(error);
+  const String typeText = cmd.GetArgument(nullptr, index + 1, k_Empty);
+  const String name = cmd.GetArgument(nullptr, index + 2, k_Empty);
+  const String value = cmd.GetArgument(nullptr, index + 3, k_Empty);
+  index += 3;
+  const Result<> set = SetTypeOption(typeText, name, value);
+  if (!set) {
+    Report(Log::k_Error, set.Reason());
+    return false;
+  }
+  return true;
 }
 
-String SetwrightApp::SetTypeOption(const String& typeText, const String& name, const String& value) {
+Result<> SetwrightApp::SetTypeOption(const String& typeText, const String& name, const String& value) {
   UID type(false);
   if (!m_JobFactory.FindType(typeText, type))
-    return SFormat("Could not determine Product type from %s for -TypeOption", typeText);
+    return Failure(SFormat("Could not determine Product type from %s for -TypeOption", typeText));
   const auto product = JobFactory::s_JobFactory.GetProduct(type);
   if (!product)
-    return "Could not get Type Information for -TypeOption for type: " + type.ToString();
+    return Failure("Could not get Type Information for -TypeOption for type: " + type.ToString());
   if (name.empty())
-    return "Empty option names are not allowed for commandline switch -TypeOption";
+    return Failure("Empty option names are not allowed for commandline switch -TypeOption");
   if (!product->IsDefaultParam(name, value))
     _TypeOptionsMsg(type)->m_Options[name] = value;
   LogSystem("Setting '" + product->Name() + "' option '" + name + "' to '" + value + "'");
-  return k_Empty;
+  return {};
 }
 
 boost::shared_ptr<SetMasterOptionsMsg> SetwrightApp::_TypeOptionsMsg(const UID& type) {
   // Each call starts a fresh message, so an option set earlier in the run for the same type is dropped and
-  // only the last one is sent. Deliberately so; brenic-master's state --ini warns of it.
+  // only the last one is sent. Deliberate: scripts were written against it, and brenic-master's state --ini
+  // warns of it.
   const auto message = MessageFactory::Create<SetMasterOptionsMsg>();
   message->m_Section = type.ToString();
   m_TypeOptionsMsgs[type] = message;

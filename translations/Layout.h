@@ -9,5 +9,6 @@
 rlib::String TranslationTable(const rlib::vector<brenic::TranslationSet>& translations, int localPlatform);
 
 /// One JSON-like line for scripts: a list with a list of roots a set, in the order of platforms. The roots
-/// stand as they are, so that a backslash makes a text that strict readers reject; deliberately so.
+/// stand as they are, so that a backslash makes a text that strict readers reject. Deliberate: scripts that
+/// take the line apart expect the roots unescaped.
 rlib::String TranslationLine(const rlib::vector<brenic::TranslationSet>& translations);

@@ -60,7 +60,8 @@ void SetwrightApp::GiveUpMissingTranslations() {
     m_TranslationsAwaitedSince = now;
   if (now - *m_TranslationsAwaitedSince < k_TranslationsWait)
     return;
-  Accepted("The Master did not send its path translations within 10 s; they are neither shown nor changed");
+  Report(Log::k_Error,
+         "The Master did not send its path translations within 10 s; they are neither shown nor changed");
   m_ShowPathTranslations = false;
   m_RemoveRoots.clear();
   m_AddTranslations.clear();

@@ -1,6 +1,6 @@
 #include "SetwrightApp.h"
 
-#include "LimitsText.h"
+#include "UserLimitsText.h"
 #include "brenic/MessageFactory.h"
 #include "brenic/Messenger.h"
 #include "brenic/Options.h"
@@ -28,7 +28,7 @@ void SetwrightApp::OnSetMasterOptionsMsg(const boost::shared_ptr<SetMasterOption
   _CallEntry entry("SetwrightApp::OnSetMasterOptionsMsg", "Setwright", __LINE__);
   const auto found = message->m_Options.find(o_UserLimits);
   if (found == message->m_Options.end()) {
-    Accepted("Called GetMasterOptions, but returned msg did not set o_UserLimits data.");
+    Report(Log::k_Error, "Called GetMasterOptions, but returned msg did not set o_UserLimits data.");
     return;
   }
   const String& limits = found->second;

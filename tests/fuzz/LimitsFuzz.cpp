@@ -3,25 +3,25 @@
 #include <cstdlib>
 #include <string>
 
-#include "LimitsText.h"
+#include "UserLimitsText.h"
 
 using rlib::String;
 
 // The first line is a user's name, the rest the limits.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
   const std::string input(reinterpret_cast<const char*>(data), size);
-  const std::size_t end = std::min(input.find('\n'), size);
+  const size_t end = std::min(input.find('\n'), size);
   const std::string user = input.substr(0, end);
   const std::string limits = end < size ? input.substr(end + 1) : "";
 
   const std::string with = WithLimit(limits, user, 7).str();
   const std::string without = WithoutLimit(limits, user).str();
   const std::string entry = user + "=7;";
-  const std::size_t found = limits.find(user + "=");
+  const size_t found = limits.find(user + "=");
   const bool isTerminated = found == std::string::npos || limits.find(';', found) != std::string::npos;
 
   // The two edits differ by the entry, which stands where the old one stood.
-  const std::size_t at = std::min(found, limits.size());
+  const size_t at = std::min(found, limits.size());
   if (with.size() != without.size() + entry.size() || with.substr(0, at) != limits.substr(0, at) ||
       with.substr(at, entry.size()) != entry || without.substr(0, at) != with.substr(0, at) ||
       without.substr(at) != with.substr(at + entry.size()))
@@ -36,11 +36,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   // A line a token.
   const auto lines = LimitLines(limits);
-  if (lines.size() > static_cast<std::size_t>(std::count(limits.begin(), limits.end(), ';')) + 1)
+  if (lines.size() > static_cast<size_t>(std::count(limits.begin(), limits.end(), ';')) + 1)
     std::abort();
   if (limits.find_first_of("\"\\") == std::string::npos) {
-    std::size_t tokens = 0;
-    for (std::size_t i = 0; i < limits.size(); ++i)
+    size_t tokens = 0;
+    for (size_t i = 0; i < limits.size(); ++i)
       tokens += limits[i] != ';' && (i == 0 || limits[i - 1] == ';');
     if (lines.size() != tokens)
       std::abort();

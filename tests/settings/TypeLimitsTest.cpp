@@ -9,9 +9,9 @@ using testing::Pair;
 
 namespace {
 
-class LimitTest : public SwitchHandlerTest {
+class TypeLimitsTest : public SwitchHandlerTest {
 protected:
-  LimitTest() {
+  TypeLimitsTest() {
     Install(1, "Alpha", {"first"});
     Install(2, "Beta");
   }
@@ -20,7 +20,7 @@ protected:
   }
 };
 
-TEST_F(LimitTest, StoresTheLimitUnderItsTypeAndMovesBehindIt) {
+TEST_F(TypeLimitsTest, StoresTheLimitUnderItsTypeAndMovesBehindIt) {
   EXPECT_TRUE(Add({"-Limit", "Alpha", "4"}));
   ASSERT_TRUE(m_Access.m_LimitsMsg);
   EXPECT_THAT(m_Access.m_LimitsMsg->m_Limits, ElementsAre(Pair(Type(1), 4)));
@@ -29,20 +29,20 @@ TEST_F(LimitTest, StoresTheLimitUnderItsTypeAndMovesBehindIt) {
   EXPECT_EQ(m_Recorder.m_Out + m_Recorder.m_Err, "");
 }
 
-TEST_F(LimitTest, ReadsItsValuesBehindItsOwnPosition) {
+TEST_F(TypeLimitsTest, ReadsItsValuesBehindItsOwnPosition) {
   EXPECT_TRUE(Add({"-Limit", "Alpha", "1", "-Limit", "Beta", "2", "-Info"}, 3));
   EXPECT_THAT(m_Access.m_LimitsMsg->m_Limits, ElementsAre(Pair(Type(2), 2)));
   EXPECT_EQ(m_Index, 5);
 }
 
-TEST_F(LimitTest, AMissingLimitIsMinusOne) {
+TEST_F(TypeLimitsTest, AMissingLimitIsMinusOne) {
   EXPECT_TRUE(Add({"-Limit", "Alpha"}));
   EXPECT_THAT(m_Access.m_LimitsMsg->m_Limits, ElementsAre(Pair(Type(1), -1)));
   EXPECT_THAT(m_Recorder.m_Log, ElementsAre("SYSTEM Setting 'Alpha' Limit -1"));
   EXPECT_EQ(m_Index, 2);
 }
 
-TEST_F(LimitTest, AnyWholeNumberIsStoredAsGiven) {
+TEST_F(TypeLimitsTest, AnyWholeNumberIsStoredAsGiven) {
   for (const auto& [text, limit] :
        std::map<const char*, int>{{"0", 0},
                                   {"-1", -1},
@@ -57,7 +57,7 @@ TEST_F(LimitTest, AnyWholeNumberIsStoredAsGiven) {
   EXPECT_FALSE(rlib::AnyFailureNoted());
 }
 
-TEST_F(LimitTest, WhatIsNoWholeNumberIsReportedAndBecomesTheLowestNumber) {
+TEST_F(TypeLimitsTest, WhatIsNoWholeNumberIsReportedAndBecomesTheLowestNumber) {
   for (const char* text : {"", "abc", "12abc", "1.5", " 1", "2147483648", "-Info"}) {
     m_Recorder.m_Err.clear();
     EXPECT_TRUE(Add({"-Limit", "Alpha", text})) << text;
@@ -70,7 +70,7 @@ TEST_F(LimitTest, WhatIsNoWholeNumberIsReportedAndBecomesTheLowestNumber) {
   EXPECT_TRUE(rlib::AnyFailureNoted());
 }
 
-TEST_F(LimitTest, TheLastLimitOfATypeIsKeptHoweverTheTypeIsSpelled) {
+TEST_F(TypeLimitsTest, TheLastLimitOfATypeIsKeptHoweverTheTypeIsSpelled) {
   EXPECT_TRUE(Add({"-Limit", "Alpha", "3"}));
   const auto message = m_Access.m_LimitsMsg;
   EXPECT_TRUE(Add({"-Limit", "FIRST", "5"}));
@@ -80,44 +80,44 @@ TEST_F(LimitTest, TheLastLimitOfATypeIsKeptHoweverTheTypeIsSpelled) {
               ElementsAre("SYSTEM Setting 'Alpha' Limit 3", "SYSTEM Setting 'FIRST' Limit 5"));
 }
 
-TEST_F(LimitTest, TheTypeIsLoggedAsItWasTyped) {
+TEST_F(TypeLimitsTest, TheTypeIsLoggedAsItWasTyped) {
   EXPECT_TRUE(Add({"-Limit", "aLPHA", "3"}));
   EXPECT_THAT(m_Recorder.m_Log, ElementsAre("SYSTEM Setting 'aLPHA' Limit 3"));
 }
 
-TEST_F(LimitTest, ATypeWithoutAProductHasALimitToo) {
+TEST_F(TypeLimitsTest, ATypeWithoutAProductHasALimitToo) {
   EXPECT_TRUE(Add({"-Limit", "00000000-0000-0000-0000-000000000000", "3"}));
   EXPECT_THAT(m_Access.m_LimitsMsg->m_Limits, ElementsAre(Pair(rlib::UID::Null, 3)));
 }
 
-TEST_F(LimitTest, AllLimitsGoOutInOneMessage) {
+TEST_F(TypeLimitsTest, AllLimitsGoOutInOneMessage) {
   EXPECT_EQ(Run({"-Limit", "Beta", "2", "-Limit", "Alpha", "1"}), 0);
   ASSERT_THAT(m_Script.SentClasses(), ElementsAre("SetMasterLimitsMsg"));
   EXPECT_THAT(static_cast<const SetMasterLimitsMsg&>(*m_Script.m_Sent[0]).m_Limits,
               ElementsAre(Pair(Type(1), 1), Pair(Type(2), 2)));
 }
 
-TEST_F(LimitTest, AsTheLastArgumentIsAnErrorWithTheTextOfTypeOption) {
+TEST_F(TypeLimitsTest, AsTheLastArgumentIsAnErrorWithTheTextOfTypeOption) {
   EXPECT_FALSE(Add({"-Info", "-Limit"}, 1));
   ExpectError("Not enough parameters for commandline switch -TypeOption");
   EXPECT_EQ(m_Index, 1);
   EXPECT_FALSE(m_Access.m_LimitsMsg);
 }
 
-TEST_F(LimitTest, AnUnknownTypeIsAnErrorBehindItsValues) {
+TEST_F(TypeLimitsTest, AnUnknownTypeIsAnErrorBehindItsValues) {
   EXPECT_FALSE(Add({"-Limit", "50%d", "4"}));
   ExpectError("Could not determine Product type from '50%d' for -Limit");
   EXPECT_EQ(m_Index, 2);
   EXPECT_FALSE(m_Access.m_LimitsMsg);
 }
 
-TEST_F(LimitTest, AnErrorLeavesEarlierLimitsAlone) {
+TEST_F(TypeLimitsTest, AnErrorLeavesEarlierLimitsAlone) {
   Add({"-Limit", "Alpha", "4"});
   EXPECT_FALSE(Add({"-Limit", "", "5"}));
   EXPECT_THAT(m_Access.m_LimitsMsg->m_Limits, ElementsAre(Pair(Type(1), 4)));
 }
 
-TEST_F(LimitTest, IsTraced) {
+TEST_F(TypeLimitsTest, IsTraced) {
   EXPECT_EQ(TraceOf([&] { Add({"-Limit", "Alpha", "4"}); }), "SetwrightApp::AddLimit (Setwright");
 }
 

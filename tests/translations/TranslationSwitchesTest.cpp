@@ -13,7 +13,7 @@ namespace {
 constexpr const char* k_NotEnough = "Not enough roots supplied to add a path translation";
 constexpr const char* k_NoRoot = "No root supplied to remove";
 
-class PathTranslationRequestTest : public SetwrightTest {
+class TranslationSwitchesTest : public SetwrightTest {
 protected:
   /// The handlers' results for the switch at `m_Index`, which they move.
   bool Add(std::vector<const char*> arguments, int index = 0) {
@@ -49,7 +49,7 @@ protected:
   int m_Index = 0;
 };
 
-TEST_F(PathTranslationRequestTest, StartsWithNothingQueued) {
+TEST_F(TranslationSwitchesTest, StartsWithNothingQueued) {
   ExpectNothingQueued();
   EXPECT_FALSE(m_Access.m_CurrentTranslationsMsg);
   EXPECT_FALSE(m_Access.m_PathTranslationsMsg);
@@ -57,7 +57,7 @@ TEST_F(PathTranslationRequestTest, StartsWithNothingQueued) {
   EXPECT_FALSE(m_Access.m_DisplayJSON);
 }
 
-TEST_F(PathTranslationRequestTest, AnAdditionTakesThreeRootsInTheOrderOfPlatforms) {
+TEST_F(TranslationSwitchesTest, AnAdditionTakesThreeRootsInTheOrderOfPlatforms) {
   EXPECT_TRUE(Add({"-PathTranslation", "X:", "/mnt/x", "/Volumes/x"}));
   EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("X:", "/mnt/x", "/Volumes/x")));
   EXPECT_EQ(m_Index, 3);
@@ -66,13 +66,13 @@ TEST_F(PathTranslationRequestTest, AnAdditionTakesThreeRootsInTheOrderOfPlatform
   ExpectSilence();
 }
 
-TEST_F(PathTranslationRequestTest, AnAdditionReadsBehindItsOwnPosition) {
+TEST_F(TranslationSwitchesTest, AnAdditionReadsBehindItsOwnPosition) {
   EXPECT_TRUE(Add({"-Info", "-PathTranslation", "a", "b", "c", "d"}, 1));
   EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("a", "b", "c")));
   EXPECT_EQ(m_Index, 4);
 }
 
-TEST_F(PathTranslationRequestTest, AnEmptyRootIsStoredAsItIs) {
+TEST_F(TranslationSwitchesTest, AnEmptyRootIsStoredAsItIs) {
   EXPECT_TRUE(Add({"-PathTranslation", "", "/mnt/share", "/Volumes/share"}));
   EXPECT_TRUE(Add({"-PathTranslation", "", "", ""}));
   EXPECT_THAT(m_Access.m_AddTranslations,
@@ -80,51 +80,51 @@ TEST_F(PathTranslationRequestTest, AnEmptyRootIsStoredAsItIs) {
   ExpectSilence();
 }
 
-TEST_F(PathTranslationRequestTest, TwoRootsAtTheEndOfTheLineAreEnoughAndTheThirdIsEmpty) {
+TEST_F(TranslationSwitchesTest, TwoRootsAtTheEndOfTheLineAreEnoughAndTheThirdIsEmpty) {
   EXPECT_TRUE(Add({"-PathTranslation", "X:", "/mnt/x"}));
   EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("X:", "/mnt/x", "")));
   EXPECT_EQ(m_Index, 3);
   ExpectSilence();
 }
 
-TEST_F(PathTranslationRequestTest, OneRootIsAnErrorThatMovesNothing) {
+TEST_F(TranslationSwitchesTest, OneRootIsAnErrorThatMovesNothing) {
   EXPECT_FALSE(Add({"-Info", "-PathTranslation", "X:"}, 1));
   EXPECT_EQ(m_Index, 1);
   ExpectError(k_NotEnough);
 }
 
-TEST_F(PathTranslationRequestTest, NoRootIsAnErrorThatMovesNothing) {
+TEST_F(TranslationSwitchesTest, NoRootIsAnErrorThatMovesNothing) {
   EXPECT_FALSE(Add({"-PathTranslation"}));
   EXPECT_EQ(m_Index, 0);
   ExpectError(k_NotEnough);
 }
 
-TEST_F(PathTranslationRequestTest, AnErrorLeavesEarlierAdditionsAlone) {
+TEST_F(TranslationSwitchesTest, AnErrorLeavesEarlierAdditionsAlone) {
   Add({"-PathTranslation", "a", "b", "c"});
   EXPECT_FALSE(Add({"-PathTranslation", "d"}));
   EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("a", "b", "c")));
 }
 
-TEST_F(PathTranslationRequestTest, ArgumentsBehindARejectedAdditionAreSwitchesAgain) {
+TEST_F(TranslationSwitchesTest, ArgumentsBehindARejectedAdditionAreSwitchesAgain) {
   EXPECT_TRUE(Parse({"-PathTranslation", "-Info"}));
   EXPECT_TRUE(m_Access.m_ShowInfo);
   EXPECT_FALSE(Parse({"-PathTranslation", "X:"}));
 }
 
-TEST_F(PathTranslationRequestTest, AThirdRootMayLookLikeASwitch) {
+TEST_F(TranslationSwitchesTest, AThirdRootMayLookLikeASwitch) {
   EXPECT_TRUE(Parse({"-PathTranslation", "A", "B", "-Info"}));
   EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("A", "B", "-Info")));
   EXPECT_FALSE(m_Access.m_ShowInfo);
 }
 
-TEST_F(PathTranslationRequestTest, ExactlyThreeRootsAreConsumed) {
+TEST_F(TranslationSwitchesTest, ExactlyThreeRootsAreConsumed) {
   EXPECT_TRUE(Parse({"-PathTranslation", "-Info", "-DumpLogs", "-Reboot", "-SuperExit", "stray"}));
   EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("-Info", "-DumpLogs", "-Reboot")));
   EXPECT_TRUE(m_Access.m_SuperExit);
   EXPECT_FALSE(m_Access.m_ShowInfo || m_Access.m_LogDumpMsg || m_Access.m_Reboot);
 }
 
-TEST_F(PathTranslationRequestTest, RootsAreKeptByteForByte) {
+TEST_F(TranslationSwitchesTest, RootsAreKeptByteForByte) {
   EXPECT_TRUE(Add({"-PathTranslation", "\\\\Server\\Share\\", " /MNT/%s//x/ ", "/Völumes/\"q\"/"}));
   EXPECT_THAT(m_Access.m_AddTranslations,
               ElementsAre(Roots("\\\\Server\\Share\\", " /MNT/%s//x/ ", "/Völumes/\"q\"/")));
@@ -132,12 +132,12 @@ TEST_F(PathTranslationRequestTest, RootsAreKeptByteForByte) {
   EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre(" C:\\A/b\\ "));
 }
 
-TEST_F(PathTranslationRequestTest, IdenticalAdditionsAreNotMerged) {
+TEST_F(TranslationSwitchesTest, IdenticalAdditionsAreNotMerged) {
   EXPECT_TRUE(Parse({"-PathTranslation", "a", "b", "c", "-pathtranslation", "a", "b", "c"}));
   EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("a", "b", "c"), Roots("a", "b", "c")));
 }
 
-TEST_F(PathTranslationRequestTest, ARemovalTakesOneRoot) {
+TEST_F(TranslationSwitchesTest, ARemovalTakesOneRoot) {
   EXPECT_TRUE(Remove({"-Info", "-RemovePathTranslation", "/mnt/x", "more"}, 1));
   EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre("/mnt/x"));
   EXPECT_EQ(m_Index, 2);
@@ -145,7 +145,7 @@ TEST_F(PathTranslationRequestTest, ARemovalTakesOneRoot) {
   ExpectSilence();
 }
 
-TEST_F(PathTranslationRequestTest, ARemovalAtTheEndOfTheLineQueuesTheEmptyRoot) {
+TEST_F(TranslationSwitchesTest, ARemovalAtTheEndOfTheLineQueuesTheEmptyRoot) {
   EXPECT_TRUE(Remove({"-RemovePathTranslation"}));
   EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre(""));
   EXPECT_EQ(m_Index, 1);
@@ -154,7 +154,7 @@ TEST_F(PathTranslationRequestTest, ARemovalAtTheEndOfTheLineQueuesTheEmptyRoot) 
   EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre("", ""));
 }
 
-TEST_F(PathTranslationRequestTest, ARemovalAtOrBeyondTheEndOfTheLineIsAnError) {
+TEST_F(TranslationSwitchesTest, ARemovalAtOrBeyondTheEndOfTheLineIsAnError) {
   EXPECT_FALSE(Remove({"-RemovePathTranslation"}, 1));
   EXPECT_EQ(m_Index, 1);
   ExpectError(k_NoRoot);
@@ -163,14 +163,14 @@ TEST_F(PathTranslationRequestTest, ARemovalAtOrBeyondTheEndOfTheLineIsAnError) {
   EXPECT_THAT(m_Access.m_RemoveRoots, IsEmpty());
 }
 
-TEST_F(PathTranslationRequestTest, TheRootOfARemovalMayLookLikeASwitch) {
+TEST_F(TranslationSwitchesTest, TheRootOfARemovalMayLookLikeASwitch) {
   EXPECT_TRUE(Parse({"-RemovePathTranslation", "-Info", "-DumpLogs"}));
   EXPECT_THAT(m_Access.m_RemoveRoots, ElementsAre("-Info"));
   EXPECT_FALSE(m_Access.m_ShowInfo);
   EXPECT_TRUE(m_Access.m_LogDumpMsg);
 }
 
-TEST_F(PathTranslationRequestTest, RequestsKeepTheOrderOfTheLine) {
+TEST_F(TranslationSwitchesTest, RequestsKeepTheOrderOfTheLine) {
   EXPECT_TRUE(
       Parse({"-RemovePathTranslation", "z", "-PathTranslation", "a", "b", "c", "-RemovePathTranslation", "y",
              "-PathTranslation", "d", "e", "f", "-RemovePathTranslation", "z"}));
@@ -178,7 +178,7 @@ TEST_F(PathTranslationRequestTest, RequestsKeepTheOrderOfTheLine) {
   EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("a", "b", "c"), Roots("d", "e", "f")));
 }
 
-TEST_F(PathTranslationRequestTest, AreTracedWithTheirLines) {
+TEST_F(TranslationSwitchesTest, AreTracedWithTheirLines) {
   std::string calls;
   rlib::Log::SetObserver([&](int, const rlib::String&) { calls = rlib::OpenCallEntries().str(); });
   Add({"-PathTranslation"});

@@ -1,4 +1,4 @@
-#include "LimitsText.h"
+#include "UserLimitsText.h"
 
 #include <cstdlib>
 

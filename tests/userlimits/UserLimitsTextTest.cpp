@@ -1,4 +1,4 @@
-#include "LimitsText.h"
+#include "UserLimitsText.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -18,104 +18,104 @@ std::string Line(const std::string& user, const std::string& number) {
   return "User: '" + user + "' with a worker limit of '" + number + "'";
 }
 
-TEST(LimitsTextTest, AnEntryIsReplacedWhereItStands) {
+TEST(UserLimitsTextTest, AnEntryIsReplacedWhereItStands) {
   EXPECT_EQ(WithLimit("ann=2;bob=5;", "bob", 7), "ann=2;bob=7;");
   EXPECT_EQ(WithLimit("ann=2;bob=5;", "ann", 0), "ann=0;bob=5;");
   EXPECT_EQ(WithLimit("ann=2;bob=5;cat=1;", "bob", 12), "ann=2;bob=12;cat=1;");
 }
 
-TEST(LimitsTextTest, ANewEntryComesLast) {
+TEST(UserLimitsTextTest, ANewEntryComesLast) {
   EXPECT_EQ(WithLimit("ann=2;bob=5;", "cat", 1), "ann=2;bob=5;cat=1;");
   EXPECT_EQ(WithLimit("", "bob", 3), "bob=3;");
   EXPECT_EQ(WithLimit("ann=2", "bob", 3), "ann=2bob=3;");
 }
 
-TEST(LimitsTextTest, AnEntryIsRemoved) {
+TEST(UserLimitsTextTest, AnEntryIsRemoved) {
   EXPECT_EQ(WithoutLimit("ann=2;bob=5;", "ann"), "bob=5;");
   EXPECT_EQ(WithoutLimit("ann=2;bob=5;", "bob"), "ann=2;");
   EXPECT_EQ(WithoutLimit("ann=2;", "ann"), "");
 }
 
-TEST(LimitsTextTest, RemovingAnAbsentEntryChangesNothing) {
+TEST(UserLimitsTextTest, RemovingAnAbsentEntryChangesNothing) {
   EXPECT_EQ(WithoutLimit("ann=2;bob=5;", "dan"), "ann=2;bob=5;");
   EXPECT_EQ(WithoutLimit("", "dan"), "");
 }
 
-TEST(LimitsTextTest, NamesAreCaseSensitive) {
+TEST(UserLimitsTextTest, NamesAreCaseSensitive) {
   EXPECT_EQ(WithLimit("ann=2;", "Ann", 3), "ann=2;Ann=3;");
   EXPECT_EQ(WithoutLimit("ann=2;", "ANN"), "ann=2;");
 }
 
-TEST(LimitsTextTest, ANameIsAlsoFoundAtTheEndOfALongerOne) {
+TEST(UserLimitsTextTest, ANameIsAlsoFoundAtTheEndOfALongerOne) {
   EXPECT_EQ(WithLimit("jimbob=2;", "bob", 4), "jimbob=4;");
   EXPECT_EQ(WithoutLimit("jimbob=2;bob=3;", "bob"), "jimbob=3;");
 }
 
-TEST(LimitsTextTest, ANameIsNotFoundAtTheBeginningOfALongerOne) {
+TEST(UserLimitsTextTest, ANameIsNotFoundAtTheBeginningOfALongerOne) {
   EXPECT_EQ(WithLimit("bobby=2;", "bob", 4), "bobby=2;bob=4;");
 }
 
-TEST(LimitsTextTest, OnlyTheFirstEntryIsTaken) {
+TEST(UserLimitsTextTest, OnlyTheFirstEntryIsTaken) {
   EXPECT_EQ(WithLimit("a=1;b=2;a=3;", "a", 9), "a=9;b=2;a=3;");
   EXPECT_EQ(WithoutLimit("a=1;b=2;a=3;", "a"), "b=2;a=3;");
 }
 
-TEST(LimitsTextTest, BehindAnEntryWithoutItsEndStandsTheWholeTextAgain) {
+TEST(UserLimitsTextTest, BehindAnEntryWithoutItsEndStandsTheWholeTextAgain) {
   EXPECT_EQ(WithoutLimit("bob=3", "bob"), "bob=3");
   EXPECT_EQ(WithoutLimit("ann=2;bob=3", "bob"), "ann=2;ann=2;bob=3");
   EXPECT_EQ(WithLimit("ann=2;bob=3", "bob", 4), "ann=2;bob=4;ann=2;bob=3");
 }
 
-TEST(LimitsTextTest, ASeparatorBeforeTheEntryDoesNotEndIt) {
+TEST(UserLimitsTextTest, ASeparatorBeforeTheEntryDoesNotEndIt) {
   EXPECT_EQ(WithoutLimit(";;bob=3", "bob"), ";;;;bob=3");
   EXPECT_EQ(WithoutLimit(";;bob=3;;", "bob"), ";;;");
 }
 
-TEST(LimitsTextTest, NamesAreWrittenAsTheyAre) {
+TEST(UserLimitsTextTest, NamesAreWrittenAsTheyAre) {
   EXPECT_EQ(WithLimit("", "50%n%s%d", 5), "50%n%s%d=5;");
   EXPECT_EQ(WithLimit("", "a b\"\\", 5), "a b\"\\=5;");
   EXPECT_EQ(WithLimit("x=1;", "a;b=c", 5), "x=1;a;b=c=5;");
 }
 
-TEST(LimitsTextTest, AnEmptyNameIsFoundAtTheFirstEqualsSign) {
+TEST(UserLimitsTextTest, AnEmptyNameIsFoundAtTheFirstEqualsSign) {
   EXPECT_EQ(WithLimit("ann=2;bob=5;", "", 0), "ann=0;bob=5;");
   EXPECT_EQ(WithLimit("", "", 0), "=0;");
 }
 
-TEST(LimitsTextTest, HasALineAUser) {
+TEST(UserLimitsTextTest, HasALineAUser) {
   EXPECT_THAT(LimitLines("ann=2;bob=5"), ElementsAre("User: 'ann' with a worker limit of '2'",
                                                      "User: 'bob' with a worker limit of '5'"));
   EXPECT_THAT(LimitLines("ann=2;bob=5;"), ElementsAre(Line("ann", "2"), Line("bob", "5")));
 }
 
-TEST(LimitsTextTest, EmptyEntriesHaveNoLine) {
+TEST(UserLimitsTextTest, EmptyEntriesHaveNoLine) {
   EXPECT_THAT(LimitLines(""), IsEmpty());
   EXPECT_THAT(LimitLines(";"), IsEmpty());
   EXPECT_THAT(LimitLines(";;ann=2;;;bob=5;;"), ElementsAre(Line("ann", "2"), Line("bob", "5")));
 }
 
-TEST(LimitsTextTest, AnEntryWithoutAnEqualsSignIsNameAndNumber) {
+TEST(UserLimitsTextTest, AnEntryWithoutAnEqualsSignIsNameAndNumber) {
   EXPECT_THAT(LimitLines("12;ann;7up"), ElementsAre(Line("12", "12"), Line("ann", "0"), Line("7up", "7")));
 }
 
-TEST(LimitsTextTest, TheFirstEqualsSignEndsTheName) {
+TEST(UserLimitsTextTest, TheFirstEqualsSignEndsTheName) {
   EXPECT_THAT(LimitLines("a=b=5;=4;a=3=2"), ElementsAre(Line("a", "0"), Line("", "4"), Line("a", "3")));
 }
 
-TEST(LimitsTextTest, ANumberIsReadAsFarAsItGoes) {
+TEST(UserLimitsTextTest, ANumberIsReadAsFarAsItGoes) {
   EXPECT_THAT(LimitLines("a=;b=x;c=7x;d= 8;e=-1;f=+9;g=010;h=0x10"),
               ElementsAre(Line("a", "0"), Line("b", "0"), Line("c", "7"), Line("d", "8"), Line("e", "-1"),
                           Line("f", "9"), Line("g", "10"), Line("h", "0")));
 }
 
-TEST(LimitsTextTest, QuotesAndEscapesAreThoseOfTokens) {
+TEST(UserLimitsTextTest, QuotesAndEscapesAreThoseOfTokens) {
   EXPECT_THAT(LimitLines(R"("a;b=3;c"=4;a\;b=5;"x y"=6;a\\b=7;\"q\"=8;"open;end=9)"),
               ElementsAre(Line("a;b", "3"), Line("a;b", "5"), Line("x y", "6"), Line("a\\b", "7"),
                           Line("\"q\"", "8"), Line("open;end", "9")));
   EXPECT_THAT(LimitLines("\"\";"), ElementsAre(Line("", "0")));
 }
 
-TEST(LimitsTextTest, APercentSignInANameIsADirective) {
+TEST(UserLimitsTextTest, APercentSignInANameIsADirective) {
   EXPECT_THAT(LimitLines("50%n%s%d=5"), ElementsAre("User: '50%n5%d' with a worker limit of '%d'"));
   EXPECT_THAT(LimitLines("100%=5"), ElementsAre(Line("100%", "5")));
   EXPECT_THAT(LimitLines("a%%b=5"), ElementsAre(Line("a%b", "5")));
@@ -158,7 +158,7 @@ std::string RandomText(std::mt19937& random, size_t limit, std::string_view alph
   return text;
 }
 
-TEST(LimitsTextTest, EditsOfRandomTextsAgreeWithAModel) {
+TEST(UserLimitsTextTest, EditsOfRandomTextsAgreeWithAModel) {
   size_t found = 0;
   for (unsigned seed = 1; seed <= 20000; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
@@ -174,7 +174,7 @@ TEST(LimitsTextTest, EditsOfRandomTextsAgreeWithAModel) {
 }
 
 // Users as a list of pairs, which texts written by the tool stand for as long as no name ends another.
-TEST(LimitsTextTest, RandomOperationsAgreeWithAListOfUsers) {
+TEST(UserLimitsTextTest, RandomOperationsAgreeWithAListOfUsers) {
   static const char* const k_Names[] = {"ann", "bob", "Bob", "c d", "50 percent", "\"q\"", "é"};
   for (unsigned seed = 1; seed <= 300; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
@@ -209,7 +209,7 @@ TEST(LimitsTextTest, RandomOperationsAgreeWithAListOfUsers) {
   }
 }
 
-TEST(LimitsTextTest, RandomTextsHaveOneLineAToken) {
+TEST(UserLimitsTextTest, RandomTextsHaveOneLineAToken) {
   for (unsigned seed = 1; seed <= 20000; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     std::mt19937 random(seed);

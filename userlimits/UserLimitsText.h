@@ -14,6 +14,7 @@ rlib::String WithLimit(const rlib::String& limits, const rlib::String& user, int
 /// The text without the user's entry, found in the same way.
 rlib::String WithoutLimit(const rlib::String& limits, const rlib::String& user);
 
-/// The limits for people: a line a user. A user's name stands in the line's format, so that
-/// a "%" in it is read as a directive; deliberately so, and harmless with this format's rules.
+/// The limits for people: a line a user. A user's name stands in the line's format, so that a "%" in it is
+/// read as a directive, which is harmless with this format's rules. Deliberate: what reads these lines was
+/// written against it.
 rlib::vector<rlib::String> LimitLines(const rlib::String& limits);
