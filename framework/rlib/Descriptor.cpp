@@ -17,7 +17,7 @@ int WriteAll(int fd, std::string_view data) {
   while (!data.empty()) {
     const ssize_t written = write(fd, data.data(), data.size());
     if (written >= 0) {
-      data.remove_prefix(static_cast<std::size_t>(written));
+      data.remove_prefix(static_cast<size_t>(written));
     } else if (errno == EAGAIN) {
       pollfd ready{fd, POLLOUT, 0};
       if (poll(&ready, 1, -1) < 0 && errno != EINTR)
@@ -29,7 +29,7 @@ int WriteAll(int fd, std::string_view data) {
   return 0;
 }
 
-ssize_t ReadSome(int fd, char* buffer, std::size_t size) {
+ssize_t ReadSome(int fd, char* buffer, size_t size) {
   for (;;) {
     const ssize_t got = read(fd, buffer, size);
     if (got >= 0)
@@ -40,7 +40,7 @@ ssize_t ReadSome(int fd, char* buffer, std::size_t size) {
 }
 
 int MakeFolders(const std::string& path, mode_t leafMode) {
-  for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
+  for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
     if (mkdir(path.substr(0, slash).c_str(), 0755) != 0 && errno != EEXIST && errno != EROFS &&
         errno != EACCES)
       return errno;

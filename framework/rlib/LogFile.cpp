@@ -56,7 +56,7 @@ void LogFile::Rotate() const {
 
 int LogFile::Append(std::string_view line) {
   const int error = WriteAll(m_Fd.Get(), line);
-  m_Size += static_cast<std::int64_t>(line.size());
+  m_Size += static_cast<int64_t>(line.size());
   if (error != 0 || m_Size < k_MaxSize)
     return error;
   // A process that runs for long does not outgrow the limit either.

@@ -6,7 +6,7 @@
 namespace rlib {
 namespace {
 
-template <class Number>
+template <typename Number>
 bool ParseWhole(std::string_view text, Number& value) {
   if (!text.empty() && text.front() == '+') {
     text.remove_prefix(1);
@@ -24,7 +24,7 @@ bool ParseWhole(std::string_view text, Number& value) {
 
 } // namespace
 
-bool ParseInt32(std::string_view text, std::int32_t& value) {
+bool ParseInt32(std::string_view text, int32_t& value) {
   return ParseWhole(text, value);
 }
 

@@ -14,18 +14,18 @@
 namespace rlib {
 namespace {
 
-constexpr std::size_t k_BufferSize = 64 << 10;
+constexpr size_t k_BufferSize = 64 << 10;
 constexpr int k_MaxLinks = 40;
 
-// The name that a symbolic link finally leads to, which need not exist. The folders above are left to the
-// kernel.
+/// The name that a symbolic link finally leads to, which need not exist. The folders above are left to the
+/// kernel.
 Path FollowLinks(Path path, int& error) {
   for (int i = 0; i < k_MaxLinks; ++i) {
     char target[PATH_MAX];
     const ssize_t size = readlink(path.c_str(), target, sizeof(target));
     if (size < 0)
       return path; // No link, or nothing there.
-    path = path.Parent() / Path(String(target, static_cast<std::size_t>(size)));
+    path = path.Parent() / Path(String(target, static_cast<size_t>(size)));
   }
   error = ELOOP;
   return path;

@@ -11,9 +11,9 @@ namespace rlib {
 namespace {
 
 // Static initialisers and destructors of other files may write at any time.
-template <class T>
+template <typename T>
 union NeverDestroyed {
-  template <class... Args>
+  template <typename... Args>
   constexpr explicit NeverDestroyed(Args... args) : m_Value(args...) {}
   constexpr ~NeverDestroyed() {}
   T m_Value;
@@ -32,7 +32,7 @@ void OutStream::Put(const char* text, eolType eol) {
     return;
   std::string_view rest = text;
   if (eol == k_EolWindows) {
-    for (std::size_t end; (end = rest.find('\n')) != std::string_view::npos; rest.remove_prefix(end + 1)) {
+    for (size_t end; (end = rest.find('\n')) != std::string_view::npos; rest.remove_prefix(end + 1)) {
       Write(rest.substr(0, end));
       Write("\r\n");
     }

@@ -26,7 +26,7 @@ std::string Open() {
   return rlib::OpenCallEntries().str();
 }
 
-// Entries in static destructors must still be recorded safely.
+/// Entries in static destructors must still be recorded safely.
 struct Late {
   ~Late() { const _CallEntry entry("Late::~Late", "CallEntryTest", 1); }
 } s_late;
@@ -97,7 +97,7 @@ TEST(CallEntry, MoreThreadsThanSlotsDoNoHarm) {
   EXPECT_THAT(Open(), Not(HasSubstr("Many")));
 }
 
-// Runs the action in a child with the crash handler and gives how the child ended.
+/// Runs the action in a child with the crash handler and gives how the child ended.
 int StatusOfChild(const std::string& folder, const std::function<void()>& action) {
   const pid_t child = fork();
   if (child == 0) {

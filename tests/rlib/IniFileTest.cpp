@@ -18,7 +18,7 @@ using testing::IsEmpty;
 
 namespace {
 
-// Everything that the reader delivers: "[section]" and "name=value".
+/// Everything that the reader delivers: "[section]" and "name=value".
 std::vector<std::string> Contents(IniFile& ini) {
   std::vector<std::string> contents;
   String name;
@@ -34,7 +34,7 @@ std::vector<std::string> Contents(IniFile& ini) {
   return contents;
 }
 
-std::vector<std::string> Parsed(std::string_view text, std::size_t skipped = 0, bool quotes = true) {
+std::vector<std::string> Parsed(std::string_view text, size_t skipped = 0, bool quotes = true) {
   IniFile ini(false);
   ini.LoadText(text, quotes);
   EXPECT_EQ(ini.SkippedLines(), skipped);

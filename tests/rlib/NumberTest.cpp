@@ -7,20 +7,20 @@ namespace {
 TEST(Number, ParsesWholeDecimalIntegers) {
   const struct {
     const char* text;
-    std::int32_t value;
+    int32_t value;
   } rows[] = {{"0", 0},   {"5", 5},
               {"-5", -5}, {"+5", 5},
               {"007", 7}, {"2147483647", 2147483647},
               {"-0", 0},  {"-2147483648", -2147483647 - 1}};
   for (const auto& row : rows) {
-    std::int32_t value = 99;
+    int32_t value = 99;
     EXPECT_TRUE(rlib::ParseInt32(row.text, value)) << row.text;
     EXPECT_EQ(value, row.value);
   }
 }
 
 TEST(Number, RefusesEverythingElseAndKeepsTheValue) {
-  std::int32_t value = 99;
+  int32_t value = 99;
   for (const char* text : {"", " ", "+", "-", "+-5", "--5", "++5", " 5", "5 ", "5x", "0x10", "1e3", "1.0",
                            "2147483648", "-2147483649", "99999999999999999999"}) {
     EXPECT_FALSE(rlib::ParseInt32(text, value)) << text;
