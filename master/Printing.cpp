@@ -7,8 +7,8 @@
 #include "AuditFields.h"
 #include "Release.h"
 #include "brenic/Options.h"
+#include "rlib/Escape.h"
 #include "rlib/IniFile.h"
-#include "rlib/Log.h"
 #include "rlib/Platform.h"
 
 namespace brenic::master {

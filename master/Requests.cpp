@@ -9,7 +9,7 @@
 #include "brenic/ProductMessages.h"
 #include "brenic/SystemMessages.h"
 #include "net/Digest.h"
-#include "rlib/Log.h"
+#include "rlib/Escape.h"
 #include "rlib/Number.h"
 #include "wire/Frames.h"
 

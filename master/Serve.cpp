@@ -13,7 +13,7 @@
 #include "ProductDocument.h"
 #include "Server.h"
 #include "SqliteStore.h"
-#include "rlib/CallEntry.h"
+#include "rlib/CrashHandler.h"
 #include "rlib/File.h"
 #include "rlib/Log.h"
 #include "rlib/OutFile.h"

@@ -1,3 +1,5 @@
+#include "rlib/CrashHandler.h"
+
 #include <algorithm>
 #include <atomic>
 #include <csignal>
@@ -8,7 +10,6 @@
 
 #include "Descriptor.h"
 #include "ThreadTrace.h"
-#include "rlib/CallEntry.h"
 
 namespace rlib {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "client/Client.h"
 #include "client/Target.h"
-#include "rlib/CallEntry.h"
+#include "rlib/CrashHandler.h"
 #include "rlib/Log.h"
 #include "rlib/Number.h"
 

@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "products/ProductDocument.h"
-#include "rlib/Log.h"
+#include "rlib/Escape.h"
 
 namespace brenic {
 

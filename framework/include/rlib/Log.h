@@ -51,7 +51,4 @@ void LogTrace(const String& text);
 /// For the user and the log: one line on stdErr, and a line of that level.
 void Report(Log::Level level, const String& line);
 
-/// Control characters as \n, \t, \r, \xHH; all other bytes as they are, the backslash too.
-String EscapeControls(const String& text);
-
 } // namespace rlib
