@@ -21,9 +21,9 @@ int LogLevel(const CommandLine& cmd, const char* name, int fallback) {
   if (!cmd.HasSwitch(name))
     return fallback;
   const String text = cmd.GetArgument(name, 0, k_Empty);
-  int level = 0;
-  if (rlib::ParseInt32(text, level) && level >= rlib::Log::k_Nothing && level <= rlib::Log::k_Trace)
-    return level;
+  const std::optional<int32_t> level = rlib::ParseInt32(text);
+  if (level && *level >= rlib::Log::k_Nothing && *level <= rlib::Log::k_Trace)
+    return *level;
   rlib::Report(rlib::Log::k_Error,
                fmt::format("-{} '{}' is not a level from 0 to 6; {} is used", name, text.str(), fallback));
   return fallback;
