@@ -51,42 +51,14 @@ std::string Unquoted(std::string_view quoted) {
   return text;
 }
 
-/// Opens for reading without ever waiting; error is 0 when the result is a regular file.
-Descriptor OpenRegular(const char* path, int& error, const char*& reason) {
-  Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  error = file ? 0 : errno;
-  struct stat status {};
-  if (file && fstat(file.Get(), &status) != 0)
-    error = errno;
-  if (error == 0 && !S_ISREG(status.st_mode)) {
-    error = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    reason = S_ISDIR(status.st_mode) ? "it is a folder" : "it is not a regular file";
-  }
-  return file;
-}
-
 } // namespace
 
 bool IniFile::Load(bool quotes, bool report) {
   Clear();
-  int error = 0;
-  const char* reason = nullptr;
-  if (FileName().empty()) {
-    error = ENOENT;
-    reason = "no file name was given";
-  } else {
-    const Descriptor file = OpenRegular(FileName().c_str(), error, reason);
-    if (error == ENOENT && m_Optional)
-      return true;
-    if (error == 0)
-      error = ReadLines([&file](char* buffer, size_t size) { return ReadSome(file.Get(), buffer, size); },
-                        quotes, report);
-  }
-  if (error != 0) {
+  if (const Result<> read = ReadFile(quotes, report); !read) {
     Clear();
     if (report)
-      ReportInputError("Cannot read options file '" + FileName() +
-                       "': " + (reason ? reason : ErrorText(error)));
+      ReportInputError("Cannot read options file '" + FileName() + "': " + read.Reason());
     return false;
   }
   if (report && m_Skipped > 0)
@@ -95,15 +67,32 @@ bool IniFile::Load(bool quotes, bool report) {
   return true;
 }
 
+Result<> IniFile::ReadFile(bool quotes, bool report) {
+  if (FileName().empty())
+    return Failure("no file name was given");
+  // Not to wait for somebody who writes into a FIFO.
+  const Descriptor file(open(FileName().c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file && errno == ENOENT && m_Optional)
+    return {};
+  struct stat status {};
+  if (!file || fstat(file.Get(), &status) != 0)
+    return Failure(ErrorText(errno));
+  if (S_ISDIR(status.st_mode))
+    return Failure("it is a folder");
+  if (!S_ISREG(status.st_mode))
+    return Failure("it is not a regular file");
+  return ReadLines([&file](char* buffer, size_t size) { return ReadSome(file.Get(), buffer, size); }, quotes,
+                   report);
+}
+
 void IniFile::LoadText(std::string_view text, bool quotes) {
   Clear();
-  ReadLines(
-      [&text](char* buffer, size_t size) {
-        const size_t taken = text.copy(buffer, size);
-        text.remove_prefix(taken);
-        return static_cast<ssize_t>(taken);
-      },
-      quotes, false);
+  const auto read = [&text](char* buffer, size_t size) {
+    const size_t taken = text.copy(buffer, size);
+    text.remove_prefix(taken);
+    return Result<size_t>(taken);
+  };
+  static_cast<void>(ReadLines(read, quotes, false)); // A text can always be read.
 }
 
 void IniFile::Clear() {
@@ -113,9 +102,9 @@ void IniFile::Clear() {
   m_SectionName = String();
 }
 
-/// Splits what read() gives into lines, in memory bounded by the longest line allowed. Returns 0 or errno.
+/// Splits what read() gives into lines, in memory bounded by the longest line allowed.
 template <typename Read>
-int IniFile::ReadLines(Read read, bool quotes, bool report) {
+Result<> IniFile::ReadLines(Read read, bool quotes, bool report) {
   constexpr size_t k_ChunkSize = 64 << 10;
   const auto chunk = std::make_unique_for_overwrite<char[]>(k_ChunkSize);
   std::string line;
@@ -128,12 +117,12 @@ int IniFile::ReadLines(Read read, bool quotes, bool report) {
     tooLong = false;
   };
   for (;;) {
-    const ssize_t got = read(chunk.get(), k_ChunkSize);
-    if (got < 0)
-      return static_cast<int>(-got);
-    if (got == 0)
+    const Result<size_t> got = read(chunk.get(), k_ChunkSize);
+    if (!got)
+      return got.Why();
+    if (*got == 0)
       break;
-    std::string_view rest(chunk.get(), static_cast<size_t>(got));
+    std::string_view rest(chunk.get(), *got);
     while (!rest.empty()) {
       const size_t end = rest.find('\n');
       const std::string_view piece = rest.substr(0, end);
@@ -149,7 +138,7 @@ int IniFile::ReadLines(Read read, bool quotes, bool report) {
   }
   if (!line.empty() || tooLong)
     take();
-  return 0;
+  return {};
 }
 
 void IniFile::TakeLine(std::string_view line, bool tooLong, bool quotes, bool report) {

@@ -66,6 +66,22 @@ String FileNameOf(const String& application) {
   return name.empty() || name.front() == '.' ? "brenic" + String(name) : String(name);
 }
 
+Result<> WriteDump(const Path& path, std::string_view contents) {
+  const Path folder = path.Parent();
+  if (Result<> made = MakeFolders(folder.str().str(), FolderMode(folder)); !made)
+    return made;
+  const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0640));
+  if (!file)
+    return Failure(ErrorText(errno));
+  int error = WriteAll(file.Get(), contents);
+  if (error == 0 && fsync(file.Get()) != 0)
+    error = errno;
+  if (error == 0)
+    return {};
+  unlink(path.c_str());
+  return Failure(ErrorText(error));
+}
+
 } // namespace
 
 Path Log::DefaultFolder() {
@@ -78,7 +94,7 @@ Path Log::DefaultFolder() {
   return home && *home ? Path(home) / ".local/state/brenic/log" : Path();
 }
 
-String Log::Open(const String& application, const Path& folder, int fileLevel, int displayLevel) {
+Result<> Log::Open(const String& application, const Path& folder, int fileLevel, int displayLevel) {
   State& state = TheState();
   const std::lock_guard lock(state.m_Mutex);
   state.m_Application = FileNameOf(application);
@@ -90,14 +106,12 @@ String Log::Open(const String& application, const Path& folder, int fileLevel, i
   if (fileLevel <= k_Nothing)
     return {};
   if (folder.empty())
-    return "Cannot write a log: no log folder is known";
-  const int error = MakeFolders(folder.str().str(), FolderMode(folder));
-  if (error != 0)
-    return "Cannot make the log folder '" + folder.str() + "': " + ErrorText(error);
+    return Failure("Cannot write a log: no log folder is known");
+  if (const Result<> made = MakeFolders(folder.str().str(), FolderMode(folder)); !made)
+    return Failure("Cannot make the log folder '" + folder.str() + "': " + made.Reason());
   const Path path = folder / Path(state.m_Application + ".log");
-  const std::string problem = state.m_File.Open(path.str().str());
-  if (!problem.empty())
-    return "Cannot write the log file '" + path.str() + "': " + problem;
+  if (const Result<> opened = state.m_File.Open(path.str().str()); !opened)
+    return Failure("Cannot write the log file '" + path.str() + "': " + opened.Reason());
   return {};
 }
 
@@ -115,7 +129,7 @@ void Log::Write(Level level, const String& text) {
   State& state = TheState();
   bool display = false;
   String line;
-  String complaint;
+  std::optional<String> complaint;
   std::shared_ptr<const Observer> observer;
   {
     const std::lock_guard lock(state.m_Mutex);
@@ -124,22 +138,23 @@ void Log::Write(Level level, const String& text) {
     const std::string whole = line.str() + "\n";
     Remember(state, whole);
     if (level <= state.m_FileLevel && state.m_File.IsOpen()) {
-      const int error = state.m_File.Append(whole);
-      if (error != 0 && !std::exchange(state.m_Complained, true))
-        complaint = "Cannot write to the log file '" + String(state.m_File.Path()) + "': " + ErrorText(error);
+      const Result<> appended = state.m_File.Append(whole);
+      if (!appended && !std::exchange(state.m_Complained, true))
+        complaint =
+            "Cannot write to the log file '" + String(state.m_File.Path()) + "': " + appended.Reason();
     }
     display = level <= state.m_DisplayLevel;
     observer = state.m_Observer;
   }
-  if (!complaint.empty())
-    stdErr.PutLine(complaint);
+  if (complaint)
+    stdErr.PutLine(EscapeControls(*complaint));
   if (display)
     stdErr.PutLine(line);
   if (observer)
     (*observer)(level, text);
 }
 
-Path Log::Dump() {
+std::optional<Path> Log::Dump() {
   State& state = TheState();
   std::string contents;
   Path path;
@@ -154,20 +169,11 @@ Path Log::Dump() {
   }
   if (path.empty()) {
     LogError("Cannot dump the log: no log folder is in use");
-    return {};
+    return std::nullopt;
   }
-  int error = MakeFolders(path.Parent().str().str(), FolderMode(path.Parent()));
-  if (error == 0) {
-    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0640));
-    error = file ? WriteAll(file.Get(), contents) : errno;
-    if (error == 0 && fsync(file.Get()) != 0)
-      error = errno;
-    if (file && error != 0)
-      unlink(path.c_str());
-  }
-  if (error != 0) {
-    LogError("Cannot dump the log to '" + path.str() + "': " + ErrorText(error));
-    return {};
+  if (const Result<> written = WriteDump(path, contents); !written) {
+    LogError("Cannot dump the log to '" + path.str() + "': " + written.Reason());
+    return std::nullopt;
   }
   return path;
 }

@@ -15,17 +15,17 @@ public:
   static constexpr int64_t k_MaxSize = 10 * 1024 * 1024;
   static constexpr int k_Kept = 5;
 
-  /// Opens the file for appending, moving a full one aside before. Returns why it cannot, empty when it can.
-  [[nodiscard]] std::string Open(const std::string& path);
+  /// Opens the file for appending, moving a full one aside before.
+  Result<> Open(const std::string& path);
   void Close() { m_Fd.Reset(); }
   bool IsOpen() const { return static_cast<bool>(m_Fd); }
   const std::string& Path() const { return m_Path; }
 
-  /// Appends with one write. Returns 0 or errno.
-  int Append(std::string_view line);
+  /// Appends with one write.
+  Result<> Append(std::string_view line);
 
 private:
-  std::string OpenOnce();
+  Result<> OpenOnce();
   bool IsCurrent() const;
   void Rotate() const;
 

@@ -1,7 +1,9 @@
 #include "rlib/SFormat.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <optional>
 
 namespace rlib {
 namespace {
@@ -17,6 +19,7 @@ struct Directive {
   int m_Width = 0;
   int m_Precision = -1;
   char m_Conversion = 0;
+  size_t m_Size = 0; // without the '%'
 };
 
 bool IsInteger(Kind kind) {
@@ -27,15 +30,15 @@ bool IsOneOf(char c, std::string_view set) {
   return set.find(c) != std::string_view::npos;
 }
 
-/// Digits from the position on, 0 when there are none; false when the number is too large.
-bool ReadNumber(std::string_view text, size_t& at, int& number) {
-  number = 0;
-  for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
-    number = number * 10 + (text[at] - '0');
+/// Takes the digits off the front of the text, 0 when there are none; no value when the number is too large.
+std::optional<int> TakeNumber(std::string_view& text) {
+  int number = 0;
+  for (; !text.empty() && text.front() >= '0' && text.front() <= '9'; text.remove_prefix(1)) {
+    number = number * 10 + (text.front() - '0');
     if (number > k_MaxFormatWidth)
-      return false;
+      return std::nullopt;
   }
-  return true;
+  return number;
 }
 
 bool SetFlag(Directive& directive, char c) {
@@ -55,23 +58,29 @@ bool SetFlag(Directive& directive, char c) {
   }
 }
 
-/// Reads the directive behind a '%' and moves the position past it; false when it is none of ours.
-bool ReadDirective(std::string_view format, size_t& at, Directive& directive) {
-  while (at < format.size() && SetFlag(directive, format[at]))
-    ++at;
-  if (!ReadNumber(format, at, directive.m_Width))
-    return false;
-  if (at < format.size() && format[at] == '.') {
-    ++at;
-    if (!ReadNumber(format, at, directive.m_Precision))
-      return false;
+/// The directive at the front of the text, behind its '%'; no value when it is not one that is known.
+std::optional<Directive> ReadDirective(const std::string_view text) {
+  std::string_view rest = text;
+  Directive directive;
+  while (!rest.empty() && SetFlag(directive, rest.front()))
+    rest.remove_prefix(1);
+  const std::optional<int> width = TakeNumber(rest);
+  if (!width)
+    return std::nullopt;
+  directive.m_Width = *width;
+  if (rest.starts_with('.')) {
+    rest.remove_prefix(1);
+    const std::optional<int> precision = TakeNumber(rest);
+    if (!precision)
+      return std::nullopt;
+    directive.m_Precision = *precision;
   }
-  while (at < format.size() && IsOneOf(format[at], "hljztLq"))
-    ++at;
-  if (at >= format.size() || !IsOneOf(format[at], "diuxXocsfFeEgGaAp"))
-    return false;
-  directive.m_Conversion = format[at++];
-  return true;
+  rest.remove_prefix(std::min(rest.find_first_not_of("hljztLq"), rest.size()));
+  if (rest.empty() || !IsOneOf(rest.front(), "diuxXocsfFeEgGaAp"))
+    return std::nullopt;
+  directive.m_Conversion = rest.front();
+  directive.m_Size = text.size() - rest.size() + 1;
+  return directive;
 }
 
 int64_t SignedValue(const FormatArg& arg) {
@@ -188,27 +197,23 @@ void PutArgument(std::string& out, const Directive& directive, const FormatArg& 
 
 } // namespace
 
-String FormatArguments(const String& formatText, const FormatArg* args, size_t count) {
-  const std::string_view format = formatText;
+String FormatArguments(const String& format, const FormatArg* args, size_t count) {
+  std::string_view rest = format;
   std::string out;
   size_t used = 0;
-  for (size_t at = 0; at < format.size();) {
-    const size_t percent = std::min(format.find('%', at), format.size());
-    out.append(format.substr(at, percent - at));
-    at = percent;
-    if (at == format.size())
+  for (;;) {
+    const size_t percent = std::min(rest.find('%'), rest.size());
+    out.append(rest.substr(0, percent));
+    rest.remove_prefix(percent);
+    if (rest.empty())
       break;
-    ++at;
-    if (at < format.size() && format[at] == '%') {
+    rest.remove_prefix(1);
+    if (rest.starts_with('%')) {
       out += '%';
-      ++at;
-      continue;
-    }
-    size_t end = at;
-    Directive directive;
-    if (used < count && ReadDirective(format, end, directive)) {
-      PutArgument(out, directive, args[used++]);
-      at = end;
+      rest.remove_prefix(1);
+    } else if (const auto directive = used < count ? ReadDirective(rest) : std::nullopt) {
+      PutArgument(out, *directive, args[used++]);
+      rest.remove_prefix(directive->m_Size);
     } else {
       out += '%'; // The rest of it follows as ordinary text.
     }

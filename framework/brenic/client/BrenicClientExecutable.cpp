@@ -32,8 +32,8 @@ int LogLevel(const CommandLine& cmd, const char* name, int fallback) {
 void OpenLog(const CommandLine& cmd, const String& program, const Path& folder) {
   const int file = LogLevel(cmd, "LogFileLevel", rlib::Log::k_DefaultFileLevel);
   const int display = LogLevel(cmd, "LogDisplayLevel", rlib::Log::k_DefaultDisplayLevel);
-  if (const String problem = rlib::Log::Open(program, folder, file, display); !problem.empty())
-    rlib::Report(rlib::Log::k_Error, "There will be no log file: " + problem);
+  if (const rlib::Result<> opened = rlib::Log::Open(program, folder, file, display); !opened)
+    rlib::Report(rlib::Log::k_Error, "There will be no log file: " + opened.Reason());
   rlib::InstallCrashHandler(folder, program);
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "rlib/File.h"
+#include "rlib/Result.h"
 
 namespace rlib {
 
@@ -57,11 +58,12 @@ private:
   };
 
   void Clear();
+  Result<> ReadFile(bool quotes, bool report);
   void TakeLine(std::string_view line, bool tooLong, bool quotes, bool report);
   void Skip(const char* reason, bool report);
   void Add(bool isSection, std::string_view name, std::string_view value);
   template <typename Read>
-  int ReadLines(Read read, bool quotes, bool report);
+  Result<> ReadLines(Read read, bool quotes, bool report);
 
   const bool m_Optional;
   std::string m_Text;

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 
 #include "rlib/Path.h"
+#include "rlib/Result.h"
 #include "rlib/String.h"
 
 namespace rlib {
@@ -23,19 +25,18 @@ public:
   static Path DefaultFolder();
 
   /// Starts writing to <folder>/<application>.log, which is appended to; the folder is made when missing. A
-  /// file of 10 MiB is first moved aside (.1 to .5). Returns why the file cannot be written, empty when it
-  /// can; the levels are set in either case. May be called again.
-  [[nodiscard]] static String Open(const String& application, const Path& folder, int fileLevel,
-                                   int displayLevel);
+  /// file of 10 MiB is first moved aside (.1 to .5). Fails with a whole sentence when the file cannot be
+  /// written; the levels are set in either case. May be called again.
+  static Result<> Open(const String& application, const Path& folder, int fileLevel, int displayLevel);
 
   /// Ends writing to the file; the display ends too.
   static void Close();
 
   static void Write(Level level, const String& text);
 
-  /// Writes the recent lines of all levels to a new file in the log folder. Returns its path, empty when it
-  /// could not be written (which is logged).
-  static Path Dump();
+  /// Writes the recent lines of all levels to a new file in the log folder. Returns its path; no value
+  /// when it could not be written (which is logged).
+  static std::optional<Path> Dump();
 
   /// For tests: called with every line's level and text, on the thread that logs; an empty function ends it.
   static void SetObserver(std::function<void(int level, const String& text)> observer);

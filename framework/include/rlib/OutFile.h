@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include "rlib/Path.h"
+#include "rlib/Result.h"
 #include "rlib/Stream.h"
 
 namespace rlib {
@@ -38,6 +39,7 @@ private:
   void Flush();
   void Abandon() noexcept;
   [[noreturn]] void Fail(int error);
+  [[noreturn]] void Fail(const Failure& why);
 
   const Path m_Path;
   Path m_Target;

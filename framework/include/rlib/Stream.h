@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "rlib/Result.h"
 #include "rlib/String.h"
 
 namespace rlib {
@@ -66,9 +67,10 @@ protected:
   void EndLine(std::string_view eol) override;
 
 private:
-  /// Returns the error to complain about, 0 when there is none. Under the lock.
-  int Emit(std::string_view line);
-  void Complain(int error);
+  /// Fails only once: what is to be complained about. Under the lock.
+  Result<> Emit(std::string_view line);
+  /// Notes and reports a line that could not be written. Without the lock.
+  void Complain(const Result<>& written);
   std::string& Pending();
 
   const int m_Fd;
