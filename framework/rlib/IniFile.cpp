@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "Descriptor.h"
+#include "rlib/Escape.h"
 #include "rlib/Exception.h"
 #include "rlib/Failures.h"
 #include "rlib/Log.h"
@@ -57,13 +58,15 @@ bool IniFile::Load(bool quotes, bool report) {
   Clear();
   if (const Result<> read = ReadFile(quotes, report); !read) {
     Clear();
-    if (report)
-      ReportInputError("Cannot read options file '" + FileName() + "': " + read.Reason());
+    if (report) {
+      NoteInputFailure();
+      Report(Log::k_Error, "Cannot read options file '" + FileName() + "': " + read.Reason());
+    }
     return false;
   }
   if (report && m_Skipped > 0)
     stdErr.PutLine(SFormat("Options file '%s': skipped %u %s that could not be understood, see the log",
-                           FileName(), m_Skipped, m_Skipped == 1 ? "line" : "lines"));
+                           EscapeControls(FileName()), m_Skipped, m_Skipped == 1 ? "line" : "lines"));
   return true;
 }
 

@@ -211,7 +211,7 @@ void LogTrace(const String& text) {
 
 void Report(Log::Level level, const String& line) {
   Log::Write(level, line);
-  stdErr.PutLine(line);
+  stdErr.PutLine(EscapeControls(line));
 }
 
 } // namespace rlib

@@ -193,6 +193,15 @@ TEST_F(IniFileLoadTest, SkippedLinesAreLoggedEachAndShownAsOneLine) {
   EXPECT_FALSE(rlib::AnyFailureNoted());
 }
 
+TEST_F(IniFileLoadTest, NameWithControlCharactersIsShownOnOneLine) {
+  EXPECT_FALSE(Load(m_Folder / "no\nne"));
+  WriteTextFile(m_Folder / "a\nb", "junk\n");
+  EXPECT_TRUE(Load(m_Folder / "a\nb"));
+  EXPECT_EQ(m_Shown, "Cannot read options file '" + (m_Folder / "no\\nne") +
+                         "': No such file or directory\n" + "Options file '" + (m_Folder / "a\\nb") +
+                         "': skipped 1 line that could not be understood, see the log\n");
+}
+
 TEST_F(IniFileLoadTest, MissingFileIsAnInputError) {
   ExpectInputError(m_Folder / "none.ini", "No such file or directory");
 }

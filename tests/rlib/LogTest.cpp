@@ -20,9 +20,11 @@
 
 using rlib::Log;
 using rlib::String;
+using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using testing::Pair;
 
 namespace {
 
@@ -86,6 +88,28 @@ TEST_F(LogTest, DisplayLevelChoosesLinesForStdErr) {
 TEST_F(LogTest, ControlCharactersAreEscaped) {
   ASSERT_TRUE(Open());
   rlib::LogError("x\n2026-01-01T00:00:00.000Z 1 1 ERROR forged");
+  EXPECT_EQ(std::ranges::count(Written(), '\n'), 1);
+}
+
+TEST_F(LogTest, ReportShowsTheLineAndLogsItWithItsLevel) {
+  ASSERT_TRUE(Open());
+  std::vector<std::pair<int, std::string>> logged;
+  Log::SetObserver([&](int level, const String& text) { logged.emplace_back(level, text.str()); });
+  rlib::Report(Log::k_Error, "Cannot read it");
+  rlib::Report(Log::k_Warning, "P:\\proj \xc3\xa4 \xff %s");
+  Log::SetObserver({});
+  EXPECT_EQ(m_Shown, "Cannot read it\nP:\\proj \xc3\xa4 \xff %s\n");
+  EXPECT_THAT(logged, ElementsAre(Pair(Log::k_Error, "Cannot read it"),
+                                  Pair(Log::k_Warning, "P:\\proj \xc3\xa4 \xff %s")));
+  EXPECT_THAT(Written(), EndsWith(" WARNING P:\\proj \xc3\xa4 \xff %s\n"));
+}
+
+TEST_F(LogTest, ReportShowsAndLogsOneLineWhateverItQuotes) {
+  ASSERT_TRUE(Open());
+  rlib::Report(Log::k_Error, "'a\nERROR forged\r\x1b[2J\t\x7f" + String("\0", 1) + "\xc2\x9b'");
+  const std::string line = R"('a\nERROR forged\r\x1b[2J\t\x7f\x00\xc2\x9b')";
+  EXPECT_EQ(m_Shown, line + "\n");
+  EXPECT_THAT(Written(), EndsWith(" ERROR " + line + "\n"));
   EXPECT_EQ(std::ranges::count(Written(), '\n'), 1);
 }
 

@@ -30,10 +30,10 @@ public:
   explicit IniFile(bool optional = false) : m_Optional(optional) {}
 
   /// Reads the file that SetFileName named, in place of what was read before; true when it could be read.
-  /// With quotes, double quotes around names and values are taken off. With report, an unreadable file is an
-  /// input error (ReportInputError), each skipped line a warning in the log, and stdErr gets one summary
-  /// line; skipped lines do not make the result false. Never throws for the file's sake, never blocks (FIFO,
-  /// device).
+  /// With quotes, double quotes around names and values are taken off. With report, an unreadable file is
+  /// reported and noted as an input failure, each skipped line is a warning in the log, and stdErr gets one
+  /// summary line; skipped lines do not make the result false. Never throws for the file's sake, never blocks
+  /// (FIFO, device).
   bool Load(bool quotes, bool report);
 
   /// Reads the text instead of a file; skipped lines are only counted.

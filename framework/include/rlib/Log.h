@@ -49,7 +49,8 @@ void LogInfo(const String& text);
 void LogDebug(const String& text);
 void LogTrace(const String& text);
 
-/// For the user and the log: one line on stdErr, and a line of that level.
+/// The one way to tell the user and the log: one line on stdErr, and a line of that level. Control characters
+/// in what it quotes are written escaped in both, so that it stays one line and leaves the terminal alone.
 void Report(Log::Level level, const String& line);
 
 } // namespace rlib
