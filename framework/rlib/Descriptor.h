@@ -32,7 +32,7 @@ private:
 };
 
 /// Writes everything, through interruptions and short writes, waiting where a non-blocking descriptor is
-/// full. Async-signal-safe; hence the plain result, 0 or the errno value of the failure.
+/// full. Returns 0, or the errno value of the failure: it is async-signal-safe, so it allocates nothing.
 [[nodiscard]] int WriteAll(int fd, std::string_view data);
 
 /// read() through interruptions: how many bytes were read, 0 at the end.

@@ -12,7 +12,7 @@
 
 namespace rlib {
 
-/// Reads an INI file: sections with name/value pairs, delivered in file order, repeated ones each time.
+/// Delivers sections and their pairs in file order, repeated ones each time.
 ///
 ///   ; comment          # comment          (on lines of their own)
 ///   [Section]

@@ -5,7 +5,7 @@
 
 namespace rlib {
 
-/// The platforms of a farm, numbered: 0 Windows, 1 Linux, 2 Mac.
+/// A platform is a number: 0 Windows, 1 Linux, 2 Mac.
 class Platform {
 public:
   static constexpr int k_LocalPlatform = 1;

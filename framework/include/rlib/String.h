@@ -1,4 +1,4 @@
-// Text.
+// The text type of the system.
 #pragma once
 
 #include <compare>
@@ -10,7 +10,7 @@
 
 namespace rlib {
 
-/// Text: a sequence of bytes, usually UTF-8. A value like std::string; it may hold NUL bytes.
+/// A sequence of bytes, usually UTF-8. A value like std::string; it may hold NUL bytes.
 /// Ordering and equality are by unsigned byte; what ignores case ignores that of ASCII letters only.
 class String {
 public:

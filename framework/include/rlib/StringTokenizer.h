@@ -8,7 +8,7 @@
 
 namespace rlib {
 
-/// Splits a text at a separator.
+/// Takes a text apart, one token after the other.
 /// Between two quote characters separators are literal; an escape character makes the next character literal,
 /// inside quotes and outside. Both are dropped from the token. A quote without an end runs to the end of the
 /// text; an escape at the very end is literal. The NUL character as quote or escape turns that off.

@@ -1,4 +1,4 @@
-// Identifiers of 128 bits.
+// Identifiers of types, messages and everything else that must be told apart.
 #pragma once
 
 #include <array>
