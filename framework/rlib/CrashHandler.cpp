@@ -1,3 +1,5 @@
+#include "rlib/CrashHandler.h"
+
 #include <algorithm>
 #include <atomic>
 #include <csignal>
@@ -8,36 +10,35 @@
 
 #include "Descriptor.h"
 #include "ThreadTrace.h"
-#include "rlib/CallEntry.h"
 
 namespace rlib {
 namespace {
 
 struct FatalSignal {
-  int number;
-  const char* name;
+  int m_Number;
+  const char* m_Name;
 };
 
 constexpr FatalSignal k_FatalSignals[] = {
     {SIGSEGV, "SIGSEGV"}, {SIGBUS, "SIGBUS"}, {SIGFPE, "SIGFPE"}, {SIGILL, "SIGILL"}, {SIGABRT, "SIGABRT"}};
 
-constexpr std::size_t k_MaxPath = 4096;
+constexpr size_t k_MaxPath = 4096;
 constinit char s_pathStart[k_MaxPath]{};
 constinit std::atomic<bool> s_crashing{false};
 // So that an overflow of the main thread's stack is reported too.
 alignas(16) constinit char s_signalStack[64 * 1024]{};
 
-void AppendText(char* text, std::size_t size, const char* tail) {
-  const std::size_t used = std::strlen(text);
-  const std::size_t added = std::min(std::strlen(tail), size - used - 1);
+void AppendText(char* text, size_t size, const char* tail) {
+  const size_t used = std::strlen(text);
+  const size_t added = std::min(std::strlen(tail), size - used - 1);
   std::memcpy(text + used, tail, added);
   text[used + added] = '\0';
 }
 
 const char* SignalName(int number) {
   for (const FatalSignal& signal : k_FatalSignals)
-    if (signal.number == number)
-      return signal.name;
+    if (signal.m_Number == number)
+      return signal.m_Name;
   return "signal";
 }
 
@@ -67,7 +68,7 @@ void WriteReport(int number) {
   close(fd);
 }
 
-// Calls only what may be called in a signal handler.
+/// Calls only what may be called in a signal handler.
 void OnFatalSignal(int number) {
   if (s_crashing.exchange(true)) {
     for (;;) // Another thread is writing the report and ends the process.
@@ -95,14 +96,14 @@ void InstallCrashHandler(const Path& folder, const String& application) {
   }
   for (const FatalSignal& signal : k_FatalSignals) {
     struct sigaction action {};
-    if (sigaction(signal.number, nullptr, &action) != 0 || (action.sa_flags & SA_SIGINFO) ||
+    if (sigaction(signal.m_Number, nullptr, &action) != 0 || (action.sa_flags & SA_SIGINFO) ||
         action.sa_handler != SIG_DFL)
       continue;
     action = {};
     action.sa_handler = OnFatalSignal;
     action.sa_flags = SA_ONSTACK;
     sigfillset(&action.sa_mask);
-    sigaction(signal.number, &action, nullptr);
+    sigaction(signal.m_Number, &action, nullptr);
   }
 }
 

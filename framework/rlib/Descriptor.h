@@ -1,12 +1,15 @@
+// File descriptors and the system's calls on them.
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <sys/types.h>
 
+#include "rlib/Result.h"
+
 namespace rlib {
 
-// Owns a file descriptor; closes it without looking at the result, so only for what was read or synced.
+/// Owns a file descriptor; closes it without looking at the result, so only for what was read or synced.
 class Descriptor {
 public:
   explicit Descriptor(int fd = -1) : m_Fd(fd) {}
@@ -28,14 +31,14 @@ private:
   int m_Fd;
 };
 
-// Writes everything, through interruptions and short writes, waiting where a non-blocking descriptor is full.
-// Returns 0 or the errno of the failure. Async-signal-safe.
-int WriteAll(int fd, std::string_view data);
+/// Writes everything, through interruptions and short writes, waiting where a non-blocking descriptor is
+/// full. Returns 0, or the errno value of the failure: it is async-signal-safe, so it allocates nothing.
+[[nodiscard]] int WriteAll(int fd, std::string_view data);
 
-// read() through interruptions: bytes read, 0 at the end, or -errno.
-ssize_t ReadSome(int fd, char* buffer, std::size_t size);
+/// read() through interruptions: how many bytes were read, 0 at the end.
+Result<size_t> ReadSome(int fd, char* buffer, size_t size);
 
-// Makes a folder and what is missing above it (those with mode 0755 less the umask). Returns 0 or errno.
-int MakeFolders(const std::string& path, mode_t leafMode);
+/// Makes a folder and what is missing above it (those with mode 0755 less the umask).
+Result<> MakeFolders(const std::string& path, mode_t leafMode);
 
 } // namespace rlib

@@ -2,9 +2,6 @@
 
 #include <atomic>
 
-#include "rlib/Log.h"
-#include "rlib/Stream.h"
-
 namespace rlib {
 namespace {
 
@@ -28,12 +25,6 @@ bool AnyFailureNoted() {
 void ResetNotedFailures() {
   s_input = false;
   s_output = false;
-}
-
-void ReportInputError(const String& line) {
-  LogError(line);
-  stdErr.PutLine(line);
-  NoteInputFailure();
 }
 
 } // namespace rlib

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "Descriptor.h"
+#include "rlib/Escape.h"
 #include "rlib/Exception.h"
 #include "rlib/Failures.h"
 #include "rlib/Log.h"
@@ -20,17 +21,17 @@ namespace {
 constexpr std::string_view k_Space = " \t\r\v\f";
 
 std::string_view Trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(k_Space);
+  const size_t first = text.find_first_not_of(k_Space);
   if (first == std::string_view::npos)
     return {};
   return text.substr(first, text.find_last_not_of(k_Space) - first + 1);
 }
 
-// Size of the quoted text at the start, both quotes included; 0 when there is none or it has no end.
-std::size_t QuotedSize(std::string_view text) {
+/// Size of the quoted text at the start, both quotes included; 0 when there is none or it has no end.
+size_t QuotedSize(std::string_view text) {
   if (!text.starts_with('"'))
     return 0;
-  for (std::size_t i = 1; i < text.size(); ++i) {
+  for (size_t i = 1; i < text.size(); ++i) {
     if (text[i] == '"')
       return i + 1;
     if (text[i] == '\\' && i + 1 < text.size() && (text[i + 1] == '"' || text[i + 1] == '\\'))
@@ -43,7 +44,7 @@ std::string Unquoted(std::string_view quoted) {
   const std::string_view inner = quoted.substr(1, quoted.size() - 2);
   std::string text;
   text.reserve(inner.size());
-  for (std::size_t i = 0; i < inner.size(); ++i) {
+  for (size_t i = 0; i < inner.size(); ++i) {
     if (inner[i] == '\\' && i + 1 < inner.size() && (inner[i + 1] == '"' || inner[i + 1] == '\\'))
       ++i;
     text += inner[i];
@@ -51,60 +52,50 @@ std::string Unquoted(std::string_view quoted) {
   return text;
 }
 
-// Opens for reading without ever waiting; error is 0 when the result is a regular file.
-Descriptor OpenRegular(const char* path, int& error, const char*& reason) {
-  Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  error = file ? 0 : errno;
-  struct stat status {};
-  if (file && fstat(file.Get(), &status) != 0)
-    error = errno;
-  if (error == 0 && !S_ISREG(status.st_mode)) {
-    error = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    reason = S_ISDIR(status.st_mode) ? "it is a folder" : "it is not a regular file";
-  }
-  return file;
-}
-
 } // namespace
 
 bool IniFile::Load(bool quotes, bool report) {
   Clear();
-  int error = 0;
-  const char* reason = nullptr;
-  if (FileName().empty()) {
-    error = ENOENT;
-    reason = "no file name was given";
-  } else {
-    const Descriptor file = OpenRegular(FileName().c_str(), error, reason);
-    if (error == ENOENT && m_Optional)
-      return true;
-    if (error == 0)
-      error =
-          ReadLines([&file](char* buffer, std::size_t size) { return ReadSome(file.Get(), buffer, size); },
-                    quotes, report);
-  }
-  if (error != 0) {
+  if (const Result<> read = ReadFile(quotes, report); !read) {
     Clear();
-    if (report)
-      ReportInputError("Cannot read options file '" + FileName() +
-                       "': " + (reason ? reason : ErrorText(error)));
+    if (report) {
+      NoteInputFailure();
+      Report(Log::k_Error, "Cannot read options file '" + FileName() + "': " + read.Reason());
+    }
     return false;
   }
   if (report && m_Skipped > 0)
     stdErr.PutLine(SFormat("Options file '%s': skipped %u %s that could not be understood, see the log",
-                           FileName(), m_Skipped, m_Skipped == 1 ? "line" : "lines"));
+                           EscapeControls(FileName()), m_Skipped, m_Skipped == 1 ? "line" : "lines"));
   return true;
+}
+
+Result<> IniFile::ReadFile(bool quotes, bool report) {
+  if (FileName().empty())
+    return Failure("no file name was given");
+  // Not to wait for somebody who writes into a FIFO.
+  const Descriptor file(open(FileName().c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file && errno == ENOENT && m_Optional)
+    return {};
+  struct stat status {};
+  if (!file || fstat(file.Get(), &status) != 0)
+    return Failure(ErrorText(errno));
+  if (S_ISDIR(status.st_mode))
+    return Failure("it is a folder");
+  if (!S_ISREG(status.st_mode))
+    return Failure("it is not a regular file");
+  return ReadLines([&file](char* buffer, size_t size) { return ReadSome(file.Get(), buffer, size); }, quotes,
+                   report);
 }
 
 void IniFile::LoadText(std::string_view text, bool quotes) {
   Clear();
-  ReadLines(
-      [&text](char* buffer, std::size_t size) {
-        const std::size_t taken = text.copy(buffer, size);
-        text.remove_prefix(taken);
-        return static_cast<ssize_t>(taken);
-      },
-      quotes, false);
+  const auto read = [&text](char* buffer, size_t size) {
+    const size_t taken = text.copy(buffer, size);
+    text.remove_prefix(taken);
+    return Result<size_t>(taken);
+  };
+  static_cast<void>(ReadLines(read, quotes, false)); // A text can always be read.
 }
 
 void IniFile::Clear() {
@@ -114,11 +105,11 @@ void IniFile::Clear() {
   m_SectionName = String();
 }
 
-// Splits what read() gives into lines, in memory bounded by the longest line allowed. Returns 0 or errno.
-template <class Read>
-int IniFile::ReadLines(Read read, bool quotes, bool report) {
-  constexpr std::size_t chunkSize = 64 << 10;
-  const auto chunk = std::make_unique_for_overwrite<char[]>(chunkSize);
+/// Splits what read() gives into lines, in memory bounded by the longest line allowed.
+template <typename Read>
+Result<> IniFile::ReadLines(Read read, bool quotes, bool report) {
+  constexpr size_t k_ChunkSize = 64 << 10;
+  const auto chunk = std::make_unique_for_overwrite<char[]>(k_ChunkSize);
   std::string line;
   bool tooLong = false;
   const auto take = [&] {
@@ -129,14 +120,14 @@ int IniFile::ReadLines(Read read, bool quotes, bool report) {
     tooLong = false;
   };
   for (;;) {
-    const ssize_t got = read(chunk.get(), chunkSize);
-    if (got < 0)
-      return static_cast<int>(-got);
-    if (got == 0)
+    const Result<size_t> got = read(chunk.get(), k_ChunkSize);
+    if (!got)
+      return got.Why();
+    if (*got == 0)
       break;
-    std::string_view rest(chunk.get(), static_cast<std::size_t>(got));
+    std::string_view rest(chunk.get(), *got);
     while (!rest.empty()) {
-      const std::size_t end = rest.find('\n');
+      const size_t end = rest.find('\n');
       const std::string_view piece = rest.substr(0, end);
       // One more than allowed for the carriage return of CRLF.
       tooLong = tooLong || line.size() + piece.size() > k_MaxLine + 1;
@@ -150,7 +141,7 @@ int IniFile::ReadLines(Read read, bool quotes, bool report) {
   }
   if (!line.empty() || tooLong)
     take();
-  return 0;
+  return {};
 }
 
 void IniFile::TakeLine(std::string_view line, bool tooLong, bool quotes, bool report) {
@@ -166,16 +157,16 @@ void IniFile::TakeLine(std::string_view line, bool tooLong, bool quotes, bool re
   if (line.front() == '[') {
     const bool ended = line.back() == ']';
     const std::string_view section = ended ? Trimmed(line.substr(1, line.size() - 2)) : std::string_view();
-    // What follows a header that is none of ours does not belong to the section before it.
+    // What follows a malformed header does not belong to the section before it.
     Add(true, section, {});
     if (section.empty())
       Skip(ended ? "the section has no name" : "the section header has no end", report);
     return;
   }
 
-  const std::size_t quotedName = quotes ? QuotedSize(line) : 0;
+  const size_t quotedName = quotes ? QuotedSize(line) : 0;
   const std::string_view behindName = Trimmed(line.substr(quotedName));
-  const std::size_t equals = behindName.find('=');
+  const size_t equals = behindName.find('=');
   if (equals == std::string_view::npos || (quotedName > 0 && equals != 0))
     return Skip("it is neither section, pair nor comment", report);
   const std::string name = quotedName > 0 ? Unquoted(line.substr(0, quotedName))
@@ -195,24 +186,23 @@ void IniFile::Skip(const char* reason, bool report) {
 }
 
 void IniFile::Add(bool isSection, std::string_view name, std::string_view value) {
-  static_assert(k_MaxLine < std::numeric_limits<std::uint32_t>::max());
+  static_assert(k_MaxLine < std::numeric_limits<uint32_t>::max());
   if (m_Items.empty() && !isSection)
     m_Items.push_back({0, 0, true});
-  m_Items.push_back(
-      {static_cast<std::uint32_t>(name.size()), static_cast<std::uint32_t>(value.size()), isSection});
+  m_Items.push_back({static_cast<uint32_t>(name.size()), static_cast<uint32_t>(value.size()), isSection});
   m_Text.append(name).append(value);
 }
 
 bool IniFile::SetNextSection() {
   for (; m_NextItem < m_Items.size(); ++m_NextItem) {
     const Item& item = m_Items[m_NextItem];
-    if (item.isSection) {
-      m_SectionName = String(m_Text.substr(m_NextText, item.nameSize));
-      m_NextText += item.nameSize;
+    if (item.m_IsSection) {
+      m_SectionName = String(m_Text.substr(m_NextText, item.m_NameSize));
+      m_NextText += item.m_NameSize;
       ++m_NextItem;
       return true;
     }
-    m_NextText += item.nameSize + item.valueSize;
+    m_NextText += item.m_NameSize + item.m_ValueSize;
   }
   m_SectionName = String();
   return false;
@@ -220,12 +210,12 @@ bool IniFile::SetNextSection() {
 
 bool IniFile::GetNextValue(String& name, String& value) {
   // Before the first SetNextSection the next item is a header.
-  if (m_NextItem >= m_Items.size() || m_Items[m_NextItem].isSection)
+  if (m_NextItem >= m_Items.size() || m_Items[m_NextItem].m_IsSection)
     return false;
   const Item& item = m_Items[m_NextItem++];
-  name = String(m_Text.substr(m_NextText, item.nameSize));
-  value = String(m_Text.substr(m_NextText + item.nameSize, item.valueSize));
-  m_NextText += item.nameSize + item.valueSize;
+  name = String(m_Text.substr(m_NextText, item.m_NameSize));
+  value = String(m_Text.substr(m_NextText + item.m_NameSize, item.m_ValueSize));
+  m_NextText += item.m_NameSize + item.m_ValueSize;
   return true;
 }
 

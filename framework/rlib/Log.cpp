@@ -11,6 +11,7 @@
 
 #include "Descriptor.h"
 #include "LogFile.h"
+#include "rlib/Escape.h"
 #include "rlib/Exception.h"
 #include "rlib/SFormat.h"
 #include "rlib/Stream.h"
@@ -19,25 +20,25 @@
 namespace rlib {
 namespace {
 
-constexpr std::size_t k_RingLines = 10000;
-constexpr std::size_t k_RingBytes = 8 << 20;
-constexpr std::size_t k_RingLineBytes = 64 << 10;
+constexpr size_t k_RingLines = 10000;
+constexpr size_t k_RingBytes = 8 << 20;
+constexpr size_t k_RingLineBytes = 64 << 10;
 constexpr const char* k_LevelNames[] = {"NOTHING", "ERROR", "WARNING", "SYSTEM", "INFO", "DEBUG", "TRACE"};
 
 using Observer = std::function<void(int, const String&)>;
 
 struct State {
-  std::mutex mutex;
-  std::deque<std::string> ring;
-  std::size_t ringBytes = 0;
-  LogFile file;
-  Path folder;
-  String application = "brenic";
-  int fileLevel = Log::k_Nothing;
-  int displayLevel = Log::k_Nothing;
-  int dumps = 0;
-  bool complained = false;
-  std::shared_ptr<const Observer> observer;
+  std::mutex m_Mutex;
+  std::deque<std::string> m_Ring;
+  size_t m_RingBytes = 0;
+  LogFile m_File;
+  Path m_Folder;
+  String m_Application = "brenic";
+  int m_FileLevel = Log::k_Nothing;
+  int m_DisplayLevel = Log::k_Nothing;
+  int m_Dumps = 0;
+  bool m_Complained = false;
+  std::shared_ptr<const Observer> m_Observer;
 };
 
 // Never destroyed: destructors of static objects log too.
@@ -47,11 +48,11 @@ State& TheState() {
 }
 
 void Remember(State& state, const std::string& line) {
-  state.ring.push_back(line.size() <= k_RingLineBytes ? line : line.substr(0, k_RingLineBytes) + "...\n");
-  state.ringBytes += state.ring.back().size();
-  while (state.ring.size() > k_RingLines || state.ringBytes > k_RingBytes) {
-    state.ringBytes -= state.ring.front().size();
-    state.ring.pop_front();
+  state.m_Ring.push_back(line.size() <= k_RingLineBytes ? line : line.substr(0, k_RingLineBytes) + "...\n");
+  state.m_RingBytes += state.m_Ring.back().size();
+  while (state.m_Ring.size() > k_RingLines || state.m_RingBytes > k_RingBytes) {
+    state.m_RingBytes -= state.m_Ring.front().size();
+    state.m_Ring.pop_front();
   }
 }
 
@@ -63,6 +64,22 @@ String FileNameOf(const String& application) {
   std::string name = application.str();
   std::replace(name.begin(), name.end(), '/', '_');
   return name.empty() || name.front() == '.' ? "brenic" + String(name) : String(name);
+}
+
+Result<> WriteDump(const Path& path, std::string_view contents) {
+  const Path folder = path.Parent();
+  if (Result<> made = MakeFolders(folder.str().str(), FolderMode(folder)); !made)
+    return made;
+  const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0640));
+  if (!file)
+    return Failure(ErrorText(errno));
+  int error = WriteAll(file.Get(), contents);
+  if (error == 0 && fsync(file.Get()) != 0)
+    error = errno;
+  if (error == 0)
+    return {};
+  unlink(path.c_str());
+  return Failure(ErrorText(error));
 }
 
 } // namespace
@@ -77,36 +94,34 @@ Path Log::DefaultFolder() {
   return home && *home ? Path(home) / ".local/state/brenic/log" : Path();
 }
 
-String Log::Open(const String& application, const Path& folder, int fileLevel, int displayLevel) {
+Result<> Log::Open(const String& application, const Path& folder, int fileLevel, int displayLevel) {
   State& state = TheState();
-  const std::lock_guard lock(state.mutex);
-  state.application = FileNameOf(application);
-  state.folder = folder;
-  state.fileLevel = fileLevel;
-  state.displayLevel = displayLevel;
-  state.complained = false;
-  state.file.Close();
+  const std::lock_guard lock(state.m_Mutex);
+  state.m_Application = FileNameOf(application);
+  state.m_Folder = folder;
+  state.m_FileLevel = fileLevel;
+  state.m_DisplayLevel = displayLevel;
+  state.m_Complained = false;
+  state.m_File.Close();
   if (fileLevel <= k_Nothing)
     return {};
   if (folder.empty())
-    return "Cannot write a log: no log folder is known";
-  const int error = MakeFolders(folder.str().str(), FolderMode(folder));
-  if (error != 0)
-    return "Cannot make the log folder '" + folder.str() + "': " + ErrorText(error);
-  const Path path = folder / Path(state.application + ".log");
-  const std::string problem = state.file.Open(path.str().str());
-  if (!problem.empty())
-    return "Cannot write the log file '" + path.str() + "': " + problem;
+    return Failure("Cannot write a log: no log folder is known");
+  if (const Result<> made = MakeFolders(folder.str().str(), FolderMode(folder)); !made)
+    return Failure("Cannot make the log folder '" + folder.str() + "': " + made.Reason());
+  const Path path = folder / Path(state.m_Application + ".log");
+  if (const Result<> opened = state.m_File.Open(path.str().str()); !opened)
+    return Failure("Cannot write the log file '" + path.str() + "': " + opened.Reason());
   return {};
 }
 
 void Log::Close() {
   State& state = TheState();
-  const std::lock_guard lock(state.mutex);
-  state.file.Close();
-  state.folder = Path();
-  state.fileLevel = k_Nothing;
-  state.displayLevel = k_Nothing;
+  const std::lock_guard lock(state.m_Mutex);
+  state.m_File.Close();
+  state.m_Folder = Path();
+  state.m_FileLevel = k_Nothing;
+  state.m_DisplayLevel = k_Nothing;
 }
 
 void Log::Write(Level level, const String& text) {
@@ -114,59 +129,51 @@ void Log::Write(Level level, const String& text) {
   State& state = TheState();
   bool display = false;
   String line;
-  String complaint;
+  std::optional<String> complaint;
   std::shared_ptr<const Observer> observer;
   {
-    const std::lock_guard lock(state.mutex);
+    const std::lock_guard lock(state.m_Mutex);
     // Made under the lock, so that the lines of a process stand in the order of their times.
     line = SFormat("%s %d %d %s ", Time::Now().Iso8601(), getpid(), gettid(), k_LevelNames[level]) + body;
     const std::string whole = line.str() + "\n";
     Remember(state, whole);
-    if (level <= state.fileLevel && state.file.IsOpen()) {
-      const int error = state.file.Append(whole);
-      if (error != 0 && !std::exchange(state.complained, true))
-        complaint = "Cannot write to the log file '" + String(state.file.Path()) + "': " + ErrorText(error);
+    if (level <= state.m_FileLevel && state.m_File.IsOpen()) {
+      const Result<> appended = state.m_File.Append(whole);
+      if (!appended && !std::exchange(state.m_Complained, true))
+        complaint =
+            "Cannot write to the log file '" + String(state.m_File.Path()) + "': " + appended.Reason();
     }
-    display = level <= state.displayLevel;
-    observer = state.observer;
+    display = level <= state.m_DisplayLevel;
+    observer = state.m_Observer;
   }
-  if (!complaint.empty())
-    stdErr.PutLine(complaint);
+  if (complaint)
+    stdErr.PutLine(EscapeControls(*complaint));
   if (display)
     stdErr.PutLine(line);
   if (observer)
     (*observer)(level, text);
 }
 
-Path Log::Dump() {
+std::optional<Path> Log::Dump() {
   State& state = TheState();
   std::string contents;
   Path path;
   {
-    const std::lock_guard lock(state.mutex);
-    contents.reserve(state.ringBytes);
-    for (const std::string& line : state.ring)
+    const std::lock_guard lock(state.m_Mutex);
+    contents.reserve(state.m_RingBytes);
+    for (const std::string& line : state.m_Ring)
       contents += line;
-    if (!state.folder.empty())
-      path = state.folder / Path(SFormat("%s.dump.%s.%d.%d.log", state.application,
-                                         Time::Now().Format("%Y%m%d-%H%M%S"), getpid(), ++state.dumps));
+    if (!state.m_Folder.empty())
+      path = state.m_Folder / Path(SFormat("%s.dump.%s.%d.%d.log", state.m_Application,
+                                           Time::Now().Format("%Y%m%d-%H%M%S"), getpid(), ++state.m_Dumps));
   }
   if (path.empty()) {
     LogError("Cannot dump the log: no log folder is in use");
-    return {};
+    return std::nullopt;
   }
-  int error = MakeFolders(path.Parent().str().str(), FolderMode(path.Parent()));
-  if (error == 0) {
-    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0640));
-    error = file ? WriteAll(file.Get(), contents) : errno;
-    if (error == 0 && fsync(file.Get()) != 0)
-      error = errno;
-    if (file && error != 0)
-      unlink(path.c_str());
-  }
-  if (error != 0) {
-    LogError("Cannot dump the log to '" + path.str() + "': " + ErrorText(error));
-    return {};
+  if (const Result<> written = WriteDump(path, contents); !written) {
+    LogError("Cannot dump the log to '" + path.str() + "': " + written.Reason());
+    return std::nullopt;
   }
   return path;
 }
@@ -174,8 +181,8 @@ Path Log::Dump() {
 void Log::SetObserver(std::function<void(int, const String&)> observer) {
   State& state = TheState();
   auto shared = observer ? std::make_shared<const Observer>(std::move(observer)) : nullptr;
-  const std::lock_guard lock(state.mutex);
-  state.observer.swap(shared);
+  const std::lock_guard lock(state.m_Mutex);
+  state.m_Observer.swap(shared);
 }
 
 void LogError(const String& text) {
@@ -204,34 +211,7 @@ void LogTrace(const String& text) {
 
 void Report(Log::Level level, const String& line) {
   Log::Write(level, line);
-  stdErr.PutLine(line);
-}
-
-String EscapeControls(const String& string) {
-  static constexpr char digits[] = "0123456789abcdef";
-  const std::string& text = string.str();
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto c = static_cast<unsigned char>(text[i]);
-    // U+0080 to U+009F in UTF-8: terminals take them for controls too.
-    const bool c1 = c == 0xc2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
-                    static_cast<unsigned char>(text[i + 1]) <= 0x9f;
-    if (c == '\n')
-      out += "\\n";
-    else if (c == '\t')
-      out += "\\t";
-    else if (c == '\r')
-      out += "\\r";
-    else if (c < 0x20 || c == 0x7f)
-      out.append("\\x").append({digits[c >> 4], digits[c & 15]});
-    else if (c1) {
-      const auto next = static_cast<unsigned char>(text[++i]);
-      out.append("\\xc2\\x").append({digits[next >> 4], digits[next & 15]});
-    } else
-      out += static_cast<char>(c);
-  }
-  return String(std::move(out));
+  stdErr.PutLine(EscapeControls(line));
 }
 
 } // namespace rlib

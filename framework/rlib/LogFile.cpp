@@ -10,11 +10,11 @@
 
 namespace rlib {
 
-std::string LogFile::Open(const std::string& path) {
+Result<> LogFile::Open(const std::string& path) {
   m_Path = path;
-  std::string problem = OpenOnce();
-  if (!problem.empty() || m_Size < k_MaxSize)
-    return problem;
+  Result<> opened = OpenOnce();
+  if (!opened || m_Size < k_MaxSize)
+    return opened;
   // Who holds the lock is moving the file aside at this moment; then there is nothing left to do but to open
   // anew. Not waiting for it means that nobody can stop us by holding it.
   if (flock(m_Fd.Get(), LOCK_EX | LOCK_NB) == 0 && IsCurrent())
@@ -22,15 +22,15 @@ std::string LogFile::Open(const std::string& path) {
   return OpenOnce();
 }
 
-std::string LogFile::OpenOnce() {
+Result<> LogFile::OpenOnce() {
   m_Fd.Reset(open(m_Path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0640));
   if (!m_Fd)
-    return errno == ELOOP ? "it is a symbolic link" : ErrorText(errno).str();
+    return Failure(errno == ELOOP ? "it is a symbolic link" : ErrorText(errno));
   struct stat status {};
   fstat(m_Fd.Get(), &status);
   if (!S_ISREG(status.st_mode) || status.st_nlink > 1) {
     m_Fd.Reset();
-    return "it is not an ordinary file";
+    return Failure("it is not an ordinary file");
   }
   m_Size = status.st_size;
   return {};
@@ -54,17 +54,19 @@ void LogFile::Rotate() const {
   static_cast<void>(std::rename(m_Path.c_str(), (m_Path + ".1").c_str()));
 }
 
-int LogFile::Append(std::string_view line) {
+Result<> LogFile::Append(std::string_view line) {
   const int error = WriteAll(m_Fd.Get(), line);
-  m_Size += static_cast<std::int64_t>(line.size());
-  if (error != 0 || m_Size < k_MaxSize)
-    return error;
+  m_Size += static_cast<int64_t>(line.size());
+  if (error != 0)
+    return Failure(ErrorText(error));
+  if (m_Size < k_MaxSize)
+    return {};
   // A process that runs for long does not outgrow the limit either.
-  if (!Open(m_Path).empty())
-    return EIO;
+  if (!Open(m_Path))
+    return Failure(ErrorText(EIO));
   if (m_Size >= k_MaxSize)
     m_Size = 0; // It could not be moved aside; the next attempt comes after as many bytes again.
-  return 0;
+  return {};
 }
 
 } // namespace rlib

@@ -1,3 +1,4 @@
+// The file behind the log.
 #pragma once
 
 #include <cstdint>
@@ -8,29 +9,29 @@
 
 namespace rlib {
 
-// A log file that several processes append to. Not for use by several threads at once.
+/// A log file that several processes append to. Not for use by several threads at once.
 class LogFile {
 public:
-  static constexpr std::int64_t k_MaxSize = 10 * 1024 * 1024;
+  static constexpr int64_t k_MaxSize = 10 * 1024 * 1024;
   static constexpr int k_Kept = 5;
 
-  // Opens the file for appending, moving a full one aside before. Returns why it cannot, empty when it can.
-  [[nodiscard]] std::string Open(const std::string& path);
+  /// Opens the file for appending, moving a full one aside before.
+  Result<> Open(const std::string& path);
   void Close() { m_Fd.Reset(); }
   bool IsOpen() const { return static_cast<bool>(m_Fd); }
   const std::string& Path() const { return m_Path; }
 
-  // Appends with one write. Returns 0 or errno.
-  int Append(std::string_view line);
+  /// Appends with one write.
+  Result<> Append(std::string_view line);
 
 private:
-  std::string OpenOnce();
+  Result<> OpenOnce();
   bool IsCurrent() const;
   void Rotate() const;
 
   std::string m_Path;
   Descriptor m_Fd;
-  std::int64_t m_Size = 0;
+  int64_t m_Size = 0;
 };
 
 } // namespace rlib

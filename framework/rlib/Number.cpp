@@ -6,34 +6,30 @@
 namespace rlib {
 namespace {
 
-template <class Number>
-bool ParseWhole(std::string_view text, Number& value) {
+template <typename Number>
+std::optional<Number> ParseWhole(std::string_view text) {
   if (!text.empty() && text.front() == '+') {
     text.remove_prefix(1);
     if (!text.empty() && text.front() == '-')
-      return false;
+      return std::nullopt;
   }
-  Number parsed{};
+  Number number{};
   const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, parsed);
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
   if (error != std::errc() || stop != end)
-    return false;
-  value = parsed;
-  return true;
+    return std::nullopt;
+  return number;
 }
 
 } // namespace
 
-bool ParseInt32(std::string_view text, std::int32_t& value) {
-  return ParseWhole(text, value);
+std::optional<int32_t> ParseInt32(std::string_view text) {
+  return ParseWhole<int32_t>(text);
 }
 
-bool ParseDouble(std::string_view text, double& value) {
-  double parsed = 0;
-  if (!ParseWhole(text, parsed) || !std::isfinite(parsed))
-    return false;
-  value = parsed;
-  return true;
+std::optional<double> ParseDouble(std::string_view text) {
+  const std::optional<double> number = ParseWhole<double>(text);
+  return number && std::isfinite(*number) ? number : std::nullopt;
 }
 
 } // namespace rlib

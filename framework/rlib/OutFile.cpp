@@ -14,29 +14,28 @@
 namespace rlib {
 namespace {
 
-constexpr std::size_t k_BufferSize = 64 << 10;
+constexpr size_t k_BufferSize = 64 << 10;
 constexpr int k_MaxLinks = 40;
 
-// The name that a symbolic link finally leads to, which need not exist. The folders above are left to the
-// kernel.
-Path FollowLinks(Path path, int& error) {
+/// The name that a symbolic link finally leads to, which need not exist. The folders above are left to the
+/// kernel.
+Result<Path> FollowLinks(Path path) {
   for (int i = 0; i < k_MaxLinks; ++i) {
     char target[PATH_MAX];
     const ssize_t size = readlink(path.c_str(), target, sizeof(target));
     if (size < 0)
       return path; // No link, or nothing there.
-    path = path.Parent() / Path(String(target, static_cast<std::size_t>(size)));
+    path = path.Parent() / Path(String(target, static_cast<size_t>(size)));
   }
-  error = ELOOP;
-  return path;
+  return Failure(ErrorText(ELOOP));
 }
 
-int SyncFolder(const Path& folder) {
+Result<> SyncFolder(const Path& folder) {
   const Descriptor fd(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!fd)
-    return errno == EACCES ? 0 : errno; // A folder may be writable and not readable.
-  // Some file systems cannot sync a folder and say so with EINVAL.
-  return fsync(fd.Get()) == 0 || errno == EINVAL ? 0 : errno;
+  // A folder may be writable and not readable. Some file systems cannot sync a folder and say so with EINVAL.
+  if (fd ? fsync(fd.Get()) != 0 && errno != EINVAL : errno != EACCES)
+    return Failure(ErrorText(errno));
+  return {};
 }
 
 } // namespace
@@ -49,18 +48,17 @@ OutFile::OutFile(const Path& path, int mode, bool exclusive, bool createFolders,
     Fail(ENOENT);
   struct stat status {};
   const bool exists = stat(path.c_str(), &status) == 0;
-  int error = exists ? 0 : errno;
-  if (error != 0 && error != ENOENT)
-    Fail(error);
+  if (!exists && errno != ENOENT)
+    Fail(errno);
   if (exists && exclusive)
     Fail(EEXIST);
   if (exists && S_ISDIR(status.st_mode))
     Fail(EISDIR);
 
-  error = 0;
-  m_Target = FollowLinks(path, error);
-  if (error != 0)
-    Fail(error);
+  const Result<Path> followed = FollowLinks(path);
+  if (!followed)
+    Fail(followed.Why());
+  m_Target = *followed;
   struct stat target {};
   // Links of /proc lead to open files whose names may be gone; those are written through.
   const bool replaceable = exists && S_ISREG(status.st_mode) && lstat(m_Target.c_str(), &target) == 0 &&
@@ -76,8 +74,9 @@ OutFile::OutFile(const Path& path, int mode, bool exclusive, bool createFolders,
     if (!(mode & k_Create))
       Fail(ENOENT);
     const Path folder = m_Target.Parent();
-    if (createFolders && !folder.empty() && (error = MakeFolders(folder.str().str(), 0755)) != 0)
-      Fail(error);
+    if (createFolders && !folder.empty())
+      if (const Result<> made = MakeFolders(folder.str().str(), 0755); !made)
+        Fail(made.Why());
   } else if (faccessat(AT_FDCWD, m_Target.c_str(), W_OK, AT_EACCESS) != 0) {
     Fail(errno); // A file that is read-only is not replaced either.
   }
@@ -145,8 +144,8 @@ void OutFile::Close(bool discard) {
   if (m_Exclusive)
     unlink(m_Temporary.c_str());
   m_Temporary = Path();
-  if (const int error = SyncFolder(m_Target.Parent()); error != 0)
-    Fail(error);
+  if (const Result<> synced = SyncFolder(m_Target.Parent()); !synced)
+    Fail(synced.Why());
 }
 
 void OutFile::Abandon() noexcept {
@@ -160,8 +159,12 @@ void OutFile::Abandon() noexcept {
 }
 
 void OutFile::Fail(int error) {
+  Fail(Failure(ErrorText(error)));
+}
+
+void OutFile::Fail(const Failure& why) {
   Abandon();
-  ThrowError("Cannot write '" + m_Path.str() + "'", error);
+  throw new Exception("Cannot write '" + m_Path.str() + "': " + why.Reason());
 }
 
 } // namespace rlib

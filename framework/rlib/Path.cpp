@@ -6,9 +6,9 @@ namespace rlib {
 
 String Path::Extension(bool withDot) const {
   const std::string& text = m_Text.str();
-  const std::size_t slash = text.rfind('/');
-  const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
-  const std::size_t dot = text.rfind('.');
+  const size_t slash = text.rfind('/');
+  const size_t name = slash == std::string::npos ? 0 : slash + 1;
+  const size_t dot = text.rfind('.');
   if (dot == std::string::npos || dot <= name || dot + 1 == text.size())
     return {};
   if (text.find_first_not_of('.', name) > dot) // "..", "..name"
@@ -17,7 +17,7 @@ String Path::Extension(bool withDot) const {
 }
 
 Path Path::Parent() const {
-  const std::size_t slash = m_Text.str().rfind('/');
+  const size_t slash = m_Text.str().rfind('/');
   if (slash == std::string::npos)
     return {};
   return Path(m_Text.str().substr(0, slash == 0 ? 1 : slash));

@@ -11,9 +11,9 @@ namespace rlib {
 namespace {
 
 // Static initialisers and destructors of other files may write at any time.
-template <class T>
+template <typename T>
 union NeverDestroyed {
-  template <class... Args>
+  template <typename... Args>
   constexpr explicit NeverDestroyed(Args... args) : m_Value(args...) {}
   constexpr ~NeverDestroyed() {}
   T m_Value;
@@ -32,7 +32,7 @@ void OutStream::Put(const char* text, eolType eol) {
     return;
   std::string_view rest = text;
   if (eol == k_EolWindows) {
-    for (std::size_t end; (end = rest.find('\n')) != std::string_view::npos; rest.remove_prefix(end + 1)) {
+    for (size_t end; (end = rest.find('\n')) != std::string_view::npos; rest.remove_prefix(end + 1)) {
       Write(rest.substr(0, end));
       Write("\r\n");
     }
@@ -54,39 +54,39 @@ void LineStream::Write(std::string_view text) {
 }
 
 void LineStream::EndLine(std::string_view eol) {
-  int error = 0;
+  Result<> written;
   {
     const std::lock_guard lock(m_Mutex);
     std::string& pending = Pending();
     pending.append(eol);
-    error = Emit(pending);
+    written = Emit(pending);
     // A thread that ends leaves nothing behind.
     std::erase_if(m_Pending,
                   [self = std::this_thread::get_id()](auto& entry) { return entry.first == self; });
   }
-  Complain(error);
+  Complain(written);
 }
 
 void LineStream::PutLine(const String& text) {
   const std::string line = text.str() + "\n";
-  int error = 0;
+  Result<> written;
   {
     const std::lock_guard lock(m_Mutex);
-    error = Emit(line);
+    written = Emit(line);
   }
-  Complain(error);
+  Complain(written);
 }
 
 void LineStream::Close(bool discard) {
-  int error = 0;
+  Result<> written;
   {
     const std::lock_guard lock(m_Mutex);
     for (auto& [thread, text] : m_Pending)
-      if (!discard && error == 0)
-        error = Emit(text);
+      if (!discard && written)
+        written = Emit(text);
     m_Pending.clear();
   }
-  Complain(error);
+  Complain(written);
 }
 
 void LineStream::Capture(std::string* sink) {
@@ -94,24 +94,26 @@ void LineStream::Capture(std::string* sink) {
   m_Capture = sink;
 }
 
-int LineStream::Emit(std::string_view line) {
+Result<> LineStream::Emit(std::string_view line) {
   if (m_Capture) {
     m_Capture->append(line);
-    return 0;
+    return {};
   }
   if (m_Failed)
-    return 0;
+    return {};
   const int error = WriteAll(m_Fd, line);
-  m_Failed = error != 0;
-  return error;
+  if (error == 0)
+    return {};
+  m_Failed = true;
+  return Failure(ErrorText(error));
 }
 
-void LineStream::Complain(int error) {
-  if (error == 0)
+void LineStream::Complain(const Result<>& written) {
+  if (written)
     return;
   NoteOutputFailure();
   if (m_Complaints)
-    m_Complaints->PutLine(String("Cannot write to ") + m_Name + ": " + ErrorText(error));
+    m_Complaints->PutLine(String("Cannot write to ") + m_Name + ": " + written.Reason());
 }
 
 } // namespace rlib

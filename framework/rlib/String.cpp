@@ -26,8 +26,8 @@ unsigned char Lower(char c) {
 } // namespace
 
 int String::CompareNoCase(const String& other) const {
-  const std::size_t common = std::min(size(), other.size());
-  for (std::size_t i = 0; i < common; ++i) {
+  const size_t common = std::min(size(), other.size());
+  for (size_t i = 0; i < common; ++i) {
     const int difference = Lower(m_Text[i]) - Lower(other.m_Text[i]);
     if (difference != 0)
       return difference;

@@ -1,3 +1,4 @@
+// Where the open calls of all threads are recorded, so that a signal handler can list them.
 #pragma once
 
 #include <atomic>
@@ -7,35 +8,35 @@
 
 namespace rlib {
 
-// The open entries of one thread. Written by that thread only; read by a signal handler on any thread, hence
-// atomics.
+/// The open entries of one thread. Written by that thread only; read by a signal handler on any thread, hence
+/// atomics.
 struct ThreadTrace {
   struct Entry {
-    std::atomic<const char*> function;
-    std::atomic<const char*> file;
-    std::atomic<int> line;
+    std::atomic<const char*> m_Function;
+    std::atomic<const char*> m_File;
+    std::atomic<int> m_Line;
   };
 
-  std::atomic<pid_t> thread; // 0: free
-  std::atomic<int> depth;    // may exceed k_MaxDepth
-  Entry entries[_CallEntry::k_MaxDepth];
+  std::atomic<pid_t> m_Thread; // 0: free
+  std::atomic<int> m_Depth;    // may exceed k_MaxDepth
+  Entry m_Entries[_CallEntry::k_MaxDepth];
 };
 
 constexpr int k_MaxTracedThreads = 256;
 extern ThreadTrace g_ThreadTraces[k_MaxTracedThreads];
 
-// Calls put(text) for the pieces of the listing of all open entries. Async-signal-safe when put is. The
-// entries of the calling thread come first and are marked so.
-template <class Put>
-void WalkCallEntries(Put put, pid_t caller);
-
-// Decimal text of the number in the buffer, which must hold 24 characters. Async-signal-safe.
+/// Decimal text of the number, somewhere in the buffer, which must hold 24 characters. Async-signal-safe.
 const char* DecimalText(long number, char* buffer);
 
-template <class Put>
+/// Calls put(text) for the pieces of the listing of all open entries. Async-signal-safe when put is. The
+/// entries of the calling thread come first and are marked so.
+template <typename Put>
+void WalkCallEntries(Put put, pid_t caller);
+
+template <typename Put>
 void WalkThread(Put& put, const ThreadTrace& trace, pid_t thread, bool isCaller) {
   char buffer[24];
-  const int depth = trace.depth.load(std::memory_order_acquire);
+  const int depth = trace.m_Depth.load(std::memory_order_acquire);
   put("Thread ");
   put(DecimalText(thread, buffer));
   put(isCaller ? " (this one):\n" : ":\n");
@@ -45,24 +46,24 @@ void WalkThread(Put& put, const ThreadTrace& trace, pid_t thread, bool isCaller)
     put(" deeper calls\n");
   }
   for (int i = (depth < _CallEntry::k_MaxDepth ? depth : _CallEntry::k_MaxDepth) - 1; i >= 0; --i) {
-    const ThreadTrace::Entry& entry = trace.entries[i];
-    const char* const function = entry.function.load(std::memory_order_relaxed);
-    const char* const file = entry.file.load(std::memory_order_relaxed);
+    const ThreadTrace::Entry& entry = trace.m_Entries[i];
+    const char* const function = entry.m_Function.load(std::memory_order_relaxed);
+    const char* const file = entry.m_File.load(std::memory_order_relaxed);
     put("  ");
     put(function ? function : "?");
     put(" (");
     put(file ? file : "?");
     put(":");
-    put(DecimalText(entry.line.load(std::memory_order_relaxed), buffer));
+    put(DecimalText(entry.m_Line.load(std::memory_order_relaxed), buffer));
     put(")\n");
   }
 }
 
-template <class Put>
+template <typename Put>
 void WalkCallEntries(Put put, pid_t caller) {
   for (const bool wantCaller : {true, false})
     for (const ThreadTrace& trace : g_ThreadTraces) {
-      const pid_t thread = trace.thread.load(std::memory_order_acquire);
+      const pid_t thread = trace.m_Thread.load(std::memory_order_acquire);
       if (thread != 0 && (thread == caller) == wantCaller)
         WalkThread(put, trace, thread, wantCaller);
     }

@@ -17,13 +17,13 @@ Time Time::Now() {
 
 String Time::Format(const String& format, bool local, bool milliseconds) const {
   // Rounded down, so that times before 1970 have milliseconds that count forwards too.
-  std::int64_t seconds = m_Milliseconds / 1000;
+  int64_t seconds = m_Milliseconds / 1000;
   int rest = static_cast<int>(m_Milliseconds % 1000);
   if (rest < 0) {
     rest += 1000;
     --seconds;
   }
-  const std::time_t clock = static_cast<std::time_t>(seconds);
+  const time_t clock = static_cast<time_t>(seconds);
   std::tm parts{};
   if (!(local ? localtime_r(&clock, &parts) : gmtime_r(&clock, &parts)))
     return {};
@@ -32,7 +32,7 @@ String Time::Format(const String& format, bool local, bool milliseconds) const {
   // apart.
   const String sentinel = format + ".";
   std::string text(sentinel.size() + 128, '\0');
-  std::size_t size = 0;
+  size_t size = 0;
   while ((size = std::strftime(text.data(), text.size(), sentinel.c_str(), &parts)) == 0) {
     if (text.size() > 100 * sentinel.size() + 1024)
       return {};

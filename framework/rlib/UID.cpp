@@ -10,7 +10,7 @@ constinit const UID UID::Null{UID::Raw{}};
 
 namespace {
 
-bool IsDash(std::size_t position) {
+bool IsDash(size_t position) {
   return position == 8 || position == 13 || position == 18 || position == 23;
 }
 
@@ -32,14 +32,14 @@ UID::UID(bool fresh) {
 }
 
 String UID::ToString() const {
-  static constexpr char digits[] = "0123456789abcdef";
+  static constexpr char k_Digits[] = "0123456789abcdef";
   std::string text;
   text.reserve(36);
-  for (const std::uint8_t byte : m_Bytes) {
+  for (const uint8_t byte : m_Bytes) {
     if (IsDash(text.size()))
       text += '-';
-    text += digits[byte >> 4];
-    text += digits[byte & 15];
+    text += k_Digits[byte >> 4];
+    text += k_Digits[byte & 15];
   }
   return String(std::move(text));
 }
@@ -49,8 +49,8 @@ bool UID::FromString(const String& string) {
   if (text.size() != 36)
     return false;
   Raw bytes{};
-  std::size_t digit = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
+  size_t digit = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
     if (IsDash(i)) {
       if (text[i] != '-')
         return false;
@@ -59,7 +59,7 @@ bool UID::FromString(const String& string) {
     const int value = HexValue(text[i]);
     if (value < 0)
       return false;
-    bytes[digit / 2] = static_cast<std::uint8_t>(bytes[digit / 2] << 4 | value);
+    bytes[digit / 2] = static_cast<uint8_t>(bytes[digit / 2] << 4 | value);
     ++digit;
   }
   m_Bytes = bytes;
@@ -72,7 +72,7 @@ std::ostream& operator<<(std::ostream& out, const UID& uid) {
 
 } // namespace rlib
 
-std::size_t std::hash<rlib::UID>::operator()(const rlib::UID& uid) const noexcept {
+size_t std::hash<rlib::UID>::operator()(const rlib::UID& uid) const noexcept {
   const std::string_view bytes(reinterpret_cast<const char*>(uid.Bytes().data()), uid.Bytes().size());
   return std::hash<std::string_view>()(bytes);
 }

@@ -36,10 +36,8 @@ String Farm::Option(const String& name) const {
 }
 
 unsigned Farm::DefaultIdleTimeout() const {
-  int32_t minutes = 0;
-  return rlib::ParseInt32(Option(o_DefaultIdleTimeout), minutes) && minutes > 0
-             ? static_cast<unsigned>(minutes)
-             : 0;
+  const std::optional<int32_t> minutes = rlib::ParseInt32(Option(o_DefaultIdleTimeout));
+  return minutes && *minutes > 0 ? static_cast<unsigned>(*minutes) : 0;
 }
 
 std::string EncodeTranslations(const rlib::vector<TranslationSet>& translations) {

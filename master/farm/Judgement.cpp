@@ -8,7 +8,7 @@
 #include "brenic/SystemMessages.h"
 #include "farm/ProductCheck.h"
 #include "farm/TextCheck.h"
-#include "rlib/Log.h"
+#include "rlib/Escape.h"
 #include "rlib/Number.h"
 #include "wire/Digest.h"
 #include "wire/Frames.h"
@@ -40,8 +40,8 @@ String CheckValue(const String& name, const String& value, bool global) {
   const bool userLimits = global && name.CompareNoCase(o_UserLimits) == 0;
   String problem = CheckText(value, userLimits ? k_MaxUserLimits : k_MaxValue);
   if (global && name.CompareNoCase(o_DefaultIdleTimeout) == 0 && !value.empty()) {
-    int32_t minutes = 0;
-    if (!rlib::ParseInt32(value, minutes) || minutes < 0)
+    const std::optional<int32_t> minutes = rlib::ParseInt32(value);
+    if (!minutes || *minutes < 0)
       problem = "it must be a whole number of minutes";
   }
   return problem.empty()

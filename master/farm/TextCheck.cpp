@@ -3,7 +3,7 @@
 #include <fmt/core.h>
 
 #include "farm/Utf8.h"
-#include "rlib/Log.h"
+#include "rlib/Escape.h"
 
 namespace brenic::master {
 

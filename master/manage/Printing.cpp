@@ -7,8 +7,8 @@
 #include "Release.h"
 #include "brenic/Options.h"
 #include "farm/AuditFields.h"
+#include "rlib/Escape.h"
 #include "rlib/IniFile.h"
-#include "rlib/Log.h"
 #include "rlib/Platform.h"
 
 namespace brenic::master {

@@ -11,10 +11,10 @@ namespace brenic::master {
 namespace {
 
 int Level(const String& name, const String& value) {
-  int32_t level = 0;
-  if (!rlib::ParseInt32(value, level) || level < rlib::Log::k_Nothing || level > rlib::Log::k_Trace)
+  const std::optional<int32_t> level = rlib::ParseInt32(value);
+  if (!level || *level < rlib::Log::k_Nothing || *level > rlib::Log::k_Trace)
     throw new Exception(fmt::format("The configuration's {} must be a number from 0 to 6", name.str()));
-  return level;
+  return *level;
 }
 
 void Take(MasterConfiguration& configuration, const Path& folder, const String& name, const String& value) {

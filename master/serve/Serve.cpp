@@ -8,7 +8,7 @@
 
 #include <fmt/core.h>
 
-#include "rlib/CallEntry.h"
+#include "rlib/CrashHandler.h"
 #include "rlib/File.h"
 #include "rlib/Log.h"
 #include "rlib/OutFile.h"
@@ -36,10 +36,10 @@ Path ProductsFolder(const ServeOptions& options, const MasterConfiguration& conf
 void OpenLog(const ServeOptions& options, const MasterConfiguration& configuration) {
   const Path folder =
       configuration.m_LogFolder.empty() ? options.m_Folder / "log" : configuration.m_LogFolder;
-  const String problem =
+  const rlib::Result<> opened =
       rlib::Log::Open(k_Application, folder, configuration.m_LogFileLevel, configuration.m_LogDisplayLevel);
-  if (!problem.empty())
-    rlib::stdErr.PutLine("The log cannot be written: " + problem);
+  if (!opened)
+    rlib::stdErr.PutLine("The log cannot be written: " + opened.Reason());
   rlib::InstallCrashHandler(folder, k_Application);
 }
 

@@ -161,9 +161,8 @@ void Server::CarryOut(const Result& result) {
 }
 
 void Server::DumpLog(uint64_t asker) {
-  const Path file = rlib::Log::Dump();
-  if (!file.empty()) // else the log says why already
-    rlib::LogSystem("Wrote the log dump '" + file.str() + "'");
+  if (const std::optional<Path> file = rlib::Log::Dump()) // else the log says why already
+    rlib::LogSystem("Wrote the log dump '" + file->str() + "'");
   const Bytes frame = PushFrame<LogDumpMsg>();
   for (const auto& session : Sessions()) {
     if (session->Number() != asker && session->IsWelcome())

@@ -18,7 +18,7 @@ using testing::IsEmpty;
 
 namespace {
 
-// Everything that the reader delivers: "[section]" and "name=value".
+/// Everything that the reader delivers: "[section]" and "name=value".
 std::vector<std::string> Contents(IniFile& ini) {
   std::vector<std::string> contents;
   String name;
@@ -34,7 +34,7 @@ std::vector<std::string> Contents(IniFile& ini) {
   return contents;
 }
 
-std::vector<std::string> Parsed(std::string_view text, std::size_t skipped = 0, bool quotes = true) {
+std::vector<std::string> Parsed(std::string_view text, size_t skipped = 0, bool quotes = true) {
   IniFile ini(false);
   ini.LoadText(text, quotes);
   EXPECT_EQ(ini.SkippedLines(), skipped);
@@ -191,6 +191,15 @@ TEST_F(IniFileLoadTest, SkippedLinesAreLoggedEachAndShownAsOneLine) {
   EXPECT_EQ(m_Shown,
             "Options file '" + path + "': skipped 2 lines that could not be understood, see the log\n");
   EXPECT_FALSE(rlib::AnyFailureNoted());
+}
+
+TEST_F(IniFileLoadTest, NameWithControlCharactersIsShownOnOneLine) {
+  EXPECT_FALSE(Load(m_Folder / "no\nne"));
+  WriteTextFile(m_Folder / "a\nb", "junk\n");
+  EXPECT_TRUE(Load(m_Folder / "a\nb"));
+  EXPECT_EQ(m_Shown, "Cannot read options file '" + (m_Folder / "no\\nne") +
+                         "': No such file or directory\n" + "Options file '" + (m_Folder / "a\\nb") +
+                         "': skipped 1 line that could not be understood, see the log\n");
 }
 
 TEST_F(IniFileLoadTest, MissingFileIsAnInputError) {

@@ -20,13 +20,19 @@
 
 using rlib::Log;
 using rlib::String;
+using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using testing::Pair;
 
 namespace {
 
 constexpr off_t k_RotationSize = 10 << 20;
+
+std::string WhyNot(const rlib::Result<>& result) {
+  return result ? "it is done" : result.Reason().str();
+}
 
 class LogTest : public testing::Test {
 protected:
@@ -39,7 +45,7 @@ protected:
     rlib::stdErr.Capture(nullptr);
     EXPECT_FALSE(rlib::AnyFailureNoted());
   }
-  String Open(int fileLevel = Log::k_Trace, int displayLevel = 0) {
+  rlib::Result<> Open(int fileLevel = Log::k_Trace, int displayLevel = 0) {
     return Log::Open("test", m_Folder.Name(), fileLevel, displayLevel);
   }
   std::string Written(const char* name = "test.log") const { return ReadTextFile(m_Folder / name); }
@@ -49,7 +55,7 @@ protected:
 };
 
 TEST_F(LogTest, LineHasTimeProcessThreadLevelAndText) {
-  ASSERT_EQ(Open(), "");
+  ASSERT_TRUE(Open());
   rlib::LogWarning("Some text");
   const std::regex line(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z )" + std::to_string(getpid()) + " " +
                         std::to_string(gettid()) + " WARNING Some text\n");
@@ -57,7 +63,7 @@ TEST_F(LogTest, LineHasTimeProcessThreadLevelAndText) {
 }
 
 TEST_F(LogTest, FileLevelChoosesLines) {
-  ASSERT_EQ(Open(Log::k_System), "");
+  ASSERT_TRUE(Open(Log::k_System));
   rlib::LogError("e1");
   rlib::LogWarning("w2");
   rlib::LogSystem("s3");
@@ -72,7 +78,7 @@ TEST_F(LogTest, FileLevelChoosesLines) {
 }
 
 TEST_F(LogTest, DisplayLevelChoosesLinesForStdErr) {
-  ASSERT_EQ(Open(0, Log::k_Error), "");
+  ASSERT_TRUE(Open(0, Log::k_Error));
   rlib::LogError("e1");
   rlib::LogWarning("w2");
   EXPECT_THAT(m_Shown, EndsWith(" ERROR e1\n"));
@@ -80,20 +86,36 @@ TEST_F(LogTest, DisplayLevelChoosesLinesForStdErr) {
 }
 
 TEST_F(LogTest, ControlCharactersAreEscaped) {
-  EXPECT_EQ(rlib::EscapeControls("a\nb\tc\rd\x1b[31m\x7f\x01"), "a\\nb\\tc\\rd\\x1b[31m\\x7f\\x01");
-  EXPECT_EQ(rlib::EscapeControls(String("\0", 1)), "\\x00");
-  EXPECT_EQ(rlib::EscapeControls("P:\\proj \xc3\xa4 \xff\xc2"), "P:\\proj \xc3\xa4 \xff\xc2");
-  EXPECT_EQ(rlib::EscapeControls("\xc2\x9b"
-                                 "1m\xc2\xa0"),
-            "\\xc2\\x9b1m\xc2\xa0");
-  ASSERT_EQ(Open(), "");
+  ASSERT_TRUE(Open());
   rlib::LogError("x\n2026-01-01T00:00:00.000Z 1 1 ERROR forged");
+  EXPECT_EQ(std::ranges::count(Written(), '\n'), 1);
+}
+
+TEST_F(LogTest, ReportShowsTheLineAndLogsItWithItsLevel) {
+  ASSERT_TRUE(Open());
+  std::vector<std::pair<int, std::string>> logged;
+  Log::SetObserver([&](int level, const String& text) { logged.emplace_back(level, text.str()); });
+  rlib::Report(Log::k_Error, "Cannot read it");
+  rlib::Report(Log::k_Warning, "P:\\proj \xc3\xa4 \xff %s");
+  Log::SetObserver({});
+  EXPECT_EQ(m_Shown, "Cannot read it\nP:\\proj \xc3\xa4 \xff %s\n");
+  EXPECT_THAT(logged, ElementsAre(Pair(Log::k_Error, "Cannot read it"),
+                                  Pair(Log::k_Warning, "P:\\proj \xc3\xa4 \xff %s")));
+  EXPECT_THAT(Written(), EndsWith(" WARNING P:\\proj \xc3\xa4 \xff %s\n"));
+}
+
+TEST_F(LogTest, ReportShowsAndLogsOneLineWhateverItQuotes) {
+  ASSERT_TRUE(Open());
+  rlib::Report(Log::k_Error, "'a\nERROR forged\r\x1b[2J\t\x7f" + String("\0", 1) + "\xc2\x9b'");
+  const std::string line = R"('a\nERROR forged\r\x1b[2J\t\x7f\x00\xc2\x9b')";
+  EXPECT_EQ(m_Shown, line + "\n");
+  EXPECT_THAT(Written(), EndsWith(" ERROR " + line + "\n"));
   EXPECT_EQ(std::ranges::count(Written(), '\n'), 1);
 }
 
 TEST_F(LogTest, FolderIsMadeWithItsParents) {
   const std::string folder = m_Folder / "a/b/log";
-  ASSERT_EQ(Log::Open("test", folder, 5, 0), "");
+  ASSERT_TRUE(Log::Open("test", folder, 5, 0));
   struct stat status {};
   ASSERT_EQ(stat(folder.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0700u);
@@ -103,18 +125,19 @@ TEST_F(LogTest, FolderIsMadeWithItsParents) {
 
 TEST_F(LogTest, FolderThatCannotBeUsedIsOneErrorText) {
   WriteTextFile(m_Folder / "file", "");
-  EXPECT_EQ(Log::Open("test", m_Folder / "file", 5, 0),
+  EXPECT_EQ(WhyNot(Log::Open("test", m_Folder / "file", 5, 0)),
             "Cannot make the log folder '" + (m_Folder / "file") + "': Not a directory");
-  EXPECT_EQ(Log::Open("test", m_Folder / "file/x", 5, 0),
+  EXPECT_EQ(WhyNot(Log::Open("test", m_Folder / "file/x", 5, 0)),
             "Cannot make the log folder '" + (m_Folder / "file/x") + "': Not a directory");
-  EXPECT_EQ(Log::Open("test", "", 5, 0), "Cannot write a log: no log folder is known");
+  EXPECT_EQ(WhyNot(Log::Open("test", "", 5, 0)), "Cannot write a log: no log folder is known");
   rlib::LogError("goes on");
 }
 
 TEST_F(LogTest, PlantedSymbolicLinkIsNotFollowed) {
   WriteTextFile(m_Folder / "victim", "");
   ASSERT_EQ(symlink("victim", (m_Folder / "test.log").c_str()), 0);
-  EXPECT_EQ(Open(), "Cannot write the log file '" + (m_Folder / "test.log") + "': it is a symbolic link");
+  EXPECT_EQ(WhyNot(Open()),
+            "Cannot write the log file '" + (m_Folder / "test.log") + "': it is a symbolic link");
   rlib::LogError("x");
   EXPECT_EQ(Written("victim"), "");
 }
@@ -122,14 +145,14 @@ TEST_F(LogTest, PlantedSymbolicLinkIsNotFollowed) {
 TEST_F(LogTest, PlantedHardLinkAndFifoAreRefused) {
   WriteTextFile(m_Folder / "victim", "");
   ASSERT_EQ(link((m_Folder / "victim").c_str(), (m_Folder / "test.log").c_str()), 0);
-  EXPECT_THAT(Open().str(), EndsWith("it is not an ordinary file"));
+  EXPECT_THAT(WhyNot(Open()), EndsWith("it is not an ordinary file"));
   ASSERT_EQ(unlink((m_Folder / "test.log").c_str()), 0);
   ASSERT_EQ(mkfifo((m_Folder / "test.log").c_str(), 0600), 0);
-  EXPECT_THAT(Open().str(), EndsWith("No such device or address"));
+  EXPECT_THAT(WhyNot(Open()), EndsWith("No such device or address"));
 }
 
 TEST_F(LogTest, ApplicationNameCannotLeaveTheFolder) {
-  ASSERT_EQ(Log::Open("../a/b", m_Folder.Name(), 5, 0), "");
+  ASSERT_TRUE(Log::Open("../a/b", m_Folder.Name(), 5, 0));
   EXPECT_TRUE(std::filesystem::exists(m_Folder / "brenic.._a_b.log"));
 }
 
@@ -137,7 +160,7 @@ TEST_F(LogTest, FullFileIsMovedAsideWhenOpened) {
   for (int run = 1; run <= 7; ++run) {
     WriteTextFile(m_Folder / "test.log", "run " + std::to_string(run));
     ASSERT_EQ(truncate((m_Folder / "test.log").c_str(), k_RotationSize), 0);
-    ASSERT_EQ(Open(), "");
+    ASSERT_TRUE(Open());
     EXPECT_EQ(std::filesystem::file_size(m_Folder / "test.log"), 0u);
     Log::Close();
   }
@@ -149,7 +172,7 @@ TEST_F(LogTest, FullFileIsMovedAsideWhenOpened) {
 TEST_F(LogTest, FileIsMovedAsideWhileInUse) {
   WriteTextFile(m_Folder / "test.log", "");
   ASSERT_EQ(truncate((m_Folder / "test.log").c_str(), k_RotationSize - 10), 0);
-  ASSERT_EQ(Open(), "");
+  ASSERT_TRUE(Open());
   rlib::LogError("last of the old");
   rlib::LogError("first of the new");
   EXPECT_THAT(Written(), EndsWith("first of the new\n"));
@@ -170,7 +193,7 @@ TEST_F(LogTest, ConcurrentProcessesLoseNoLineWhileRotating) {
       bool good = true;
       for (int i = 0; i < lines; ++i) {
         if (i % 10 == 0)
-          good = good && Log::Open("test", m_Folder.Name(), 6, 0).empty();
+          good = good && Log::Open("test", m_Folder.Name(), 6, 0);
         rlib::LogError("process " + std::to_string(p) + " line " + std::to_string(i) + ".");
       }
       _exit(good ? 0 : 1);
@@ -197,7 +220,7 @@ TEST_F(LogTest, ConcurrentProcessesLoseNoLineWhileRotating) {
 }
 
 TEST_F(LogTest, ThreadsLoseNoLine) {
-  ASSERT_EQ(Open(), "");
+  ASSERT_TRUE(Open());
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t)
     threads.emplace_back([] {
@@ -221,7 +244,7 @@ TEST_F(LogTest, FullDiskIsOneLineOnStdErrAndNoFailureOfTheProcess) {
     signal(SIGXFSZ, SIG_IGN);
     std::string shown;
     rlib::stdErr.Capture(&shown);
-    if (!Open().empty())
+    if (!Open())
       _exit(1);
     const rlimit limit{100, 100};
     setrlimit(RLIMIT_FSIZE, &limit);
@@ -238,25 +261,28 @@ TEST_F(LogTest, FullDiskIsOneLineOnStdErrAndNoFailureOfTheProcess) {
 
 TEST_F(LogTest, DumpHoldsRecentLinesOfAllLevels) {
   rlib::LogTrace("before opening");
-  ASSERT_EQ(Open(Log::k_Error), "");
+  ASSERT_TRUE(Open(Log::k_Error));
   rlib::LogTrace("only in memory");
-  const rlib::Path first = Log::Dump();
-  const rlib::Path second = Log::Dump();
-  ASSERT_FALSE(first.empty());
-  EXPECT_NE(first, second);
-  EXPECT_EQ(first.Parent().str(), m_Folder.Name());
-  const std::string dump = ReadTextFile(first.str().str());
+  const std::optional<rlib::Path> first = Log::Dump();
+  const std::optional<rlib::Path> second = Log::Dump();
+  ASSERT_TRUE(first);
+  ASSERT_TRUE(second);
+  EXPECT_NE(*first, *second);
+  EXPECT_EQ(first->Parent().str(), m_Folder.Name());
+  const std::string dump = ReadTextFile(first->str().str());
   EXPECT_THAT(dump, HasSubstr("TRACE before opening\n"));
   EXPECT_THAT(dump, HasSubstr("TRACE only in memory\n"));
 }
 
 TEST_F(LogTest, DumpIsBounded) {
-  ASSERT_EQ(Open(0), "");
+  ASSERT_TRUE(Open(0));
   rlib::LogTrace("the oldest line");
   for (int i = 0; i < 10'000; ++i)
     rlib::LogTrace("line");
   rlib::LogTrace(std::string(1 << 20, 'x'));
-  const std::string dump = ReadTextFile(Log::Dump().str().str());
+  const std::optional<rlib::Path> path = Log::Dump();
+  ASSERT_TRUE(path);
+  const std::string dump = ReadTextFile(path->str().str());
   EXPECT_EQ(std::ranges::count(dump, '\n'), 10'000);
   EXPECT_THAT(dump, Not(HasSubstr("the oldest line")));
   EXPECT_LT(dump.size(), 2u << 20);
@@ -265,7 +291,7 @@ TEST_F(LogTest, DumpIsBounded) {
 TEST_F(LogTest, DumpWithoutAFolderIsLogged) {
   std::string logged;
   Log::SetObserver([&](int, const String& text) { logged = text.str(); });
-  EXPECT_TRUE(Log::Dump().empty());
+  EXPECT_FALSE(Log::Dump());
   Log::SetObserver({});
   EXPECT_EQ(logged, "Cannot dump the log: no log folder is in use");
 }

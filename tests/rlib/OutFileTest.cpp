@@ -21,8 +21,8 @@ mode_t ModeOf(const std::string& path) {
   return status.st_mode & 07777;
 }
 
-// Message of the exception that the action throws, empty when it throws none.
-template <class Action>
+/// Message of the exception that the action throws, empty when it throws none.
+template <typename Action>
 std::string Failure(Action action) {
   try {
     action();

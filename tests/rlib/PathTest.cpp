@@ -8,8 +8,8 @@ namespace {
 
 TEST(Path, ExtensionIsThatOfTheLastComponent) {
   const struct {
-    const char* path;
-    const char* extension;
+    const char* m_Path;
+    const char* m_Extension;
   } rows[] = {{"a.json", "json"}, {"/x/a.tar.gz", "gz"},
               {"", ""},           {"a", ""},
               {".bashrc", ""},    {".bashrc.bak", "bak"},
@@ -19,9 +19,9 @@ TEST(Path, ExtensionIsThatOfTheLastComponent) {
               {"dir.d/", ""},     {"..a", ""},
               {"a..b", "b"}};
   for (const auto& row : rows) {
-    EXPECT_EQ(Path(row.path).Extension(false), row.extension) << row.path;
-    const std::string dotted = *row.extension ? std::string(".") + row.extension : "";
-    EXPECT_EQ(Path(row.path).Extension(true), dotted) << row.path;
+    EXPECT_EQ(Path(row.m_Path).Extension(false), row.m_Extension) << row.m_Path;
+    const std::string dotted = *row.m_Extension ? std::string(".") + row.m_Extension : "";
+    EXPECT_EQ(Path(row.m_Path).Extension(true), dotted) << row.m_Path;
   }
 }
 

@@ -40,8 +40,8 @@ TEST(SFormat, FormatsAsPrintfDoes) {
 }
 
 struct Row {
-  const char* format;
-  const char* expected;
+  const char* m_Format;
+  const char* m_Expected;
 };
 
 TEST(SFormat, WritesWhatItDoesNotUnderstandAsItStands) {
@@ -73,9 +73,9 @@ TEST(SFormat, WritesWhatItDoesNotUnderstandAsItStands) {
       {"no directive", "no directive"},
   };
   for (const Row& row : rows) {
-    const String result = SFormat(row.format, 5);
-    if (row.expected)
-      EXPECT_EQ(result, row.expected) << row.format;
+    const String result = SFormat(row.m_Format, 5);
+    if (row.m_Expected)
+      EXPECT_EQ(result, row.m_Expected) << row.m_Format;
     else
       EXPECT_EQ(result, std::string(4095, ' ') + "5|%d");
   }

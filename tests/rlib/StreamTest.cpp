@@ -19,7 +19,7 @@ using rlib::String;
 
 namespace {
 
-// Both must work before main.
+/// Both must work before main.
 const bool s_early = [] {
   rlib::stdOut.Put("");
   rlib::stdErr.Put(rlib::k_Empty);
@@ -169,11 +169,11 @@ TEST_F(StreamTest, NonBlockingPipeGetsEverything) {
   ASSERT_EQ(pipe2(ends, 0), 0);
   fcntl(ends[1], F_SETFL, O_NONBLOCK);
   const std::string text(1 << 20, 'x');
-  std::size_t got = 0;
+  size_t got = 0;
   std::thread reader([&] {
     char buffer[4096];
     for (ssize_t n; (n = read(ends[0], buffer, sizeof(buffer))) > 0;)
-      got += static_cast<std::size_t>(n);
+      got += static_cast<size_t>(n);
   });
   LineStream stream(ends[1], "test");
   stream.PutLine(text);

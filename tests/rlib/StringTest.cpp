@@ -8,7 +8,7 @@ using rlib::String;
 
 namespace {
 
-// Runs before main, in no particular order with the library's own initialisers.
+/// Runs before main, in no particular order with the library's own initialisers.
 const String s_early = String::Null + "early" + rlib::k_Empty;
 
 TEST(String, NullAndEmptyAreUsableInStaticInitialisers) {

@@ -42,8 +42,8 @@ TEST(Time, CountsDownBefore1970) {
 
 TEST(Time, LongFormatsAndExtremeTimesAreSafe) {
   EXPECT_EQ(Time(0).Format(std::string(10000, 'x')).size(), 10000u);
-  EXPECT_EQ(Time(std::numeric_limits<std::int64_t>::max()).Format("%j").size(), 3u);
-  EXPECT_EQ(Time(std::numeric_limits<std::int64_t>::min()).Format("%j").size(), 3u);
+  EXPECT_EQ(Time(std::numeric_limits<int64_t>::max()).Format("%j").size(), 3u);
+  EXPECT_EQ(Time(std::numeric_limits<int64_t>::min()).Format("%j").size(), 3u);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "rlib/Failures.h"
+#include "rlib/Log.h"
 #include "rlib/Number.h"
 #include "rlib/SFormat.h"
 
@@ -47,12 +48,12 @@ int CommandLine::GetArgument(const char* name, int index, int fallback) const {
   if (index < 0 || index >= GetArgumentCount(name))
     return fallback;
   const String text = GetArgument(name, index, k_Empty);
-  int number = 0;
-  if (rlib::ParseInt32(text, number))
-    return number;
-  rlib::ReportInputError(rlib::SFormat("Not a whole number from %d to %d: '%s'",
-                                       std::numeric_limits<int>::min(), std::numeric_limits<int>::max(),
-                                       text));
+  if (const std::optional<int32_t> number = rlib::ParseInt32(text))
+    return *number;
+  rlib::NoteInputFailure();
+  rlib::Report(rlib::Log::k_Error,
+               rlib::SFormat("Not a whole number from %d to %d: '%s'", std::numeric_limits<int>::min(),
+                             std::numeric_limits<int>::max(), text));
   return std::numeric_limits<int>::min();
 }
 

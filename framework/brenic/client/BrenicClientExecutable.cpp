@@ -7,7 +7,7 @@
 
 #include "client/Client.h"
 #include "client/Target.h"
-#include "rlib/CallEntry.h"
+#include "rlib/CrashHandler.h"
 #include "rlib/Log.h"
 #include "rlib/Number.h"
 
@@ -21,9 +21,9 @@ int LogLevel(const CommandLine& cmd, const char* name, int fallback) {
   if (!cmd.HasSwitch(name))
     return fallback;
   const String text = cmd.GetArgument(name, 0, k_Empty);
-  int level = 0;
-  if (rlib::ParseInt32(text, level) && level >= rlib::Log::k_Nothing && level <= rlib::Log::k_Trace)
-    return level;
+  const std::optional<int32_t> level = rlib::ParseInt32(text);
+  if (level && *level >= rlib::Log::k_Nothing && *level <= rlib::Log::k_Trace)
+    return *level;
   rlib::Report(rlib::Log::k_Error,
                fmt::format("-{} '{}' is not a level from 0 to 6; {} is used", name, text.str(), fallback));
   return fallback;
@@ -32,8 +32,8 @@ int LogLevel(const CommandLine& cmd, const char* name, int fallback) {
 void OpenLog(const CommandLine& cmd, const String& program, const Path& folder) {
   const int file = LogLevel(cmd, "LogFileLevel", rlib::Log::k_DefaultFileLevel);
   const int display = LogLevel(cmd, "LogDisplayLevel", rlib::Log::k_DefaultDisplayLevel);
-  if (const String problem = rlib::Log::Open(program, folder, file, display); !problem.empty())
-    rlib::Report(rlib::Log::k_Error, "There will be no log file: " + problem);
+  if (const rlib::Result<> opened = rlib::Log::Open(program, folder, file, display); !opened)
+    rlib::Report(rlib::Log::k_Error, "There will be no log file: " + opened.Reason());
   rlib::InstallCrashHandler(folder, program);
 }
 

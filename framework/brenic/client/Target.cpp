@@ -24,11 +24,11 @@ String ReadTimeout(const CommandLine& cmd, std::optional<std::chrono::millisecon
     return k_Empty;
   constexpr double k_Longest = 1e9;
   const String text = cmd.GetArgument("ConnectTimeout", 0, k_Empty);
-  double seconds = 0;
-  if (!rlib::ParseDouble(text, seconds) || seconds < 0 || seconds > k_Longest)
+  const std::optional<double> seconds = rlib::ParseDouble(text);
+  if (!seconds || *seconds < 0 || *seconds > k_Longest)
     return fmt::format("-ConnectTimeout '{}' is not a number of seconds", text.str());
-  if (seconds > 0)
-    timeout = std::chrono::milliseconds(static_cast<int64_t>(seconds * 1000 + 0.5));
+  if (*seconds > 0)
+    timeout = std::chrono::milliseconds(static_cast<int64_t>(*seconds * 1000 + 0.5));
   return k_Empty;
 }
 

@@ -7,10 +7,10 @@
 namespace brenic {
 
 bool ParsePort(std::string_view text, uint16_t& port, int lowest) {
-  int32_t number = 0;
-  if (text.empty() || text[0] == '+' || !rlib::ParseInt32(text, number) || number < lowest || number > 65535)
+  const std::optional<int32_t> number = rlib::ParseInt32(text);
+  if (!number || text[0] == '+' || *number < lowest || *number > 65535)
     return false;
-  port = static_cast<uint16_t>(number);
+  port = static_cast<uint16_t>(*number);
   return true;
 }
 

@@ -7,7 +7,7 @@
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>
 
-#include "rlib/Log.h"
+#include "rlib/Escape.h"
 
 namespace brenic {
 

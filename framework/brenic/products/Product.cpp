@@ -34,10 +34,9 @@ bool Equals(const json& fallback, const String& value) {
     return value.empty();
   if (fallback.is_number()) {
     constexpr double k_Exact = 9007199254740992; // from here on a double stands for several whole numbers
-    double number = 0;
-    return value == fallback.dump().c_str() ||
-           (rlib::ParseDouble(value, number) && number == fallback.get<double>() &&
-            (fallback.is_number_float() || std::abs(number) < k_Exact));
+    const std::optional<double> number = rlib::ParseDouble(value);
+    return value == fallback.dump().c_str() || (number && *number == fallback.get<double>() &&
+                                                (fallback.is_number_float() || std::abs(*number) < k_Exact));
   }
   return json::parse(value.str(), nullptr, false) == fallback;
 }

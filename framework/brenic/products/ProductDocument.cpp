@@ -12,7 +12,7 @@
 
 #include "ProductSchema.h"
 #include "products/JsonText.h"
-#include "rlib/Log.h"
+#include "rlib/Escape.h"
 
 namespace brenic {
 

@@ -1,16 +1,16 @@
+// The calls that are open on each thread, for crash reports.
 #pragma once
 
-#include "rlib/Path.h"
 #include "rlib/String.h"
 
 namespace rlib {
 
 struct ThreadTrace;
 
-// An open call of the calling thread, for crash reports; made on entry to a function and destroyed on every
-// exit. The texts must live as long as the process (literals). Costs a few stores; never allocates, locks or
-// throws. Entries deeper than k_MaxDepth are counted only; threads beyond the fixed number of slots are not
-// recorded.
+/// An open call of the calling thread, for crash reports; made on entry to a function and destroyed on every
+/// exit. The texts must live as long as the process (literals). Costs a few stores; never allocates, locks or
+/// throws. Entries deeper than k_MaxDepth are counted only; threads beyond the fixed number of slots are not
+/// recorded.
 class _CallEntry {
 public:
   static constexpr int k_MaxDepth = 64;
@@ -24,13 +24,7 @@ private:
   ThreadTrace* const m_Trace;
 };
 
-// The open entries of all threads as text, one line each, innermost first within its thread.
+/// The open entries of all threads as text, one line each, innermost first within its thread.
 String OpenCallEntries();
-
-// From now on a fatal signal (SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT) writes
-// <folder>/<application>.crash.<seconds since 1970>.<process>.txt with the signal and the open entries of
-// every thread; then the signal takes its default action. A signal that already has a handler (a sanitizer's,
-// say) is left alone. May be called again to change the folder; call it while no other thread can crash.
-void InstallCrashHandler(const Path& folder, const String& application);
 
 } // namespace rlib

@@ -1,3 +1,4 @@
+// The runtime's containers.
 #pragma once
 
 #include <functional>
@@ -6,10 +7,10 @@
 
 namespace rlib {
 
-template <class Key, class Value, class Less = std::less<Key>>
+template <typename Key, typename Value, typename Less = std::less<Key>>
 using map = std::map<Key, Value, Less>;
 
-template <class Value>
+template <typename Value>
 using vector = std::vector<Value>;
 
 } // namespace rlib

@@ -1,3 +1,4 @@
+// What files have in common: a name.
 #pragma once
 
 #include "rlib/Path.h"
@@ -5,7 +6,7 @@
 
 namespace rlib {
 
-// A named file.
+/// A named file.
 class File {
 public:
   File() = default;
@@ -14,7 +15,7 @@ public:
   void SetFileName(const String& name) { m_FileName = name; }
   const String& FileName() const { return m_FileName; }
 
-  // Whether something of that name exists; a symbolic link counts by what it leads to.
+  /// Whether something of that name exists; a symbolic link counts by what it leads to.
   static bool Exists(const Path& path);
 
 private:

@@ -1,14 +1,15 @@
+// Text to numbers, strictly.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace rlib {
 
-// Strict decimal parsers: the whole text must be one number, without space and independent of the locale. One
-// leading '+' or '-' is allowed. On failure (no number, out of range, not finite) the result is false and the
-// value is left alone.
-[[nodiscard]] bool ParseInt32(std::string_view text, std::int32_t& value);
-[[nodiscard]] bool ParseDouble(std::string_view text, double& value);
+/// Strict decimal parsers: the whole text must be one number, without space and independent of the locale.
+/// One leading '+' or '-' is allowed. No value for what is not a number, out of range or not finite.
+[[nodiscard]] std::optional<int32_t> ParseInt32(std::string_view text);
+[[nodiscard]] std::optional<double> ParseDouble(std::string_view text);
 
 } // namespace rlib

@@ -1,3 +1,4 @@
+// Paths of files and folders.
 #pragma once
 
 #include <compare>
@@ -7,8 +8,8 @@
 
 namespace rlib {
 
-// A file-system path, its text kept exactly as it was given: nothing is normalised, and it may be of another
-// platform than this one.
+/// A file-system path, its text kept exactly as it was given: nothing is normalised, and it may be of another
+/// platform than this one.
 class Path {
 public:
   Path() = default;
@@ -18,17 +19,17 @@ public:
 
   const String& str() const { return m_Text; }
   const char* c_str() const { return m_Text.c_str(); }
-  std::size_t size() const { return m_Text.size(); }
+  size_t size() const { return m_Text.size(); }
   bool empty() const { return m_Text.empty(); }
 
-  // Extension of the last component ("txt", or ".txt" with the dot); empty when there is none. A leading dot
-  // (".bashrc") and a trailing one ("name.") begin no extension.
+  /// Extension of the last component ("txt", or ".txt" with the dot); empty when there is none. A leading dot
+  /// (".bashrc") and a trailing one ("name.") begin no extension.
   String Extension(bool withDot = false) const;
 
-  // Text before the last slash: "/" for "/a", empty without a slash.
+  /// Text before the last slash: "/" for "/a", empty without a slash.
   Path Parent() const;
 
-  // The component inside this folder. An absolute component, or an empty folder, gives the component itself.
+  /// The component inside this folder. An absolute component, or an empty folder, gives the component itself.
   Path operator/(const Path& component) const;
 
   friend bool operator==(const Path&, const Path&) = default;

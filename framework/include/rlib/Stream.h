@@ -1,3 +1,4 @@
+// Text output: what all streams share, and standard output and standard error.
 #pragma once
 
 #include <mutex>
@@ -7,14 +8,15 @@
 #include <utility>
 #include <vector>
 
+#include "rlib/Result.h"
 #include "rlib/String.h"
 
 namespace rlib {
 
-// What streams have in common.
+/// What streams have in common.
 class Stream {
 public:
-  // End of line: the platform's default (a line feed here), a line feed, or carriage return and line feed.
+  /// End of line: the platform's default (a line feed here), a line feed, or carriage return and line feed.
   enum eolType { k_EolDefault = 0, k_EolUnix = 1, k_EolWindows = 2 };
 
   constexpr Stream() = default;
@@ -22,17 +24,17 @@ public:
   Stream(const Stream&) = delete;
   Stream& operator=(const Stream&) = delete;
 
-  // Ends the use of the stream. With discard, text not written yet is dropped.
+  /// Ends the use of the stream. With discard, text not written yet is dropped.
   virtual void Close(bool discard = false) = 0;
 };
 
-// A sink for text. Each kind of sink says what becomes of failures and whether threads may share it.
+/// A sink for text. Each kind of sink says what becomes of failures and whether threads may share it.
 class OutStream : public Stream {
 public:
   constexpr OutStream() = default;
 
   void Put(const String& text) { Write(text); }
-  // Line feeds inside the text are written as the given end of line; none is added.
+  /// Line feeds inside the text are written as the given end of line; none is added.
   void Put(const char* text, eolType eol = k_EolDefault);
   void PutEOL(eolType eol = k_EolDefault) { EndLine(eol == k_EolWindows ? "\r\n" : "\n"); }
 
@@ -41,23 +43,23 @@ protected:
   virtual void EndLine(std::string_view eol) { Write(eol); }
 };
 
-// Line-wise output to a file descriptor that it does not own. Text accumulates per thread until that thread's
-// PutEOL, which writes the whole line in one go, so lines of different threads never mix.
-// A failed write is noted as an output failure of the process (Failures.h), reported once as one line on the
-// stream for complaints, and everything put later is dropped. Never throws. The process must ignore SIGPIPE.
+/// Line-wise output to a file descriptor that it does not own. Text accumulates per thread until that
+/// thread's PutEOL, which writes the whole line in one go, so lines of different threads never mix. A failed
+/// write is noted as an output failure of the process (Failures.h), reported once as one line on the stream
+/// for complaints, and everything put later is dropped. Never throws. The process must ignore SIGPIPE.
 class LineStream : public OutStream {
 public:
   constexpr LineStream(int fd, const char* name, LineStream* complaints = nullptr)
       : m_Fd(fd), m_Name(name), m_Complaints(complaints) {}
 
-  // One whole line, without touching text that is still accumulating.
+  /// One whole line, without touching text that is still accumulating.
   void PutLine(const String& text);
 
-  // Writes (or drops) what all threads have accumulated without an end of line. The stream stays usable.
+  /// Writes (or drops) what all threads have accumulated without an end of line. The stream stays usable.
   void Close(bool discard = false) override;
 
-  // For tests: lines go into the text instead of the descriptor until Capture(nullptr). Text that accumulates
-  // is captured when its line ends.
+  /// For tests: lines go into the text instead of the descriptor until Capture(nullptr). Text that
+  /// accumulates is captured when its line ends.
   void Capture(std::string* sink);
 
 protected:
@@ -65,9 +67,10 @@ protected:
   void EndLine(std::string_view eol) override;
 
 private:
-  // Returns the error to complain about, 0 when there is none. Under the lock.
-  int Emit(std::string_view line);
-  void Complain(int error);
+  /// Fails only once: what is to be complained about. Under the lock.
+  Result<> Emit(std::string_view line);
+  /// Notes and reports a line that could not be written. Without the lock.
+  void Complain(const Result<>& written);
   std::string& Pending();
 
   const int m_Fd;
@@ -79,8 +82,8 @@ private:
   bool m_Failed = false;
 };
 
-// Standard output and standard error. Usable from any thread and at any time, static initialisation and
-// destruction included; never destroyed.
+/// Standard output and standard error. Usable from any thread and at any time, static initialisation and
+/// destruction included; never destroyed.
 extern LineStream& stdOut;
 extern LineStream& stdErr;
 

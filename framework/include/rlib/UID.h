@@ -1,3 +1,4 @@
+// Identifiers of types, messages and everything else that must be told apart.
 #pragma once
 
 #include <array>
@@ -10,25 +11,25 @@
 
 namespace rlib {
 
-// A 128-bit identifier. Ordered by unsigned bytes.
+/// A 128-bit identifier. Ordered by unsigned bytes.
 class UID {
 public:
-  using Raw = std::array<std::uint8_t, 16>;
+  using Raw = std::array<uint8_t, 16>;
 
-  // The null identifier, or a fresh random one.
+  /// The null identifier, or a fresh random one.
   explicit UID(bool fresh = false);
   constexpr explicit UID(const Raw& bytes) : m_Bytes(bytes) {}
 
-  // The all-zero identifier. Initialised before any dynamic initialiser runs.
+  /// The all-zero identifier. Initialised before any dynamic initialiser runs.
   static const UID Null;
 
   bool IsNull() const { return *this == Null; }
   const Raw& Bytes() const { return m_Bytes; }
 
-  // Lower case, "00000000-0000-0000-0000-000000000000" for the null identifier.
+  /// Lower case, "00000000-0000-0000-0000-000000000000" for the null identifier.
   String ToString() const;
 
-  // Takes the 36 characters of ToString's form, in any case. Anything else gives false and changes nothing.
+  /// Takes the 36 characters of ToString's form, in any case. Anything else gives false and changes nothing.
   [[nodiscard]] bool FromString(const String& text);
 
   friend bool operator==(const UID&, const UID&) = default;
@@ -44,5 +45,5 @@ std::ostream& operator<<(std::ostream& out, const UID& uid);
 
 template <>
 struct std::hash<rlib::UID> {
-  std::size_t operator()(const rlib::UID& uid) const noexcept;
+  size_t operator()(const rlib::UID& uid) const noexcept;
 };

@@ -53,7 +53,7 @@ TEST_F(ClientTest, MessagesThatNoSlotTakesReachOnUnhandledMessage) {
 
 TEST_F(ClientTest, ALogDumpMessageMakesADumpFile) {
   TempFolder folder;
-  ASSERT_EQ(rlib::Log::Open("tester", Path(folder.Name()), rlib::Log::k_Debug, rlib::Log::k_Nothing), "");
+  ASSERT_TRUE(rlib::Log::Open("tester", Path(folder.Name()), rlib::Log::k_Debug, rlib::Log::k_Nothing));
   const size_t before = folder.Count();
   m_App.m_OnProducts = [this] {
     m_Master.Post([this](Link& link) { m_Master.Push(link, *MessageFactory::Create<LogDumpMsg>()); });
