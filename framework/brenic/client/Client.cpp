@@ -17,27 +17,6 @@ namespace {
 std::unique_ptr<Client> s_Client;
 std::once_flag s_Once;
 
-/// The request in the user's words, to follow "The Master refused to ".
-const char* Describe(const Message& message) {
-  static const std::pair<const UID&, const char*> k_Descriptions[] = {
-      {SetMasterOptionsMsg::s_Type, "set options"},
-      {GetMasterOptionsMsg::s_Type, "tell its options"},
-      {SetMasterLimitsMsg::s_Type, "set limits"},
-      {SetMasterRestrictionsMsg::s_Type, "change restrictions"},
-      {PathTranslationsMsg::s_Type, "change the path translations"},
-      {ProductMsg::s_Type, "install the product"},
-      {RemoveProductMsg::s_Type, "remove the product"},
-      {LogDumpMsg::s_Type, "dump the logs"},
-      {ShutdownMsg::s_Type, "shut the system down"},
-      {MachineMsg::s_Type, "reboot or shut down its machine"},
-  };
-  for (const auto& [type, text] : k_Descriptions) {
-    if (message.Type() == type)
-      return text;
-  }
-  return message.ClassName();
-}
-
 Client::Clock::time_point Deadline(float seconds) {
   constexpr float k_Longest = 1e9F; // beyond what a clock holds
   if (seconds < 0 || !(seconds < k_Longest))
@@ -112,7 +91,7 @@ void Client::Send(const shared_ptr<Message>& message) {
   const bool isShutdown = message->Type() == ShutdownMsg::s_Type;
 
   std::lock_guard lock(m_Mutex);
-  m_Pending.emplace(message->m_ID, Pending{Describe(*message), isShutdown});
+  m_Pending.emplace(message->m_ID, Pending{message->Description().m_Words, isShutdown});
   if (m_Ended)
     return;
   asio::post(m_Io, [this, id = message->m_ID, isShutdown, bytes = std::move(bytes)]() mutable {

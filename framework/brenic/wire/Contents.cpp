@@ -1,10 +1,6 @@
 #include "wire/Contents.h"
 
-#include "brenic/MessageFactory.h"
-#include "brenic/PathTranslationsMsg.h"
-#include "brenic/ProductMessages.h"
-#include "brenic/SettingsMessages.h"
-#include "brenic/SystemMessages.h"
+#include "brenic/MessageClasses.h"
 
 namespace brenic::wire {
 
@@ -166,58 +162,43 @@ void Exchange(typename Direction::template Ref<MachineMsg> message, Machine* wir
   Direction::Id(message.m_Machine, wire->mutable_machine());
 }
 
-template <typename Msg, Envelope::ContentsCase k_Case, auto k_Mutable>
-struct Row {
-  static bool Write(const Message& message, Envelope& envelope) {
-    if (message.Type() != Msg::s_Type)
-      return false;
-    Exchange<Writing>(static_cast<const Msg&>(message), (envelope.*k_Mutable)());
-    return true;
-  }
-  static bool Read(Envelope& envelope, shared_ptr<Message>& message) {
-    if (envelope.contents_case() != k_Case)
-      return false;
-    const auto typed = MessageFactory::Create<Msg>();
-    Exchange<Reading>(*typed, (envelope.*k_Mutable)());
-    message = typed;
-    return true;
-  }
-  static bool Name(const Envelope& envelope, const char*& name) {
-    if (envelope.contents_case() != k_Case)
-      return false;
-    name = Msg::k_ClassName;
-    return true;
-  }
+/// The place of a class's contents in an envelope. A class of the list that has none does not compile.
+template <typename Class>
+struct Place;
+
+template <Envelope::ContentsCase k_ContentsCase, auto k_MutableField>
+struct PlaceOf {
+  static constexpr Envelope::ContentsCase k_Case = k_ContentsCase;
+  static auto* Field(Envelope& envelope) { return (envelope.*k_MutableField)(); }
 };
 
-template <typename... Rows>
-struct Table {
-  static bool Write(const Message& message, Envelope& envelope) {
-    return (Rows::Write(message, envelope) || ...);
-  }
-  static bool Read(Envelope& envelope, shared_ptr<Message>& message) {
-    return (Rows::Read(envelope, message) || ...);
-  }
-  static const char* Name(const Envelope& envelope) {
-    const char* name = nullptr;
-    (void)(Rows::Name(envelope, name) || ...);
-    return name;
-  }
+template <>
+struct Place<SetMasterOptionsMsg>
+    : PlaceOf<Envelope::kSetMasterOptions, &Envelope::mutable_set_master_options> {};
+template <>
+struct Place<GetMasterOptionsMsg>
+    : PlaceOf<Envelope::kGetMasterOptions, &Envelope::mutable_get_master_options> {};
+template <>
+struct Place<SetMasterLimitsMsg> : PlaceOf<Envelope::kSetMasterLimits, &Envelope::mutable_set_master_limits> {
 };
-
-using Classes =
-    Table<Row<SetMasterOptionsMsg, Envelope::kSetMasterOptions, &Envelope::mutable_set_master_options>,
-          Row<GetMasterOptionsMsg, Envelope::kGetMasterOptions, &Envelope::mutable_get_master_options>,
-          Row<SetMasterLimitsMsg, Envelope::kSetMasterLimits, &Envelope::mutable_set_master_limits>,
-          Row<SetMasterRestrictionsMsg, Envelope::kSetMasterRestrictions,
-              &Envelope::mutable_set_master_restrictions>,
-          Row<PathTranslationsMsg, Envelope::kPathTranslations, &Envelope::mutable_path_translations>,
-          Row<ProductMsg, Envelope::kProduct, &Envelope::mutable_product>,
-          Row<RemoveProductMsg, Envelope::kRemoveProduct, &Envelope::mutable_remove_product>,
-          Row<EndProductsMsg, Envelope::kEndProducts, &Envelope::mutable_end_products>,
-          Row<LogDumpMsg, Envelope::kLogDump, &Envelope::mutable_log_dump>,
-          Row<ShutdownMsg, Envelope::kShutdown, &Envelope::mutable_shutdown>,
-          Row<MachineMsg, Envelope::kMachine, &Envelope::mutable_machine>>;
+template <>
+struct Place<SetMasterRestrictionsMsg>
+    : PlaceOf<Envelope::kSetMasterRestrictions, &Envelope::mutable_set_master_restrictions> {};
+template <>
+struct Place<PathTranslationsMsg>
+    : PlaceOf<Envelope::kPathTranslations, &Envelope::mutable_path_translations> {};
+template <>
+struct Place<ProductMsg> : PlaceOf<Envelope::kProduct, &Envelope::mutable_product> {};
+template <>
+struct Place<RemoveProductMsg> : PlaceOf<Envelope::kRemoveProduct, &Envelope::mutable_remove_product> {};
+template <>
+struct Place<EndProductsMsg> : PlaceOf<Envelope::kEndProducts, &Envelope::mutable_end_products> {};
+template <>
+struct Place<LogDumpMsg> : PlaceOf<Envelope::kLogDump, &Envelope::mutable_log_dump> {};
+template <>
+struct Place<ShutdownMsg> : PlaceOf<Envelope::kShutdown, &Envelope::mutable_shutdown> {};
+template <>
+struct Place<MachineMsg> : PlaceOf<Envelope::kMachine, &Envelope::mutable_machine> {};
 
 } // namespace
 
@@ -237,17 +218,32 @@ shared_ptr<brenic::Product> FromWire(const Product& wire) {
 
 void ToWire(const Message& message, Envelope& envelope) {
   envelope.set_id(IdentifierBytes(message.m_ID));
-  if (!Classes::Write(message, envelope))
-    throw std::logic_error(std::string("no wire form for ") + message.ClassName());
+  VisitMessage(message, [&]<typename Class>(const Class& typed) {
+    Exchange<Writing>(typed, Place<Class>::Field(envelope));
+  });
 }
 
 const char* ClassName(const Envelope& envelope) {
-  return Classes::Name(envelope);
+  const char* name = nullptr;
+  (void)AnyMessageClass([&]<typename Class>(std::type_identity<Class>) {
+    if (envelope.contents_case() == Place<Class>::k_Case)
+      name = Class::k_Description.m_ClassName;
+    return name != nullptr;
+  });
+  return name;
 }
 
 shared_ptr<Message> FromWire(Envelope& envelope) {
   shared_ptr<Message> message;
-  if (Classes::Read(envelope, message))
+  (void)AnyMessageClass([&]<typename Class>(std::type_identity<Class>) {
+    if (envelope.contents_case() != Place<Class>::k_Case)
+      return false;
+    const auto typed = boost::make_shared<Class>();
+    Exchange<Reading>(*typed, Place<Class>::Field(envelope));
+    message = typed;
+    return true;
+  });
+  if (message)
     message->m_ID = Identifier(envelope.id());
   return message;
 }

@@ -1,6 +1,7 @@
 // The base of every message between a client and the Master.
 #pragma once
 
+#include "brenic/MessageDescription.h"
 #include "brenic/Signal1.h"
 #include "brenic/Types.h"
 
@@ -14,26 +15,34 @@ public:
   /// The identifier by which delivery is awaited: fresh for a message made by MessageFactory.
   UID m_ID;
 
+  virtual const MessageDescription& Description() const = 0;
+
   /// The class's s_Type.
-  virtual const UID& Type() const = 0;
-  virtual const char* ClassName() const = 0;
+  const UID& Type() const { return Description().m_Type; }
+  const char* ClassName() const { return Description().m_ClassName; }
 
   /// Emits the class's s_Signal with `message`, which must be this object; returns how many slots took it.
   virtual size_t EmitTo(const shared_ptr<Message>& message) const = 0;
 };
 
-/// Gives a message class its s_Type and s_Signal. `Class` has a static `k_ClassName`.
+/// Gives a message class its s_Type and s_Signal. `Class` has a static constexpr `k_Description`, and a
+/// static `Fields` that calls a visitor with the name and a reference of each of its fields, of a message or
+/// of a const one.
 template <typename Class>
 class MessageOf : public Message {
 public:
   static const UID s_Type;
   static Signal1<const shared_ptr<Class>&> s_Signal;
 
-  const UID& Type() const override { return s_Type; }
-  const char* ClassName() const override { return Class::k_ClassName; }
+  const MessageDescription& Description() const override { return Class::k_Description; }
   size_t EmitTo(const shared_ptr<Message>& message) const override {
     return s_Signal.Emit(boost::static_pointer_cast<Class>(message));
   }
 };
+
+template <typename Class>
+const UID MessageOf<Class>::s_Type = Class::k_Description.m_Type;
+template <typename Class>
+Signal1<const shared_ptr<Class>&> MessageOf<Class>::s_Signal;
 
 } // namespace brenic

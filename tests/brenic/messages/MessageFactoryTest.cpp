@@ -24,7 +24,7 @@ using Classes = testing::Types<SetMasterOptionsMsg, GetMasterOptionsMsg, SetMast
 struct Names {
   template <typename Class>
   static std::string GetName(int) {
-    return Class::k_ClassName;
+    return Class::k_Description.m_ClassName;
   }
 };
 TYPED_TEST_SUITE(MessageClassTest, Classes, Names);
@@ -34,7 +34,7 @@ TYPED_TEST(MessageClassTest, IsMadeByItsType) {
   ASSERT_TRUE(message);
   EXPECT_TRUE(boost::dynamic_pointer_cast<TypeParam>(message));
   EXPECT_EQ(message->Type(), TypeParam::s_Type);
-  EXPECT_STREQ(message->ClassName(), TypeParam::k_ClassName);
+  EXPECT_STREQ(message->ClassName(), TypeParam::k_Description.m_ClassName);
 }
 
 TYPED_TEST(MessageClassTest, GetsAFreshIdentifierEveryTime) {
