@@ -2,32 +2,61 @@
 
 #include "brenic/Options.h"
 #include "rlib/Number.h"
-#include "wire/Contents.h"
 
 namespace brenic::master {
 
-void Farm::Take(const Effect& effect) {
-  if (!effect.m_Options.empty()) {
-    OptionMap& options = effect.m_OptionsType.IsNull() ? m_Options : m_TypeOptions[effect.m_OptionsType];
-    for (const auto& [name, value] : effect.m_Options)
-      options[name] = value; // an existing entry keeps the spelling of its name
+namespace {
+
+/// Sets the state after a step, or takes away what has none.
+template <typename Map, typename Key, typename State>
+void Put(Map& map, const Key& key, const std::optional<State>& after) {
+  if (after)
+    map[key] = *after; // an existing entry keeps the spelling of its name
+  else
+    map.erase(key);
+}
+
+} // namespace
+
+void Farm::Take(const Change& change) {
+  for (const OptionChange& option : change.m_Options) {
+    if (option.m_Section.IsNull()) {
+      Put(m_Options, option.m_Name, option.m_Value.m_After);
+      continue;
+    }
+    OptionMap& options = m_TypeOptions[option.m_Section];
+    Put(options, option.m_Name, option.m_Value.m_After);
+    if (options.empty())
+      m_TypeOptions.erase(option.m_Section);
   }
-  for (const auto& [type, limit] : effect.m_Limits)
-    m_Limits[type] = limit;
-  for (const auto& [name, add] : effect.m_Restrictions) {
-    if (add)
+  if (const auto& limits = change.m_UserLimits) {
+    const String text = Applied(*limits, Option(limits->m_Name));
+    Put(m_Options, limits->m_Name, limits->m_SetAfter ? std::optional(text) : std::nullopt);
+  }
+  for (const auto& [type, limit] : change.m_Limits)
+    Put(m_Limits, type, limit.m_After);
+  for (const auto& [name, on] : change.m_Restrictions) {
+    if (on)
       m_Restrictions.insert(name);
     else
       m_Restrictions.erase(name);
   }
-  if (effect.m_Translations)
-    m_Translations = *effect.m_Translations;
-  if (effect.m_Install)
-    m_Products.Install(effect.m_Install);
-  if (effect.m_Remove && effect.m_Remove->IsNull())
-    m_Products.Reset();
-  else if (effect.m_Remove)
-    m_Products.Remove(*effect.m_Remove);
+  if (!change.m_Translations.IsEmpty())
+    m_Translations = Applied(change.m_Translations, std::move(m_Translations));
+  if (!change.m_Products.empty()) {
+    ProductCatalogue::States states;
+    for (const auto& [type, product] : change.m_Products)
+      states.emplace(type, product.m_After);
+    m_Products.Customise(states);
+  }
+}
+
+const OptionMap& Farm::OptionsOf(const UID& section) const {
+  static const OptionMap s_None;
+  if (section.IsNull())
+    return m_Options;
+  const auto found = m_TypeOptions.find(section);
+  return found == m_TypeOptions.end() ? s_None : found->second;
 }
 
 String Farm::Option(const String& name) const {
@@ -36,24 +65,23 @@ String Farm::Option(const String& name) const {
 }
 
 unsigned Farm::DefaultIdleTimeout() const {
-  const std::optional<int32_t> minutes = rlib::ParseInt32(Option(o_DefaultIdleTimeout));
+  const auto minutes = rlib::ParseInt32(Option(o_DefaultIdleTimeout));
   return minutes && *minutes > 0 ? static_cast<unsigned>(*minutes) : 0;
 }
 
-std::string EncodeTranslations(const rlib::vector<TranslationSet>& translations) {
-  PathTranslationsMsg message;
-  message.m_Translations = translations;
-  wire::Envelope envelope;
-  wire::ToWire(message, envelope);
-  return envelope.path_translations().SerializeAsString();
+String Applied(const UserLimitsChange& change, const String& text) {
+  const auto pieces = change.m_Pieces.AppliedTo(SplitPieces(text));
+  if (!pieces)
+    throw new Exception("The user limits are not those that were changed: " + pieces.Reason());
+  return JoinPieces(*pieces);
 }
 
-rlib::vector<TranslationSet> DecodeTranslations(const std::string& bytes) {
-  wire::Envelope envelope;
-  envelope.set_id(wire::IdentifierBytes(UID::Null));
-  if (!envelope.mutable_path_translations()->ParseFromString(bytes))
-    throw wire::Malformed("path translations that cannot be decoded");
-  return boost::static_pointer_cast<PathTranslationsMsg>(wire::FromWire(envelope))->m_Translations;
+rlib::vector<TranslationSet> Applied(const ListDifference<TranslationSet>& change,
+                                     rlib::vector<TranslationSet> translations) {
+  auto after = change.AppliedTo(std::move(translations));
+  if (!after)
+    throw new Exception("The path translations are not those that were changed: " + after.Reason());
+  return std::move(*after);
 }
 
 } // namespace brenic::master

@@ -1,49 +1,41 @@
-// What the Master holds for its farm, as values.
+// What the Master holds for its farm, as a value.
 #pragma once
 
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/SettingsMessages.h"
+#include "farm/Change.h"
 #include "farm/ProductCatalogue.h"
 
 namespace brenic::master {
 
-/// What one request changes. Empty members change nothing.
-struct Effect {
-  UID m_OptionsType = UID(false); // whose options are set; null for the global ones
-  OptionMap m_Options;
-  rlib::map<UID, int> m_Limits;
-  rlib::map<String, bool> m_Restrictions;
-  std::optional<rlib::vector<TranslationSet>> m_Translations; // the whole list
-  shared_ptr<const Product> m_Install;
-  std::optional<UID> m_Remove; // a product type; the null identifier goes back to the defaults
-
-  bool ChangesProducts() const { return m_Install || m_Remove; }
-};
-
 struct Farm {
   OptionMap m_Options;
-  rlib::map<UID, OptionMap> m_TypeOptions;
-  rlib::map<UID, int> m_Limits; // -1: no limit
+  rlib::map<UID, OptionMap> m_TypeOptions; // none of them empty
+  rlib::map<UID, int> m_Limits;            // -1: no limit
   std::set<String> m_Restrictions;
   rlib::vector<TranslationSet> m_Translations;
   ProductCatalogue m_Products;
 
-  void Take(const Effect& effect);
+  /// Throws Exception* when the change was made from another state than this, as far as its lists tell.
+  void Take(const Change& change);
 
-  /// The empty text when the option was never set.
+  /// Those of a product type, or the global ones for the null type; none when none is set.
+  const OptionMap& OptionsOf(const UID& section) const;
+  /// The empty text when the global option was never set.
   String Option(const String& name) const;
   /// Minutes; 0 when the option is unset.
   unsigned DefaultIdleTimeout() const;
 };
 
-/// The list in its one form on the wire, from which its basis is computed.
-std::string EncodeTranslations(const rlib::vector<TranslationSet>& translations);
-/// Throws wire::Malformed.
-rlib::vector<TranslationSet> DecodeTranslations(const std::string& bytes);
+/// What the change makes of the text of the user limits. Throws Exception* when it was made from another
+/// text.
+String Applied(const UserLimitsChange& change, const String& text);
+/// The list of path translations after the change. Throws Exception* when it was made from another one.
+rlib::vector<TranslationSet> Applied(const ListDifference<TranslationSet>& change,
+                                     rlib::vector<TranslationSet> translations);
 
 } // namespace brenic::master

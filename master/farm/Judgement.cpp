@@ -2,24 +2,29 @@
 
 #include <fmt/core.h>
 
+#include "brenic/MessageClasses.h"
 #include "brenic/MessageFactory.h"
 #include "brenic/Options.h"
-#include "brenic/ProductMessages.h"
-#include "brenic/SystemMessages.h"
 #include "farm/ProductCheck.h"
 #include "farm/TextCheck.h"
 #include "rlib/Escape.h"
 #include "rlib/Number.h"
+#include "wire/Contents.h"
 #include "wire/Digest.h"
-#include "wire/Frames.h"
+#include "wire/WholeValue.h"
 
 namespace brenic::master {
 
 namespace {
 
-Judgement Refuse(const String& reason) {
-  return {reason, {}, nullptr};
-}
+using rlib::Failure;
+using rlib::Result;
+
+/// What a request is judged by.
+struct Bench {
+  const Farm& m_Farm;
+  const MachineCommandLines& m_Commands;
+};
 
 /// The beginning of a text, fit to be shown in a refusal.
 std::string Shown(const String& text) {
@@ -28,194 +33,241 @@ std::string Shown(const String& text) {
   return text.size() > k_Most ? shown + "..." : shown;
 }
 
-String CheckName(const char* field, const String& name) {
+Result<> CheckName(const char* field, const String& name) {
   if (name.empty())
-    return fmt::format("{}: a name is empty", field);
-  const String problem = CheckText(name, k_MaxName);
-  return problem.empty() ? k_Empty
-                         : String(fmt::format("{}: the name '{}': {}", field, Shown(name), problem.str()));
-}
-
-String CheckValue(const String& name, const String& value, bool global) {
-  const bool userLimits = global && name.CompareNoCase(o_UserLimits) == 0;
-  String problem = CheckText(value, userLimits ? k_MaxUserLimits : k_MaxValue);
-  if (global && name.CompareNoCase(o_DefaultIdleTimeout) == 0 && !value.empty()) {
-    const std::optional<int32_t> minutes = rlib::ParseInt32(value);
-    if (!minutes || *minutes < 0)
-      problem = "it must be a whole number of minutes";
-  }
-  return problem.empty()
-             ? k_Empty
-             : String(fmt::format("m_Options: the value of '{}': {}", Shown(name), problem.str()));
-}
-
-String CheckType(const char* field, const Farm& farm, const UID& type) {
-  if (farm.m_Products.Find(type))
-    return k_Empty;
-  return fmt::format("{}: there is no product of the type {}", field, type.ToString().str());
-}
-
-Judgement JudgeOne(const Farm& farm, const SetMasterOptionsMsg& message) {
-  Judgement judgement;
-  const bool global = message.m_Section.CompareNoCase(o_Distribution) == 0;
-  if (!global) {
-    if (!judgement.m_Effect.m_OptionsType.FromString(message.m_Section))
-      return Refuse(fmt::format("m_Section: '{}' is neither '{}' nor the identifier of a product type",
-                                Shown(message.m_Section), o_Distribution));
-    if (const String problem = CheckType("m_Section", farm, judgement.m_Effect.m_OptionsType);
-        !problem.empty())
-      return Refuse(problem);
-  }
-  for (const auto& [name, value] : message.m_Options) {
-    if (const String problem = CheckName("m_Options", name); !problem.empty())
-      return Refuse(problem);
-    if (const String problem = CheckValue(name, value, global); !problem.empty())
-      return Refuse(problem);
-  }
-  judgement.m_Effect.m_Options = message.m_Options;
-  return judgement;
-}
-
-Judgement JudgeOne(const Farm& farm, const GetMasterOptionsMsg& message) {
-  const auto reply = MessageFactory::Create<SetMasterOptionsMsg>();
-  reply->m_Section = o_Distribution;
-  for (const String& name : message.m_OptionNames) {
-    if (const String problem = CheckName("m_OptionNames", name); !problem.empty())
-      return Refuse(problem);
-    reply->m_Options.emplace(name, farm.Option(name));
-  }
-  return {k_Empty, {}, reply};
-}
-
-Judgement JudgeOne(const Farm& farm, const SetMasterLimitsMsg& message) {
-  Judgement judgement;
-  for (const auto& [type, limit] : message.m_Limits) {
-    if (const String problem = CheckType("m_Limits", farm, type); !problem.empty())
-      return Refuse(problem);
-    if (limit < -1)
-      return Refuse(
-          fmt::format("m_Limits: the limit {} of the type {} is below -1", limit, type.ToString().str()));
-  }
-  judgement.m_Effect.m_Limits = message.m_Limits;
-  return judgement;
-}
-
-Judgement JudgeOne(const Farm&, const SetMasterRestrictionsMsg& message) {
-  Judgement judgement;
-  for (const auto& restriction : message.m_Restrictions) {
-    if (const String problem = CheckName("m_Restrictions", restriction.first); !problem.empty())
-      return Refuse(problem);
-  }
-  judgement.m_Effect.m_Restrictions = message.m_Restrictions;
-  return judgement;
-}
-
-Judgement JudgeOne(const Farm&, const PathTranslationsMsg& message) {
-  const auto& translations = message.m_Translations;
-  if (translations.size() > k_MaxTranslationCount)
-    return Refuse(fmt::format("m_Translations: {} translations, where {} are allowed", translations.size(),
-                              k_MaxTranslationCount));
-  for (size_t i = 0; i < translations.size(); ++i) {
-    for (const auto& [platform, root] : translations[i]) {
-      if (platform < 0 || platform > 2)
-        return Refuse(fmt::format("m_Translations[{}]: there is no platform {}", i, platform));
-      if (const String problem = CheckText(root.str(), k_MaxRoot); !problem.empty())
-        return Refuse(
-            fmt::format("m_Translations[{}]: the root of the platform {}: {}", i, platform, problem.str()));
-    }
-  }
-  if (EncodeTranslations(translations).size() > wire::k_MaxTranslations)
-    return Refuse(fmt::format("m_Translations: the list exceeds {} bytes", wire::k_MaxTranslations));
-  Judgement judgement;
-  judgement.m_Effect.m_Translations = translations;
-  return judgement;
-}
-
-Judgement JudgeOne(const Farm& farm, const ProductMsg& message) {
-  const Product& product = *message.m_Product;
-  String problem = CheckDocument(product);
-  if (problem.empty())
-    problem = DescribeNameClash(farm.m_Products, product);
-  if (!problem.empty())
-    return Refuse("product: " + problem);
-  Judgement judgement;
-  judgement.m_Effect.m_Install = message.m_Product;
-  return judgement;
-}
-
-Judgement JudgeOne(const Farm& farm, const RemoveProductMsg& message) {
-  if (!message.m_ProductType.IsNull()) {
-    if (const String problem = CheckType("productType", farm, message.m_ProductType); !problem.empty())
-      return Refuse(problem);
-  }
-  Judgement judgement;
-  judgement.m_Effect.m_Remove = message.m_ProductType;
-  return judgement;
-}
-
-Judgement JudgeMachine(const MachineCommandLines& commands, const MachineMsg& message) {
-  const bool reboot = message.m_Command == MachineMsg::k_Reboot;
-  if (!reboot && message.m_Command != MachineMsg::k_Shutdown)
-    return Refuse(fmt::format("m_Command: there is no machine command {}", message.m_Command));
-  if (!message.m_Machine.IsNull())
-    return Refuse("m_Machine: the Master can only reboot or shut down its own machine");
-  if ((reboot ? commands.m_Reboot : commands.m_Shutdown).empty())
-    return Refuse(fmt::format("this Master is not set up to {} its machine; its configuration has no {}",
-                              reboot ? "reboot" : "shut down", reboot ? "RebootCommand" : "ShutdownCommand"));
+    return Failure(fmt::format("{}: a name is empty", field));
+  if (const auto text = CheckText(name, k_MaxName); !text)
+    return Failure(fmt::format("{}: the name '{}': {}", field, Shown(name), text.Reason().str()));
   return {};
 }
 
-template <typename Class>
-bool Try(const Farm& farm, const Message& message, Judgement& judgement) {
-  if (message.Type() != Class::s_Type)
-    return false;
-  judgement = JudgeOne(farm, static_cast<const Class&>(message));
-  return true;
+Result<> CheckMinutes(const String& text) {
+  const auto minutes = rlib::ParseInt32(text);
+  if (!text.empty() && (!minutes || *minutes < 0))
+    return Failure("it must be a whole number of minutes");
+  return {};
 }
 
-template <typename... Classes>
-bool TryEach(const Farm& farm, const Message& message, Judgement& judgement) {
-  return (Try<Classes>(farm, message, judgement) || ...);
+Result<> CheckValue(const String& name, const String& value, bool global) {
+  const bool userLimits = global && name.CompareNoCase(o_UserLimits) == 0;
+  Result<> check = CheckText(value, userLimits ? k_MaxUserLimits : k_MaxValue);
+  if (global && name.CompareNoCase(o_DefaultIdleTimeout) == 0) {
+    if (const auto minutes = CheckMinutes(value); !minutes)
+      check = minutes.Why();
+  }
+  if (!check)
+    return Failure(fmt::format("m_Options: the value of '{}': {}", Shown(name), check.Reason().str()));
+  return {};
+}
+
+Result<> CheckType(const char* field, const Farm& farm, const UID& type) {
+  if (!farm.m_Products.Find(type))
+    return Failure(fmt::format("{}: there is no product of the type {}", field, type.ToString().str()));
+  return {};
+}
+
+/// The section's product type, null for the global options.
+Result<UID> SectionOf(const Farm& farm, const String& section) {
+  if (section.CompareNoCase(o_Distribution) == 0)
+    return UID::Null;
+  UID type;
+  if (!type.FromString(section))
+    return Failure(fmt::format("m_Section: '{}' is neither '{}' nor the identifier of a product type",
+                               Shown(section), o_Distribution));
+  if (const auto check = CheckType("m_Section", farm, type); !check)
+    return check.Why();
+  return type;
+}
+
+void SetOption(const Farm& farm, const UID& section, const String& name, const String& value,
+               Change& change) {
+  const OptionMap& options = farm.OptionsOf(section);
+  const auto current = options.find(name);
+  const bool isSet = current != options.end();
+  if (isSet && current->second == value)
+    return;
+  const String& kept = isSet ? current->first : name;
+  if (section.IsNull() && name.CompareNoCase(o_UserLimits) == 0) {
+    const String& before = isSet ? current->second : k_Empty;
+    change.m_UserLimits = UserLimitsChange{
+        kept, isSet, true, ListDifference<String>::Between(SplitPieces(before), SplitPieces(value))};
+    return;
+  }
+  change.m_Options.push_back({section, kept, {isSet ? std::optional(current->second) : std::nullopt, value}});
+}
+
+Result<Judgement> JudgeAs(const Bench& bench, const SetMasterOptionsMsg& message) {
+  const auto section = SectionOf(bench.m_Farm, message.m_Section);
+  if (!section)
+    return section.Why();
+  Judgement judgement;
+  for (const auto& [name, value] : message.m_Options) {
+    if (const auto check = CheckName("m_Options", name); !check)
+      return check.Why();
+    if (const auto check = CheckValue(name, value, section->IsNull()); !check)
+      return check.Why();
+    SetOption(bench.m_Farm, *section, name, value, judgement.m_Change);
+  }
+  return judgement;
+}
+
+Result<Judgement> JudgeAs(const Bench& bench, const GetMasterOptionsMsg& message) {
+  const auto reply = MessageFactory::Create<SetMasterOptionsMsg>();
+  reply->m_Section = o_Distribution;
+  for (const String& name : message.m_OptionNames) {
+    if (const auto check = CheckName("m_OptionNames", name); !check)
+      return check.Why();
+    reply->m_Options.emplace(name, bench.m_Farm.Option(name));
+  }
+  return Judgement{{}, reply, {}};
+}
+
+Result<Judgement> JudgeAs(const Bench& bench, const SetMasterLimitsMsg& message) {
+  Judgement judgement;
+  const auto& limits = bench.m_Farm.m_Limits;
+  for (const auto& [type, limit] : message.m_Limits) {
+    if (const auto check = CheckType("m_Limits", bench.m_Farm, type); !check)
+      return check.Why();
+    if (limit < -1)
+      return Failure(
+          fmt::format("m_Limits: the limit {} of the type {} is below -1", limit, type.ToString().str()));
+    const auto current = limits.find(type);
+    const auto before = current != limits.end() ? std::optional(current->second) : std::nullopt;
+    if (before != limit)
+      judgement.m_Change.m_Limits[type] = {before, limit};
+  }
+  return judgement;
+}
+
+Result<Judgement> JudgeAs(const Bench& bench, const SetMasterRestrictionsMsg& message) {
+  Judgement judgement;
+  for (const auto& [name, on] : message.m_Restrictions) {
+    if (const auto check = CheckName("m_Restrictions", name); !check)
+      return check.Why();
+    if (bench.m_Farm.m_Restrictions.contains(name) != on)
+      judgement.m_Change.m_Restrictions[name] = on;
+  }
+  return judgement;
+}
+
+/// Whether the list may exceed what a frame to a client can carry. Encodes only one that is near it.
+bool IsTooLong(const rlib::vector<TranslationSet>& translations) {
+  constexpr size_t k_MostAround = 32; // bytes that the encoding adds to a root or a set, at most
+  size_t bytes = 0;
+  for (const TranslationSet& set : translations) {
+    bytes += k_MostAround;
+    for (const auto& entry : set)
+      bytes += entry.second.size() + k_MostAround;
+  }
+  return bytes > wire::k_MaxTranslations &&
+         wire::EncodeTranslations(translations).size() > wire::k_MaxTranslations;
+}
+
+Result<Judgement> JudgeAs(const Bench& bench, const PathTranslationsMsg& message) {
+  const auto& translations = message.m_Translations;
+  if (translations.size() > k_MaxTranslationCount)
+    return Failure(fmt::format("m_Translations: {} translations, where {} are allowed", translations.size(),
+                               k_MaxTranslationCount));
+  for (size_t i = 0; i < translations.size(); ++i) {
+    for (const auto& [platform, root] : translations[i]) {
+      if (platform < 0 || platform > 2)
+        return Failure(fmt::format("m_Translations[{}]: there is no platform {}", i, platform));
+      if (const auto check = CheckText(root.str(), k_MaxRoot); !check)
+        return Failure(fmt::format("m_Translations[{}]: the root of the platform {}: {}", i, platform,
+                                   check.Reason().str()));
+    }
+  }
+  if (IsTooLong(translations))
+    return Failure(fmt::format("m_Translations: the list exceeds {} bytes", wire::k_MaxTranslations));
+  Judgement judgement;
+  judgement.m_Change.m_Translations =
+      ListDifference<TranslationSet>::Between(bench.m_Farm.m_Translations, translations);
+  return judgement;
+}
+
+void SetProduct(const Farm& farm, const UID& type, const std::optional<Customisation>& after,
+                Change& change) {
+  const auto before = farm.m_Products.CustomisationOf(type);
+  if (before != after)
+    change.m_Products[type] = {before, after};
+}
+
+Result<Judgement> JudgeAs(const Bench& bench, const ProductMsg& message) {
+  const Product& product = *message.m_Product;
+  auto check = CheckDocument(product);
+  if (check)
+    check = CheckNames(bench.m_Farm.m_Products, product);
+  if (!check)
+    return Failure("product: " + check.Reason());
+  Judgement judgement;
+  SetProduct(bench.m_Farm, product.Type(), Customisation{message.m_Product}, judgement.m_Change);
+  judgement.m_ProductTold = product.Type();
+  return judgement;
+}
+
+Result<Judgement> JudgeAs(const Bench& bench, const RemoveProductMsg& message) {
+  const UID& type = message.m_ProductType;
+  Judgement judgement;
+  judgement.m_ProductTold = type;
+  if (type.IsNull()) {
+    for (const auto& entry : bench.m_Farm.m_Products.Customised())
+      SetProduct(bench.m_Farm, entry.first, std::nullopt, judgement.m_Change);
+    return judgement;
+  }
+  if (const auto check = CheckType("productType", bench.m_Farm, type); !check)
+    return check.Why();
+  // A default product stays removed; of another one nothing is left.
+  const bool isDefault = bench.m_Farm.m_Products.IsDefault(type);
+  SetProduct(bench.m_Farm, type, isDefault ? std::optional(Customisation()) : std::nullopt,
+             judgement.m_Change);
+  return judgement;
+}
+
+Result<Judgement> JudgeAs(const Bench&, const LogDumpMsg&) {
+  return Judgement();
+}
+
+Result<Judgement> JudgeAs(const Bench&, const ShutdownMsg&) {
+  return Judgement();
+}
+
+Result<Judgement> JudgeAs(const Bench& bench, const MachineMsg& message) {
+  const bool reboot = message.m_Command == MachineMsg::k_Reboot;
+  if (!reboot && message.m_Command != MachineMsg::k_Shutdown)
+    return Failure(fmt::format("m_Command: there is no machine command {}", message.m_Command));
+  if (!message.m_Machine.IsNull())
+    return Failure("m_Machine: the Master can only reboot or shut down its own machine");
+  if ((reboot ? bench.m_Commands.m_Reboot : bench.m_Commands.m_Shutdown).empty())
+    return Failure(fmt::format("this Master is not set up to {} its machine; its configuration has no {}",
+                               reboot ? "reboot" : "shut down",
+                               reboot ? "RebootCommand" : "ShutdownCommand"));
+  return Judgement();
 }
 
 } // namespace
 
-Judgement Judge(const Farm& farm, const MachineCommandLines& commands, const Message& message) {
-  Judgement judgement;
-  if (TryEach<SetMasterOptionsMsg, GetMasterOptionsMsg, SetMasterLimitsMsg, SetMasterRestrictionsMsg,
-              PathTranslationsMsg, ProductMsg, RemoveProductMsg>(farm, message, judgement))
-    return judgement;
-  if (message.Type() == MachineMsg::s_Type)
-    return JudgeMachine(commands, static_cast<const MachineMsg&>(message));
-  if (!IsOperation(message))
-    return Refuse(fmt::format("a client may not send {}", message.ClassName()));
-  return {};
+Result<Judgement> Judge(const Farm& farm, const MachineCommandLines& commands, const Message& message) {
+  const Bench bench{farm, commands};
+  return VisitMessage(message, [&]<typename Class>(const Class& typed) -> Result<Judgement> {
+    if constexpr (Class::k_Description.m_Sender == Sender::k_Master)
+      return Failure(fmt::format("a client may not send {}", typed.ClassName()));
+    else
+      return JudgeAs(bench, typed);
+  });
 }
 
-String CheckBasis(const Farm& farm, const Message& message, const std::string& basis) {
-  if (basis.empty())
-    return k_Empty;
-  std::string current;
-  const char* what = nullptr;
-  if (message.Type() == PathTranslationsMsg::s_Type) {
-    what = "the path translations were";
-    current = EncodeTranslations(farm.m_Translations);
-  } else if (message.Type() == SetMasterOptionsMsg::s_Type) {
-    const auto& options = static_cast<const SetMasterOptionsMsg&>(message);
-    if (options.m_Section.CompareNoCase(o_Distribution) != 0 || !options.m_Options.count(o_UserLimits))
-      return k_Empty;
-    what = "the user limits were";
-    current = farm.Option(o_UserLimits).str();
-  }
-  if (!what || Sha256(current) == basis)
-    return k_Empty;
-  return fmt::format("{} changed by someone else in the meantime; nothing was changed, run the command again",
-                     what);
-}
-
-bool IsOperation(const Message& message) {
-  return message.Type() == LogDumpMsg::s_Type || message.Type() == ShutdownMsg::s_Type ||
-         message.Type() == MachineMsg::s_Type;
+Result<> CheckBasis(const Farm& farm, const Message& message, const std::string& basis) {
+  const auto value = wire::WholeValueIn(message);
+  if (basis.empty() || !value)
+    return {};
+  const bool translations = *value == wire::WholeValue::k_PathTranslations;
+  const std::string current =
+      translations ? wire::EncodeTranslations(farm.m_Translations) : farm.Option(o_UserLimits).str();
+  if (Sha256(current) == basis)
+    return {};
+  return Failure(
+      fmt::format("{} changed by someone else in the meantime; nothing was changed, run the command again",
+                  translations ? "the path translations were" : "the user limits were"));
 }
 
 } // namespace brenic::master

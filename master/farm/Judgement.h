@@ -1,9 +1,10 @@
-// What a request means: pure functions from settings and message to effect or refusal.
+// What a request means: pure functions from farm and message to change or refusal.
 #pragma once
 
 #include <string>
 
 #include "farm/Farm.h"
+#include "rlib/Result.h"
 
 namespace brenic::master {
 
@@ -14,11 +15,12 @@ inline constexpr size_t k_MaxUserLimits = 16 * 1024 * 1024;
 inline constexpr size_t k_MaxRoot = 4096;
 inline constexpr size_t k_MaxTranslationCount = 100'000; // translations
 
-/// What becomes of a request.
+/// What becomes of a request that is not refused.
 struct Judgement {
-  String m_Refusal; // why it is refused; empty when it is not
-  Effect m_Effect;
+  Change m_Change;
   shared_ptr<Message> m_Reply; // to a request that only reads
+  /// The product type that clients are told of, whether it changed or not; the null type: of all.
+  std::optional<UID> m_ProductTold;
 };
 
 /// The machine commands that this Master can carry out; empty ones are not configured.
@@ -28,13 +30,10 @@ struct MachineCommandLines {
 };
 
 /// Checks the contents of `message` and says what it changes. A refusal names the field and the reason.
-Judgement Judge(const Farm& farm, const MachineCommandLines& commands, const Message& message);
+rlib::Result<Judgement> Judge(const Farm& farm, const MachineCommandLines& commands, const Message& message);
 
-/// Checks the basis of a write of a whole value: returns why the message is refused, empty when it is not.
-/// `basis` is the SHA-256 of the value that the change was made from.
-String CheckBasis(const Farm& farm, const Message& message, const std::string& basis);
-
-/// Whether a message asks for something that is done once and not stored: never repeated for a resend.
-bool IsOperation(const Message& message);
+/// Checks the basis of a write of a whole value: `basis` is the SHA-256 of the value that the change was made
+/// from, empty when it was made from none.
+rlib::Result<> CheckBasis(const Farm& farm, const Message& message, const std::string& basis);
 
 } // namespace brenic::master

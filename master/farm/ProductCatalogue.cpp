@@ -12,31 +12,37 @@ rlib::vector<String> AllNames(const Product& product) {
 
 } // namespace
 
+bool operator==(const Customisation& a, const Customisation& b) {
+  if (a.m_Installed == b.m_Installed)
+    return true;
+  return a.m_Installed && b.m_Installed && a.m_Installed->Document() == b.m_Installed->Document();
+}
+
 void ProductCatalogue::AddDefault(const shared_ptr<const Product>& product) {
   m_Defaults[product->Type()] = product;
   Refresh(product->Type());
 }
 
-void ProductCatalogue::Install(const shared_ptr<const Product>& product) {
-  m_Custom[product->Type()] = product;
-  m_Removed.erase(product->Type());
-  Refresh(product->Type());
+void ProductCatalogue::Customise(const States& states) {
+  for (const auto& [type, customisation] : states) {
+    if (customisation)
+      m_Customised[type] = *customisation;
+    else
+      m_Customised.erase(type);
+  }
+  for (const auto& entry : states)
+    Refresh(entry.first);
   RefreshHidden();
 }
 
-void ProductCatalogue::Remove(const UID& type) {
-  m_Custom.erase(type);
-  if (IsDefault(type))
-    m_Removed.insert(type);
-  Refresh(type);
-  RefreshHidden();
+std::optional<Customisation> ProductCatalogue::CustomisationOf(const UID& type) const {
+  const auto found = m_Customised.find(type);
+  return found != m_Customised.end() ? std::optional(found->second) : std::nullopt;
 }
 
-void ProductCatalogue::Reset() {
-  ProductCatalogue defaults;
-  for (const auto& entry : m_Defaults)
-    defaults.AddDefault(entry.second);
-  *this = std::move(defaults);
+bool ProductCatalogue::IsCustom(const UID& type) const {
+  const auto found = m_Customised.find(type);
+  return found != m_Customised.end() && found->second.m_Installed;
 }
 
 shared_ptr<const Product> ProductCatalogue::Find(const UID& type) const {
@@ -82,10 +88,9 @@ void ProductCatalogue::Refresh(const UID& type) {
   Withdraw(type);
   m_Hidden.erase(type);
   shared_ptr<const Product> current;
-  if (const auto custom = m_Custom.find(type); custom != m_Custom.end())
-    current = custom->second;
-  else if (const auto byDefault = m_Defaults.find(type);
-           byDefault != m_Defaults.end() && !m_Removed.count(type))
+  if (const auto custom = m_Customised.find(type); custom != m_Customised.end())
+    current = custom->second.m_Installed;
+  else if (const auto byDefault = m_Defaults.find(type); byDefault != m_Defaults.end())
     current = byDefault->second;
   if (!current)
     return;

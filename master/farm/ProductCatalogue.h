@@ -1,6 +1,7 @@
-// The farm's products: the default ones, and what administrators changed of them.
+// The farm's products: the default ones, and what administrators made of them.
 #pragma once
 
+#include <optional>
 #include <set>
 
 #include "brenic/Product.h"
@@ -10,23 +11,34 @@ namespace brenic::master {
 
 using ProductMap = rlib::map<UID, shared_ptr<const Product>>;
 
+/// What administrators made of a product type.
+struct Customisation {
+  shared_ptr<const Product> m_Installed; // null: the type was removed
+
+  /// Compares the documents.
+  friend bool operator==(const Customisation& a, const Customisation& b);
+};
+
 /// A value. A default product with a name that an installed one has does not show while that is installed.
-/// Every change costs the logarithm of the number of products, but for Reset.
+/// Every change costs the logarithm of the number of products for each type that it concerns.
 class ProductCatalogue {
 public:
+  /// Product types with what is to become of them; a type without customisation is as by default.
+  using States = rlib::map<UID, std::optional<Customisation>>;
+
   void AddDefault(const shared_ptr<const Product>& product);
-  /// An installed product hides the default one of its type, and brings back a removed type.
-  void Install(const shared_ptr<const Product>& product);
-  /// Of a default product too, which stays removed until Reset or until its type is installed.
-  void Remove(const UID& type);
-  /// Back to the default products.
-  void Reset();
+  /// An installed product hides the default one of its type. A removed type does not show.
+  void Customise(const States& states);
+
+  /// The customised types, as they are.
+  const rlib::map<UID, Customisation>& Customised() const { return m_Customised; }
+  std::optional<Customisation> CustomisationOf(const UID& type) const;
 
   /// The products that the farm has, by type.
   const ProductMap& Effective() const { return m_Effective; }
   /// Null when the farm has no product of the type.
   shared_ptr<const Product> Find(const UID& type) const;
-  bool IsCustom(const UID& type) const { return m_Custom.count(type) > 0; }
+  bool IsCustom(const UID& type) const;
   bool IsDefault(const UID& type) const { return m_Defaults.count(type) > 0; }
   const ProductMap& Defaults() const { return m_Defaults; }
   /// The default products that do not show because an installed one has one of their names.
@@ -45,8 +57,7 @@ private:
   bool MakeRoom(const Product& product);
 
   ProductMap m_Defaults;
-  ProductMap m_Custom;
-  std::set<UID> m_Removed; // defaults that do not show
+  rlib::map<UID, Customisation> m_Customised;
   std::set<UID> m_Hidden;
   ProductMap m_Effective;
   rlib::map<String, UID, String::ciless> m_Names; // of the effective products, aliases included

@@ -6,26 +6,26 @@
 
 namespace brenic::master {
 
-String CheckDocument(const Product& product) {
+rlib::Result<> CheckDocument(const Product& product) {
   String problem;
   const auto parsed = ParseProduct(product.Document(), problem);
   if (!parsed)
-    return problem;
+    return rlib::Failure(problem);
   if (parsed->Type() != product.Type())
-    return "its identifier is not the one of its document";
+    return rlib::Failure("its identifier is not the one of its document");
   if (parsed->Name() != product.Name())
-    return "its name is not the one of its document";
+    return rlib::Failure("its name is not the one of its document");
   if (parsed->Aliases() != product.Aliases())
-    return "its aliases are not those of its document";
-  return k_Empty;
+    return rlib::Failure("its aliases are not those of its document");
+  return {};
 }
 
-String DescribeNameClash(const ProductCatalogue& products, const Product& product) {
+rlib::Result<> CheckNames(const ProductCatalogue& products, const Product& product) {
   const auto other = products.FindNameClash(product);
   if (!other)
-    return k_Empty;
-  return fmt::format("the product '{}' ({}) already has its name or one of its aliases", other->Name().str(),
-                     other->Type().ToString().str());
+    return {};
+  return rlib::Failure(fmt::format("the product '{}' ({}) already has its name or one of its aliases",
+                                   other->Name().str(), other->Type().ToString().str()));
 }
 
 } // namespace brenic::master

@@ -2,14 +2,14 @@
 #pragma once
 
 #include "farm/ProductCatalogue.h"
+#include "rlib/Result.h"
 
 namespace brenic::master {
 
-/// Why the product's document cannot be taken, or does not agree with the index that came with it; empty when
-/// neither is so.
-String CheckDocument(const Product& product);
+/// Fails unless the product's document can be taken and agrees with the index that came with it.
+rlib::Result<> CheckDocument(const Product& product);
 
-/// Why `product` cannot stand beside the others: another one already has one of its names. Empty when it can.
-String DescribeNameClash(const ProductCatalogue& products, const Product& product);
+/// Fails when `product` cannot stand beside the others: another one already has one of its names.
+rlib::Result<> CheckNames(const ProductCatalogue& products, const Product& product);
 
 } // namespace brenic::master

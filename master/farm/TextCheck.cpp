@@ -7,12 +7,14 @@
 
 namespace brenic::master {
 
-String CheckText(const String& text, size_t limit) {
+rlib::Result<> CheckText(const String& text, size_t limit) {
   if (text.size() > limit)
-    return fmt::format("{} bytes, where {} are allowed", text.size(), limit);
+    return rlib::Failure(fmt::format("{} bytes, where {} are allowed", text.size(), limit));
   if (!IsUtf8(text))
-    return "it is not valid UTF-8";
-  return rlib::EscapeControls(text) == text ? k_Empty : String("it holds a control character");
+    return rlib::Failure("it is not valid UTF-8");
+  if (rlib::EscapeControls(text) != text)
+    return rlib::Failure("it holds a control character");
+  return {};
 }
 
 } // namespace brenic::master

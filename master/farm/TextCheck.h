@@ -2,10 +2,11 @@
 #pragma once
 
 #include "brenic/Types.h"
+#include "rlib/Result.h"
 
 namespace brenic::master {
 
-/// Why `text` cannot be stored, empty when it can: no UTF-8, control characters, more than `limit` bytes.
-String CheckText(const String& text, size_t limit);
+/// Whether `text` can be stored: UTF-8, no control characters, at most `limit` bytes.
+rlib::Result<> CheckText(const String& text, size_t limit);
 
 } // namespace brenic::master

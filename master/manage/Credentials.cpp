@@ -88,9 +88,11 @@ Path FirstAdministrator(const Path& folder) {
 }
 
 void CheckPartyName(const char* party, const String& name) {
-  const String problem = name.empty() ? String("it is empty") : CheckText(name, 64);
-  if (!problem.empty())
-    throw new Exception(fmt::format("The {}'s name cannot be used: {}", party, problem.str()));
+  rlib::Result<> check = CheckText(name, 64);
+  if (name.empty())
+    check = rlib::Failure("it is empty");
+  if (!check)
+    throw new Exception(fmt::format("The {}'s name cannot be used: {}", party, check.Reason().str()));
 }
 
 void IssueCredentials(const ClientOptions& options) {

@@ -1,12 +1,14 @@
 #include "manage/Printing.h"
 
+#include <algorithm>
 #include <ctime>
 
 #include <fmt/core.h>
 
 #include "Release.h"
 #include "brenic/Options.h"
-#include "farm/AuditFields.h"
+#include "farm/ShownSize.h"
+#include "manage/AuditFields.h"
 #include "rlib/Escape.h"
 #include "rlib/IniFile.h"
 #include "rlib/Platform.h"
@@ -156,30 +158,54 @@ std::string StateText(const MasterRecord& master, const Farm& farm) {
   return out;
 }
 
+namespace {
+
+/// A field that was too long to be shown or kept is an object of digest and size, or they stand in its place.
+bool IsHidden(const Json& fields) {
+  const auto hides = [](const Json& json) {
+    return json.is_object() && json.contains("digest") && json.contains("size") && json["size"].is_number();
+  };
+  return hides(fields) || std::any_of(fields.begin(), fields.end(), hides);
+}
+
+/// What the record's request did, where its fields do not tell; null where they do.
+Json HiddenChange(const AuditRecord& record, const Json& fields) {
+  return record.m_Change && IsHidden(fields) ? ChangeJson(*record.m_Change) : Json();
+}
+
+} // namespace
+
 std::string AuditJson(const AuditRecord& record) {
   Json message = {{"id", record.m_MessageId.ToString().str()}, {"class", record.m_Class}};
-  const Json fields = Json::parse(record.m_Fields, nullptr, false);
-  if (fields.is_object())
-    message.update(fields);
-  const Json json = {{"sequence", record.m_Sequence},
-                     {"time", Time(record.m_Time).Iso8601().str()},
-                     {"client",
-                      {{"id", record.m_ClientId},
-                       {"name", record.m_ClientName.str()},
-                       {"role", RoleName(record.m_Role)},
-                       {"kind", record.m_Kind},
-                       {"address", record.m_Address}}},
-                     {"message", message},
-                     {"result", record.m_Result},
-                     {"reason", record.m_Reason}};
+  const Json fields = RequestFields(record);
+  message.update(fields);
+  Json json = {{"sequence", record.m_Sequence},
+               {"time", Time(record.m_Time).Iso8601().str()},
+               {"client",
+                {{"id", record.m_ClientId},
+                 {"name", record.m_ClientName.str()},
+                 {"role", RoleName(record.m_Role)},
+                 {"kind", record.m_Kind},
+                 {"address", record.m_Address}}},
+               {"message", message},
+               {"result", record.m_Result},
+               {"reason", record.m_Reason}};
+  if (Json change = HiddenChange(record, fields); !change.is_null())
+    json["change"] = std::move(change);
   return ToText(json);
 }
 
 std::string AuditText(const AuditRecord& record) {
   const std::string reason = record.m_Reason.empty() ? "" : ": " + record.m_Reason;
+  const Json fields = RequestFields(record);
+  std::string shown = record.IsOfLayout1() ? record.m_FieldsOfLayout1 : ToText(fields);
+  if (const Json change = HiddenChange(record, fields); !change.is_null()) {
+    const std::string text = ToText(change);
+    shown += text.size() <= k_MaxAuditField ? " " + text : " (--json shows what it changed)";
+  }
   return fmt::format("{} {} {}@{} {} {} {}{}", record.m_Sequence, Time(record.m_Time).Iso8601().str(),
-                     rlib::EscapeControls(record.m_ClientName).str(), record.m_Address, record.m_Class,
-                     record.m_Fields, record.m_Result, rlib::EscapeControls(reason).str());
+                     rlib::EscapeControls(record.m_ClientName).str(), record.m_Address, record.m_Class, shown,
+                     record.m_Result, rlib::EscapeControls(reason).str());
 }
 
 std::optional<int64_t> ParseTime(const std::string& text) {

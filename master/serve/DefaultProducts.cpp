@@ -60,12 +60,13 @@ ProductMap LoadDefaultProducts(const Path& folder, const ProductMap& earlier) {
       rlib::LogWarning(fmt::format("Left out the product of '{}': {}", file.string(), problem.str()));
       continue;
     }
-    problem = products.IsDefault(product->Type()) ? String("another file has the same identifier")
-                                                  : DescribeNameClash(products, *product);
-    if (problem.empty())
+    rlib::Result<> fits = CheckNames(products, *product);
+    if (products.IsDefault(product->Type()))
+      fits = rlib::Failure("another file has the same identifier");
+    if (fits)
       products.AddDefault(product);
     else
-      rlib::LogWarning(fmt::format("Left out the product of '{}': {}", file.string(), problem.str()));
+      rlib::LogWarning(fmt::format("Left out the product of '{}': {}", file.string(), fits.Reason().str()));
   }
   return products.Defaults();
 }

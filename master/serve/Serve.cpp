@@ -82,6 +82,7 @@ void Serve(const ServeOptions& options) {
   OpenLog(options, configuration);
   RaiseDescriptorLimit();
 
+  SqliteStore::BringToThisLayout(options.m_Folder);
   auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::ReadWrite);
   if (const Path products = ProductsFolder(options, configuration); !products.empty())
     UpdateDefaultProducts(*store, products);

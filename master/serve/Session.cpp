@@ -122,7 +122,7 @@ void Session::OnFrame(wire::Frame& frame) {
     return OnHello(frame.hello());
   if (!frame.has_message())
     throw wire::Malformed("a frame that a client does not send");
-  OnRequest(frame);
+  OnRequest(*frame.mutable_message());
 }
 
 void Session::OnHello(const wire::Hello& hello) {
@@ -172,21 +172,12 @@ void Session::SendWelcome(const wire::Hello& hello) {
                             m_Peer->m_Name.str(), m_Peer->m_Kind));
 }
 
-void Session::OnRequest(wire::Frame& frame) {
-  Request request;
-  request.m_Session = m_Number;
-  request.m_Peer = m_Peer;
-  request.m_Bytes = frame.ByteSizeLong();
-  const auto envelope = std::make_shared<wire::Envelope>(std::move(*frame.mutable_message()));
-  request.m_Id = wire::Identifier(envelope->id());
+void Session::OnRequest(wire::Envelope& envelope) {
+  Request request = MakeRequest(m_Number, m_Peer, envelope, m_Stream->MessageBytes());
   if (request.m_Id.IsNull())
     throw wire::Malformed("a request without an identifier");
-  // Decoded contents take many times the room. Small refused ones are shown in the audit trail all the same.
-  if (request.m_Bytes <= k_AlwaysDecoded || WhyNotDecoded(*m_Peer, *envelope).empty())
-    request.m_Message = wire::FromWire(*envelope);
-  request.m_Envelope = envelope;
   m_Unanswered += 1;
-  m_UnansweredBytes += request.m_Bytes;
+  m_UnansweredBytes += request.m_Bytes->size();
   m_Host.Submit(std::move(request));
   LimitBacklog();
 }

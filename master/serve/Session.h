@@ -29,7 +29,6 @@ public:
   static constexpr std::chrono::seconds k_HelloWithin{5};
   static constexpr std::chrono::seconds k_GoodbyeWithin{1}; // for a peer to take its Goodbye and close
   static constexpr size_t k_MaxUnanswered = 1024;           // requests
-  static constexpr size_t k_AlwaysDecoded = 4 * 1024;       // bytes of a request
   static constexpr size_t k_MaxUnansweredBytes = 64 * 1024 * 1024;
   static constexpr size_t k_MaxQueued = 128 * 1024 * 1024; // bytes of output that the client does not read
 
@@ -59,7 +58,7 @@ public:
 private:
   void OnFrame(wire::Frame& frame);
   void OnHello(const wire::Hello& hello);
-  void OnRequest(wire::Frame& frame);
+  void OnRequest(wire::Envelope& envelope);
   void OnEnd(const FrameStream::End& end);
   void OnDrained();
   void SendWelcome(const wire::Hello& hello);

@@ -4,11 +4,10 @@
 
 #include <fmt/core.h>
 
+#include "brenic/MessageClasses.h"
 #include "brenic/Options.h"
-#include "brenic/SystemMessages.h"
-#include "farm/AuditFields.h"
+#include "farm/ShownSize.h"
 #include "rlib/Log.h"
-#include "rlib/Stream.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
 
@@ -24,9 +23,7 @@ const char* ResultName(wire::Answer::Outcome outcome, bool isRead) {
 
 /// What is on disk may not be what is in memory any more, so nothing can be promised.
 [[noreturn]] void EndProcess(const std::string& reason) {
-  const String line = "The Master ends, because its database failed: " + reason;
-  rlib::LogError(line);
-  rlib::stdErr.PutLine(line);
+  rlib::Report(rlib::Log::k_Error, "The Master ends, because its database failed: " + reason);
   _exit(1);
 }
 
@@ -44,29 +41,38 @@ Result MakeResult(const Request& request, const wire::Answer::Outcome outcome, c
   frame.mutable_answer()->set_outcome(outcome);
   frame.mutable_answer()->set_reason(reason.str());
   bytes += wire::Encode(frame);
-  return {request.m_Session, request.m_Bytes, std::make_shared<const std::string>(std::move(bytes)), nullptr};
+  return {request.m_Session, request.m_Bytes->size(), std::make_shared<const std::string>(std::move(bytes)),
+          nullptr};
 }
 
-/// To be called before the settings take the effect.
-void NoteChanges(const Farm& farm, const Effect& effect, Batch& batch) {
-  batch.m_TranslationsChanged |= effect.m_Translations && *effect.m_Translations != farm.m_Translations;
-  batch.m_ProductsChanged |= effect.ChangesProducts();
+/// To be called before the farm takes the change.
+void NoteNews(const Farm& farm, const Judgement& judgement, Batch& batch) {
+  batch.m_TranslationsChanged |= !judgement.m_Change.m_Translations.IsEmpty();
+  const auto& told = judgement.m_ProductTold;
+  if (!told)
+    return;
+  batch.m_ProductsChanged = true;
   // A hidden default product may come to show with any change.
-  const bool any = (effect.m_Remove && effect.m_Remove->IsNull()) || !farm.m_Products.Hidden().empty();
-  if (effect.ChangesProducts() && any)
+  if (told->IsNull() || !farm.m_Products.Hidden().empty())
     batch.m_ChangedProducts.reset();
-  if (batch.m_ChangedProducts && effect.m_Install)
-    batch.m_ChangedProducts->insert(effect.m_Install->Type());
-  if (batch.m_ChangedProducts && effect.m_Remove)
-    batch.m_ChangedProducts->insert(*effect.m_Remove);
+  else if (batch.m_ChangedProducts)
+    batch.m_ChangedProducts->insert(*told);
 }
 
-/// Contents that are not decoded, or not worth it, are named by their digest and size.
-std::string AuditedFields(const Request& request, bool refused, const std::string& digest) {
-  const size_t size = request.m_Envelope->ByteSizeLong();
-  if (request.m_Message && !(refused && size > k_MaxAuditField))
-    return ToText(AuditFields(*request.m_Message));
-  return ToText(Json{{"digest", Hex(digest)}, {"size", size}});
+/// Small requests are kept as they came, where the trail shows them. Others, and contents that were not
+/// decoded, are known by their digest and size.
+bool IsKept(const Request& request) {
+  constexpr size_t k_NeverLong = k_MaxAuditField / 8; // no field of so few bytes is long as JSON
+  const size_t size = request.m_Bytes->size();
+  return request.m_Message && size <= k_MaxAuditField &&
+         (size <= k_NeverLong || !HasLongField(*request.m_Message));
+}
+
+/// The digest as a Master of layout 1 made it.
+std::string DigestOfLayout1(const Request& request) {
+  wire::Envelope envelope;
+  envelope.ParseFromString(*request.m_Bytes);
+  return Sha256(envelope.SerializeAsString());
 }
 
 /// A reply must fit into a frame; many names of long options might not.
@@ -79,15 +85,29 @@ bool FitsFrame(const Message& reply) {
 
 } // namespace
 
-String WhyNotDecoded(const Peer& peer, const wire::Envelope& envelope) {
-  if (peer.m_Role != Role::Administrator)
-    return fmt::format("the client '{}' is a component; only an administrator may send requests",
-                       peer.m_Name.str());
+Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::Envelope& envelope,
+                    std::string bytes) {
+  // Small ones that are refused are shown in the audit trail all the same.
+  constexpr size_t k_AlwaysDecoded = 4 * 1024;
+  Request request;
+  request.m_Session = session;
+  request.m_Id = wire::Identifier(envelope.id());
+  request.m_Class = wire::ClassName(envelope);
+  request.m_Basis = envelope.basis();
   const auto translations = static_cast<size_t>(envelope.path_translations().translations_size());
-  if (translations > k_MaxTranslationCount)
-    return fmt::format("m_Translations: {} translations, where {} are allowed", translations,
-                       k_MaxTranslationCount);
-  return k_Empty;
+  if (peer->m_Role != Role::Administrator)
+    request.m_Refusal = fmt::format("the client '{}' is a component; only an administrator may send requests",
+                                    peer->m_Name.str());
+  else if (translations > k_MaxTranslationCount)
+    request.m_Refusal = fmt::format("m_Translations: {} translations, where {} are allowed", translations,
+                                    k_MaxTranslationCount);
+  if (bytes.size() <= k_AlwaysDecoded || request.m_Refusal.empty())
+    request.m_Message = wire::FromWire(envelope);
+  if (!request.m_Message && request.m_Refusal.empty())
+    request.m_Refusal = "this Master does not know this kind of request";
+  request.m_Peer = std::move(peer);
+  request.m_Bytes = std::make_shared<const std::string>(std::move(bytes));
+  return request;
 }
 
 Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, SnapshotHolder& snapshots,
@@ -162,16 +182,19 @@ Batch Writer::Commit(const std::vector<Request>& requests) {
   Batch batch;
   m_Store->Begin();
   for (const Request& request : requests) {
-    const std::string digest = Sha256(request.m_Envelope->SerializeAsString());
-    const Decision decision = Decide(request, digest);
+    const std::string digest = Sha256(*request.m_Bytes);
+    Decision decision = Decide(request, digest);
+    const bool committed = decision.m_Record && decision.m_Outcome == wire::Answer::COMMITTED;
     if (decision.m_Record) {
-      m_Store->Apply(decision.m_Effect);
-      m_Store->Record(MakeRecord(request, decision, digest));
-      NoteChanges(m_Farm, decision.m_Effect, batch);
-      m_Farm.Take(decision.m_Effect);
+      NoteNews(m_Farm, decision.m_Judgement, batch);
+      const auto change = std::make_shared<const Change>(std::move(decision.m_Judgement.m_Change));
+      m_Store->Apply(*change);
+      m_Store->Record(MakeRecord(request, decision, digest, change));
+      m_Farm.Take(*change);
     }
-    Result result = MakeResult(request, decision.m_Outcome, decision.m_Reason, decision.m_Reply.get());
-    if (decision.m_Record && decision.m_Outcome == wire::Answer::COMMITTED && IsOperation(*request.m_Message))
+    Result result =
+        MakeResult(request, decision.m_Outcome, decision.m_Reason, decision.m_Judgement.m_Reply.get());
+    if (committed && request.m_Message->Description().m_Kind == RequestKind::k_Operation)
       result.m_Operation = request.m_Message;
     batch.m_Results.push_back(std::move(result));
   }
@@ -183,36 +206,37 @@ Batch Writer::Commit(const std::vector<Request>& requests) {
 Batch Writer::AnswerWithoutStoring(const std::vector<Request>& requests, const String& reason) {
   Batch batch;
   for (const Request& request : requests) {
-    Decision decision = Decide(request, Sha256(request.m_Envelope->SerializeAsString()));
-    const bool isWrite = decision.m_Record && !decision.m_Reply;
+    Decision decision = Decide(request, Sha256(*request.m_Bytes));
+    const bool isWrite = decision.m_Record && !decision.m_Judgement.m_Reply;
     if (isWrite && decision.m_Outcome == wire::Answer::COMMITTED) {
       decision.m_Outcome = wire::Answer::REFUSED;
       decision.m_Reason = reason;
     }
     batch.m_Results.push_back(
-        MakeResult(request, decision.m_Outcome, decision.m_Reason, decision.m_Reply.get()));
+        MakeResult(request, decision.m_Outcome, decision.m_Reason, decision.m_Judgement.m_Reply.get()));
   }
   return batch;
 }
 
 Writer::Decision Writer::Decide(const Request& request, const std::string& digest) {
   if (const auto earlier = m_Store->FindDecision(request.m_Peer->m_Key, request.m_Id))
-    return Repeat(*earlier, digest);
+    return Repeat(request, *earlier, digest);
   return DecideNew(request);
 }
 
-Writer::Decision Writer::Repeat(const AuditRecord& earlier, const std::string& digest) const {
+Writer::Decision Writer::Repeat(const Request& request, const AuditRecord& earlier,
+                                const std::string& digest) const {
   Decision decision;
   decision.m_Record = false;
-  if (earlier.m_Digest != digest) {
+  if (earlier.m_Digest != (earlier.IsOfLayout1() ? DigestOfLayout1(request) : digest)) {
     decision.m_Reason = "its identifier was already used for another request";
     return decision;
   }
   decision.m_Reason = earlier.m_Reason;
   if (earlier.m_Result == "refused")
     return decision;
-  const bool isDoneOnce =
-      earlier.m_Class == ShutdownMsg::k_ClassName || earlier.m_Class == MachineMsg::k_ClassName;
+  const MessageDescription* const description = FindDescription(earlier.m_Class);
+  const bool isDoneOnce = description && description->m_DoneOnce;
   decision.m_Outcome = isDoneOnce && earlier.m_Run != m_Run ? wire::Answer::UNKNOWN : wire::Answer::COMMITTED;
   if (decision.m_Outcome == wire::Answer::UNKNOWN)
     decision.m_Reason = "the Master was started anew after it had accepted this; whether it was carried out "
@@ -222,28 +246,27 @@ Writer::Decision Writer::Repeat(const AuditRecord& earlier, const std::string& d
 
 Writer::Decision Writer::DecideNew(const Request& request) const {
   Decision decision;
-  decision.m_Reason = WhyNotDecoded(*request.m_Peer, *request.m_Envelope);
-  if (decision.m_Reason.empty() && !request.m_Message)
-    decision.m_Reason = "this Master does not know this kind of request";
-  if (decision.m_Reason.empty())
-    decision.m_Reason = CheckBasis(m_Farm, *request.m_Message, request.m_Envelope->basis());
+  decision.m_Reason = request.m_Refusal;
   if (!decision.m_Reason.empty())
     return decision;
-  Judgement judgement = Judge(m_Farm, m_Commands, *request.m_Message);
-  if (judgement.m_Refusal.empty() && judgement.m_Reply && !FitsFrame(*judgement.m_Reply))
-    judgement.m_Refusal = "m_OptionNames: the reply would be too long; ask for fewer options at a time";
-  if (!judgement.m_Refusal.empty()) {
-    decision.m_Reason = judgement.m_Refusal;
+  if (const auto basis = CheckBasis(m_Farm, *request.m_Message, request.m_Basis); !basis) {
+    decision.m_Reason = basis.Reason();
+    return decision;
+  }
+  auto judgement = Judge(m_Farm, m_Commands, *request.m_Message);
+  if (judgement && judgement->m_Reply && !FitsFrame(*judgement->m_Reply))
+    judgement = rlib::Failure("m_OptionNames: the reply would be too long; ask for fewer options at a time");
+  if (!judgement) {
+    decision.m_Reason = judgement.Reason();
     return decision;
   }
   decision.m_Outcome = wire::Answer::COMMITTED;
-  decision.m_Effect = std::move(judgement.m_Effect);
-  decision.m_Reply = judgement.m_Reply;
+  decision.m_Judgement = std::move(*judgement);
   return decision;
 }
 
-AuditRecord Writer::MakeRecord(const Request& request, const Decision& decision,
-                               const std::string& digest) const {
+AuditRecord Writer::MakeRecord(const Request& request, const Decision& decision, const std::string& digest,
+                               std::shared_ptr<const Change> change) const {
   const Peer& peer = *request.m_Peer;
   AuditRecord record;
   record.m_Time = Time::Now().Milliseconds();
@@ -254,11 +277,14 @@ AuditRecord Writer::MakeRecord(const Request& request, const Decision& decision,
   record.m_Kind = peer.m_Kind;
   record.m_Address = peer.m_Address;
   record.m_MessageId = request.m_Id;
-  const char* const className = wire::ClassName(*request.m_Envelope);
-  record.m_Class = className ? className : "Unknown";
+  record.m_Class = request.m_Class ? request.m_Class : "Unknown";
   record.m_Digest = digest;
-  record.m_Fields = AuditedFields(request, decision.m_Outcome == wire::Answer::REFUSED, digest);
-  record.m_Result = ResultName(decision.m_Outcome, decision.m_Reply != nullptr);
+  record.m_Size = request.m_Bytes->size();
+  if (IsKept(request))
+    record.m_Request = request.m_Bytes;
+  if (!change->IsEmpty())
+    record.m_Change = std::move(change);
+  record.m_Result = ResultName(decision.m_Outcome, decision.m_Judgement.m_Reply != nullptr);
   record.m_Reason = decision.m_Reason.str();
   record.m_Run = m_Run;
   return record;

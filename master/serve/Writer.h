@@ -6,23 +6,29 @@
 #include <thread>
 
 #include "farm/Judgement.h"
+#include "farm/Peer.h"
 #include "serve/Snapshot.h"
 #include "store/Store.h"
 #include "wire/Frames.h"
 
 namespace brenic::master {
 
-/// Why contents are refused without being decoded; empty when they are not.
-String WhyNotDecoded(const Peer& peer, const wire::Envelope& envelope);
-
 struct Request {
   uint64_t m_Session = 0;
   std::shared_ptr<const Peer> m_Peer;
   UID m_Id;
-  std::shared_ptr<const wire::Envelope> m_Envelope;
+  std::shared_ptr<const std::string> m_Bytes; // the encoded message, as it came
+  const char* m_Class = nullptr;              // null for contents of a class that this Master does not know
+  std::string m_Basis;
   shared_ptr<Message> m_Message; // null when the contents are unknown or were not decoded
-  size_t m_Bytes = 0;
+  String m_Refusal;              // why it is refused whatever it holds; empty when it is not
 };
+
+/// What the writer is to decide of a message, of which `bytes` are those in which it came. Its contents are taken
+/// out of the envelope, but are not decoded where that would cost much and they are refused anyway. Throws
+/// wire::Malformed.
+Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::Envelope& envelope,
+                    std::string bytes);
 
 struct Result {
   uint64_t m_Session = 0;
@@ -63,8 +69,7 @@ private:
   struct Decision {
     wire::Answer::Outcome m_Outcome = wire::Answer::REFUSED;
     String m_Reason;
-    shared_ptr<Message> m_Reply;
-    Effect m_Effect;
+    Judgement m_Judgement;
     bool m_Record = true; // in the audit trail: not when it is there already
   };
   void Run();
@@ -73,8 +78,9 @@ private:
   Batch AnswerWithoutStoring(const std::vector<Request>& requests, const String& reason);
   Decision Decide(const Request& request, const std::string& digest);
   Decision DecideNew(const Request& request) const;
-  Decision Repeat(const AuditRecord& earlier, const std::string& digest) const;
-  AuditRecord MakeRecord(const Request& request, const Decision& decision, const std::string& digest) const;
+  Decision Repeat(const Request& request, const AuditRecord& earlier, const std::string& digest) const;
+  AuditRecord MakeRecord(const Request& request, const Decision& decision, const std::string& digest,
+                         std::shared_ptr<const Change> change) const;
   void Publish(bool translations, bool products);
 
   const std::unique_ptr<Store> m_Store;

@@ -63,6 +63,13 @@ void Statement::BindOne(int index, const Blob& blob) {
     Throw(m_Database, "Cannot bind bytes");
 }
 
+void Statement::BindOne(int index, const OptionalBlob& blob) {
+  if (blob.m_Bytes)
+    return BindOne(index, Blob{*blob.m_Bytes});
+  if (sqlite3_bind_null(m_Statement, index) != SQLITE_OK)
+    Throw(m_Database, "Cannot bind nothing");
+}
+
 void Statement::BindOne(int index, const UID& id) {
   const auto& bytes = id.Bytes();
   BindOne(index, Blob{{reinterpret_cast<const char*>(bytes.data()), bytes.size()}});
@@ -95,6 +102,15 @@ std::string Database::Scalar(const char* sql) {
 void Database::Rollback() noexcept {
   if (!sqlite3_get_autocommit(m_Database))
     sqlite3_exec(m_Database, "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void SetDurability(Database& database) {
+  database.Execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON;");
+  const std::string journal = database.Scalar("PRAGMA journal_mode");
+  const std::string synchronous = database.Scalar("PRAGMA synchronous");
+  if (journal != "wal" || synchronous != "2")
+    throw StoreFailure(fmt::format("The database does not keep its promises: journal mode {}, synchronous {}",
+                                   journal, synchronous));
 }
 
 } // namespace brenic::master

@@ -16,6 +16,11 @@ struct Blob {
   std::string_view m_Bytes;
 };
 
+/// The same, or NULL for a null pointer.
+struct OptionalBlob {
+  const std::string* m_Bytes;
+};
+
 /// A prepared statement. Parameters are bound in order, then rows are read. Reused by Reset.
 class Statement {
 public:
@@ -42,6 +47,7 @@ public:
   }
 
   int64_t Integer(int column) const { return sqlite3_column_int64(m_Statement, column); }
+  bool IsNull(int column) const { return sqlite3_column_type(m_Statement, column) == SQLITE_NULL; }
   /// Text or blob.
   std::string Text(int column) const;
 
@@ -50,6 +56,7 @@ private:
   void BindOne(int index, int value) { BindOne(index, static_cast<int64_t>(value)); }
   void BindOne(int index, std::string_view text);
   void BindOne(int index, const Blob& blob);
+  void BindOne(int index, const OptionalBlob& blob);
   /// Identifiers are blobs of 16 bytes.
   void BindOne(int index, const UID& id);
 
@@ -78,5 +85,9 @@ public:
 private:
   sqlite3* m_Database = nullptr;
 };
+
+/// Sets that a commit has been synced when it returns, and checks that it is so: whoever changes these
+/// settings would make "committed" mean less than it says. Throws StoreFailure.
+void SetDurability(Database& database);
 
 } // namespace brenic::master

@@ -1,8 +1,8 @@
 // The part of the store that holds the settings and products.
 #include "products/ProductDocument.h"
-#include "rlib/Log.h"
 #include "store/SqliteStore.h"
 #include "wire/Contents.h"
+#include "wire/Digest.h"
 
 namespace brenic::master {
 
@@ -17,26 +17,29 @@ void LoadOptions(sqlite3* database, Farm& farm) {
   }
 }
 
+shared_ptr<const Product> Parsed(const UID& type, std::string document) {
+  String problem;
+  const shared_ptr<const Product> product = ParseCheckedProduct(std::move(document), problem);
+  if (!product)
+    throw StoreFailure("The product " + type.ToString().str() +
+                       " in the database cannot be used: " + problem.str());
+  return product;
+}
+
 void LoadProducts(sqlite3* database, ProductCatalogue& products) {
-  // Default ones first: the others change them.
-  Statement row(database, "SELECT type, origin, document FROM product ORDER BY origin <> 'default'");
+  ProductCatalogue::States customised;
+  Statement row(database, "SELECT type, origin, document FROM product LEFT JOIN document USING (digest)");
   while (row.Step()) {
     const UID type = wire::Identifier(row.Text(0));
     const std::string origin = row.Text(1);
-    if (origin == "removed") {
-      products.Remove(type);
-      continue;
-    }
-    String problem;
-    const shared_ptr<const Product> product = ParseCheckedProduct(row.Text(2), problem);
-    if (!product)
-      throw StoreFailure("The product " + type.ToString().str() +
-                         " in the database cannot be used: " + problem.str());
-    if (origin == "custom")
-      products.Install(product);
+    if (origin == "removed")
+      customised[type] = Customisation();
+    else if (origin == "custom")
+      customised[type] = Customisation{Parsed(type, row.Text(2))};
     else
-      products.AddDefault(product);
+      products.AddDefault(Parsed(type, row.Text(2)));
   }
+  products.Customise(customised);
 }
 
 } // namespace
@@ -50,55 +53,102 @@ Farm SqliteStore::LoadFarm() {
   for (Statement row(database, "SELECT name FROM restriction"); row.Step();)
     farm.m_Restrictions.insert(row.Text(0));
   for (Statement row(database, "SELECT list FROM path_translations"); row.Step();)
-    farm.m_Translations = DecodeTranslations(row.Text(0));
+    farm.m_Translations = wire::DecodeTranslations(row.Text(0));
   LoadProducts(database, farm.m_Products);
   return farm;
 }
 
-void SqliteStore::Apply(const Effect& effect) {
-  ApplyOptions(effect);
-  for (const auto& [type, limit] : effect.m_Limits)
-    Prepared("INSERT OR REPLACE INTO type_limit VALUES (?,?)").Run(type, limit);
-  for (const auto& [name, add] : effect.m_Restrictions) {
-    if (add)
+void SqliteStore::Apply(const Change& change) {
+  ApplyOptions(change);
+  if (change.m_UserLimits)
+    ApplyUserLimits(*change.m_UserLimits);
+  for (const auto& [type, limit] : change.m_Limits) {
+    if (limit.m_After)
+      Prepared("INSERT OR REPLACE INTO type_limit VALUES (?,?)").Run(type, *limit.m_After);
+    else
+      Prepared("DELETE FROM type_limit WHERE type = ?").Run(type);
+  }
+  for (const auto& [name, on] : change.m_Restrictions) {
+    if (on)
       Prepared("INSERT OR IGNORE INTO restriction VALUES (?)").Run(name);
     else
       Prepared("DELETE FROM restriction WHERE name = ?").Run(name);
   }
-  if (effect.m_Translations)
-    Prepared("INSERT OR REPLACE INTO path_translations VALUES (1, ?)")
-        .Run(Blob{EncodeTranslations(*effect.m_Translations)});
-  ApplyProducts(effect);
+  if (!change.m_Translations.IsEmpty())
+    ApplyTranslations(change.m_Translations);
+  ApplyProducts(change);
 }
 
-void SqliteStore::ApplyOptions(const Effect& effect) {
-  for (const auto& [name, value] : effect.m_Options)
-    Prepared("INSERT INTO option VALUES (?,?,?) "
-             "ON CONFLICT (section, name) DO UPDATE SET value = excluded.value")
-        .Run(effect.m_OptionsType, name, value);
+void SqliteStore::ApplyOptions(const Change& change) {
+  for (const OptionChange& option : change.m_Options) {
+    if (option.m_Value.m_After)
+      Prepared("INSERT INTO option VALUES (?,?,?) "
+               "ON CONFLICT (section, name) DO UPDATE SET value = excluded.value")
+          .Run(option.m_Section, option.m_Name, *option.m_Value.m_After);
+    else
+      Prepared("DELETE FROM option WHERE section = ? AND name = ?").Run(option.m_Section, option.m_Name);
+  }
 }
 
-void SqliteStore::ApplyProducts(const Effect& effect) {
-  if (effect.m_Install) {
-    Prepared("DELETE FROM product WHERE type = ? AND origin = 'removed'").Run(effect.m_Install->Type());
-    Prepared("INSERT OR REPLACE INTO product VALUES (?, 'custom', ?)")
-        .Run(effect.m_Install->Type(), effect.m_Install->Document());
+void SqliteStore::ApplyUserLimits(const UserLimitsChange& change) {
+  Statement& row =
+      Prepared("SELECT value FROM option WHERE section = ? AND name = ?").Bind(UID::Null, change.m_Name);
+  String text;
+  while (row.Step())
+    text = row.Text(0);
+  Change whole;
+  whole.m_Options.push_back({UID::Null, change.m_Name, {}});
+  if (change.m_SetAfter)
+    whole.m_Options.back().m_Value.m_After = Applied(change, text);
+  ApplyOptions(whole);
+}
+
+void SqliteStore::ApplyTranslations(const ListDifference<TranslationSet>& change) {
+  rlib::vector<TranslationSet> translations;
+  Statement& row = Prepared("SELECT list FROM path_translations");
+  while (row.Step())
+    translations = wire::DecodeTranslations(row.Text(0));
+  Prepared("INSERT OR REPLACE INTO path_translations VALUES (1, ?)")
+      .Run(Blob{wire::EncodeTranslations(Applied(change, std::move(translations)))});
+}
+
+void SqliteStore::ApplyProducts(const Change& change) {
+  for (const auto& [type, step] : change.m_Products) {
+    Prepared("DELETE FROM product WHERE type = ? AND origin <> 'default'").Run(type);
+    if (!step.m_After)
+      continue;
+    if (step.m_After->m_Installed)
+      Prepared("INSERT INTO product VALUES (?, 'custom', ?)")
+          .Run(type, Blob{KeepDocument(*step.m_After->m_Installed)});
+    else
+      Prepared("INSERT INTO product VALUES (?, 'removed', NULL)").Run(type);
   }
-  if (effect.m_Remove && effect.m_Remove->IsNull()) {
-    Prepared("DELETE FROM product WHERE origin <> 'default'").Run();
-  } else if (effect.m_Remove) {
-    Prepared("DELETE FROM product WHERE type = ? AND origin = 'custom'").Run(*effect.m_Remove);
-    Prepared("INSERT OR REPLACE INTO product SELECT type, 'removed', '' FROM product "
-             "WHERE type = ? AND origin = 'default'")
-        .Run(*effect.m_Remove);
-  }
+}
+
+std::string SqliteStore::KeepDocument(const Product& product) {
+  std::string digest = Sha256(product.Document());
+  Prepared("INSERT OR IGNORE INTO document VALUES (?,?)").Run(Blob{digest}, product.Document());
+  return digest;
+}
+
+shared_ptr<const Product> SqliteStore::LoadDocument(const std::string& digest) {
+  Statement& row = Prepared("SELECT document FROM document WHERE digest = ?").Bind(Blob{digest});
+  std::string document;
+  while (row.Step())
+    document = row.Text(0);
+  String problem;
+  const shared_ptr<const Product> product = ParseCheckedProduct(std::move(document), problem);
+  if (!product)
+    throw StoreFailure("A product in the audit trail, of the digest " + Hex(digest) +
+                       ", cannot be used: " + problem.str());
+  return product;
 }
 
 void SqliteStore::ReplaceDefaultProducts(const ProductMap& products) {
-  std::map<UID, std::string> wanted, stored;
+  std::map<UID, std::string> wanted, stored; // type to digest
   for (const auto& [type, product] : products)
-    wanted[type] = product->Document();
-  for (Statement row(m_Database.Handle(), "SELECT type, document FROM product WHERE origin = 'default'");
+    wanted[type] = Sha256(product->Document());
+  for (Statement row(m_Database.Handle(), "SELECT type, digest FROM product WHERE origin = 'default'");
        row.Step();)
     stored[wire::Identifier(row.Text(0))] = row.Text(1);
   if (wanted == stored)
@@ -106,8 +156,12 @@ void SqliteStore::ReplaceDefaultProducts(const ProductMap& products) {
   Begin();
   try {
     Prepared("DELETE FROM product WHERE origin = 'default'").Run();
-    for (const auto& [type, document] : wanted)
-      Prepared("INSERT INTO product VALUES (?, 'default', ?)").Run(type, document);
+    for (const auto& [type, product] : products)
+      Prepared("INSERT INTO product VALUES (?, 'default', ?)").Run(type, Blob{KeepDocument(*product)});
+    // The earlier defaults' documents, but for those that a change in the trail refers to.
+    Prepared("DELETE FROM document WHERE digest NOT IN (SELECT digest FROM product WHERE digest IS NOT NULL) "
+             "AND digest NOT IN (SELECT digest FROM change_document)")
+        .Run();
     Commit();
   } catch (const StoreFailure&) {
     Rollback();

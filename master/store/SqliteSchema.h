@@ -3,9 +3,10 @@
 
 namespace brenic::master {
 
-inline constexpr int k_SchemaVersion = 1; // in user_version
+inline constexpr int k_Layout = 2; // in user_version
 
-inline constexpr const char* k_Schema = R"(
+/// What a database of layout 1 has as well.
+inline constexpr const char* k_SettingsTables = R"(
 CREATE TABLE master (
   id BLOB NOT NULL, name TEXT NOT NULL,
   authority_certificate TEXT NOT NULL, authority_key TEXT NOT NULL,
@@ -19,16 +20,25 @@ CREATE TABLE option (
 CREATE TABLE type_limit (type BLOB PRIMARY KEY, workers INTEGER NOT NULL) WITHOUT ROWID;
 CREATE TABLE restriction (name TEXT PRIMARY KEY) WITHOUT ROWID;
 CREATE TABLE path_translations (only INTEGER PRIMARY KEY CHECK (only = 1), list BLOB NOT NULL);
+)";
+
+inline constexpr const char* k_ProductTables = R"(
+CREATE TABLE document (digest BLOB PRIMARY KEY, document TEXT NOT NULL);
 CREATE TABLE product (
   type BLOB NOT NULL, origin TEXT NOT NULL CHECK (origin IN ('default', 'custom', 'removed')),
-  document TEXT NOT NULL, PRIMARY KEY (type, origin));
+  digest BLOB, PRIMARY KEY (type, origin));
+CREATE TABLE change_document (digest BLOB NOT NULL, sequence INTEGER NOT NULL, PRIMARY KEY (digest, sequence))
+  WITHOUT ROWID;
+)";
+
+inline constexpr const char* k_AuditTable = R"(
 CREATE TABLE audit (
   sequence INTEGER PRIMARY KEY AUTOINCREMENT, time INTEGER NOT NULL,
   client_key TEXT NOT NULL, client_id TEXT NOT NULL, client_name TEXT NOT NULL, client_role TEXT NOT NULL,
   client_kind INTEGER NOT NULL, client_address TEXT NOT NULL,
   message_id BLOB NOT NULL, class TEXT NOT NULL, digest BLOB NOT NULL, fields TEXT NOT NULL,
   result TEXT NOT NULL CHECK (result IN ('committed', 'refused', 'answered')), reason TEXT NOT NULL,
-  run TEXT NOT NULL);
+  run TEXT NOT NULL, size INTEGER NOT NULL DEFAULT 0, request BLOB, change BLOB);
 CREATE UNIQUE INDEX audit_message ON audit (client_key, message_id) WHERE result <> 'answered';
 CREATE INDEX audit_time ON audit (time);
 )";

@@ -12,16 +12,21 @@ namespace brenic::master {
 
 namespace {
 
-constexpr const char* k_SetDurability =
-    "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON;";
-
-/// Whoever changes these settings would make "committed" mean less than it says.
-void CheckDurability(Database& database) {
-  const std::string journal = database.Scalar("PRAGMA journal_mode");
-  const std::string synchronous = database.Scalar("PRAGMA synchronous");
-  if (journal != "wal" || synchronous != "2")
-    throw StoreFailure(fmt::format("The database does not keep its promises: journal mode {}, synchronous {}",
-                                   journal, synchronous));
+/// Another layout's tables would be misread.
+void CheckLayout(Database& database) {
+  const int layout = std::stoi(database.Scalar("PRAGMA user_version"));
+  if (layout == k_Layout)
+    return;
+  if (layout <= 0)
+    throw StoreFailure("The database is not a Master's");
+  throw StoreFailure(
+      layout < k_Layout
+          ? fmt::format("The database has layout {}; 'brenic-master serve' brings it to layout {}, which "
+                        "this program reads",
+                        layout, k_Layout)
+          : fmt::format("The database has layout {}, made by a newer brenic-master; this one reads "
+                        "layout {}",
+                        layout, k_Layout));
 }
 
 } // namespace
@@ -38,10 +43,11 @@ void SqliteStore::Create(const Path& file, const MasterRecord& master, const Cli
                        "': " + rlib::ErrorText(errno).str());
   close(made);
   Database database(file, Database::Mode::ReadWrite);
-  database.Execute(k_SetDurability);
+  SetDurability(database);
   database.Execute("BEGIN IMMEDIATE");
-  database.Execute(k_Schema);
-  database.Execute(fmt::format("PRAGMA user_version = {}", k_SchemaVersion).c_str());
+  for (const char* tables : {k_SettingsTables, k_ProductTables, k_AuditTable})
+    database.Execute(tables);
+  database.Execute(fmt::format("PRAGMA user_version = {}", k_Layout).c_str());
   Statement(database.Handle(), "INSERT INTO master VALUES (?,?,?,?,?,?)")
       .Run(master.m_ID, master.m_Name, master.m_Authority.m_Certificate, master.m_Authority.m_Key,
            master.m_Server.m_Certificate, master.m_Server.m_Key);
@@ -51,14 +57,9 @@ void SqliteStore::Create(const Path& file, const MasterRecord& master, const Cli
 }
 
 SqliteStore::SqliteStore(const Path& dataFolder, Database::Mode mode) : m_Database(File(dataFolder), mode) {
-  if (mode != Database::Mode::ReadOnly) {
-    m_Database.Execute(k_SetDurability);
-    CheckDurability(m_Database);
-  }
-  const std::string version = m_Database.Scalar("PRAGMA user_version");
-  if (version != std::to_string(k_SchemaVersion))
-    throw StoreFailure(
-        fmt::format("The database has version {}, this program reads version {}", version, k_SchemaVersion));
+  if (mode != Database::Mode::ReadOnly)
+    SetDurability(m_Database);
+  CheckLayout(m_Database);
 }
 
 Statement& SqliteStore::Prepared(const char* sql) {
@@ -98,59 +99,6 @@ void SqliteStore::Begin() {
 
 void SqliteStore::Commit() {
   Prepared("COMMIT").Run();
-}
-
-void SqliteStore::Record(const AuditRecord& record) {
-  Prepared("INSERT INTO audit (time, client_key, client_id, client_name, client_role, client_kind, "
-           "client_address, message_id, class, digest, fields, result, reason, run) "
-           "VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?)")
-      .Run(record.m_Time, record.m_ClientKey, record.m_ClientId, record.m_ClientName, RoleName(record.m_Role),
-           static_cast<int64_t>(record.m_Kind), record.m_Address, record.m_MessageId, record.m_Class,
-           Blob{record.m_Digest}, record.m_Fields, record.m_Result, record.m_Reason, record.m_Run);
-}
-
-std::optional<AuditRecord> SqliteStore::FindDecision(const std::string& clientKey, const UID& messageId) {
-  // The condition on the result lets the partial index be used.
-  Statement& row = Prepared("SELECT class, digest, result, reason, run FROM audit "
-                            "WHERE client_key = ? AND message_id = ? AND result <> 'answered'")
-                       .Bind(clientKey, messageId);
-  std::optional<AuditRecord> record;
-  while (row.Step()) {
-    record.emplace();
-    record->m_Class = row.Text(0);
-    record->m_Digest = row.Text(1);
-    record->m_Result = row.Text(2);
-    record->m_Reason = row.Text(3);
-    record->m_Run = row.Text(4);
-  }
-  return record;
-}
-
-void SqliteStore::ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) {
-  Statement row(m_Database.Handle(),
-                "SELECT sequence, time, client_key, client_id, client_name, client_role, client_kind, "
-                "client_address, message_id, class, digest, fields, result, reason, run FROM audit "
-                "WHERE time >= ? ORDER BY sequence");
-  row.Bind(since);
-  while (row.Step()) {
-    AuditRecord record;
-    record.m_Sequence = row.Integer(0);
-    record.m_Time = row.Integer(1);
-    record.m_ClientKey = row.Text(2);
-    record.m_ClientId = row.Text(3);
-    record.m_ClientName = row.Text(4);
-    record.m_Role = RoleOf(row.Text(5));
-    record.m_Kind = static_cast<uint32_t>(row.Integer(6));
-    record.m_Address = row.Text(7);
-    record.m_MessageId = wire::Identifier(row.Text(8));
-    record.m_Class = row.Text(9);
-    record.m_Digest = row.Text(10);
-    record.m_Fields = row.Text(11);
-    record.m_Result = row.Text(12);
-    record.m_Reason = row.Text(13);
-    record.m_Run = row.Text(14);
-    each(record);
-  }
 }
 
 } // namespace brenic::master

@@ -16,7 +16,11 @@ public:
   /// Makes a database; fails when there is a file of that name, be it a symbolic link.
   static void Create(const Path& file, const MasterRecord& master, const ClientRecord& firstClient);
 
-  /// Opens an existing database and checks its version and that commits are durable.
+  /// Brings a database of an earlier layout to this one, in one transaction: when it fails, the database is
+  /// as it was. Does nothing to one of this layout. Throws StoreFailure.
+  static void BringToThisLayout(const Path& dataFolder);
+
+  /// Opens an existing database of this layout and checks that commits are durable.
   SqliteStore(const Path& dataFolder, Database::Mode mode);
 
   MasterRecord LoadMaster() override;
@@ -28,7 +32,7 @@ public:
   void Begin() override;
   void Commit() override;
   void Rollback() override { m_Database.Rollback(); }
-  void Apply(const Effect& effect) override;
+  void Apply(const Change& change) override;
   void Record(const AuditRecord& record) override;
   std::optional<AuditRecord> FindDecision(const std::string& clientKey, const UID& messageId) override;
   void ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) override;
@@ -38,8 +42,13 @@ public:
 private:
   /// Prepared once per text, which must be a literal.
   Statement& Prepared(const char* sql);
-  void ApplyOptions(const Effect& effect);
-  void ApplyProducts(const Effect& effect);
+  void ApplyOptions(const Change& change);
+  void ApplyUserLimits(const UserLimitsChange& change);
+  void ApplyTranslations(const ListDifference<TranslationSet>& change);
+  void ApplyProducts(const Change& change);
+  /// Keeps the document, if it is not there already, and returns its digest.
+  std::string KeepDocument(const Product& product);
+  shared_ptr<const Product> LoadDocument(const std::string& digest);
 
   Database m_Database;
   std::map<const char*, std::unique_ptr<Statement>> m_Statements;

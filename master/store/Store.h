@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <stdexcept>
 
 #include "farm/Farm.h"
@@ -56,11 +57,18 @@ struct AuditRecord {
   std::string m_Address;
   UID m_MessageId;
   std::string m_Class;
-  std::string m_Digest; // SHA-256 of the request as it was sent
-  std::string m_Fields; // JSON object
-  std::string m_Result; // "committed", "refused" or "answered"
+  std::string m_Digest;                         // SHA-256 of the request's bytes
+  size_t m_Size = 0;                            // of the request, in bytes
+  std::shared_ptr<const std::string> m_Request; // its bytes; null where they are not kept
+  std::shared_ptr<const Change> m_Change;       // what it did; null for nothing
+  std::string m_Result;                         // "committed", "refused" or "answered"
   std::string m_Reason;
   std::string m_Run; // of the Master process that decided
+  /// Written by a Master of layout 1: the request as a JSON object, in place of its bytes. Its digest is of
+  /// the request decoded and encoded again.
+  std::string m_FieldsOfLayout1;
+
+  bool IsOfLayout1() const { return !m_FieldsOfLayout1.empty(); }
 };
 
 /// Used by one thread at a time. Everything throws StoreFailure. A function outside of a transaction is one
@@ -86,9 +94,10 @@ public:
   virtual void Commit() = 0;
   virtual void Rollback() = 0;
 
-  virtual void Apply(const Effect& effect) = 0;
+  virtual void Apply(const Change& change) = 0;
   virtual void Record(const AuditRecord& record) = 0;
-  /// How a request of this identifier was decided. Requests that were only answered are not remembered.
+  /// How a request of this identifier was decided: class, digest, result, reason and run, and whether the
+  /// record is of layout 1. Requests that were only answered are not remembered.
   virtual std::optional<AuditRecord> FindDecision(const std::string& clientKey, const UID& messageId) = 0;
   /// Calls `each` for the records from `since` (milliseconds) on, in commit order.
   virtual void ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) = 0;

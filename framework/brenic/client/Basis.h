@@ -2,23 +2,24 @@
 // change.
 #pragma once
 
+#include <map>
 #include <string>
 
-#include "brenic/Message.h"
+#include "wire/WholeValue.h"
 
 namespace brenic {
 
-/// Remembers the values that were last delivered: the path translations and the user limits. Not thread-safe.
+/// Remembers the messages with whole values that were last delivered, which nobody may change afterwards: a digest is
+/// computed only when a write needs it, which few runs do. Not thread-safe.
 class Basis {
 public:
-  void Delivered(const Message& message);
+  void Delivered(const shared_ptr<const Message>& message);
   /// The SHA-256, 32 bytes, of the value that `message` overwrites as it was last delivered; empty when
   /// `message` overwrites none, or none was delivered.
   std::string For(const Message& message) const;
 
 private:
-  std::string m_Translations; // digest of the encoded PathTranslations
-  std::string m_UserLimits;   // digest of the option's text
+  std::map<wire::WholeValue, shared_ptr<const Message>> m_Delivered;
 };
 
 } // namespace brenic

@@ -196,7 +196,7 @@ void Client::On(Arrived& event, bool deliver) {
   m_ProductsAnnounced = m_ProductsAnnounced || type == EndProductsMsg::s_Type;
   {
     std::lock_guard lock(m_Mutex);
-    m_Basis.Delivered(*event.m_Message);
+    m_Basis.Delivered(event.m_Message);
   }
   Emit(event.m_Message);
 }

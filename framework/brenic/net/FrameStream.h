@@ -46,6 +46,9 @@ public:
   void Send(Bytes frame);
   void Send(const wire::Frame& frame) { Send(std::make_shared<const std::string>(wire::Encode(frame))); }
 
+  /// The message of the frame that m_OnFrame is just being called with, in the bytes in which it came.
+  std::string MessageBytes() const { return wire::MessageBytes(m_Reader.Bytes()); }
+
   /// Bytes queued and not yet written.
   size_t Queued() const { return m_Queued; }
   /// The largest frame that is taken from now on, in bytes.

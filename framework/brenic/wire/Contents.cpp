@@ -114,15 +114,25 @@ struct PathRoot<Reading> {
 };
 
 template <typename Direction>
-void Exchange(typename Direction::template Ref<PathTranslationsMsg> message, PathTranslations* wire) {
+void ExchangeRoots(typename Direction::template Ref<TranslationSet> translation, PathTranslation* roots) {
+  Direction::Elements(translation, roots->mutable_roots(), [](auto& root, Root* field) {
+    Direction::Scalar(
+        root.first, [&] { return field->platform(); }, [&](int value) { field->set_platform(value); });
+    PathRoot<Direction>::Exchange(root.second, field->mutable_root());
+  });
+}
+
+template <typename Direction>
+void ExchangeList(typename Direction::template Ref<rlib::vector<TranslationSet>> list,
+                  PathTranslations* wire) {
   Direction::Elements(
-      message.m_Translations, wire->mutable_translations(), [](auto& translation, PathTranslation* roots) {
-        Direction::Elements(translation, roots->mutable_roots(), [](auto& root, Root* field) {
-          Direction::Scalar(
-              root.first, [&] { return field->platform(); }, [&](int value) { field->set_platform(value); });
-          PathRoot<Direction>::Exchange(root.second, field->mutable_root());
-        });
-      });
+      list, wire->mutable_translations(),
+      [](auto& translation, PathTranslation* roots) { ExchangeRoots<Direction>(translation, roots); });
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<PathTranslationsMsg> message, PathTranslations* wire) {
+  ExchangeList<Direction>(message.m_Translations, wire);
 }
 
 template <typename Direction>
@@ -201,6 +211,32 @@ template <>
 struct Place<MachineMsg> : PlaceOf<Envelope::kMachine, &Envelope::mutable_machine> {};
 
 } // namespace
+
+std::string EncodeTranslations(const rlib::vector<TranslationSet>& translations) {
+  PathTranslations wire;
+  ExchangeList<Writing>(translations, &wire);
+  return wire.SerializeAsString();
+}
+
+rlib::vector<TranslationSet> DecodeTranslations(const std::string& bytes) {
+  PathTranslations wire;
+  if (!wire.ParseFromString(bytes))
+    throw Malformed("path translations that cannot be decoded");
+  rlib::vector<TranslationSet> translations;
+  ExchangeList<Reading>(translations, &wire);
+  return translations;
+}
+
+void ToWire(const TranslationSet& translation, PathTranslation& wire) {
+  ExchangeRoots<Writing>(translation, &wire);
+}
+
+TranslationSet FromWire(const PathTranslation& wire) {
+  TranslationSet translation;
+  PathTranslation copy = wire; // what is exchanged may be read or written
+  ExchangeRoots<Reading>(translation, &copy);
+  return translation;
+}
 
 void ToWire(const brenic::Product& product, Product& wire) {
   wire.set_type(IdentifierBytes(product.Type()));

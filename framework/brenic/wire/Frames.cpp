@@ -1,6 +1,8 @@
 #include "wire/Frames.h"
 
 #include <fmt/core.h>
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/wire_format_lite.h>
 
 namespace brenic::wire {
 
@@ -14,10 +16,31 @@ std::string Encode(const Frame& frame) {
   return bytes;
 }
 
+std::string MessageBytes(std::string_view frame) {
+  using google::protobuf::internal::WireFormatLite;
+  constexpr uint32_t k_Tag =
+      WireFormatLite::MakeTag(Frame::kMessageFieldNumber, WireFormatLite::WIRETYPE_LENGTH_DELIMITED);
+  google::protobuf::io::CodedInputStream input(reinterpret_cast<const uint8_t*>(frame.data()),
+                                               static_cast<int>(frame.size()));
+  std::string message;
+  while (const uint32_t tag = input.ReadTag()) {
+    uint32_t size = 0;
+    if (tag != k_Tag) {
+      if (!WireFormatLite::SkipField(&input, tag))
+        break;
+      continue;
+    }
+    // A message in several pieces means the same as the pieces one behind the other.
+    if (std::string piece; input.ReadVarint32(&size) && input.ReadString(&piece, static_cast<int>(size)))
+      message.empty() ? message.swap(piece) : void(message += piece);
+  }
+  return message;
+}
+
 void FrameReader::Feed(std::string_view bytes) {
   if (m_Read == m_Buffer.size()) {
     m_Buffer.clear();
-    m_Read = 0;
+    m_Begin = m_Read = 0;
   }
   m_Buffer.append(bytes);
 }
@@ -33,13 +56,14 @@ std::optional<Frame> FrameReader::Next() {
     throw Malformed(fmt::format("a frame of {} bytes, where {} are allowed", length, m_Limit));
   if (rest.size() - k_LengthBytes < length) {
     m_Buffer.erase(0, m_Read);
-    m_Read = 0;
+    m_Begin = m_Read = 0;
     return std::nullopt;
   }
   Frame frame;
   if (!frame.ParseFromArray(rest.data() + k_LengthBytes, static_cast<int>(length)))
     throw Malformed("a frame that cannot be decoded");
-  m_Read += k_LengthBytes + length;
+  m_Begin = m_Read + k_LengthBytes;
+  m_Read = m_Begin + length;
   return frame;
 }
 

@@ -19,6 +19,9 @@ inline constexpr size_t k_MaxTranslations = 48 * 1024 * 1024; // bytes of an enc
 /// The frame with its length in front.
 std::string Encode(const Frame& frame);
 
+/// The message of an encoded frame (without its length) in the bytes in which it came; empty when there is none.
+std::string MessageBytes(std::string_view frame);
+
 /// Cuts a byte stream into frames. Not thread-safe.
 class FrameReader {
 public:
@@ -29,10 +32,13 @@ public:
 
   /// The next whole frame, or none yet. Throws Malformed when the stream cannot be read on.
   std::optional<Frame> Next();
+  /// The bytes of that frame; valid until Feed or Next is called again.
+  std::string_view Bytes() const { return std::string_view(m_Buffer).substr(m_Begin, m_Read - m_Begin); }
 
 private:
   std::string m_Buffer;
-  size_t m_Read = 0; // how much of the buffer has been taken
+  size_t m_Begin = 0; // of the last frame
+  size_t m_Read = 0;  // how much of the buffer has been taken
   size_t m_Limit = k_MaxFrameBeforeWelcome;
 };
 

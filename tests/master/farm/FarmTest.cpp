@@ -4,6 +4,7 @@
 
 #include "master/farm/Samples.h"
 #include "serve/Snapshot.h"
+#include "wire/Contents.h"
 
 namespace brenic::master {
 namespace {
@@ -11,41 +12,34 @@ namespace {
 using testing::ElementsAre;
 using testing::Pair;
 
+void Take(Farm& farm, const shared_ptr<Message>& message) {
+  farm.Take(ChangeOf(farm, *message));
+}
+
 TEST(OptionNames, KeepTheirFirstSpelling) {
   Farm farm;
-  Effect effect;
-  effect.m_Options["MaxJobs"] = "1";
-  farm.Take(effect);
-  effect.m_Options.clear();
-  effect.m_Options["MAXJOBS"] = "2";
-  farm.Take(effect);
+  Take(farm, OptionMessage("MaxJobs", "1"));
+  Take(farm, OptionMessage("MAXJOBS", "2"));
   EXPECT_THAT(farm.m_Options, ElementsAre(Pair(String("MaxJobs"), String("2"))));
 }
 
 TEST(Catalogue, ARemovedDefaultStaysRemovedUntilTheReset) {
   Farm farm = SampleFarm();
-  Effect remove;
-  remove.m_Remove = Type(1);
-  farm.Take(remove);
+  Take(farm, RemoveProduct(Type(1)));
   EXPECT_FALSE(farm.m_Products.Find(Type(1)));
   EXPECT_EQ(farm.m_Products.Effective().size(), 1u);
-  remove.m_Remove = UID::Null;
-  farm.Take(remove);
+  Take(farm, RemoveProduct(UID::Null));
   EXPECT_TRUE(farm.m_Products.Find(Type(1)));
 }
 
 TEST(Catalogue, AnInstalledProductHidesTheDefaultAndComesBackAfterARemoval) {
   Farm farm = SampleFarm();
-  Effect install;
-  install.m_Install = MakeProduct(1, "Alpha two");
-  farm.Take(install);
+  Take(farm, InstallProduct(MakeProduct(1, "Alpha two")));
   EXPECT_EQ(farm.m_Products.Find(Type(1))->Name(), "Alpha two");
   EXPECT_EQ(farm.m_Products.Effective().size(), 2u);
-  Effect remove;
-  remove.m_Remove = Type(1);
-  farm.Take(remove);
+  Take(farm, RemoveProduct(Type(1)));
   EXPECT_FALSE(farm.m_Products.Find(Type(1))) << "the default does not come out from under it";
-  farm.Take(install);
+  Take(farm, InstallProduct(MakeProduct(1, "Alpha two")));
   EXPECT_TRUE(farm.m_Products.IsCustom(Type(1)));
 }
 
@@ -53,20 +47,20 @@ TEST(Catalogue, ADefaultProductGivesWayToAnInstalledOneWithItsNameAndComesBackWi
   for (const bool defaultFirst : {true, false}) {
     ProductCatalogue products;
     if (!defaultFirst)
-      products.Install(MakeProduct(9, "Own", {"alpha"}));
+      products.Customise({{Type(9), Customisation{MakeProduct(9, "Own", {"alpha"})}}});
     products.AddDefault(MakeProduct(1, "Alpha"));
     if (defaultFirst)
-      products.Install(MakeProduct(9, "Own", {"alpha"}));
+      products.Customise({{Type(9), Customisation{MakeProduct(9, "Own", {"alpha"})}}});
     EXPECT_FALSE(products.Find(Type(1)));
     EXPECT_EQ(products.Hidden(), std::set<UID>{Type(1)});
     ProductCatalogue without = products;
-    without.Remove(Type(9));
+    without.Customise({{Type(9), std::nullopt}});
     EXPECT_TRUE(without.Find(Type(1)));
     EXPECT_TRUE(without.Hidden().empty());
     ProductCatalogue renamed = products;
-    renamed.Install(MakeProduct(9, "Own"));
+    renamed.Customise({{Type(9), Customisation{MakeProduct(9, "Own")}}});
     EXPECT_TRUE(renamed.Find(Type(1)));
-    products.Reset();
+    products.Customise({{Type(9), std::nullopt}});
     EXPECT_TRUE(products.Find(Type(1)));
     EXPECT_FALSE(products.Find(Type(9)));
   }
@@ -74,17 +68,15 @@ TEST(Catalogue, ADefaultProductGivesWayToAnInstalledOneWithItsNameAndComesBackWi
 
 TEST(Translations, AreTheSameAfterEncodingAndDecoding) {
   const rlib::vector<TranslationSet> list{{{0, "X:\\"}, {1, "/x"}}, {}, {{2, "/Volumes/\xc3\xa4"}}};
-  EXPECT_EQ(DecodeTranslations(EncodeTranslations(list)), list);
-  EXPECT_EQ(EncodeTranslations({}), "");
+  EXPECT_EQ(wire::DecodeTranslations(wire::EncodeTranslations(list)), list);
+  EXPECT_EQ(wire::EncodeTranslations({}), "");
 }
 
 TEST(ProductDigest, DependsOnEveryProduct) {
   Farm farm = SampleFarm();
   const std::string before = MakeProductFrames(farm)->m_Digest;
   EXPECT_EQ(MakeProductFrames(farm)->m_Digest, before);
-  Effect install;
-  install.m_Install = MakeProduct(2, "Beta", {"b"});
-  farm.Take(install);
+  Take(farm, InstallProduct(MakeProduct(2, "Beta", {"b"})));
   EXPECT_NE(MakeProductFrames(farm)->m_Digest, before);
 }
 
@@ -93,7 +85,7 @@ TEST(ProductFrames, AreCutIntoParts) {
   for (uint8_t i = 1; i <= 5; ++i) {
     const auto product = boost::make_shared<const Product>(Type(i), String("p"), rlib::vector<String>{},
                                                            std::string(600'000, 'x'));
-    farm.m_Products.Install(product);
+    farm.m_Products.Customise({{Type(i), Customisation{product}}});
   }
   EXPECT_EQ(MakeProductFrames(farm)->m_Parts.size(), 5u);
 }

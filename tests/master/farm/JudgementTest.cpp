@@ -7,6 +7,7 @@
 #include "brenic/SystemMessages.h"
 #include "farm/Utf8.h"
 #include "master/farm/Samples.h"
+#include "wire/Contents.h"
 #include "wire/Digest.h"
 
 namespace brenic::master {
@@ -15,7 +16,8 @@ namespace {
 using testing::HasSubstr;
 
 std::string RefusalOf(const Message& message, const MachineCommandLines& commands = {}) {
-  return Judge(SampleFarm(), commands, message).m_Refusal.str();
+  const auto judgement = Judge(SampleFarm(), commands, message);
+  return judgement ? "" : judgement.Reason().str();
 }
 
 shared_ptr<SetMasterOptionsMsg> Option(const String& section, const String& name, const String& value) {
@@ -26,16 +28,16 @@ shared_ptr<SetMasterOptionsMsg> Option(const String& section, const String& name
 }
 
 TEST(Options, AreTakenForTheGlobalSectionInAnyCase) {
-  const Judgement judgement = Judge(SampleFarm(), {}, *Option("dISTRIBUTION", "MaxJobs", "5"));
-  EXPECT_EQ(judgement.m_Refusal, "");
-  EXPECT_TRUE(judgement.m_Effect.m_OptionsType.IsNull());
-  EXPECT_EQ(judgement.m_Effect.m_Options.at("MaxJobs"), "5");
+  const auto judgement = Judge(SampleFarm(), {}, *Option("dISTRIBUTION", "MaxJobs", "5"));
+  ASSERT_TRUE(judgement);
+  EXPECT_EQ(judgement->m_Change.m_Options,
+            (std::vector<OptionChange>{{UID::Null, "MaxJobs", {std::nullopt, String("5")}}}));
 }
 
 TEST(Options, AreTakenForAnExistingType) {
-  const Judgement judgement = Judge(SampleFarm(), {}, *Option(Type(1).ToString(), "Samples", "5"));
-  EXPECT_EQ(judgement.m_Refusal, "");
-  EXPECT_EQ(judgement.m_Effect.m_OptionsType, Type(1));
+  const auto judgement = Judge(SampleFarm(), {}, *Option(Type(1).ToString(), "Samples", "5"));
+  ASSERT_TRUE(judgement);
+  EXPECT_EQ(judgement->m_Change.m_Options.at(0).m_Section, Type(1));
 }
 
 TEST(Options, OfAnUnknownSectionAreRefused) {
@@ -82,9 +84,9 @@ TEST(Reply, HoldsEveryNameThatWasAskedFor) {
   const auto message = Make<GetMasterOptionsMsg>([](auto& m) {
     m.m_OptionNames = {"maxjobs", o_UserLimits};
   });
-  const Judgement judgement = Judge(farm, {}, *message);
-  ASSERT_TRUE(judgement.m_Reply);
-  const auto& reply = static_cast<const SetMasterOptionsMsg&>(*judgement.m_Reply);
+  const auto judgement = Judge(farm, {}, *message);
+  ASSERT_TRUE(judgement && judgement->m_Reply);
+  const auto& reply = static_cast<const SetMasterOptionsMsg&>(*judgement->m_Reply);
   EXPECT_EQ(reply.m_Section, o_Distribution);
   EXPECT_THAT(reply.m_Options, testing::ElementsAre(testing::Pair(String("maxjobs"), String("5")),
                                                     testing::Pair(String("UserLimits"), String(""))));
@@ -122,22 +124,22 @@ TEST(Translations, AreCheckedRootByRoot) {
 TEST(Basis, OfTheCurrentTranslationsIsAccepted) {
   Farm farm;
   const auto write = Translations({});
-  EXPECT_EQ(CheckBasis(farm, *write, Sha256("")), "");
+  EXPECT_TRUE(CheckBasis(farm, *write, Sha256("")));
   farm.m_Translations = {{{1, "/x"}}};
-  EXPECT_EQ(CheckBasis(farm, *write, Sha256(EncodeTranslations(farm.m_Translations))), "");
+  EXPECT_TRUE(CheckBasis(farm, *write, Sha256(wire::EncodeTranslations(farm.m_Translations))));
   EXPECT_THAT(
-      CheckBasis(farm, *write, Sha256("")).str(),
+      CheckBasis(farm, *write, Sha256("")).Reason().str(),
       HasSubstr("changed by someone else in the meantime; nothing was changed, run the command again"));
 }
 
 TEST(Basis, OfUserLimitsIsTheirText) {
   Farm farm;
   const auto write = Option("Distribution", "userlimits", "bob=5;");
-  EXPECT_EQ(CheckBasis(farm, *write, Sha256("")), "");
+  EXPECT_TRUE(CheckBasis(farm, *write, Sha256("")));
   farm.m_Options[o_UserLimits] = "ann=1;";
-  EXPECT_EQ(CheckBasis(farm, *write, Sha256("ann=1;")), "");
-  EXPECT_NE(CheckBasis(farm, *write, Sha256("")), "");
-  EXPECT_EQ(CheckBasis(farm, *write, ""), "") << "a write without basis is accepted";
+  EXPECT_TRUE(CheckBasis(farm, *write, Sha256("ann=1;")));
+  EXPECT_FALSE(CheckBasis(farm, *write, Sha256("")));
+  EXPECT_TRUE(CheckBasis(farm, *write, "")) << "a write without basis is accepted";
 }
 
 TEST(MachineRequest, IsRefusedUnlessItsCommandIsConfigured) {

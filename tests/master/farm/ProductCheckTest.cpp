@@ -63,10 +63,10 @@ TEST(Document, NeedsIdentifierAndNames) {
 
 TEST(Index, HasToAgreeWithTheDocument) {
   const auto good = MakeProduct(1, "Alpha", {"a"});
-  EXPECT_EQ(CheckDocument(*good), "");
-  EXPECT_NE(CheckDocument(Product(Type(2), good->Name(), good->Aliases(), good->Document())), "");
-  EXPECT_NE(CheckDocument(Product(good->Type(), "Other", good->Aliases(), good->Document())), "");
-  EXPECT_NE(CheckDocument(Product(good->Type(), good->Name(), {}, good->Document())), "");
+  EXPECT_TRUE(CheckDocument(*good));
+  EXPECT_FALSE(CheckDocument(Product(Type(2), good->Name(), good->Aliases(), good->Document())));
+  EXPECT_FALSE(CheckDocument(Product(good->Type(), "Other", good->Aliases(), good->Document())));
+  EXPECT_FALSE(CheckDocument(Product(good->Type(), good->Name(), {}, good->Document())));
 }
 
 } // namespace

@@ -4,7 +4,10 @@
 #include <fmt/core.h>
 
 #include "brenic/MessageFactory.h"
+#include "brenic/Options.h"
+#include "brenic/ProductMessages.h"
 #include "farm/Farm.h"
+#include "farm/Judgement.h"
 
 namespace brenic::master {
 
@@ -39,6 +42,35 @@ shared_ptr<Class> Make(Fill fill) {
   const auto message = MessageFactory::Create<Class>();
   fill(*message);
   return message;
+}
+
+/// What a request changes of the farm; throws when it is refused.
+inline Change ChangeOf(const Farm& farm, const Message& message) {
+  const auto judgement = Judge(farm, {}, message);
+  if (!judgement)
+    throw std::runtime_error(judgement.Reason().str());
+  return judgement->m_Change;
+}
+
+inline shared_ptr<SetMasterOptionsMsg> OptionMessage(const String& name, const String& value,
+                                                 const String& section = o_Distribution) {
+  return Make<SetMasterOptionsMsg>([&](auto& message) {
+    message.m_Section = section;
+    message.m_Options[name] = value;
+  });
+}
+
+inline shared_ptr<ProductMsg> InstallProduct(const shared_ptr<const Product>& product) {
+  return Make<ProductMsg>(
+      [&](auto& message) { message.m_Product = boost::const_pointer_cast<Product>(product); });
+}
+
+inline shared_ptr<RemoveProductMsg> RemoveProduct(const UID& type) {
+  return Make<RemoveProductMsg>([&](auto& message) { message.m_ProductType = type; });
+}
+
+inline shared_ptr<PathTranslationsMsg> SetTranslations(const rlib::vector<TranslationSet>& translations) {
+  return Make<PathTranslationsMsg>([&](auto& message) { message.m_Translations = translations; });
 }
 
 } // namespace brenic::master

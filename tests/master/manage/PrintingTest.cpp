@@ -16,7 +16,7 @@ TEST(StateJson, HasItsKeysInTheirOrder) {
   farm.m_Restrictions = {"NoPause"};
   farm.m_Translations = {{{1, "/x"}, {0, "X:"}}};
   farm.m_Products.AddDefault(MakeProduct(1, "Alpha", {"a"}));
-  farm.m_Products.Install(MakeProduct(2, "Beta"));
+  farm.m_Products.Customise({{(MakeProduct(2, "Beta"))->Type(), Customisation{MakeProduct(2, "Beta")}}});
   MasterRecord master;
   master.m_ID = Type(9);
   master.m_Name = "Farm";
@@ -81,7 +81,7 @@ TEST(AuditJson, HasItsKeysInTheirOrder) {
   record.m_Address = "127.0.0.1:50012";
   record.m_MessageId = Type(2);
   record.m_Class = "GetMasterOptionsMsg";
-  record.m_Fields = R"({"m_OptionNames":["a"]})";
+  record.m_FieldsOfLayout1 = R"({"m_OptionNames":["a"]})";
   record.m_Result = "answered";
   EXPECT_EQ(
       AuditJson(record),

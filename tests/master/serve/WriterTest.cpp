@@ -8,6 +8,7 @@
 #include "brenic/Options.h"
 #include "brenic/SystemMessages.h"
 #include "master/farm/Samples.h"
+#include "manage/AuditFields.h"
 #include "store/SqliteStore.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
@@ -64,15 +65,16 @@ protected:
 
   void Submit(const shared_ptr<Message>& message, const std::string& basis = {},
               const std::string& key = "01", Role role = Role::Administrator) {
-    auto envelope = std::make_shared<wire::Envelope>();
-    wire::ToWire(*message, *envelope);
-    envelope->set_basis(basis);
+    wire::Envelope envelope;
+    wire::ToWire(*message, envelope);
+    envelope.set_basis(basis);
     auto peer = std::make_shared<Peer>();
     peer->m_Key = key;
     peer->m_Name = "somebody";
     peer->m_Role = role;
     ++m_Submitted;
-    m_Writer->Submit({1, peer, message->m_ID, envelope, message, 0});
+    const std::string bytes = envelope.SerializeAsString();
+    m_Writer->Submit(MakeRequest(1, peer, envelope, bytes));
   }
 
   /// Waits until everything that was submitted has been decided; the results in their order.
@@ -295,7 +297,7 @@ TEST_F(WriterTest, RecordsALargeRefusedRequestByDigestAndSize) {
   std::string fields;
   SqliteStore(m_Folder.Name(), Database::Mode::ReadOnly).ReadAudit(0, [&](const AuditRecord& record) {
     EXPECT_EQ(record.m_Class, "SetMasterOptionsMsg");
-    fields = record.m_Fields;
+    fields = ToText(RequestFields(record));
   });
   EXPECT_THAT(fields, testing::AllOf(testing::HasSubstr("\"digest\":\""), testing::HasSubstr("\"size\":")));
   EXPECT_LT(fields.size(), 200u);

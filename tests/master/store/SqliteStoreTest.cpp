@@ -21,10 +21,13 @@ protected:
     m_Store.reset();
     m_Store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::ReadWrite);
   }
-  void Apply(const Effect& effect) {
+  /// Returns what it did.
+  Change Apply(const shared_ptr<Message>& message) {
+    const Change change = ChangeOf(m_Store->LoadFarm(), *message);
     m_Store->Begin();
-    m_Store->Apply(effect);
+    m_Store->Apply(change);
     m_Store->Commit();
+    return change;
   }
   static AuditRecord Record(const std::string& result, const UID& id = Type(1)) {
     AuditRecord record;
@@ -35,7 +38,8 @@ protected:
     record.m_MessageId = id;
     record.m_Class = "SetMasterOptionsMsg";
     record.m_Digest = std::string("\0\xff digest", 9);
-    record.m_Fields = "{}";
+    record.m_Request = std::make_shared<const std::string>("\0bytes", 6);
+    record.m_Size = 6;
     record.m_Result = result;
     record.m_Reason = "reason";
     record.m_Run = "run";
@@ -118,21 +122,18 @@ TEST_F(StoreTest, OfAnotherVersionIsNotOpened) {
 TEST_F(StoreTest, GivesBackEverySettingAfterItIsReopened) {
   m_Store->ReplaceDefaultProducts(
       {{Type(1), MakeProduct(1, "Alpha", {"a"})}, {Type(2), MakeProduct(2, "Beta")}});
-  Effect effect;
-  effect.m_Options = {{"MaxJobs", "5"}, {"empty", ""}};
-  effect.m_Limits[Type(1)] = -1;
-  effect.m_Restrictions = {{"a", true}, {"b", false}};
-  effect.m_Translations = {{{1, "/x"}}, {{0, "X:"}}};
-  effect.m_Install = MakeProduct(3, "Gamma");
   Farm expected = m_Store->LoadFarm();
-  Apply(effect);
-  expected.Take(effect);
-  Effect more;
-  more.m_OptionsType = Type(1);
-  more.m_Options["Samples"] = "9";
-  more.m_Remove = Type(2);
-  Apply(more);
-  expected.Take(more);
+  const auto apply = [&](const shared_ptr<Message>& message) { expected.Take(Apply(message)); };
+  apply(OptionMessage("MaxJobs", "5"));
+  apply(OptionMessage("empty", ""));
+  apply(OptionMessage("Samples", "9", Type(1).ToString()));
+  apply(Make<SetMasterLimitsMsg>([](auto& message) { message.m_Limits[Type(1)] = -1; }));
+  apply(Make<SetMasterRestrictionsMsg>([](auto& message) {
+    message.m_Restrictions = {{"a", true}, {"b", false}};
+  }));
+  apply(SetTranslations({{{1, "/x"}}, {{0, "X:"}}}));
+  apply(InstallProduct(MakeProduct(3, "Gamma")));
+  apply(RemoveProduct(Type(2)));
   Open();
   const Farm farm = m_Store->LoadFarm();
   EXPECT_EQ(farm.m_Options, expected.m_Options);
@@ -146,25 +147,17 @@ TEST_F(StoreTest, GivesBackEverySettingAfterItIsReopened) {
 }
 
 TEST_F(StoreTest, KeepsTheFirstSpellingOfAnOption) {
-  Effect effect;
-  effect.m_Options["MaxJobs"] = "1";
-  Apply(effect);
-  effect.m_Options.clear();
-  effect.m_Options["MAXJOBS"] = "2";
-  Apply(effect);
+  Apply(OptionMessage("MaxJobs", "1"));
+  Apply(OptionMessage("MAXJOBS", "2"));
   EXPECT_THAT(m_Store->LoadFarm().m_Options,
               testing::ElementsAre(testing::Pair(String("MaxJobs"), String("2"))));
 }
 
 TEST_F(StoreTest, GoesBackToTheDefaultsAfterTheNullType) {
   m_Store->ReplaceDefaultProducts({{Type(1), MakeProduct(1, "Alpha")}});
-  Effect effect;
-  effect.m_Install = MakeProduct(3, "Gamma");
-  effect.m_Remove = Type(1);
-  Apply(effect);
-  effect = {};
-  effect.m_Remove = UID::Null;
-  Apply(effect);
+  Apply(InstallProduct(MakeProduct(3, "Gamma")));
+  Apply(RemoveProduct(Type(1)));
+  Apply(RemoveProduct(UID::Null));
   const Farm farm = m_Store->LoadFarm();
   EXPECT_TRUE(farm.m_Products.Find(Type(1)));
   EXPECT_FALSE(farm.m_Products.Find(Type(3)));
@@ -193,10 +186,9 @@ TEST_F(StoreTest, TakesAnIdentifierOnce) {
 }
 
 TEST_F(StoreTest, LosesARolledBackTransaction) {
-  Effect effect;
-  effect.m_Options["a"] = "1";
+  const Change change = ChangeOf(Farm(), *OptionMessage("a", "1"));
   m_Store->Begin();
-  m_Store->Apply(effect);
+  m_Store->Apply(change);
   m_Store->Record(Record("committed"));
   m_Store->Rollback();
   EXPECT_TRUE(m_Store->LoadFarm().m_Options.empty());
@@ -216,10 +208,12 @@ TEST_F(StoreTest, ReadsTheAuditTrailFromATimeOn) {
 
 TEST_F(StoreTest, SaysThatItIsFull) {
   m_Store->Connection().Execute("PRAGMA max_page_count = 1"); // SQLite takes the present size instead
-  Effect effect;
-  effect.m_Options["a"] = String(std::string(1 << 20, 'x'));
+  Change change;
+  change.m_Options.push_back({UID::Null, "a", {std::nullopt, String(std::string(1 << 20, 'x'))}});
+  m_Store->Begin();
   try {
-    Apply(effect);
+    m_Store->Apply(change);
+    m_Store->Commit();
     FAIL();
   } catch (const StoreFailure& failure) {
     EXPECT_EQ(failure.Which(), StoreFailure::Kind::Full) << failure.what();

@@ -1,9 +1,10 @@
-#include "farm/AuditFields.h"
+#include "manage/AuditFields.h"
 
 #include <gtest/gtest.h>
 
 #include "brenic/ProductMessages.h"
 #include "brenic/SystemMessages.h"
+#include "farm/ShownSize.h"
 #include "master/farm/Samples.h"
 #include "wire/Digest.h"
 

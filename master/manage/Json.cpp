@@ -1,4 +1,4 @@
-#include "farm/Json.h"
+#include "manage/Json.h"
 
 namespace brenic::master {
 

@@ -1,0 +1,19 @@
+// A change to and from its form in the audit trail (change.proto).
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "farm/Change.h"
+
+namespace brenic::master {
+
+/// Products are named by the SHA-256 of their documents.
+std::string EncodeChange(const Change& change);
+
+/// `findDocument` gives the product whose document has the digest. Throws StoreFailure for bytes that are not
+/// a change.
+Change DecodeChange(const std::string& bytes,
+                    const std::function<shared_ptr<const Product>(const std::string& digest)>& findDocument);
+
+} // namespace brenic::master

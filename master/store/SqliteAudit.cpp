@@ -1,0 +1,85 @@
+// The part of the store that holds the audit trail.
+#include "store/ChangeBytes.h"
+#include "store/SqliteStore.h"
+#include "wire/Contents.h"
+#include "wire/Digest.h"
+
+namespace brenic::master {
+
+void SqliteStore::Record(const AuditRecord& record) {
+  std::string change;
+  if (record.m_Change)
+    change = EncodeChange(*record.m_Change);
+  Prepared("INSERT INTO audit (time, client_key, client_id, client_name, client_role, client_kind, "
+           "client_address, message_id, class, digest, fields, result, reason, run, size, request, change) "
+           "VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)")
+      .Run(record.m_Time, record.m_ClientKey, record.m_ClientId, record.m_ClientName, RoleName(record.m_Role),
+           static_cast<int64_t>(record.m_Kind), record.m_Address, record.m_MessageId, record.m_Class,
+           Blob{record.m_Digest}, record.m_FieldsOfLayout1, record.m_Result, record.m_Reason, record.m_Run,
+           static_cast<int64_t>(record.m_Size), OptionalBlob{record.m_Request.get()},
+           OptionalBlob{record.m_Change ? &change : nullptr});
+  if (!record.m_Change || record.m_Change->m_Products.empty())
+    return;
+  const int64_t sequence = sqlite3_last_insert_rowid(m_Database.Handle());
+  for (const auto& [type, step] : record.m_Change->m_Products) {
+    for (const auto& state : {step.m_Before, step.m_After}) {
+      if (state && state->m_Installed)
+        Prepared("INSERT OR IGNORE INTO change_document VALUES (?,?)")
+            .Run(Blob{KeepDocument(*state->m_Installed)}, sequence);
+    }
+  }
+}
+
+std::optional<AuditRecord> SqliteStore::FindDecision(const std::string& clientKey, const UID& messageId) {
+  // The condition on the result lets the partial index be used.
+  Statement& row = Prepared("SELECT class, digest, result, reason, run, fields FROM audit "
+                            "WHERE client_key = ? AND message_id = ? AND result <> 'answered'")
+                       .Bind(clientKey, messageId);
+  std::optional<AuditRecord> record;
+  while (row.Step()) {
+    record.emplace();
+    record->m_Class = row.Text(0);
+    record->m_Digest = row.Text(1);
+    record->m_Result = row.Text(2);
+    record->m_Reason = row.Text(3);
+    record->m_Run = row.Text(4);
+    record->m_FieldsOfLayout1 = row.Text(5);
+  }
+  return record;
+}
+
+void SqliteStore::ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) {
+  Statement row(
+      m_Database.Handle(),
+      "SELECT sequence, time, client_key, client_id, client_name, client_role, client_kind, "
+      "client_address, message_id, class, digest, fields, result, reason, run, size, request, change "
+      "FROM audit WHERE time >= ? ORDER BY sequence");
+  row.Bind(since);
+  while (row.Step()) {
+    AuditRecord record;
+    record.m_Sequence = row.Integer(0);
+    record.m_Time = row.Integer(1);
+    record.m_ClientKey = row.Text(2);
+    record.m_ClientId = row.Text(3);
+    record.m_ClientName = row.Text(4);
+    record.m_Role = RoleOf(row.Text(5));
+    record.m_Kind = static_cast<uint32_t>(row.Integer(6));
+    record.m_Address = row.Text(7);
+    record.m_MessageId = wire::Identifier(row.Text(8));
+    record.m_Class = row.Text(9);
+    record.m_Digest = row.Text(10);
+    record.m_FieldsOfLayout1 = row.Text(11);
+    record.m_Result = row.Text(12);
+    record.m_Reason = row.Text(13);
+    record.m_Run = row.Text(14);
+    record.m_Size = static_cast<size_t>(row.Integer(15));
+    if (!row.IsNull(16))
+      record.m_Request = std::make_shared<const std::string>(row.Text(16));
+    if (!row.IsNull(17))
+      record.m_Change = std::make_shared<const Change>(
+          DecodeChange(row.Text(17), [this](const std::string& digest) { return LoadDocument(digest); }));
+    each(record);
+  }
+}
+
+} // namespace brenic::master

@@ -1,0 +1,65 @@
+// How a database of an earlier layout becomes one of this layout.
+#include <fmt/core.h>
+
+#include "rlib/Log.h"
+#include "store/SqliteSchema.h"
+#include "store/SqliteStore.h"
+#include "wire/Digest.h"
+
+namespace brenic::master {
+
+namespace {
+
+/// Product documents move to a table of their own, by digest. The audit trail stays as it is: its columns of
+/// layout 2 are added behind the others, which does not touch its records.
+void BringFromLayout1(Database& database) {
+  database.Execute("ALTER TABLE product RENAME TO product_of_layout_1");
+  database.Execute(k_ProductTables);
+  Statement keep(database.Handle(), "INSERT OR IGNORE INTO document VALUES (?,?)");
+  Statement add(database.Handle(), "INSERT INTO product VALUES (?,?,?)");
+  {
+    Statement row(database.Handle(), "SELECT type, origin, document FROM product_of_layout_1");
+    while (row.Step()) {
+      const std::string document = row.Text(2);
+      const std::string digest = Sha256(document);
+      const bool hasDocument = row.Text(1) != "removed";
+      if (hasDocument)
+        keep.Run(Blob{digest}, document);
+      const std::string type = row.Text(0);
+      add.Run(Blob{type}, row.Text(1), OptionalBlob{hasDocument ? &digest : nullptr});
+    }
+  }
+  database.Execute("DROP TABLE product_of_layout_1");
+  database.Execute("ALTER TABLE audit ADD COLUMN size INTEGER NOT NULL DEFAULT 0;"
+                   "ALTER TABLE audit ADD COLUMN request BLOB;"
+                   "ALTER TABLE audit ADD COLUMN change BLOB;");
+}
+
+} // namespace
+
+void SqliteStore::BringToThisLayout(const Path& dataFolder) {
+  Database database(File(dataFolder), Database::Mode::ReadWrite);
+  const auto layout = [&] { return database.Scalar("PRAGMA user_version"); };
+  if (layout() != "1")
+    return;
+  SetDurability(database);
+  rlib::LogSystem(fmt::format("Bringing the database from layout 1 to layout {}", k_Layout));
+  try {
+    database.Execute("BEGIN IMMEDIATE");
+    if (layout() == "1") {
+      BringFromLayout1(database);
+      database.Execute(fmt::format("PRAGMA user_version = {}", k_Layout).c_str());
+    }
+    database.Execute("COMMIT");
+  } catch (const StoreFailure& failure) {
+    database.Rollback();
+    throw StoreFailure(
+        fmt::format("The database cannot be brought from layout 1 to layout {} and stays as it was; "
+                    "make room on its disk, or look at it with sqlite3: {}",
+                    k_Layout, failure.what()),
+        failure.Which());
+  }
+  rlib::LogSystem("The database has the new layout");
+}
+
+} // namespace brenic::master
