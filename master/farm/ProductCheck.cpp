@@ -7,10 +7,10 @@
 namespace brenic::master {
 
 String CheckDocument(const Product& product) {
-  String problem;
-  const auto parsed = ParseProduct(product.Document(), problem);
-  if (!parsed)
-    return problem;
+  const auto result = ParseProduct(product.Document());
+  if (!result)
+    return result.Reason();
+  const auto& parsed = *result;
   if (parsed->Type() != product.Type())
     return "its identifier is not the one of its document";
   if (parsed->Name() != product.Name())

@@ -27,11 +27,11 @@ void LoadProducts(sqlite3* database, ProductCatalogue& products) {
       products.Remove(type);
       continue;
     }
-    String problem;
-    const shared_ptr<const Product> product = ParseCheckedProduct(row.Text(2), problem);
-    if (!product)
+    const auto parsed = ParseCheckedProduct(row.Text(2));
+    if (!parsed)
       throw StoreFailure("The product " + type.ToString().str() +
-                         " in the database cannot be used: " + problem.str());
+                         " in the database cannot be used: " + parsed.Reason().str());
+    const shared_ptr<const Product> product = *parsed;
     if (origin == "custom")
       products.Install(product);
     else
