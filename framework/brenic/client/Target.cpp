@@ -37,14 +37,16 @@ String ReadTimeout(const CommandLine& cmd, std::optional<std::chrono::millisecon
 String Target::Choose(const CommandLine& cmd) {
   if (String problem = ReadTimeout(cmd, m_ConnectTimeout); !problem.empty())
     return problem;
-  uint16_t port = 0;
   const String portText = cmd.GetArgument("MasterPort", 0, k_Empty);
-  if (cmd.HasSwitch("MasterPort") && !ParsePort(portText, port))
+  const std::optional<uint16_t> port = ParsePort(portText);
+  if (cmd.HasSwitch("MasterPort") && !port)
     return fmt::format("-MasterPort '{}' is not a port number from 1 to 65535", portText.str());
   String address = cmd.GetArgument("Master", 0, k_Empty);
   if (cmd.HasSwitch("Master")) {
-    if (const String problem = m_Endpoint.Parse(address); !problem.empty())
-      return fmt::format("-Master '{}' is not an address: {}", address.str(), problem.str());
+    const rlib::Result<Endpoint> endpoint = Endpoint::Parse(address);
+    if (!endpoint)
+      return fmt::format("-Master '{}' is not an address: {}", address.str(), endpoint.Reason().str());
+    m_Endpoint = *endpoint;
   }
 
   Configuration configuration;
@@ -57,19 +59,21 @@ String Target::Choose(const CommandLine& cmd) {
   if (!cmd.HasSwitch("Master")) {
     const auto sockets = LocalSockets();
     if (!configuration.m_File.empty()) {
-      if (const String problem = m_Endpoint.Parse(configuration.m_Master); !problem.empty())
+      const rlib::Result<Endpoint> endpoint = Endpoint::Parse(configuration.m_Master);
+      if (!endpoint)
         return fmt::format("The Master '{}' in '{}' is not an address: {}", configuration.m_Master.str(),
-                           configuration.m_File.str().str(), problem.str());
-    } else if (!sockets.empty() && port == 0) {
+                           configuration.m_File.str().str(), endpoint.Reason().str());
+      m_Endpoint = *endpoint;
+    } else if (!sockets.empty() && !port) {
       m_Endpoint.m_Socket = sockets.front();
     } else {
       return NoMaster();
     }
   }
-  if (port != 0 && m_Endpoint.IsLocal())
+  if (port && m_Endpoint.IsLocal())
     return fmt::format("-MasterPort does not go with the local socket {}", m_Endpoint.ToString().str());
-  if (port != 0)
-    m_Endpoint.m_Port = port;
+  if (port)
+    m_Endpoint.m_Port = *port;
   if (!m_Endpoint.IsLocal() && configuration.m_File.empty())
     return fmt::format(
         "There are no credentials for {}: 'brenic-master client' makes them; put them, with their "
