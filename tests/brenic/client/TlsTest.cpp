@@ -6,8 +6,8 @@
 
 #include "TempFolder.h"
 #include "TestCertificates.h"
+#include "client/ClientContext.h"
 #include "client/Connector.h"
-#include "client/Credentials.h"
 #include "net/TlsContext.h"
 
 namespace brenic {
@@ -85,15 +85,16 @@ protected:
 
   /// Why the connection fails, at the latest when its first byte is read; an empty text when it does not.
   ConnectFailure Connect(const char* host = "127.0.0.1") {
-    String problem;
-    ssl::context context = MakeClientContext(Files(), problem);
-    EXPECT_EQ(problem, "");
+    rlib::Result<ssl::context> context = MakeClientContext(Files());
+    EXPECT_TRUE(context) << context.Reason();
+    if (!context)
+      return {context.Reason(), false};
     asio::io_context io;
     const auto work = asio::make_work_guard(io); // a lookup runs on a thread of its own
     Endpoint endpoint;
     endpoint.m_Host = host;
     endpoint.m_Port = m_Port;
-    const auto connector = MakeTlsConnector(io, endpoint, std::move(context));
+    const auto connector = MakeTlsConnector(io, endpoint, std::move(*context));
     std::optional<ConnectFailure> result;
     std::unique_ptr<ByteStream> connected;
     char byte = 0;
@@ -214,10 +215,10 @@ TEST_F(TlsTest, AServerThatClosesAtOnceIsTriedAgain) {
 
 class CredentialsTest : public TlsTest {
 protected:
+  /// Why there is no context; empty when there is one.
   std::string Problem() {
-    String problem;
-    (void)MakeClientContext(Files(), problem);
-    return problem.str();
+    const auto context = MakeClientContext(Files());
+    return context ? "" : context.Reason().str();
   }
 };
 
@@ -268,9 +269,9 @@ TEST_F(CredentialsTest, AFolderInPlaceOfAFileIsNamed) {
 }
 
 TEST_F(CredentialsTest, AMissingEntryOfTheConfigurationIsNamed) {
-  String problem;
-  (void)MakeClientContext({}, problem);
-  EXPECT_EQ(problem, "brenic.conf names no certificate authority");
+  const auto context = MakeClientContext({});
+  ASSERT_FALSE(context);
+  EXPECT_EQ(context.Reason(), "brenic.conf names no certificate authority");
 }
 
 } // namespace
