@@ -7,6 +7,7 @@
 
 #include "client/Client.h"
 #include "client/ClientContext.h"
+#include "client/Connectors.h"
 #include "client/Target.h"
 #include "rlib/CrashHandler.h"
 #include "rlib/Log.h"
