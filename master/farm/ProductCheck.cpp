@@ -7,10 +7,10 @@
 namespace brenic::master {
 
 rlib::Result<> CheckDocument(const Product& product) {
-  String problem;
-  const auto parsed = ParseProduct(product.Document(), problem);
-  if (!parsed)
-    return rlib::Failure(problem);
+  const auto result = ParseProduct(product.Document());
+  if (!result)
+    return result.Why();
+  const auto& parsed = *result;
   if (parsed->Type() != product.Type())
     return rlib::Failure("its identifier is not the one of its document");
   if (parsed->Name() != product.Name())

@@ -23,14 +23,17 @@ public:
       m_Products.emplace(entry.second->Document(), entry.second);
   }
 
-  /// Null, with `problem` set, when the file holds no product.
-  shared_ptr<const Product> Load(const Path& file, String& problem) const {
-    std::string document;
-    problem = ReadProductFile(file, document);
-    if (!problem.empty())
-      return nullptr;
-    const auto known = m_Products.find(document);
-    return known != m_Products.end() ? known->second : ParseProduct(std::move(document), problem);
+  /// Fails when the file does not hold a product.
+  rlib::Result<shared_ptr<const Product>> Load(const Path& file) const {
+    rlib::Result<std::string> document = ReadProductFile(file);
+    if (!document)
+      return document.Why();
+    if (const auto known = m_Products.find(*document); known != m_Products.end())
+      return known->second;
+    const auto product = ParseProduct(std::move(*document));
+    if (!product)
+      return product.Why();
+    return *product;
   }
 
 private:
@@ -54,12 +57,12 @@ ProductMap LoadDefaultProducts(const Path& folder, const ProductMap& earlier) {
   const KnownDocuments known(earlier);
   ProductCatalogue products;
   for (const auto& file : files) {
-    String problem;
-    const shared_ptr<const Product> product = known.Load(Path(file.string()), problem);
-    if (!product) {
-      rlib::LogWarning(fmt::format("Left out the product of '{}': {}", file.string(), problem.str()));
+    const auto loaded = known.Load(Path(file.string()));
+    if (!loaded) {
+      rlib::LogWarning(fmt::format("Left out the product of '{}': {}", file.string(), loaded.Reason().str()));
       continue;
     }
+    const shared_ptr<const Product>& product = *loaded;
     rlib::Result<> fits = CheckNames(products, *product);
     if (products.IsDefault(product->Type()))
       fits = rlib::Failure("another file has the same identifier");

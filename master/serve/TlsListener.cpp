@@ -32,8 +32,9 @@ ssl::context ServerContext(const MasterRecord& master) {
 tcp::endpoint ParseListen(const String& text) {
   const std::string& address = text.str();
   const size_t colon = address.rfind(':');
-  uint16_t port = 0;
-  if (colon == std::string::npos || !ParsePort(address.substr(colon + 1), port, 0))
+  const std::optional<uint16_t> port =
+      colon == std::string::npos ? std::nullopt : ParsePort(address.substr(colon + 1), 0);
+  if (!port)
     throw new Exception("--listen wants ADDRESS:PORT, not '" + text + "'");
   std::string host = address.substr(0, colon);
   if (host.size() > 1 && host.front() == '[' && host.back() == ']')
@@ -42,7 +43,7 @@ tcp::endpoint ParseListen(const String& text) {
   const auto parsed = asio::ip::make_address(host, error);
   if (error)
     throw new Exception("--listen wants a numeric address, not '" + String(host) + "'");
-  return {parsed, port};
+  return {parsed, *port};
 }
 
 std::string Text(const tcp::endpoint& endpoint) {

@@ -24,9 +24,9 @@ struct Request {
   String m_Refusal;              // why it is refused whatever it holds; empty when it is not
 };
 
-/// What the writer is to decide of a message, of which `bytes` are those in which it came. Its contents are taken
-/// out of the envelope, but are not decoded where that would cost much and they are refused anyway. Throws
-/// wire::Malformed.
+/// What the writer is to decide of a message, of which `bytes` are those in which it came. Its contents are
+/// taken out of the envelope, but are not decoded where that would cost much and they are refused anyway.
+/// Throws wire::Malformed.
 Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::Envelope& envelope,
                     std::string bytes);
 

@@ -18,12 +18,11 @@ void LoadOptions(sqlite3* database, Farm& farm) {
 }
 
 shared_ptr<const Product> Parsed(const UID& type, std::string document) {
-  String problem;
-  const shared_ptr<const Product> product = ParseCheckedProduct(std::move(document), problem);
+  const auto product = ParseCheckedProduct(std::move(document));
   if (!product)
     throw StoreFailure("The product " + type.ToString().str() +
-                       " in the database cannot be used: " + problem.str());
-  return product;
+                       " in the database cannot be used: " + product.Reason().str());
+  return *product;
 }
 
 void LoadProducts(sqlite3* database, ProductCatalogue& products) {
@@ -136,12 +135,11 @@ shared_ptr<const Product> SqliteStore::LoadDocument(const std::string& digest) {
   std::string document;
   while (row.Step())
     document = row.Text(0);
-  String problem;
-  const shared_ptr<const Product> product = ParseCheckedProduct(std::move(document), problem);
+  const auto product = ParseCheckedProduct(std::move(document));
   if (!product)
     throw StoreFailure("A product in the audit trail, of the digest " + Hex(digest) +
-                       ", cannot be used: " + problem.str());
-  return product;
+                       ", cannot be used: " + product.Reason().str());
+  return *product;
 }
 
 void SqliteStore::ReplaceDefaultProducts(const ProductMap& products) {

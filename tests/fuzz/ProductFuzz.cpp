@@ -37,22 +37,24 @@ bool IsLaidOutStably(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   const bool isJson = IsLaidOutStably(text);
-  const bool isChecked = CheckJson(text, k_MaxProductDepth).empty();
+  const bool isChecked = static_cast<bool>(CheckJson(text, k_MaxProductDepth));
   Require(isJson || !isChecked);
 
-  String problem;
-  const auto product = ParseProduct(text, problem);
-  Require((product == nullptr) == !problem.empty());
+  const auto parsed = ParseProduct(text);
+  Require(parsed ? *parsed != nullptr : !parsed.Reason().empty());
   // The parts that are read late have to stand any document.
   const Product unchecked(UID::Null, "x", {}, text);
   for (const char* value : {"", "5", "true", "[]", "text"})
     Require(!unchecked.IsDefaultParam("", value) || isJson);
-  if (!product)
+  if (!parsed)
     return 0;
 
   Require(isChecked);
-  const auto again = ParseProduct(LayOut(text, true), problem);
-  Require(again && again->Type() == product->Type() && again->Name() == product->Name() &&
+  const auto& product = *parsed;
+  const auto parsedAgain = ParseProduct(LayOut(text, true));
+  Require(static_cast<bool>(parsedAgain));
+  const auto& again = *parsedAgain;
+  Require(again->Type() == product->Type() && again->Name() == product->Name() &&
           again->Aliases() == product->Aliases());
   for (const char* value : {"", "5", "true", "[]", "text"})
     Require(again->IsDefaultParam("Depth", value) == product->IsDefaultParam("Depth", value));

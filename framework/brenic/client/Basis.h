@@ -9,8 +9,8 @@
 
 namespace brenic {
 
-/// Remembers the messages with whole values that were last delivered, which nobody may change afterwards: a digest is
-/// computed only when a write needs it, which few runs do. Not thread-safe.
+/// Remembers the messages with whole values that were last delivered, which nobody may change afterwards: a
+/// digest is computed only when a write needs it, which few runs do. Not thread-safe.
 class Basis {
 public:
   void Delivered(const shared_ptr<const Message>& message);

@@ -6,6 +6,8 @@
 #include <fmt/core.h>
 
 #include "client/Client.h"
+#include "client/ClientContext.h"
+#include "client/Connectors.h"
 #include "client/Target.h"
 #include "rlib/CrashHandler.h"
 #include "rlib/Log.h"
@@ -37,27 +39,37 @@ void OpenLog(const CommandLine& cmd, const String& program, const Path& folder) 
   rlib::InstallCrashHandler(folder, program);
 }
 
+/// Begins to connect in the background, unless it is not clear how.
+rlib::Result<> Connect(const CommandLine& cmd, BrenicClientApp& app, Executable& executable) {
+  const rlib::Result<Target> target = Target::Choose(cmd);
+  if (!target)
+    return target.Why();
+  const auto start = [&](const Client::MakeConnector& makeConnector) {
+    Client::Instance().Start(app, executable, app.GetClientName(), target->m_ConnectTimeout, makeConnector);
+  };
+  if (target->m_Endpoint.IsLocal()) {
+    start([&](asio::io_context& io) { return MakeLocalConnector(io, target->m_Endpoint); });
+    return {};
+  }
+  rlib::Result<asio::ssl::context> tls = MakeClientContext(target->m_Credentials);
+  if (!tls)
+    return tls.Why();
+  start([&](asio::io_context& io) { return MakeTlsConnector(io, target->m_Endpoint, std::move(*tls)); });
+  return {};
+}
+
 } // namespace
 
 bool BrenicClientExecutable::Startup(CommandLine& cmd) {
   SetLogDir(cmd);
   OpenLog(cmd, ProgramName(), m_LogFolder);
 
-  Target target;
-  String problem = target.Choose(cmd);
-  std::optional<asio::ssl::context> tls;
-  if (problem.empty() && !target.m_Endpoint.IsLocal())
-    tls = MakeClientContext(target.m_Credentials, problem);
-  if (!problem.empty()) {
+  const rlib::Result<> connecting = Connect(cmd, *this, *this);
+  if (!connecting) {
     Note(k_ExitNoConnection);
-    rlib::Report(rlib::Log::k_Error, problem);
-    return false;
+    rlib::Report(rlib::Log::k_Error, connecting.Reason());
   }
-  Client::Instance().Start(*this, *this, GetClientName(), target.m_ConnectTimeout, [&](asio::io_context& io) {
-    return tls ? MakeTlsConnector(io, target.m_Endpoint, std::move(*tls))
-               : MakeLocalConnector(io, target.m_Endpoint);
-  });
-  return true;
+  return static_cast<bool>(connecting);
 }
 
 int BrenicClientExecutable::Execute() {

@@ -12,6 +12,9 @@
 
 namespace brenic {
 
+using rlib::Failure;
+using rlib::Result;
+
 namespace {
 
 Path FromEnvironment(const char* name) {
@@ -59,30 +62,30 @@ rlib::vector<Path> LocalSockets() {
   return sockets;
 }
 
-Configuration LoadConfiguration(String& problem) {
-  Configuration configuration;
+namespace {
+
+/// The first of the files that is there, and can be read.
+Result<std::optional<Path>> FindConfiguration() {
   const bool named = !FromEnvironment("BRENIC_CONFIG").empty();
   for (const Path& file : ConfigurationFiles()) {
     if (!named && !rlib::File::Exists(file))
       continue;
-    if (access(file.c_str(), R_OK) != 0) {
-      problem = fmt::format("Cannot read the configuration '{}': {}", file.str().str(),
-                            rlib::ErrorText(errno).str());
-      return configuration;
-    }
-    configuration.m_File = file;
-    break;
+    if (access(file.c_str(), R_OK) != 0)
+      return Failure(fmt::format("Cannot read the configuration '{}': {}", file.str().str(),
+                                 rlib::ErrorText(errno).str()));
+    return file;
   }
-  if (configuration.m_File.empty())
-    return configuration;
+  return std::nullopt;
+}
 
+Result<Configuration> ReadConfiguration(const Path& file) {
   rlib::IniFile ini;
-  ini.SetFileName(configuration.m_File.str());
-  if (!ini.Load(true, false)) {
-    problem = fmt::format("Cannot read the configuration '{}'", configuration.m_File.str().str());
-    return configuration;
-  }
-  const Path folder = configuration.m_File.Parent();
+  ini.SetFileName(file.str());
+  if (!ini.Load(true, false))
+    return Failure(fmt::format("Cannot read the configuration '{}'", file.str().str()));
+  Configuration configuration;
+  configuration.m_File = file;
+  const Path folder = file.Parent();
   Credentials& credentials = configuration.m_Credentials;
   while (ini.SetNextSection()) {
     if (ini.GetCurrentSection().CompareNoCase("Client") != 0)
@@ -100,6 +103,20 @@ Configuration LoadConfiguration(String& problem) {
     }
   }
   return configuration;
+}
+
+} // namespace
+
+Result<std::optional<Configuration>> LoadConfiguration() {
+  const Result<std::optional<Path>> file = FindConfiguration();
+  if (!file)
+    return file.Why();
+  if (!*file)
+    return std::nullopt;
+  Result<Configuration> configuration = ReadConfiguration(**file);
+  if (!configuration)
+    return configuration.Why();
+  return std::move(*configuration);
 }
 
 } // namespace brenic

@@ -4,22 +4,22 @@
 #include <optional>
 
 #include "client/Credentials.h"
-#include "net/Endpoint.h"
+#include "rlib/Result.h"
 
 namespace brenic {
 
 /// What `brenic.conf` says: an INI file with the section [Client] and the names Master, CA, Certificate and
 /// Key; relative paths are relative to the file.
 struct Configuration {
-  Path m_File; // empty when there is none
+  Path m_File;
   String m_Master;
   Credentials m_Credentials;
 };
 
 /// Reads $BRENIC_CONFIG, else $XDG_CONFIG_HOME/brenic/brenic.conf (~/.config), else
-/// /etc/brenic/brenic.conf. `problem` tells what is wrong with the file that was found or named, empty when
-/// nothing is.
-Configuration LoadConfiguration(String& problem);
+/// /etc/brenic/brenic.conf; none when none of them exists. Fails when the file that was found or named cannot
+/// be read; one that is named has to exist.
+rlib::Result<std::optional<Configuration>> LoadConfiguration();
 
 /// The files that LoadConfiguration looks for, in this order.
 rlib::vector<Path> ConfigurationFiles();

@@ -1,10 +1,11 @@
+#include <optional>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <fmt/core.h>
 
-#include "client/Connector.h"
+#include "client/Connectors.h"
 
 namespace brenic {
 
@@ -27,13 +28,14 @@ public:
         if (socket.use_count() == 1 || error == asio::error::operation_aborted)
           return;
         m_Socket.reset();
-        const ConnectFailure failure = error ? ConnectFailure{error.message(), false} : Untrusted(*socket);
-        done(failure.m_Text.empty() ? std::make_unique<AsioByteStream<LocalSocket>>(std::move(*socket))
-                                    : nullptr,
-             failure);
+        if (error)
+          return done(ConnectFailure{error.message(), false});
+        if (const std::optional<ConnectFailure> distrust = CheckPeer(*socket))
+          return done(*distrust);
+        done(std::make_unique<AsioByteStream<LocalSocket>>(std::move(*socket)));
       });
     } catch (const boost::system::system_error& error) {
-      asio::post(m_Io, [done, error] { done(nullptr, {error.code().message(), true}); });
+      asio::post(m_Io, [done, error] { done(ConnectFailure{error.code().message(), true}); });
     }
   }
 
@@ -49,18 +51,19 @@ public:
 
 private:
   /// Whoever may put a socket where this one lies could read everything sent through it, so only root, this
-  /// process's own user and the owner of the folder are believed to be the Master.
-  ConnectFailure Untrusted(LocalSocket& socket) const {
+  /// process's own user and the owner of the folder are believed to be the Master. No value for one of these.
+  std::optional<ConnectFailure> CheckPeer(LocalSocket& socket) const {
     ucred peer{};
     socklen_t size = sizeof peer;
     if (getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
-      return {fmt::format("its user cannot be determined: {}", rlib::ErrorText(errno).str()), true};
+      return ConnectFailure{fmt::format("its user cannot be determined: {}", rlib::ErrorText(errno).str()),
+                            true};
     struct stat folder {};
     const Path parent = m_Endpoint.m_Socket.Parent();
     const bool known = stat(parent.empty() ? "." : parent.c_str(), &folder) == 0;
     if (peer.uid == 0 || peer.uid == geteuid() || (known && peer.uid == folder.st_uid))
-      return {};
-    return {
+      return std::nullopt;
+    return ConnectFailure{
         fmt::format("the process behind it runs as user {}, which is neither root, nor you, nor the owner "
                     "of the socket's folder",
                     peer.uid),

@@ -83,13 +83,13 @@ void MasterConnection::Attempt() {
     if (!error && m_State == State::k_Connecting)
       AttemptFailed({fmt::format("no answer within {}", Seconds(m_Options.m_Timing.m_Attempt)), false});
   });
-  m_Connector->Connect([this](std::unique_ptr<ByteStream> stream, const ConnectFailure& failure) {
+  m_Connector->Connect([this](ConnectResult result) {
     if (m_State != State::k_Connecting)
       return;
-    if (stream)
-      Greet(std::move(stream));
+    if (auto* stream = std::get_if<std::unique_ptr<ByteStream>>(&result))
+      Greet(std::move(*stream));
     else
-      AttemptFailed(failure);
+      AttemptFailed(std::get<ConnectFailure>(result));
   });
 }
 

@@ -1,5 +1,6 @@
 #include "client/Resolver.h"
 
+#include <mutex>
 #include <netdb.h>
 #include <thread>
 
@@ -10,14 +11,14 @@ struct Lookup::Request : std::enable_shared_from_this<Request> {
   asio::io_context* m_Io = nullptr; // null once abandoned
   Done m_Done;
 
-  void Finish(const String& problem, std::vector<asio::ip::tcp::endpoint> found) {
+  void Finish(Found found) {
     std::lock_guard lock(m_Mutex);
     if (!m_Io)
       return;
     // Whether it was abandoned is looked up when the handler runs: it may have been since it was posted.
-    asio::post(*m_Io, [self = shared_from_this(), problem, found = std::move(found)] {
+    asio::post(*m_Io, [self = shared_from_this(), found = std::move(found)] {
       if (const Done done = self->Take())
-        done(problem, found);
+        done(found);
     });
   }
 
@@ -29,14 +30,14 @@ struct Lookup::Request : std::enable_shared_from_this<Request> {
 
 namespace {
 
-/// The reason, empty when at least one address was found.
-String FindAddresses(const String& host, uint16_t port, std::vector<asio::ip::tcp::endpoint>& found) {
+Lookup::Found FindAddresses(const String& host, uint16_t port) {
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
   hints.ai_flags = AI_ADDRCONFIG;
   addrinfo* list = nullptr;
   if (const int error = getaddrinfo(host.c_str(), nullptr, &hints, &list); error != 0)
-    return String("the name cannot be resolved: ") + gai_strerror(error);
+    return rlib::Failure(String("the name cannot be resolved: ") + gai_strerror(error));
+  std::vector<asio::ip::tcp::endpoint> found;
   for (const addrinfo* entry = list; entry; entry = entry->ai_next) {
     asio::ip::tcp::endpoint address;
     if (entry->ai_addrlen > address.capacity())
@@ -48,7 +49,9 @@ String FindAddresses(const String& host, uint16_t port, std::vector<asio::ip::tc
     found.push_back(address);
   }
   freeaddrinfo(list);
-  return found.empty() ? String("the name has no address") : rlib::k_Empty;
+  if (found.empty())
+    return rlib::Failure("the name has no address");
+  return found;
 }
 
 } // namespace
@@ -61,13 +64,11 @@ void Lookup::Begin(asio::io_context& io, const Endpoint& endpoint, Done done) {
   error_code notNumeric;
   const auto address = asio::ip::make_address(endpoint.m_Host.str(), notNumeric);
   if (!notNumeric) {
-    m_Request->Finish(rlib::k_Empty, {{address, endpoint.m_Port}});
+    m_Request->Finish(std::vector<asio::ip::tcp::endpoint>{{address, endpoint.m_Port}});
     return;
   }
   std::thread([request = m_Request, host = endpoint.m_Host, port = endpoint.m_Port] {
-    std::vector<asio::ip::tcp::endpoint> found;
-    const String problem = FindAddresses(host, port, found);
-    request->Finish(problem, std::move(found));
+    request->Finish(FindAddresses(host, port));
   }).detach();
 }
 

@@ -2,11 +2,12 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
+#include <memory>
 #include <vector>
 
 #include "net/Asio.h"
 #include "net/Endpoint.h"
+#include "rlib/Result.h"
 
 namespace brenic {
 
@@ -14,9 +15,10 @@ namespace brenic {
 /// destroyed or the process ends first: a blocked lookup must not hold up an exit.
 class Lookup {
 public:
-  /// Called once on the I/O thread, not from within Begin: with why there is no address, or with at least
-  /// one.
-  using Done = std::function<void(const String& problem, const std::vector<asio::ip::tcp::endpoint>& found)>;
+  /// At least one address, or why there is none.
+  using Found = rlib::Result<std::vector<asio::ip::tcp::endpoint>>;
+  /// Called once on the I/O thread, not from within Begin.
+  using Done = std::function<void(const Found& found)>;
 
   Lookup() = default;
   ~Lookup() { Abandon(); }

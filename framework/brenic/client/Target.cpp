@@ -7,6 +7,9 @@
 
 namespace brenic {
 
+using rlib::Failure;
+using rlib::Result;
+
 namespace {
 
 String NoMaster() {
@@ -19,64 +22,104 @@ String NoMaster() {
       files);
 }
 
-String ReadTimeout(const CommandLine& cmd, std::optional<std::chrono::milliseconds>& timeout) {
+Result<std::optional<std::chrono::milliseconds>> ReadTimeout(const CommandLine& cmd) {
   if (!cmd.HasSwitch("ConnectTimeout"))
-    return k_Empty;
+    return std::nullopt;
   constexpr double k_Longest = 1e9;
   const String text = cmd.GetArgument("ConnectTimeout", 0, k_Empty);
   const std::optional<double> seconds = rlib::ParseDouble(text);
   if (!seconds || *seconds < 0 || *seconds > k_Longest)
-    return fmt::format("-ConnectTimeout '{}' is not a number of seconds", text.str());
-  if (*seconds > 0)
-    timeout = std::chrono::milliseconds(static_cast<int64_t>(*seconds * 1000 + 0.5));
-  return k_Empty;
+    return Failure(fmt::format("-ConnectTimeout '{}' is not a number of seconds", text.str()));
+  if (*seconds == 0)
+    return std::nullopt;
+  return std::chrono::milliseconds(static_cast<int64_t>(*seconds * 1000 + 0.5));
+}
+
+Result<std::optional<uint16_t>> ReadPort(const CommandLine& cmd) {
+  if (!cmd.HasSwitch("MasterPort"))
+    return std::nullopt;
+  const String text = cmd.GetArgument("MasterPort", 0, k_Empty);
+  const std::optional<uint16_t> port = ParsePort(text);
+  if (!port)
+    return Failure(fmt::format("-MasterPort '{}' is not a port number from 1 to 65535", text.str()));
+  return port;
+}
+
+Result<std::optional<Endpoint>> ReadMaster(const CommandLine& cmd) {
+  if (!cmd.HasSwitch("Master"))
+    return std::nullopt;
+  const String text = cmd.GetArgument("Master", 0, k_Empty);
+  const Result<Endpoint> endpoint = Endpoint::Parse(text);
+  if (!endpoint)
+    return Failure(fmt::format("-Master '{}' is not an address: {}", text.str(), endpoint.Reason().str()));
+  return *endpoint;
+}
+
+Result<Endpoint> ConfiguredMaster(const Configuration& configuration) {
+  Result<Endpoint> endpoint = Endpoint::Parse(configuration.m_Master);
+  if (!endpoint)
+    return Failure(fmt::format("The Master '{}' in '{}' is not an address: {}", configuration.m_Master.str(),
+                               configuration.m_File.str().str(), endpoint.Reason().str()));
+  return endpoint;
+}
+
+/// Where the Master is that the command line does not name. A local one has no port that could be chosen.
+Result<Endpoint> UsualMaster(const std::optional<Configuration>& configuration, bool isPortChosen) {
+  if (configuration)
+    return ConfiguredMaster(*configuration);
+  const rlib::vector<Path> sockets = LocalSockets();
+  if (sockets.empty() || isPortChosen)
+    return Failure(NoMaster());
+  Endpoint local;
+  local.m_Socket = sockets.front();
+  return local;
 }
 
 } // namespace
 
-String Target::Choose(const CommandLine& cmd) {
-  if (String problem = ReadTimeout(cmd, m_ConnectTimeout); !problem.empty())
-    return problem;
-  uint16_t port = 0;
-  const String portText = cmd.GetArgument("MasterPort", 0, k_Empty);
-  if (cmd.HasSwitch("MasterPort") && !ParsePort(portText, port))
-    return fmt::format("-MasterPort '{}' is not a port number from 1 to 65535", portText.str());
-  String address = cmd.GetArgument("Master", 0, k_Empty);
-  if (cmd.HasSwitch("Master")) {
-    if (const String problem = m_Endpoint.Parse(address); !problem.empty())
-      return fmt::format("-Master '{}' is not an address: {}", address.str(), problem.str());
+Result<Target> Target::Choose(const CommandLine& cmd) {
+  const auto timeout = ReadTimeout(cmd);
+  if (!timeout)
+    return timeout.Why();
+  const auto port = ReadPort(cmd);
+  if (!port)
+    return port.Why();
+  const auto named = ReadMaster(cmd);
+  if (!named)
+    return named.Why();
+
+  std::optional<Configuration> configuration;
+  if (!*named || !(*named)->IsLocal()) {
+    auto loaded = LoadConfiguration();
+    if (!loaded)
+      return loaded.Why();
+    configuration = std::move(*loaded);
+  }
+  Target target;
+  target.m_ConnectTimeout = *timeout;
+  if (*named) {
+    target.m_Endpoint = **named;
+  } else {
+    const Result<Endpoint> usual = UsualMaster(configuration, port->has_value());
+    if (!usual)
+      return usual.Why();
+    target.m_Endpoint = *usual;
   }
 
-  Configuration configuration;
-  if (!m_Endpoint.IsLocal()) {
-    String problem;
-    configuration = LoadConfiguration(problem);
-    if (!problem.empty())
-      return problem;
-  }
-  if (!cmd.HasSwitch("Master")) {
-    const auto sockets = LocalSockets();
-    if (!configuration.m_File.empty()) {
-      if (const String problem = m_Endpoint.Parse(configuration.m_Master); !problem.empty())
-        return fmt::format("The Master '{}' in '{}' is not an address: {}", configuration.m_Master.str(),
-                           configuration.m_File.str().str(), problem.str());
-    } else if (!sockets.empty() && port == 0) {
-      m_Endpoint.m_Socket = sockets.front();
-    } else {
-      return NoMaster();
-    }
-  }
-  if (port != 0 && m_Endpoint.IsLocal())
-    return fmt::format("-MasterPort does not go with the local socket {}", m_Endpoint.ToString().str());
-  if (port != 0)
-    m_Endpoint.m_Port = port;
-  if (!m_Endpoint.IsLocal() && configuration.m_File.empty())
-    return fmt::format(
+  const Endpoint& endpoint = target.m_Endpoint;
+  if (*port && endpoint.IsLocal())
+    return Failure(
+        fmt::format("-MasterPort does not go with the local socket {}", endpoint.ToString().str()));
+  if (*port)
+    target.m_Endpoint.m_Port = **port;
+  if (!endpoint.IsLocal() && !configuration)
+    return Failure(fmt::format(
         "There are no credentials for {}: 'brenic-master client' makes them; put them, with their "
         "brenic.conf, where $BRENIC_CONFIG or {} says",
-        m_Endpoint.ToString().str(), ConfigurationFiles().back().str().str());
-  m_Credentials = configuration.m_Credentials;
-  return k_Empty;
+        endpoint.ToString().str(), ConfigurationFiles().back().str().str()));
+  if (configuration)
+    target.m_Credentials = configuration->m_Credentials;
+  return target;
 }
 
 } // namespace brenic

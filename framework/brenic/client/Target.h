@@ -7,6 +7,7 @@
 #include "brenic/CommandLine.h"
 #include "client/Credentials.h"
 #include "net/Endpoint.h"
+#include "rlib/Result.h"
 
 namespace brenic {
 
@@ -16,9 +17,9 @@ struct Target {
   std::optional<std::chrono::milliseconds> m_ConnectTimeout;
 
   /// From "-Master", "-MasterPort", "-ConnectTimeout", the configuration and the local sockets that exist.
-  /// Returns what is wrong and what to do about it, empty when nothing is: better no Master than another one
-  /// by accident.
-  [[nodiscard]] String Choose(const CommandLine& cmd);
+  /// Fails, with what is wrong and what to do about it, when they do not say: better no Master than another
+  /// one by accident.
+  static rlib::Result<Target> Choose(const CommandLine& cmd);
 };
 
 } // namespace brenic

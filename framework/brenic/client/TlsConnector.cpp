@@ -6,7 +6,7 @@
 #include <fmt/core.h>
 #include <openssl/ssl.h>
 
-#include "client/Connector.h"
+#include "client/Connectors.h"
 #include "client/Resolver.h"
 
 namespace brenic {
@@ -47,10 +47,10 @@ public:
   String Address() const override { return m_Endpoint.ToString(); }
 
   void Connect(Done done) override {
-    m_Lookup.Begin(m_Io, m_Endpoint, [this, done](const String& problem, const auto& addresses) {
-      if (!problem.empty())
-        return done(nullptr, {problem, false});
-      Dial(addresses, done);
+    m_Lookup.Begin(m_Io, m_Endpoint, [this, done](const Lookup::Found& addresses) {
+      if (!addresses)
+        return done(ConnectFailure{addresses.Reason(), false});
+      Dial(*addresses, done);
     });
   }
 
@@ -84,7 +84,7 @@ private:
                           if (stream.use_count() == 1 || error == asio::error::operation_aborted)
                             return;
                           if (error)
-                            return done(nullptr, {error.message(), false});
+                            return done(ConnectFailure{error.message(), false});
                           Handshake(stream, done);
                         });
   }
@@ -101,9 +101,9 @@ private:
       if (stream.use_count() == 1 || error == asio::error::operation_aborted)
         return;
       if (error)
-        return done(nullptr, HandshakeFailure(*stream, error));
+        return done(HandshakeFailure(*stream, error));
       m_Stream.reset();
-      done(std::make_unique<AsioByteStream<TlsStream>>(stream), {});
+      done(std::make_unique<AsioByteStream<TlsStream>>(stream));
     });
   }
 

@@ -6,12 +6,14 @@
 
 namespace brenic {
 
-bool ParsePort(std::string_view text, uint16_t& port, int lowest) {
+using rlib::Failure;
+using rlib::Result;
+
+std::optional<uint16_t> ParsePort(std::string_view text, int lowest) {
   const std::optional<int32_t> number = rlib::ParseInt32(text);
   if (!number || text[0] == '+' || *number < lowest || *number > 65535)
-    return false;
-  port = static_cast<uint16_t>(*number);
-  return true;
+    return std::nullopt;
+  return static_cast<uint16_t>(*number);
 }
 
 String Endpoint::ToString() const {
@@ -21,15 +23,18 @@ String Endpoint::ToString() const {
   return fmt::format("{}{}{}:{}", bracketed ? "[" : "", m_Host.str(), bracketed ? "]" : "", m_Port);
 }
 
-String Endpoint::Parse(const String& text) {
+Result<Endpoint> Endpoint::Parse(const String& text) {
   const std::string& address = text.str();
   if (address.empty())
-    return "an address is missing";
+    return Failure("an address is missing");
   if (address.find_first_of(std::string_view("\0 \t\n\r", 5)) != std::string::npos)
-    return "an address holds no spaces";
+    return Failure("an address holds no spaces");
+  Endpoint endpoint;
   if (address.rfind("unix:", 0) == 0) {
-    m_Socket = Path(address.substr(5));
-    return m_Socket.empty() ? String("the path is missing behind unix:") : k_Empty;
+    endpoint.m_Socket = Path(address.substr(5));
+    if (endpoint.m_Socket.empty())
+      return Failure("the path is missing behind unix:");
+    return endpoint;
   }
 
   std::string host = address, port;
@@ -37,28 +42,31 @@ String Endpoint::Parse(const String& text) {
   if (address[0] == '[') {
     const size_t end = address.find(']');
     if (end == std::string::npos)
-      return "the closing bracket is missing";
+      return Failure("the closing bracket is missing");
     host = address.substr(1, end - 1);
     hasPort = end + 1 < address.size();
     if (hasPort && address[end + 1] != ':')
-      return "a port is written behind a colon";
+      return Failure("a port is written behind a colon");
     port = hasPort ? address.substr(end + 2) : "";
   } else if (const size_t colon = address.find(':'); colon != std::string::npos) {
     if (address.find(':', colon + 1) != std::string::npos)
-      return fmt::format("an IPv6 address is written in brackets, as [::1]:{}", k_DefaultPort);
+      return Failure(fmt::format("an IPv6 address is written in brackets, as [::1]:{}", k_DefaultPort));
     host = address.substr(0, colon);
     port = address.substr(colon + 1);
     hasPort = true;
   }
   if (host.empty())
-    return "the host is missing";
+    return Failure("the host is missing");
   if (host[0] == '-')
-    return "a host name does not begin with a dash";
-  if (hasPort && !ParsePort(port, m_Port))
-    return "the port must be a number from 1 to 65535";
-  m_Host = host;
-  m_Socket = Path();
-  return k_Empty;
+    return Failure("a host name does not begin with a dash");
+  if (hasPort) {
+    const std::optional<uint16_t> number = ParsePort(port);
+    if (!number)
+      return Failure("the port must be a number from 1 to 65535");
+    endpoint.m_Port = *number;
+  }
+  endpoint.m_Host = host;
+  return endpoint;
 }
 
 } // namespace brenic

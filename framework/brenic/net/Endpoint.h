@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string_view>
 
 #include "brenic/Types.h"
+#include "rlib/Result.h"
 
 namespace brenic {
 
@@ -18,12 +21,11 @@ struct Endpoint {
   /// As a user writes it: "host:8730", "[::1]:8730", "unix:/run/brenic/master.sock".
   String ToString() const;
 
-  /// Reads "host", "host:port", "[address]:port" or "unix:PATH". Returns what is wrong with the text, empty
-  /// when nothing is.
-  [[nodiscard]] String Parse(const String& text);
+  /// Reads "host", "host:port", "[address]:port" or "unix:PATH". Fails with what is wrong with the text.
+  static rlib::Result<Endpoint> Parse(const String& text);
 };
 
-/// A port number as text: 1 to 65535, or from 0 where 0 asks for a free one.
-[[nodiscard]] bool ParsePort(std::string_view text, uint16_t& port, int lowest = 1);
+/// A port number as text: 1 to 65535, or from 0 where 0 asks for a free one. No value for any other text.
+[[nodiscard]] std::optional<uint16_t> ParsePort(std::string_view text, int lowest = 1);
 
 } // namespace brenic

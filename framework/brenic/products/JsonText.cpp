@@ -1,6 +1,7 @@
 #include "products/JsonText.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <vector>
 
@@ -14,6 +15,8 @@ namespace brenic {
 namespace {
 
 using nlohmann::json;
+using rlib::Failure;
+using rlib::Result;
 
 std::string Quoted(const std::string& text) {
   return json(text).dump();
@@ -22,21 +25,24 @@ std::string Quoted(const std::string& text) {
 /// What both readers of a text have in common: a place in the document, and how they end.
 class Reader : public nlohmann::json_sax<json> {
 public:
-  const std::string& Problem() const { return m_Problem; }
+  /// Why the reading ended early; only when it did.
+  const Failure& Why() const { return *m_Failure; }
 
   bool parse_error(size_t position, const std::string&, const json::exception& error) override {
-    if (m_Problem.empty())
-      SetNoJson(Reason(error.what()), position);
-    return false;
+    return FailNotJson(Reason(error.what()), position);
   }
   /// Bytes are counted from 1.
-  void SetNoJson(const std::string& reason, size_t byte) {
-    m_Problem = fmt::format("it is no JSON: {} (byte {})", reason, byte);
+  bool FailNotJson(const std::string& reason, size_t byte) {
+    return Fail(fmt::format("it is no JSON: {} (byte {})", reason, byte));
   }
-  bool binary(binary_t&) override { return false; } // JSON text has none
+  bool binary(binary_t&) override { return Fail("it holds binary data"); } // JSON text has none
 
 protected:
-  std::string m_Problem;
+  /// Ends the reading.
+  bool Fail(const std::string& reason) {
+    m_Failure.emplace(reason);
+    return false;
+  }
 
 private:
   /// The library's message without its own error numbers and positions.
@@ -50,6 +56,8 @@ private:
                                                        : 0;
     return rlib::EscapeControls(what.substr(start, 200)).str();
   }
+
+  std::optional<Failure> m_Failure;
 };
 
 class Checker : public Reader {
@@ -69,16 +77,13 @@ public:
   bool key(string_t& key) override {
     if (m_Open.back().insert(key).second)
       return true;
-    m_Problem = fmt::format("the key {} stands twice in one object", Quoted(key));
-    return false;
+    return Fail(fmt::format("the key {} stands twice in one object", Quoted(key)));
   }
 
 private:
   bool Open() {
-    if (m_Open.size() == m_MaxDepth) {
-      m_Problem = fmt::format("it is more than {} levels deep", m_MaxDepth);
-      return false;
-    }
+    if (m_Open.size() == m_MaxDepth)
+      return Fail(fmt::format("it is more than {} levels deep", m_MaxDepth));
     m_Open.emplace_back();
     return true;
   }
@@ -158,29 +163,29 @@ private:
   std::vector<bool> m_Filled; // for each open list or object: whether something stands in it
 };
 
-/// Whether the text is one JSON value that the reader takes.
-bool Read(const std::string& text, Reader& reader) {
+/// Fails unless the text is one JSON value that the reader takes.
+Result<> Read(const std::string& text, Reader& reader) {
   // The library takes a NUL byte for the end of the text, whatever follows.
   const size_t nul = text.find('\0');
-  if (!json::sax_parse(text.data(), text.data() + std::min(nul, text.size()), &reader))
-    return false;
-  if (nul == std::string::npos)
-    return true;
-  reader.SetNoJson("a NUL byte", nul + 1);
-  return false;
+  bool taken = json::sax_parse(text.data(), text.data() + std::min(nul, text.size()), &reader);
+  if (taken && nul != std::string::npos)
+    taken = reader.FailNotJson("a NUL byte", nul + 1);
+  if (!taken)
+    return reader.Why();
+  return {};
 }
 
 } // namespace
 
-String CheckJson(const std::string& text, int maxDepth) {
+Result<> CheckJson(const std::string& text, int maxDepth) {
   Checker checker(maxDepth);
-  return Read(text, checker) ? k_Empty : String(checker.Problem());
+  return Read(text, checker);
 }
 
 std::string LayOut(const std::string& document, bool compact) {
   Writer writer(compact);
-  if (!Read(document, writer))
-    throw new Exception("The product's document cannot be read: " + writer.Problem());
+  if (const Result<> read = Read(document, writer); !read)
+    throw new Exception("The product's document cannot be read: " + read.Reason());
   if (!compact)
     writer.m_Out += '\n';
   return std::move(writer.m_Out);

@@ -49,7 +49,7 @@ bool Product::IsDefaultParam(const String& name, const String& value) const {
     const json document = json::parse(m_Document, nullptr, false);
     if (document.is_object() && document.contains("parameters")) {
       for (const json& parameter : document["parameters"]) {
-        const auto parameterName = parameter.find("name"); // the end for what is no object
+        const auto parameterName = parameter.find("name"); // the end for what is not an object
         if (parameterName != parameter.end() && parameterName->is_string() && parameter.contains("default"))
           parameters->m_Defaults.emplace(parameterName->get<std::string>(), parameter["default"]);
       }

@@ -19,6 +19,8 @@ namespace brenic {
 namespace {
 
 using nlohmann::json;
+using rlib::Failure;
+using rlib::Result;
 
 /// Thread-safe once made: validation changes nothing in it.
 const valijson::Schema& Schema() {
@@ -51,38 +53,38 @@ String FirstComplaint(valijson::ValidationResults& results) {
   return fmt::format("{}: {}", place.empty() ? "the document" : place, error.description);
 }
 
-String CheckNames(const Product& product) {
+Result<> CheckNames(const Product& product) {
   std::set<String, String::ciless> seen{product.Name()};
   for (const String& alias : product.Aliases()) {
     if (!seen.insert(alias).second)
-      return fmt::format("aliases: '{}' is its name or an alias already", rlib::EscapeControls(alias).str());
+      return Failure(
+          fmt::format("aliases: '{}' is its name or an alias already", rlib::EscapeControls(alias).str()));
   }
   for (const String& name : seen) {
     if (rlib::EscapeControls(name) != name)
-      return fmt::format("the name '{}' holds a control character", rlib::EscapeControls(name).str());
+      return Failure(
+          fmt::format("the name '{}' holds a control character", rlib::EscapeControls(name).str()));
     if (name.size() > 256)
-      return fmt::format("the name '{}' is longer than 256 bytes", name.str());
+      return Failure(fmt::format("the name '{}' is longer than 256 bytes", name.str()));
   }
-  return k_Empty;
+  return {};
 }
 
-/// What of the schema the document breaks; empty when nothing.
-String CheckSchema(const json& document) {
+/// Fails with what of the schema the document breaks.
+Result<> CheckSchema(const json& document) {
   const valijson::adapters::NlohmannJsonAdapter adapter(document);
   // Most documents are valid, and finding that out is quicker without noting where in the document one is.
   if (valijson::Validator().validate(Schema(), adapter, nullptr))
-    return k_Empty;
+    return {};
   valijson::ValidationResults results;
   valijson::Validator().validate(Schema(), adapter, &results);
-  return FirstComplaint(results);
+  return Failure(FirstComplaint(results));
 }
 
-shared_ptr<Product> ReadIndex(const json& parsed, std::string document, String& problem) {
+Result<shared_ptr<Product>> ReadIndex(const json& parsed, std::string document) {
   UID type;
-  if (!type.FromString(parsed["id"].get<std::string>())) {
-    problem = "id: it is not an identifier";
-    return nullptr;
-  }
+  if (!type.FromString(parsed["id"].get<std::string>()))
+    return Failure("id: it is not an identifier");
   rlib::vector<String> aliases;
   if (const auto found = parsed.find("aliases"); found != parsed.end()) {
     for (const json& alias : *found)
@@ -94,33 +96,28 @@ shared_ptr<Product> ReadIndex(const json& parsed, std::string document, String& 
 
 } // namespace
 
-shared_ptr<Product> ParseProduct(std::string document, String& problem) {
-  problem = k_Empty;
-  if (document.size() > k_MaxProductDocument) {
-    problem = fmt::format("it is longer than {} bytes", k_MaxProductDocument);
-    return nullptr;
-  }
-  problem = CheckJson(document, k_MaxProductDepth);
-  if (!problem.empty())
-    return nullptr;
+Result<shared_ptr<Product>> ParseProduct(std::string document) {
+  if (document.size() > k_MaxProductDocument)
+    return Failure(fmt::format("it is longer than {} bytes", k_MaxProductDocument));
+  if (const Result<> checked = CheckJson(document, k_MaxProductDepth); !checked)
+    return checked.Why();
   const json parsed = json::parse(document);
-  problem = CheckSchema(parsed);
-  if (!problem.empty())
-    return nullptr;
-  const auto product = ReadIndex(parsed, std::move(document), problem);
-  if (product)
-    problem = CheckNames(*product);
-  return problem.empty() ? product : nullptr;
+  if (const Result<> checked = CheckSchema(parsed); !checked)
+    return checked.Why();
+  Result<shared_ptr<Product>> product = ReadIndex(parsed, std::move(document));
+  if (!product)
+    return product;
+  if (const Result<> checked = CheckNames(**product); !checked)
+    return checked.Why();
+  return product;
 }
 
-shared_ptr<Product> ParseCheckedProduct(std::string document, String& problem) {
-  problem = k_Empty;
+Result<shared_ptr<Product>> ParseCheckedProduct(std::string document) {
   try {
     const json parsed = json::parse(document);
-    return ReadIndex(parsed, std::move(document), problem);
+    return ReadIndex(parsed, std::move(document));
   } catch (const json::exception& error) {
-    problem = error.what();
-    return nullptr;
+    return Failure(error.what());
   }
 }
 

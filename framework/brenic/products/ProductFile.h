@@ -1,12 +1,13 @@
 // Product definitions in files.
 #pragma once
 
-#include "brenic/Product.h"
+#include "brenic/Types.h"
+#include "rlib/Result.h"
 
 namespace brenic {
 
-/// Reads at most one byte more than a document may have. Returns why the file cannot be read, empty when it
-/// can; never waits: what is no regular file is not read.
-String ReadProductFile(const Path& file, std::string& document);
+/// What the file holds, or the first bytes of it, one more than a document may have. Fails when the file
+/// cannot be read; never waits: what is not a regular file is not read.
+rlib::Result<std::string> ReadProductFile(const Path& file);
 
 } // namespace brenic

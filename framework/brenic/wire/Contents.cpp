@@ -125,9 +125,9 @@ void ExchangeRoots(typename Direction::template Ref<TranslationSet> translation,
 template <typename Direction>
 void ExchangeList(typename Direction::template Ref<rlib::vector<TranslationSet>> list,
                   PathTranslations* wire) {
-  Direction::Elements(
-      list, wire->mutable_translations(),
-      [](auto& translation, PathTranslation* roots) { ExchangeRoots<Direction>(translation, roots); });
+  Direction::Elements(list, wire->mutable_translations(), [](auto& translation, PathTranslation* roots) {
+    ExchangeRoots<Direction>(translation, roots);
+  });
 }
 
 template <typename Direction>

@@ -19,7 +19,8 @@ inline constexpr size_t k_MaxTranslations = 48 * 1024 * 1024; // bytes of an enc
 /// The frame with its length in front.
 std::string Encode(const Frame& frame);
 
-/// The message of an encoded frame (without its length) in the bytes in which it came; empty when there is none.
+/// The message of an encoded frame (without its length) in the bytes in which it came; empty when there is
+/// none.
 std::string MessageBytes(std::string_view frame);
 
 /// Cuts a byte stream into frames. Not thread-safe.

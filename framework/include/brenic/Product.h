@@ -39,11 +39,11 @@ private:
 
 /// The product's definition as JSON text that SLoadProductFile reads back: every member of the document,
 /// known or not, in its order, laid out evenly; the same text again for what was saved by this. With
-/// `compact`, without any layout. Throws Exception* when the document is no JSON.
+/// `compact`, without any layout. Throws Exception* when the document is not JSON.
 String SSaveProduct(const Product& product, bool compact);
 
 /// Reads a product definition, checked against the schema. Null when that fails; the log says why and where.
-/// Never throws, and never waits: what is no regular file is not read.
+/// Never throws, and never waits: what is not a regular file is not read.
 shared_ptr<Product> SLoadProductFile(const Path& file);
 
 } // namespace brenic

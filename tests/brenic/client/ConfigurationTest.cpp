@@ -41,7 +41,14 @@ protected:
   Configuration Load(const std::string& text) {
     WriteTextFile(m_Folder / "brenic.conf", text);
     setenv("BRENIC_CONFIG", (m_Folder / "brenic.conf").c_str(), 1);
-    return LoadConfiguration(m_Problem);
+    return Loaded();
+  }
+  /// The configuration, which has to be there.
+  static Configuration Loaded() {
+    const auto loaded = LoadConfiguration();
+    EXPECT_TRUE(loaded) << loaded.Reason();
+    EXPECT_TRUE(loaded && *loaded);
+    return loaded && *loaded ? **loaded : Configuration();
   }
   static std::vector<std::string> Files() {
     std::vector<std::string> files;
@@ -52,7 +59,6 @@ protected:
 
   TempFolder m_Folder;
   scripted::Recorder m_Recorder;
-  String m_Problem;
 
 private:
   std::vector<std::optional<std::string>> m_Before;
@@ -78,7 +84,6 @@ TEST_F(ConfigurationTest, TheFileNamedByTheEnvironmentIsTheOnlyOne) {
 TEST_F(ConfigurationTest, ReadsAddressAndCredentialsRelativeToTheFile) {
   const Configuration c = Load("[Client]\nMaster = host:1\nCA = ca.pem\nCertificate = sub/client.pem\n"
                                "Key = /absolute/client.key\n");
-  EXPECT_EQ(m_Problem, "");
   EXPECT_EQ(c.m_File.str(), m_Folder / "brenic.conf");
   EXPECT_EQ(c.m_Master, "host:1");
   EXPECT_EQ(c.m_Credentials.m_Authority.str(), m_Folder / "ca.pem");
@@ -97,46 +102,44 @@ TEST_F(ConfigurationTest, IgnoresCaseOfSectionAndNames) {
 TEST_F(ConfigurationTest, IgnoresOtherSectionsAndNames) {
   const Configuration c =
       Load("[Other]\nMaster=wrong\n[Client]\nSomething=1\nMaster=right\n[Next]\nMaster=wrong\n");
-  EXPECT_EQ(m_Problem, "");
   EXPECT_EQ(c.m_Master, "right");
 }
 
 TEST_F(ConfigurationTest, AnEmptyFileIsAConfigurationWithoutAnAddress) {
   const Configuration c = Load("");
-  EXPECT_EQ(m_Problem, "");
-  EXPECT_FALSE(c.m_File.empty());
+  EXPECT_EQ(c.m_File.str(), m_Folder / "brenic.conf");
   EXPECT_EQ(c.m_Master, "");
 }
 
 TEST_F(ConfigurationTest, AFileThatTheEnvironmentNamesMustExist) {
   const std::string file = m_Folder / "absent.conf";
   setenv("BRENIC_CONFIG", file.c_str(), 1);
-  const Configuration c = LoadConfiguration(m_Problem);
-  EXPECT_EQ(m_Problem, "Cannot read the configuration '" + file + "': No such file or directory");
-  EXPECT_TRUE(c.m_File.empty());
+  const auto loaded = LoadConfiguration();
+  ASSERT_FALSE(loaded);
+  EXPECT_EQ(loaded.Reason(), "Cannot read the configuration '" + file + "': No such file or directory");
 }
 
 TEST_F(ConfigurationTest, AFolderIsNoConfiguration) {
   setenv("BRENIC_CONFIG", m_Folder.Name().c_str(), 1);
-  LoadConfiguration(m_Problem);
-  EXPECT_THAT(m_Problem.str(), HasSubstr("Cannot read the configuration '" + m_Folder.Name() + "'"));
+  const auto loaded = LoadConfiguration();
+  ASSERT_FALSE(loaded);
+  EXPECT_THAT(loaded.Reason().str(), HasSubstr("Cannot read the configuration '" + m_Folder.Name() + "'"));
 }
 
 TEST_F(ConfigurationTest, TheUsersFileIsFound) {
   setenv("XDG_CONFIG_HOME", m_Folder.Name().c_str(), 1);
   std::filesystem::create_directory(m_Folder / "brenic");
   WriteTextFile(m_Folder / "brenic/brenic.conf", "[Client]\nMaster=mine\n");
-  const Configuration c = LoadConfiguration(m_Problem);
-  EXPECT_EQ(m_Problem, "");
-  EXPECT_EQ(c.m_Master, "mine");
+  EXPECT_EQ(Loaded().m_Master, "mine");
 }
 
 TEST_F(ConfigurationTest, WithoutAnyFileThereIsNoneAndNoProblem) {
   setenv("XDG_CONFIG_HOME", m_Folder.Name().c_str(), 1);
   if (rlib::File::Exists("/etc/brenic/brenic.conf"))
     GTEST_SKIP() << "this machine has a configuration for all users";
-  EXPECT_TRUE(LoadConfiguration(m_Problem).m_File.empty());
-  EXPECT_EQ(m_Problem, "");
+  const auto loaded = LoadConfiguration();
+  ASSERT_TRUE(loaded) << loaded.Reason();
+  EXPECT_FALSE(*loaded);
 }
 
 TEST_F(ConfigurationTest, OfTheLocalSocketsThoseThatExistAreTried) {

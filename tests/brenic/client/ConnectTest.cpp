@@ -172,7 +172,7 @@ Plan WithVersion(unsigned version) {
 }
 Plan Refused(const char* text, bool final) {
   Plan plan;
-  plan.m_Refuse = {text, final};
+  plan.m_Refuse = ConnectFailure{text, final};
   return plan;
 }
 std::string AnswerBeforeWelcome() {

@@ -93,37 +93,25 @@ public:
     m_Master.m_Changed.notify_all();
     const Plan& plan = m_Master.PlanOf(number);
     m_Done = std::move(done);
-    if (!plan.m_Refuse.m_Text.empty())
-      return Finish(nullptr, plan.m_Refuse);
+    if (plan.m_Refuse)
+      return Finish(*plan.m_Refuse);
     const auto link = m_Master.m_Newest = std::make_shared<Link>(m_Io, m_Master, number);
     link->m_OutputLeft = plan.m_CutOutput;
     link->m_InputLeft = plan.m_CutInput;
     link->m_Closed = plan.m_CutInput == 0 || plan.m_CutOutput == 0;
     link->m_Reader.SetLimit(wire::k_MaxFrame);
-    Finish(std::make_unique<FakeStream>(link), {});
+    Finish(std::make_unique<FakeStream>(link));
   }
   void Cancel() override { m_Done = {}; }
   ConnectFailure Classify(const error_code& error) const override { return {Explain(error), false}; }
 
 private:
-  void Finish(std::shared_ptr<FakeStream> stream, const ConnectFailure& failure) {
-    asio::post(m_Io, [this, stream = std::move(stream), failure]() mutable {
+  void Finish(ConnectResult result) {
+    asio::post(m_Io, [this, result = std::move(result)]() mutable {
       if (const Done done = std::exchange(m_Done, {}))
-        done(stream ? std::make_unique<Forwarder>(std::move(stream)) : nullptr, failure);
+        done(std::move(result));
     });
   }
-
-  // A posted handler has to be copyable, so the stream is shared.
-  struct Forwarder : ByteStream {
-    explicit Forwarder(std::shared_ptr<FakeStream> stream) : m_Stream(std::move(stream)) {}
-    ~Forwarder() override { m_Stream->Close(); }
-    void ReadSome(asio::mutable_buffer into, Done done) override {
-      m_Stream->ReadSome(into, std::move(done));
-    }
-    void Write(asio::const_buffer bytes, Done done) override { m_Stream->Write(bytes, std::move(done)); }
-    void Close() override { m_Stream->Close(); }
-    std::shared_ptr<FakeStream> m_Stream;
-  };
 
   asio::io_context& m_Io;
   FakeMaster& m_Master;

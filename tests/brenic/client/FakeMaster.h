@@ -48,7 +48,7 @@ private:
 
 /// What happens on one connection.
 struct Plan {
-  ConnectFailure m_Refuse;                        // with a text: no connection
+  std::optional<ConnectFailure> m_Refuse;         // instead of a connection
   error_code m_Break;                             // with an error: the established connection ends with it
   bool m_Silent = false;                          // Hello is not answered
   std::string m_Garbage;                          // instead of Welcome

@@ -115,7 +115,7 @@ TEST_F(ClientTest, AReplyOnTheThirdConnectionCounts) {
 
 TEST_F(ClientTest, AfterALossTheRunIsGivenUpInTime) {
   Plan refused;
-  refused.m_Refuse = {"Connection refused", false};
+  refused.m_Refuse = ConnectFailure{"Connection refused", false};
   m_Master.m_Plans = {Plan{}, refused};
   m_App.m_Timing.m_Restore = std::chrono::milliseconds(30);
   m_App.m_OnProducts = [this] { m_Master.Post([](Link& link) { link.Close(); }); };
@@ -129,7 +129,7 @@ TEST_F(ClientTest, AfterALossTheRunIsGivenUpInTime) {
 
 TEST_F(ClientTest, ConnectTimeoutHoldsAlsoAfterALoss) {
   Plan refused;
-  refused.m_Refuse = {"Connection refused", false};
+  refused.m_Refuse = ConnectFailure{"Connection refused", false};
   m_Master.m_Plans = {Plan{}, refused};
   m_App.m_ConnectTimeout = std::chrono::milliseconds(30);
   m_App.m_OnProducts = [this] {

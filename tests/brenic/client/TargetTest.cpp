@@ -29,10 +29,13 @@ protected:
     }
   }
 
+  /// Why no Master is chosen; empty when one is, which is `m_Target` then.
   String Choose(std::vector<const char*> arguments) {
-    m_Target = {};
     arguments.insert(arguments.begin(), "tester");
-    return m_Target.Choose(CommandLine(static_cast<int>(arguments.size()), arguments.data()));
+    const rlib::Result<Target> chosen =
+        Target::Choose(CommandLine(static_cast<int>(arguments.size()), arguments.data()));
+    m_Target = chosen ? *chosen : Target{};
+    return chosen ? k_Empty : chosen.Reason();
   }
   void Configure(const std::string& text) {
     std::filesystem::create_directories(m_Folder / "config/brenic");

@@ -6,8 +6,8 @@
 
 #include "TempFolder.h"
 #include "TestCertificates.h"
-#include "client/Connector.h"
-#include "client/Credentials.h"
+#include "client/ClientContext.h"
+#include "client/Connectors.h"
 #include "net/TlsContext.h"
 
 namespace brenic {
@@ -83,36 +83,51 @@ protected:
     m_Server = std::thread([io, acceptor] { io->run_for(std::chrono::seconds(30)); });
   }
 
-  /// Why the connection fails, at the latest when its first byte is read; an empty text when it does not.
-  ConnectFailure Connect(const char* host = "127.0.0.1") {
-    String problem;
-    ssl::context context = MakeClientContext(Files(), problem);
-    EXPECT_EQ(problem, "");
+  /// Why the connection fails, at the latest when its first byte is read; no value when it does not.
+  std::optional<ConnectFailure> Connect(const char* host) {
+    rlib::Result<ssl::context> context = MakeClientContext(Files());
+    EXPECT_TRUE(context) << context.Reason();
+    if (!context)
+      return ConnectFailure{context.Reason(), false};
     asio::io_context io;
     const auto work = asio::make_work_guard(io); // a lookup runs on a thread of its own
     Endpoint endpoint;
     endpoint.m_Host = host;
     endpoint.m_Port = m_Port;
-    const auto connector = MakeTlsConnector(io, endpoint, std::move(context));
-    std::optional<ConnectFailure> result;
+    const auto connector = MakeTlsConnector(io, endpoint, std::move(*context));
+    bool done = false;
+    std::optional<ConnectFailure> failure;
     std::unique_ptr<ByteStream> connected;
     char byte = 0;
-    connector->Connect([&](std::unique_ptr<ByteStream> stream, const ConnectFailure& failure) {
-      if (!stream) {
-        result = failure;
+    connector->Connect([&](ConnectResult result) {
+      if (const auto* refused = std::get_if<ConnectFailure>(&result)) {
+        failure = *refused;
+        done = true;
         return;
       }
-      connected = std::move(stream);
+      connected = std::move(std::get<std::unique_ptr<ByteStream>>(result));
       connected->ReadSome(asio::buffer(&byte, 1), [&](const error_code& error, size_t) {
-        result = error ? connector->Classify(error) : ConnectFailure{};
+        if (error)
+          failure = connector->Classify(error);
+        done = true;
       });
     });
-    while (!result && io.run_one_for(std::chrono::seconds(30)) > 0) {
+    while (!done && io.run_one_for(std::chrono::seconds(30)) > 0) {
     }
-    EXPECT_TRUE(result);
+    EXPECT_TRUE(done);
     connected.reset();
     io.poll();
-    return result.value_or(ConnectFailure{"nothing happened", false});
+    return failure;
+  }
+  void ExpectConnection(const char* host = "127.0.0.1") {
+    const std::optional<ConnectFailure> failure = Connect(host);
+    EXPECT_FALSE(failure) << failure->m_Text;
+  }
+  /// Why the connection fails, which it has to.
+  ConnectFailure FailureOfConnecting(const char* host = "127.0.0.1") {
+    const std::optional<ConnectFailure> failure = Connect(host);
+    EXPECT_TRUE(failure);
+    return failure.value_or(ConnectFailure{"there is a connection", false});
   }
 
   TempFolder m_Folder;
@@ -123,16 +138,16 @@ protected:
 
 TEST_F(TlsTest, BothSidesWithGoodCertificatesConnect) {
   Serve({});
-  EXPECT_EQ(Connect().m_Text, "");
+  ExpectConnection();
 }
 
 TEST_F(TlsTest, AHostNameIsResolvedAndChecked) {
   Serve({});
-  EXPECT_EQ(Connect("localhost").m_Text, "");
+  ExpectConnection("localhost");
 }
 
 TEST_F(TlsTest, ANameThatCannotBeResolvedIsTriedAgain) {
-  const ConnectFailure failure = Connect("no-such-host.invalid");
+  const ConnectFailure failure = FailureOfConnecting("no-such-host.invalid");
   EXPECT_THAT(failure.m_Text.str(), HasSubstr("the name cannot be resolved: "));
   EXPECT_FALSE(failure.m_Final);
 }
@@ -142,7 +157,7 @@ TEST_F(TlsTest, ARefusedConnectionIsTriedAgain) {
     asio::io_context io;
     m_Port = tcp::acceptor(io, tcp::endpoint(asio::ip::address_v4::loopback(), 0)).local_endpoint().port();
   }
-  const ConnectFailure failure = Connect();
+  const ConnectFailure failure = FailureOfConnecting();
   EXPECT_EQ(failure.m_Text, "Connection refused");
   EXPECT_FALSE(failure.m_Final);
 }
@@ -150,35 +165,35 @@ TEST_F(TlsTest, ARefusedConnectionIsTriedAgain) {
 TEST_F(TlsTest, AServerOfAnotherAuthorityIsNotAccepted) {
   Serve({});
   MakeCertificate({Purpose::k_Authority}, nullptr).WriteCertificate(m_Folder / "ca.pem");
-  const ConnectFailure failure = Connect();
+  const ConnectFailure failure = FailureOfConnecting();
   EXPECT_EQ(failure.m_Text, "its certificate is not accepted: self-signed certificate in certificate chain");
   EXPECT_TRUE(failure.m_Final);
 }
 
 TEST_F(TlsTest, AnExpiredServerCertificateIsNotAccepted) {
   Serve({.m_ValidFor = -3600});
-  const ConnectFailure failure = Connect();
+  const ConnectFailure failure = FailureOfConnecting();
   EXPECT_EQ(failure.m_Text, "its certificate is not accepted: certificate has expired");
   EXPECT_TRUE(failure.m_Final);
 }
 
 TEST_F(TlsTest, AServerCertificateForAnotherHostIsNotAccepted) {
   Serve({.m_Names = "DNS:elsewhere.example"});
-  const ConnectFailure failure = Connect();
+  const ConnectFailure failure = FailureOfConnecting();
   EXPECT_EQ(failure.m_Text, "its certificate is not accepted: IP address mismatch");
   EXPECT_TRUE(failure.m_Final);
 }
 
 TEST_F(TlsTest, AServerCertificateForAnotherNameIsNotAccepted) {
   Serve({.m_Names = "DNS:elsewhere.example,IP:127.0.0.1"});
-  const ConnectFailure failure = Connect("localhost");
+  const ConnectFailure failure = FailureOfConnecting("localhost");
   EXPECT_EQ(failure.m_Text, "its certificate is not accepted: hostname mismatch");
   EXPECT_TRUE(failure.m_Final);
 }
 
 TEST_F(TlsTest, AClientsCertificateDoesNotMakeAServer) {
   Serve({Purpose::k_Client});
-  const ConnectFailure failure = Connect();
+  const ConnectFailure failure = FailureOfConnecting();
   EXPECT_THAT(failure.m_Text.str(), HasSubstr("its certificate is not accepted: "));
   EXPECT_TRUE(failure.m_Final);
 }
@@ -186,26 +201,26 @@ TEST_F(TlsTest, AClientsCertificateDoesNotMakeAServer) {
 TEST_F(TlsTest, AClientThatTheServerDoesNotAcceptLearnsItForGood) {
   const TestCertificate other = MakeCertificate({Purpose::k_Authority}, nullptr);
   Serve({}, &other);
-  const ConnectFailure failure = Connect();
+  const ConnectFailure failure = FailureOfConnecting();
   EXPECT_THAT(failure.m_Text.str(), HasSubstr("it does not accept this client's certificate ("));
   EXPECT_TRUE(failure.m_Final);
 }
 
 TEST_F(TlsTest, AServerWithoutTls13IsRefusedWithThatReason) {
   Serve({}, nullptr, TLS1_2_VERSION);
-  const ConnectFailure failure = Connect();
+  const ConnectFailure failure = FailureOfConnecting();
   EXPECT_EQ(failure.m_Text, "it does not speak TLS 1.3");
   EXPECT_TRUE(failure.m_Final);
 }
 
 TEST_F(TlsTest, AServerThatSpeaksSomethingElseIsNamedSo) {
   ServePlain("220 mail.example ready\r\n");
-  EXPECT_THAT(Connect().m_Text.str(), HasSubstr("it does not speak TLS 1.3 ("));
+  EXPECT_THAT(FailureOfConnecting().m_Text.str(), HasSubstr("it does not speak TLS 1.3 ("));
 }
 
 TEST_F(TlsTest, AServerThatClosesAtOnceIsTriedAgain) {
   ServePlain("");
-  const ConnectFailure failure = Connect();
+  const ConnectFailure failure = FailureOfConnecting();
   EXPECT_NE(failure.m_Text, "");
   EXPECT_FALSE(failure.m_Final);
 }
@@ -214,10 +229,10 @@ TEST_F(TlsTest, AServerThatClosesAtOnceIsTriedAgain) {
 
 class CredentialsTest : public TlsTest {
 protected:
+  /// Why there is no context; empty when there is one.
   std::string Problem() {
-    String problem;
-    (void)MakeClientContext(Files(), problem);
-    return problem.str();
+    const auto context = MakeClientContext(Files());
+    return context ? "" : context.Reason().str();
   }
 };
 
@@ -268,9 +283,9 @@ TEST_F(CredentialsTest, AFolderInPlaceOfAFileIsNamed) {
 }
 
 TEST_F(CredentialsTest, AMissingEntryOfTheConfigurationIsNamed) {
-  String problem;
-  (void)MakeClientContext({}, problem);
-  EXPECT_EQ(problem, "brenic.conf names no certificate authority");
+  const auto context = MakeClientContext({});
+  ASSERT_FALSE(context);
+  EXPECT_EQ(context.Reason(), "brenic.conf names no certificate authority");
 }
 
 } // namespace

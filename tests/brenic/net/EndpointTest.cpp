@@ -17,21 +17,21 @@ struct Good {
 class GoodEndpointTest : public testing::TestWithParam<Good> {};
 
 TEST_P(GoodEndpointTest, IsRead) {
-  Endpoint endpoint;
-  EXPECT_EQ(endpoint.Parse(GetParam().m_Text), "");
-  EXPECT_EQ(endpoint.m_Host, GetParam().m_Host);
-  EXPECT_EQ(endpoint.m_Port, GetParam().m_Port);
-  EXPECT_EQ(endpoint.m_Socket.str(), GetParam().m_Socket);
-  EXPECT_EQ(endpoint.IsLocal(), *GetParam().m_Socket != '\0');
+  const rlib::Result<Endpoint> endpoint = Endpoint::Parse(GetParam().m_Text);
+  ASSERT_TRUE(endpoint) << endpoint.Reason();
+  EXPECT_EQ(endpoint->m_Host, GetParam().m_Host);
+  EXPECT_EQ(endpoint->m_Port, GetParam().m_Port);
+  EXPECT_EQ(endpoint->m_Socket.str(), GetParam().m_Socket);
+  EXPECT_EQ(endpoint->IsLocal(), *GetParam().m_Socket != '\0');
 }
 
 TEST_P(GoodEndpointTest, IsShownInAFormThatReadsTheSame) {
-  Endpoint endpoint;
-  ASSERT_EQ(endpoint.Parse(GetParam().m_Text), "");
-  EXPECT_EQ(endpoint.ToString(), GetParam().m_Shown);
-  Endpoint again;
-  EXPECT_EQ(again.Parse(endpoint.ToString()), "");
-  EXPECT_EQ(again.ToString(), endpoint.ToString());
+  const rlib::Result<Endpoint> endpoint = Endpoint::Parse(GetParam().m_Text);
+  ASSERT_TRUE(endpoint) << endpoint.Reason();
+  EXPECT_EQ(endpoint->ToString(), GetParam().m_Shown);
+  const rlib::Result<Endpoint> again = Endpoint::Parse(endpoint->ToString());
+  ASSERT_TRUE(again) << again.Reason();
+  EXPECT_EQ(again->ToString(), endpoint->ToString());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -54,8 +54,9 @@ struct Bad {
 class BadEndpointTest : public testing::TestWithParam<Bad> {};
 
 TEST_P(BadEndpointTest, IsRefusedWithTheReason) {
-  Endpoint endpoint;
-  EXPECT_EQ(endpoint.Parse(GetParam().m_Text), GetParam().m_Problem) << GetParam().m_Text;
+  const rlib::Result<Endpoint> endpoint = Endpoint::Parse(GetParam().m_Text);
+  ASSERT_FALSE(endpoint) << GetParam().m_Text;
+  EXPECT_EQ(endpoint.Reason(), GetParam().m_Problem) << GetParam().m_Text;
 }
 
 constexpr const char* k_Port = "the port must be a number from 1 to 65535";
@@ -77,36 +78,33 @@ INSTANTIATE_TEST_SUITE_P(
                     Bad{"unix:", "the path is missing behind unix:"}));
 
 TEST(Endpoint, ATcpAddressTakesThePlaceOfALocalSocket) {
-  Endpoint endpoint;
-  ASSERT_EQ(endpoint.Parse("unix:/run/m.sock"), "");
-  ASSERT_EQ(endpoint.Parse("host"), "");
-  EXPECT_FALSE(endpoint.IsLocal());
+  rlib::Result<Endpoint> endpoint = Endpoint::Parse("unix:/run/m.sock");
+  ASSERT_TRUE(endpoint);
+  ASSERT_TRUE(endpoint->IsLocal());
+  endpoint = Endpoint::Parse("host");
+  ASSERT_TRUE(endpoint);
+  EXPECT_FALSE(endpoint->IsLocal());
 }
 
-TEST(Endpoint, AnAddressWithoutAPortKeepsTheOneThatIsSet) {
-  Endpoint endpoint;
-  endpoint.m_Port = 5;
-  ASSERT_EQ(endpoint.Parse("host"), "");
-  EXPECT_EQ(endpoint.m_Port, 5);
+TEST(Endpoint, AnAddressWithoutAPortHasTheDefaultOneWhateverStoodThereBefore) {
+  rlib::Result<Endpoint> endpoint = Endpoint::Parse("host:5");
+  ASSERT_TRUE(endpoint);
+  ASSERT_EQ(endpoint->m_Port, 5);
+  endpoint = Endpoint::Parse("host");
+  ASSERT_TRUE(endpoint);
+  EXPECT_EQ(endpoint->m_Port, k_DefaultPort);
 }
 
 TEST(ParsePort, TakesNumbersFromTheLowestTo65535) {
-  uint16_t port = 7;
-  EXPECT_TRUE(ParsePort("1", port));
-  EXPECT_EQ(port, 1);
-  EXPECT_TRUE(ParsePort("65535", port));
-  EXPECT_EQ(port, 65535);
-  EXPECT_TRUE(ParsePort("0", port, 0));
-  EXPECT_EQ(port, 0);
+  EXPECT_EQ(ParsePort("1"), 1);
+  EXPECT_EQ(ParsePort("65535"), 65535);
+  EXPECT_EQ(ParsePort("0", 0), 0);
 }
 
-TEST(ParsePort, RefusesTheRestAndLeavesThePortAlone) {
-  uint16_t port = 7;
-  for (const char* text : {"", "0", "-1", "+1", "65536", "1 ", " 1", "x", "1.0", "0x1"}) {
-    EXPECT_FALSE(ParsePort(text, port)) << text;
-    EXPECT_EQ(port, 7);
-  }
-  EXPECT_FALSE(ParsePort("-1", port, 0));
+TEST(ParsePort, RefusesTheRest) {
+  for (const char* text : {"", "0", "-1", "+1", "65536", "1 ", " 1", "x", "1.0", "0x1"})
+    EXPECT_EQ(ParsePort(text), std::nullopt) << text;
+  EXPECT_EQ(ParsePort("-1", 0), std::nullopt);
 }
 
 } // namespace

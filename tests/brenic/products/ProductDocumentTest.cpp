@@ -17,19 +17,18 @@ std::string Document(const std::string& more) {
   return std::string("{\"id\":\"") + k_Id + "\",\"name\":\"Sample\"" + more + "}";
 }
 
+/// Why the document is refused; empty when it is not.
 std::string ProblemOf(const std::string& document) {
-  String problem = "left over";
-  const auto product = ParseProduct(document, problem);
-  EXPECT_EQ(product == nullptr, !problem.empty()) << document;
-  return problem.str();
+  const auto product = ParseProduct(document);
+  EXPECT_TRUE(product ? *product != nullptr : !product.Reason().empty()) << document;
+  return product ? "" : product.Reason().str();
 }
 
 TEST(ParseProduct, ReadsTheIndexAndKeepsTheDocument) {
   const std::string document = Document(R"( , "aliases":["a","B"] )");
-  String problem = "left over";
-  const auto product = ParseProduct(document, problem);
-  ASSERT_TRUE(product) << problem;
-  EXPECT_EQ(problem, "");
+  const auto result = ParseProduct(document);
+  ASSERT_TRUE(result) << result.Reason();
+  const auto& product = *result;
   EXPECT_EQ(product->Type().ToString(), "00000000-0000-0000-0000-0000000000ab");
   EXPECT_EQ(product->Name(), "Sample");
   EXPECT_THAT(product->Aliases(), ElementsAre("a", "B"));
@@ -37,10 +36,9 @@ TEST(ParseProduct, ReadsTheIndexAndKeepsTheDocument) {
 }
 
 TEST(ParseProduct, NeedsNoMoreThanIdentifierAndName) {
-  String problem;
-  const auto product = ParseProduct(Document(""), problem);
-  ASSERT_TRUE(product) << problem;
-  EXPECT_THAT(product->Aliases(), IsEmpty());
+  const auto product = ParseProduct(Document(""));
+  ASSERT_TRUE(product) << product.Reason();
+  EXPECT_THAT((*product)->Aliases(), IsEmpty());
 }
 
 TEST(ParseProduct, TakesEveryMemberOfTheSchema) {

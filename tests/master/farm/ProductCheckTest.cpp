@@ -11,10 +11,9 @@ namespace {
 using testing::HasSubstr;
 
 std::string ProblemOf(const std::string& document) {
-  String problem;
-  const auto product = ParseProduct(document, problem);
-  EXPECT_EQ(product == nullptr, !problem.empty());
-  return problem.str();
+  const auto product = ParseProduct(document);
+  EXPECT_TRUE(product ? *product != nullptr : !product.Reason().empty());
+  return product ? "" : product.Reason().str();
 }
 
 std::string Document(const std::string& more) {

@@ -53,7 +53,7 @@ inline Change ChangeOf(const Farm& farm, const Message& message) {
 }
 
 inline shared_ptr<SetMasterOptionsMsg> OptionMessage(const String& name, const String& value,
-                                                 const String& section = o_Distribution) {
+                                                     const String& section = o_Distribution) {
   return Make<SetMasterOptionsMsg>([&](auto& message) {
     message.m_Section = section;
     message.m_Options[name] = value;

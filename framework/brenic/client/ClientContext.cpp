@@ -1,0 +1,88 @@
+#include "client/ClientContext.h"
+
+#include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fmt/core.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+
+#include "net/TlsContext.h"
+
+namespace brenic {
+
+namespace ssl = boost::asio::ssl;
+using rlib::Failure;
+using rlib::Result;
+
+namespace {
+
+/// Fails unless the file can be read.
+Result<> CheckReadable(const char* what, const Path& file) {
+  if (file.empty())
+    return Failure(fmt::format("brenic.conf names no {}", what));
+  struct stat info {};
+  if (stat(file.c_str(), &info) != 0 || access(file.c_str(), R_OK) != 0)
+    return Failure(
+        fmt::format("Cannot read the {} '{}': {}", what, file.str().str(), rlib::ErrorText(errno).str()));
+  if (!S_ISREG(info.st_mode))
+    return Failure(fmt::format("Cannot read the {} '{}': it is no regular file", what, file.str().str()));
+  return {};
+}
+
+/// Fails when others than its owner may do anything with the file.
+Result<> CheckKeptFromOthers(const Path& key) {
+  struct stat info {};
+  if (stat(key.c_str(), &info) == 0 && (info.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+    return Failure(
+        fmt::format("The private key '{0}' can be read by others; run: chmod 600 '{0}'", key.str().str()));
+  return {};
+}
+
+Result<> CheckFiles(const Credentials& credentials) {
+  const std::pair<const char*, const Path&> files[] = {{"certificate authority", credentials.m_Authority},
+                                                       {"certificate", credentials.m_Certificate},
+                                                       {"private key", credentials.m_Key}};
+  for (const auto& [what, file] : files) {
+    if (Result<> readable = CheckReadable(what, file); !readable)
+      return readable;
+  }
+  return CheckKeptFromOthers(credentials.m_Key);
+}
+
+/// With OpenSSL's reason, the newest in its queue.
+Failure Unusable(const char* what, const Path& file) {
+  return Failure(fmt::format("The {} '{}' cannot be used: {}", what, file.str().str(), TlsError().str()));
+}
+
+Result<> Load(SSL_CTX* context, const Credentials& credentials) {
+  ERR_clear_error();
+  // Nobody is there to type a passphrase.
+  SSL_CTX_set_default_passwd_cb(context, [](char*, int, int, void*) { return 0; });
+  if (SSL_CTX_load_verify_file(context, credentials.m_Authority.c_str()) != 1)
+    return Unusable("certificate authority", credentials.m_Authority);
+  if (SSL_CTX_use_certificate_chain_file(context, credentials.m_Certificate.c_str()) != 1)
+    return Unusable("certificate", credentials.m_Certificate);
+  const bool usable = SSL_CTX_use_PrivateKey_file(context, credentials.m_Key.c_str(), SSL_FILETYPE_PEM) == 1;
+  const bool mismatch = ERR_GET_REASON(ERR_peek_last_error()) == X509_R_KEY_VALUES_MISMATCH;
+  if (!usable && !mismatch)
+    return Unusable("private key", credentials.m_Key);
+  if (!usable || SSL_CTX_check_private_key(context) != 1)
+    return Failure(fmt::format("The private key '{}' does not belong to the certificate '{}'",
+                               credentials.m_Key.str().str(), credentials.m_Certificate.str().str()));
+  return {};
+}
+
+} // namespace
+
+Result<ssl::context> MakeClientContext(const Credentials& credentials) {
+  if (const Result<> usable = CheckFiles(credentials); !usable)
+    return usable.Why();
+  ssl::context context = MakeTlsContext(ssl::context::tls_client);
+  if (const Result<> loaded = Load(context.native_handle(), credentials); !loaded)
+    return loaded.Why();
+  return context;
+}
+
+} // namespace brenic
