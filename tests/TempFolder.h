@@ -27,8 +27,8 @@ public:
   std::string Name() const { return m_path.string(); }
 
   // Names of what is in the folder.
-  std::size_t Count() const {
-    return static_cast<std::size_t>(
+  size_t Count() const {
+    return static_cast<size_t>(
         std::distance(std::filesystem::directory_iterator(m_path), std::filesystem::directory_iterator()));
   }
 

@@ -8,7 +8,7 @@
 
 namespace brenic::master {
 
-enum class Role { Component, Administrator };
+enum class Role { k_Component, k_Administrator };
 const char* RoleName(Role role);
 /// A component for every name that is not an administrator's.
 Role RoleOf(const std::string& name);
@@ -17,7 +17,7 @@ Role RoleOf(const std::string& name);
 struct Peer {
   std::string m_Key; // certificate serial, or "uid:N"
   String m_Name;
-  Role m_Role = Role::Component;
+  Role m_Role = Role::k_Component;
   std::string m_Address;
   std::string m_ClientId; // as the client calls itself
   uint32_t m_Kind = 0;

@@ -18,7 +18,7 @@ void Print(const std::string& text) {
 
 SqliteStore OpenToRead(const Path& folder) {
   RequireInitialised(folder);
-  return SqliteStore(folder, Database::Mode::ReadOnly);
+  return SqliteStore(folder, Database::Mode::k_ReadOnly);
 }
 
 } // namespace
@@ -32,7 +32,8 @@ void Init(const Arguments& arguments) {
 
 void IssueClientCredentials(const Arguments& arguments) {
   RequireInitialised(arguments.m_Folder);
-  const Role role = arguments.m_Role == RoleName(Role::Administrator) ? Role::Administrator : Role::Component;
+  const Role role =
+      arguments.m_Role == RoleName(Role::k_Administrator) ? Role::k_Administrator : Role::k_Component;
   IssueCredentials({arguments.m_Folder, arguments.m_Name, role, arguments.m_Out, arguments.m_ValidDays,
                     arguments.m_Hosts.empty() ? String() : String(arguments.m_Hosts.front())});
   rlib::stdOut.PutLine("Issued credentials for '" + arguments.m_Name + "' in '" + arguments.m_Out + "'");

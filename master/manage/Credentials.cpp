@@ -98,7 +98,7 @@ void CheckPartyName(const char* party, const String& name) {
 void IssueCredentials(const ClientOptions& options) {
   CheckPartyName("client", options.m_Name);
   RequireEmpty(options.m_Out); // before anything is made
-  SqliteStore store(options.m_Folder, Database::Mode::ReadWrite);
+  SqliteStore store(options.m_Folder, Database::Mode::k_ReadWrite);
   const MasterRecord master = store.LoadMaster();
   const Issued issued = IssueClient(master.m_Authority, options.m_Name, options.m_ValidDays);
   WriteCredentials(options.m_Out, master.m_Authority, issued.m_Credential,

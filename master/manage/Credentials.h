@@ -9,7 +9,7 @@ namespace brenic::master {
 struct ClientOptions {
   Path m_Folder;
   String m_Name;
-  Role m_Role = Role::Component;
+  Role m_Role = Role::k_Component;
   Path m_Out;
   int m_ValidDays = k_CertificateDays;
   String m_Address; // of the Master, for brenic.conf; empty: the one of the first administrator's

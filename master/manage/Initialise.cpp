@@ -106,7 +106,7 @@ void Initialise(const InitOptions& options) {
   const Issued admin = IssueClient(master.m_Authority, "admin");
 
   const Path unfinished = Unfinished(options.m_Folder);
-  SqliteStore::Create(unfinished, master, {admin.m_Serial, "admin", Role::Administrator});
+  SqliteStore::Create(unfinished, master, {admin.m_Serial, "admin", Role::k_Administrator});
   MakeFolder(options.m_Folder / "clients", 0700);
   WriteCredentials(FirstAdministrator(options.m_Folder), master.m_Authority, admin.m_Credential,
                    AddressOf(options));

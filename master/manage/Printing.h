@@ -18,8 +18,8 @@ std::string AuditJson(const AuditRecord& record);
 /// For people, one line.
 std::string AuditText(const AuditRecord& record);
 
-/// Milliseconds of "2026-01-31", "2026-01-31T12:00:00", with optional ".123" and "Z"; UTC. No value when it
-/// is no time.
+/// Milliseconds of "2026-01-31", "2026-01-31T12:00:00", with optional ".123" and "Z"; UTC. No value for what
+/// is not a time.
 std::optional<int64_t> ParseTime(const std::string& text);
 
 } // namespace brenic::master

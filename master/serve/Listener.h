@@ -12,7 +12,7 @@ namespace brenic::master {
 struct Arrival {
   std::unique_ptr<ByteStream> m_Stream;
   Peer m_Peer;
-  String m_Rejection; // why the peer is not let in; empty when it is
+  std::optional<String> m_Rejection; // why the peer is not let in
   std::chrono::steady_clock::time_point m_Since = std::chrono::steady_clock::now(); // when it connected
 };
 

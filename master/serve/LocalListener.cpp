@@ -78,12 +78,12 @@ private:
     arrival.m_Peer.m_Key = fmt::format("uid:{}", peer.uid);
     arrival.m_Peer.m_Name = UserName(peer.uid);
     arrival.m_Peer.m_Address = Address().str();
-    arrival.m_Peer.m_Role = Role::Administrator;
+    arrival.m_Peer.m_Role = Role::k_Administrator;
     if (peer.uid != 0 && peer.uid != geteuid())
       arrival.m_Rejection =
-          fmt::format("the user {} may not use the Master's local socket; only root and the "
-                      "Master's own user may",
-                      arrival.m_Peer.m_Name.str());
+          String(fmt::format("the user {} may not use the Master's local socket; only root and the "
+                             "Master's own user may",
+                             arrival.m_Peer.m_Name.str()));
     arrival.m_Stream = std::make_unique<AsioByteStream<stream_protocol::socket>>(std::move(socket));
     m_OnArrival(std::move(arrival));
   }

@@ -83,11 +83,11 @@ void Serve(const ServeOptions& options) {
   RaiseDescriptorLimit();
 
   SqliteStore::BringToThisLayout(options.m_Folder);
-  auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::ReadWrite);
+  auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadWrite);
   if (const Path products = ProductsFolder(options, configuration); !products.empty())
     UpdateDefaultProducts(*store, products);
   options.m_RenewCertificate(*store);
-  auto directory = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::ReadOnly);
+  auto directory = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadOnly);
 
   ServerOptions serverOptions;
   serverOptions.m_Listen = options.m_Listen.empty() ? DefaultListen(HasIPv6()) : options.m_Listen;

@@ -94,8 +94,8 @@ void Server::Arrive(Arrival arrival) {
       std::make_shared<Session>(*this, m_Io, ++m_LastSession, std::move(arrival.m_Stream), arrival.m_Peer);
   m_Sessions[session->Number()] = session;
   session->Start(arrival.m_Since);
-  if (!arrival.m_Rejection.empty())
-    session->Reject(arrival.m_Rejection);
+  if (arrival.m_Rejection)
+    session->Reject(*arrival.m_Rejection);
   else if (m_Ending)
     session->End(wire::Goodbye::ENDING, "the Master is ending");
 }

@@ -165,7 +165,7 @@ void Session::SendWelcome(const wire::Hello& hello) {
   }
 
   m_HelloTimer.cancel();
-  if (m_Peer->m_Role == Role::Administrator)
+  if (m_Peer->m_Role == Role::k_Administrator)
     m_Stream->SetLimit(wire::k_MaxFrame);
   m_Welcome = true;
   rlib::LogInfo(fmt::format("{} connected: {} '{}', kind {}", Who().str(), RoleName(m_Peer->m_Role),

@@ -122,9 +122,9 @@ private:
       arrival.m_Peer.m_Role = client->m_Role;
     } else {
       arrival.m_Rejection =
-          fmt::format("this Master does not know the certificate with the serial number {}; "
-                      "ask its administrator for new credentials",
-                      arrival.m_Peer.m_Key);
+          String(fmt::format("this Master does not know the certificate with the serial number {}; "
+                             "ask its administrator for new credentials",
+                             arrival.m_Peer.m_Key));
     }
     m_OnArrival(std::move(arrival));
   }

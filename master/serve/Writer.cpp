@@ -6,7 +6,6 @@
 
 #include "brenic/MessageClasses.h"
 #include "brenic/Options.h"
-#include "farm/ShownSize.h"
 #include "rlib/Log.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
@@ -59,22 +58,6 @@ void NoteNews(const Farm& farm, const Judgement& judgement, Batch& batch) {
     batch.m_ChangedProducts->insert(*told);
 }
 
-/// Small requests are kept as they came, where the trail shows them. Others, and contents that were not
-/// decoded, are known by their digest and size.
-bool IsKept(const Request& request) {
-  constexpr size_t k_NeverLong = k_MaxAuditField / 8; // no field of so few bytes is long as JSON
-  const size_t size = request.m_Bytes->size();
-  return request.m_Message && size <= k_MaxAuditField &&
-         (size <= k_NeverLong || !HasLongField(*request.m_Message));
-}
-
-/// The digest as a Master of layout 1 made it.
-std::string DigestOfLayout1(const Request& request) {
-  wire::Envelope envelope;
-  envelope.ParseFromString(*request.m_Bytes);
-  return Sha256(envelope.SerializeAsString());
-}
-
 /// A reply must fit into a frame; many names of long options might not.
 bool FitsFrame(const Message& reply) {
   size_t bytes = 0;
@@ -84,31 +67,6 @@ bool FitsFrame(const Message& reply) {
 }
 
 } // namespace
-
-Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::Envelope& envelope,
-                    std::string bytes) {
-  // Small ones that are refused are shown in the audit trail all the same.
-  constexpr size_t k_AlwaysDecoded = 4 * 1024;
-  Request request;
-  request.m_Session = session;
-  request.m_Id = wire::Identifier(envelope.id());
-  request.m_Class = wire::ClassName(envelope);
-  request.m_Basis = envelope.basis();
-  const auto translations = static_cast<size_t>(envelope.path_translations().translations_size());
-  if (peer->m_Role != Role::Administrator)
-    request.m_Refusal = fmt::format("the client '{}' is a component; only an administrator may send requests",
-                                    peer->m_Name.str());
-  else if (translations > k_MaxTranslationCount)
-    request.m_Refusal = fmt::format("m_Translations: {} translations, where {} are allowed", translations,
-                                    k_MaxTranslationCount);
-  if (bytes.size() <= k_AlwaysDecoded || request.m_Refusal.empty())
-    request.m_Message = wire::FromWire(envelope);
-  if (!request.m_Message && request.m_Refusal.empty())
-    request.m_Refusal = "this Master does not know this kind of request";
-  request.m_Peer = std::move(peer);
-  request.m_Bytes = std::make_shared<const std::string>(std::move(bytes));
-  return request;
-}
 
 Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, SnapshotHolder& snapshots,
                Deliver deliver, std::string run)
@@ -166,12 +124,12 @@ Batch Writer::Process(const std::vector<Request>& requests) {
   try {
     return Commit(requests);
   } catch (const StoreFailure& failure) {
-    if (failure.Which() == StoreFailure::Kind::Broken)
+    if (failure.Which() == StoreFailure::Kind::k_Broken)
       throw;
     rlib::LogError(fmt::format("Writes are refused: {}", failure.what()));
     m_Store->Rollback();
     m_Farm = m_Store->LoadFarm();
-    return AnswerWithoutStoring(requests, failure.Which() == StoreFailure::Kind::Full
+    return AnswerWithoutStoring(requests, failure.Which() == StoreFailure::Kind::k_Full
                                               ? "the Master's disk is full; nothing was changed"
                                               : "another program holds the Master's database; nothing was "
                                                 "changed, run the command again");
@@ -246,9 +204,10 @@ Writer::Decision Writer::Repeat(const Request& request, const AuditRecord& earli
 
 Writer::Decision Writer::DecideNew(const Request& request) const {
   Decision decision;
-  decision.m_Reason = request.m_Refusal;
-  if (!decision.m_Reason.empty())
+  if (request.m_Refusal) {
+    decision.m_Reason = *request.m_Refusal;
     return decision;
+  }
   if (const auto basis = CheckBasis(m_Farm, *request.m_Message, request.m_Basis); !basis) {
     decision.m_Reason = basis.Reason();
     return decision;

@@ -6,29 +6,12 @@
 #include <thread>
 
 #include "farm/Judgement.h"
-#include "farm/Peer.h"
+#include "serve/Request.h"
 #include "serve/Snapshot.h"
 #include "store/Store.h"
 #include "wire/Frames.h"
 
 namespace brenic::master {
-
-struct Request {
-  uint64_t m_Session = 0;
-  std::shared_ptr<const Peer> m_Peer;
-  UID m_Id;
-  std::shared_ptr<const std::string> m_Bytes; // the encoded message, as it came
-  const char* m_Class = nullptr;              // null for contents of a class that this Master does not know
-  std::string m_Basis;
-  shared_ptr<Message> m_Message; // null when the contents are unknown or were not decoded
-  String m_Refusal;              // why it is refused whatever it holds; empty when it is not
-};
-
-/// What the writer is to decide of a message, of which `bytes` are those in which it came. Its contents are
-/// taken out of the envelope, but are not decoded where that would cost much and they are refused anyway.
-/// Throws wire::Malformed.
-Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::Envelope& envelope,
-                    std::string bytes);
 
 struct Result {
   uint64_t m_Session = 0;

@@ -12,9 +12,9 @@ constexpr int k_BusyMilliseconds = 10'000;
   const int code = sqlite3_extended_errcode(database);
   const int primary = code & 0xff;
   throw StoreFailure(fmt::format("{}: {} (SQLite {})", what, sqlite3_errmsg(database), code),
-                     primary == SQLITE_FULL   ? StoreFailure::Kind::Full
-                     : primary == SQLITE_BUSY ? StoreFailure::Kind::Busy
-                                              : StoreFailure::Kind::Broken);
+                     primary == SQLITE_FULL   ? StoreFailure::Kind::k_Full
+                     : primary == SQLITE_BUSY ? StoreFailure::Kind::k_Busy
+                                              : StoreFailure::Kind::k_Broken);
 }
 
 } // namespace
@@ -76,7 +76,7 @@ void Statement::BindOne(int index, const UID& id) {
 }
 
 Database::Database(const Path& file, Mode mode) {
-  const int flags = mode == Mode::ReadWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
+  const int flags = mode == Mode::k_ReadWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
   if (sqlite3_open_v2(file.c_str(), &m_Database, flags | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
     const std::string reason = m_Database ? sqlite3_errmsg(m_Database) : "out of memory";
     sqlite3_close(m_Database);

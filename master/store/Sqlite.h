@@ -11,7 +11,7 @@
 
 namespace brenic::master {
 
-/// Bytes that are no text.
+/// Bytes that are not text.
 struct Blob {
   std::string_view m_Bytes;
 };
@@ -67,7 +67,7 @@ private:
 /// One connection to a database file.
 class Database {
 public:
-  enum class Mode { ReadWrite, ReadOnly };
+  enum class Mode { k_ReadWrite, k_ReadOnly };
 
   Database(const Path& file, Mode mode);
   ~Database();

@@ -38,7 +38,7 @@ void BringFromLayout1(Database& database) {
 } // namespace
 
 void SqliteStore::BringToThisLayout(const Path& dataFolder) {
-  Database database(File(dataFolder), Database::Mode::ReadWrite);
+  Database database(File(dataFolder), Database::Mode::k_ReadWrite);
   const auto layout = [&] { return database.Scalar("PRAGMA user_version"); };
   if (layout() != "1")
     return;

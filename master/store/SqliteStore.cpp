@@ -42,7 +42,7 @@ void SqliteStore::Create(const Path& file, const MasterRecord& master, const Cli
     throw StoreFailure("Cannot make the database '" + file.str().str() +
                        "': " + rlib::ErrorText(errno).str());
   close(made);
-  Database database(file, Database::Mode::ReadWrite);
+  Database database(file, Database::Mode::k_ReadWrite);
   SetDurability(database);
   database.Execute("BEGIN IMMEDIATE");
   for (const char* tables : {k_SettingsTables, k_ProductTables, k_AuditTable})
@@ -57,7 +57,7 @@ void SqliteStore::Create(const Path& file, const MasterRecord& master, const Cli
 }
 
 SqliteStore::SqliteStore(const Path& dataFolder, Database::Mode mode) : m_Database(File(dataFolder), mode) {
-  if (mode != Database::Mode::ReadOnly)
+  if (mode != Database::Mode::k_ReadOnly)
     SetDurability(m_Database);
   CheckLayout(m_Database);
 }

@@ -10,7 +10,7 @@ void TryToStore(const char* what, const std::function<void()>& store) {
   try {
     store();
   } catch (const StoreFailure& failure) {
-    if (failure.Which() == StoreFailure::Kind::Broken)
+    if (failure.Which() == StoreFailure::Kind::k_Broken)
       throw;
     rlib::LogWarning(fmt::format("{} stay as they were: {}", what, failure.what()));
   }

@@ -13,9 +13,9 @@ namespace brenic::master {
 /// The store failed. After a full or a busy one the Master goes on, after a broken one it must not.
 class StoreFailure : public std::runtime_error {
 public:
-  enum class Kind { Broken, Full, Busy };
+  enum class Kind { k_Broken, k_Full, k_Busy };
 
-  explicit StoreFailure(const std::string& text, Kind kind = Kind::Broken)
+  explicit StoreFailure(const std::string& text, Kind kind = Kind::k_Broken)
       : std::runtime_error(text), m_Kind(kind) {}
   Kind Which() const { return m_Kind; }
 
@@ -41,7 +41,7 @@ struct MasterRecord {
 struct ClientRecord {
   std::string m_Serial; // of the certificate, lower-case hexadecimal
   String m_Name;
-  Role m_Role = Role::Component;
+  Role m_Role = Role::k_Component;
 };
 
 /// One request in the audit trail.
@@ -52,7 +52,7 @@ struct AuditRecord {
       m_ClientKey; // certificate serial, or "uid:N" of a local peer: what identifiers are remembered with
   std::string m_ClientId; // as the client calls itself
   String m_ClientName;
-  Role m_Role = Role::Component;
+  Role m_Role = Role::k_Component;
   uint32_t m_Kind = 0;
   std::string m_Address;
   UID m_MessageId;

@@ -21,7 +21,7 @@ void CheckArguments(const CommandLine& cmd, const std::vector<std::string>& argu
   const int count = static_cast<int>(arguments.size());
   Check(cmd.GetArgumentCount(nullptr) == count);
   for (int i = 0; i < count; ++i) {
-    const std::string& argument = arguments[static_cast<std::size_t>(i)];
+    const std::string& argument = arguments[static_cast<size_t>(i)];
     Check(cmd.GetArgument(nullptr, i, "fallback") == argument);
     if (!argument.starts_with("-"))
       continue;
@@ -65,10 +65,10 @@ struct SetwrightAppAccess {
 };
 
 // Each line of the input is an argument.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::vector<std::string> arguments;
   std::string argument;
-  for (std::size_t i = 0; i < size; ++i) {
+  for (size_t i = 0; i < size; ++i) {
     if (data[i] == '\n') {
       arguments.push_back(argument);
       argument.clear();

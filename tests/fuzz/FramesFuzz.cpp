@@ -27,7 +27,7 @@ std::vector<std::string> Frames(std::string_view bytes, size_t piece, bool& malf
 
 // Frames do not depend on how the bytes are cut, and every message that can be read can be written and read
 // again.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
   bool malformed = false;
   bool malformedInPieces = false;

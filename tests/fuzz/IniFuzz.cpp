@@ -5,7 +5,7 @@
 #include "rlib/IniFile.h"
 
 // What the reader delivers can be written down so that it reads back the same.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const auto quoted = [](const rlib::String& text) {
     std::string out = "\"";
     for (const char c : text.str()) {
@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   rlib::IniFile first(false);
   first.LoadText(text);
   std::string written;
-  std::size_t nameless = 0;
+  size_t nameless = 0;
   rlib::String name;
   rlib::String value;
   while (first.SetNextSection()) {

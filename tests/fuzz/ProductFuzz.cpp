@@ -34,7 +34,7 @@ bool IsLaidOutStably(const std::string& text) {
 } // namespace
 
 // What is a product stays the same product when it is saved and loaded; what is none says why.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   const bool isJson = IsLaidOutStably(text);
   const bool isChecked = static_cast<bool>(CheckJson(text, k_MaxProductDepth));

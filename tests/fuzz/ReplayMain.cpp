@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace {
 
-using Input = std::vector<std::uint8_t>;
+using Input = std::vector<uint8_t>;
 
 std::vector<Input> ReadCorpus(const char* folder) {
   std::vector<std::filesystem::path> paths;
@@ -30,24 +30,24 @@ std::vector<Input> ReadCorpus(const char* folder) {
 
 // One to eight small changes: a byte set, removed, doubled or a piece of another input inserted.
 Input Mutated(const std::vector<Input>& corpus, std::mt19937& random) {
-  const auto below = [&random](std::size_t limit) { return limit ? random() % limit : 0; };
+  const auto below = [&random](size_t limit) { return limit ? random() % limit : 0; };
   Input input = corpus[below(corpus.size())];
-  for (std::size_t changes = 1 + below(8); changes > 0; --changes) {
+  for (size_t changes = 1 + below(8); changes > 0; --changes) {
     const auto at = input.begin() + static_cast<std::ptrdiff_t>(below(input.size() + 1));
     const Input& other = corpus[below(corpus.size())];
-    const std::size_t start = below(other.size());
-    const std::size_t length = below(std::min<std::size_t>(other.size() - start, 16) + 1);
+    const size_t start = below(other.size());
+    const size_t length = below(std::min<size_t>(other.size() - start, 16) + 1);
     switch (below(4)) {
     case 0:
       if (at != input.end())
-        *at = static_cast<std::uint8_t>(random());
+        *at = static_cast<uint8_t>(random());
       break;
     case 1:
       if (at != input.end())
         input.erase(at);
       break;
     case 2:
-      input.insert(at, at == input.begin() ? std::uint8_t{0} : *(at - 1));
+      input.insert(at, at == input.begin() ? uint8_t{0} : *(at - 1));
       break;
     default:
       input.insert(at, other.begin() + static_cast<std::ptrdiff_t>(start),

@@ -21,7 +21,7 @@ public:
   /// follows the last occurrence of that switch. `fallback` beyond the end.
   String GetArgument(const char* name, int index, const String& fallback) const;
 
-  /// The same as a whole decimal number in 32-bit range. Text that is none is an input error (reported,
+  /// The same as a whole decimal number in 32-bit range. Text that is not one is an input error (reported,
   /// exit status 1) and gives the lowest 32-bit number, which every later check refuses.
   int GetArgument(const char* name, int index, int fallback) const;
 

@@ -74,7 +74,7 @@ TEST(DataFolder, IsMadeAnewWhenAnEarlierAttemptWasCutOff) {
   Init(folder.Name());
   EXPECT_FALSE(IsThere(folder / "master.db.new"));
   EXPECT_NE(ReadTextFile(folder / "clients/admin/ca.pem"), authority);
-  SqliteStore store(folder.Name(), Database::Mode::ReadWrite);
+  SqliteStore store(folder.Name(), Database::Mode::k_ReadWrite);
   EXPECT_EQ(store.LoadMaster().m_Authority.m_Certificate, ReadTextFile(folder / "clients/admin/ca.pem"));
 }
 

@@ -76,7 +76,7 @@ TEST(AuditJson, HasItsKeysInTheirOrder) {
   record.m_Time = 1769860800123;
   record.m_ClientId = Type(1).ToString().str();
   record.m_ClientName = "admin";
-  record.m_Role = Role::Administrator;
+  record.m_Role = Role::k_Administrator;
   record.m_Kind = 3;
   record.m_Address = "127.0.0.1:50012";
   record.m_MessageId = Type(2);

@@ -18,7 +18,7 @@ TEST(Serve, RenewsACertificateThatIsNearItsEnd) {
   TestFarm farm;
   MasterRecord before;
   {
-    SqliteStore store(farm.Data(), Database::Mode::ReadWrite);
+    SqliteStore store(farm.Data(), Database::Mode::k_ReadWrite);
     before = store.LoadMaster();
     before.m_Server = IssueServer(before.m_Authority, "Farm", {"127.0.0.1", "farm.example"}, 30).m_Credential;
     store.ReplaceServerCredential(before.m_Server);
@@ -27,7 +27,7 @@ TEST(Serve, RenewsACertificateThatIsNearItsEnd) {
   EXPECT_EQ(farm.ConnectTls(farm.Data() + "/clients/admin").Greet().size(), 4u);
   farm.Signal(SIGTERM);
   EXPECT_EQ(farm.Wait(), 0);
-  const MasterRecord after = SqliteStore(farm.Data(), Database::Mode::ReadWrite).LoadMaster();
+  const MasterRecord after = SqliteStore(farm.Data(), Database::Mode::k_ReadWrite).LoadMaster();
   EXPECT_EQ(after.m_Authority.m_Certificate, before.m_Authority.m_Certificate);
   EXPECT_GT(DaysLeft(after.m_Server), 700);
   EXPECT_EQ(HostsOf(after.m_Server), (std::set<std::string>{"127.0.0.1", "farm.example"}));
@@ -38,7 +38,7 @@ TEST(Serve, RenewsACertificateThatIsNearItsEnd) {
 TEST(Serve, KeepsACertificateThatIsNot) {
   TestFarm farm;
   const auto certificate = [&] {
-    return SqliteStore(farm.Data(), Database::Mode::ReadWrite).LoadMaster().m_Server.m_Certificate;
+    return SqliteStore(farm.Data(), Database::Mode::k_ReadWrite).LoadMaster().m_Server.m_Certificate;
   };
   const std::string before = certificate();
   farm.Serve();
@@ -57,7 +57,7 @@ TEST(Serve, DoesNotMakeAnotherMasterWhereTheDatabaseIsLost) {
 
 TEST(Serve, DoesWithoutNewDefaultProductsWhenItsDatabaseCannotTakeThem) {
   TestFarm farm;
-  Database other(SqliteStore::File(farm.Data()), Database::Mode::ReadWrite);
+  Database other(SqliteStore::File(farm.Data()), Database::Mode::k_ReadWrite);
   other.Execute("BEGIN IMMEDIATE");
   farm.Serve(); // once it has waited for the database
   EXPECT_EQ(farm.State()["products"].size(), 0u);

@@ -120,7 +120,7 @@ std::string TestFarm::Issue(const std::string& name, const std::string& role,
 }
 
 void TestFarm::Forget(const std::string& data, const std::string& name) {
-  SqliteStore store(data, Database::Mode::ReadWrite);
+  SqliteStore store(data, Database::Mode::k_ReadWrite);
   Statement(store.Connection().Handle(), "DELETE FROM client WHERE name = ?").Run(name);
 }
 

@@ -44,13 +44,13 @@ class WriterTest : public testing::Test {
 protected:
   WriterTest() {
     SqliteStore::Create(SqliteStore::File(m_Folder.Name()), MasterRecord(),
-                        {"01", "admin", Role::Administrator});
+                        {"01", "admin", Role::k_Administrator});
     Restart("first run");
   }
 
   void Restart(const std::string& run) {
     m_Writer.reset();
-    auto store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::ReadWrite);
+    auto store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::k_ReadWrite);
     store->ReplaceDefaultProducts(SampleFarm().m_Products.Defaults());
     m_Store = store.get();
     m_Writer = std::make_unique<Writer>(
@@ -64,7 +64,7 @@ protected:
   }
 
   void Submit(const shared_ptr<Message>& message, const std::string& basis = {},
-              const std::string& key = "01", Role role = Role::Administrator) {
+              const std::string& key = "01", Role role = Role::k_Administrator) {
     wire::Envelope envelope;
     wire::ToWire(*message, envelope);
     envelope.set_basis(basis);
@@ -90,7 +90,7 @@ protected:
     return results;
   }
   Told Ask(const shared_ptr<Message>& message, const std::string& basis = {}, const std::string& key = "01",
-           Role role = Role::Administrator) {
+           Role role = Role::k_Administrator) {
     Submit(message, basis, key, role);
     return Read(Finish().back());
   }
@@ -204,7 +204,7 @@ TEST_F(WriterTest, DoesNotKnowTheOutcomeOfAnOperationOfAnEarlierRun) {
 
 TEST_F(WriterTest, RefusesComponents) {
   m_Writer->Start();
-  const Told told = Ask(Get("a"), {}, "02", Role::Component);
+  const Told told = Ask(Get("a"), {}, "02", Role::k_Component);
   EXPECT_EQ(told.m_Answer.outcome(), wire::Answer::REFUSED);
   EXPECT_THAT(told.m_Answer.reason(), testing::HasSubstr("only an administrator"));
   EXPECT_FALSE(told.m_Reply);
@@ -230,9 +230,9 @@ TEST_F(WriterTest, OfTwoWritesWithTheSameBasisInOneBatchTheSecondIsRefused) {
 TEST_F(WriterTest, RecordsRefusalsInTheAuditTrail) {
   m_Writer->Start();
   Ask(Set("", "1"));
-  Ask(Set("a", "1"), {}, "02", Role::Component);
+  Ask(Set("a", "1"), {}, "02", Role::k_Component);
   std::vector<std::string> results;
-  SqliteStore(m_Folder.Name(), Database::Mode::ReadOnly).ReadAudit(0, [&](const AuditRecord& record) {
+  SqliteStore(m_Folder.Name(), Database::Mode::k_ReadOnly).ReadAudit(0, [&](const AuditRecord& record) {
     results.push_back(record.m_Result + (record.m_Reason.empty() ? "" : " with reason"));
   });
   EXPECT_THAT(results, testing::ElementsAre("refused with reason", "refused with reason"));
@@ -276,7 +276,7 @@ TEST_F(WriterTest, RecoversByItselfWhenThereIsRoomAgain) {
 
 TEST_F(WriterTest, RefusesWritesWhileAnotherProgramHoldsTheDatabase) {
   m_Store->Connection().Execute("PRAGMA busy_timeout = 0");
-  Database other(SqliteStore::File(m_Folder.Name()), Database::Mode::ReadWrite);
+  Database other(SqliteStore::File(m_Folder.Name()), Database::Mode::k_ReadWrite);
   other.Execute("BEGIN IMMEDIATE");
   m_Writer->Start();
   const Told told = Ask(Set("a", "1"));
@@ -295,7 +295,7 @@ TEST_F(WriterTest, RecordsALargeRefusedRequestByDigestAndSize) {
       message.m_Options[fmt::format("option{}", i)] = String(std::string(40, 'x'));
   }));
   std::string fields;
-  SqliteStore(m_Folder.Name(), Database::Mode::ReadOnly).ReadAudit(0, [&](const AuditRecord& record) {
+  SqliteStore(m_Folder.Name(), Database::Mode::k_ReadOnly).ReadAudit(0, [&](const AuditRecord& record) {
     EXPECT_EQ(record.m_Class, "SetMasterOptionsMsg");
     fields = ToText(RequestFields(record));
   });

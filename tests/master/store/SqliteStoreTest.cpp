@@ -14,12 +14,12 @@ class StoreTest : public testing::Test {
 protected:
   StoreTest() {
     MasterRecord master{Type(7), "Farm", {"ca", "ca key"}, {"server", "server key"}};
-    SqliteStore::Create(SqliteStore::File(m_Folder.Name()), master, {"01", "admin", Role::Administrator});
+    SqliteStore::Create(SqliteStore::File(m_Folder.Name()), master, {"01", "admin", Role::k_Administrator});
     Open();
   }
   void Open() {
     m_Store.reset();
-    m_Store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::ReadWrite);
+    m_Store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::k_ReadWrite);
   }
   /// Returns what it did.
   Change Apply(const shared_ptr<Message>& message) {
@@ -34,7 +34,7 @@ protected:
     record.m_Time = 1000;
     record.m_ClientKey = "01";
     record.m_ClientName = "admin";
-    record.m_Role = Role::Administrator;
+    record.m_Role = Role::k_Administrator;
     record.m_MessageId = id;
     record.m_Class = "SetMasterOptionsMsg";
     record.m_Digest = std::string("\0\xff digest", 9);
@@ -54,9 +54,9 @@ TEST_F(StoreTest, HoldsTheMasterAndItsClients) {
   const MasterRecord master = m_Store->LoadMaster();
   EXPECT_EQ(master.m_ID, Type(7));
   EXPECT_EQ(master.m_Server.m_Key, "server key");
-  m_Store->AddClient({"02", "node", Role::Component});
+  m_Store->AddClient({"02", "node", Role::k_Component});
   Open();
-  EXPECT_EQ(m_Store->FindClient("01")->m_Role, Role::Administrator);
+  EXPECT_EQ(m_Store->FindClient("01")->m_Role, Role::k_Administrator);
   EXPECT_EQ(m_Store->FindClient("02")->m_Name, "node");
   EXPECT_FALSE(m_Store->FindClient("03"));
 }
@@ -107,7 +107,7 @@ TEST_F(StoreTest, KeepsTheDefaultProductsWhenThereIsNoRoomForOthers) {
     m_Store->ReplaceDefaultProducts({{Type(2), MakeProduct(2, longName)}});
     FAIL();
   } catch (const StoreFailure& failure) {
-    EXPECT_EQ(failure.Which(), StoreFailure::Kind::Full);
+    EXPECT_EQ(failure.Which(), StoreFailure::Kind::k_Full);
   }
   EXPECT_TRUE(m_Store->LoadFarm().m_Products.Find(Type(1)));
   m_Store->Begin(); // no transaction is left open
@@ -216,7 +216,7 @@ TEST_F(StoreTest, SaysThatItIsFull) {
     m_Store->Commit();
     FAIL();
   } catch (const StoreFailure& failure) {
-    EXPECT_EQ(failure.Which(), StoreFailure::Kind::Full) << failure.what();
+    EXPECT_EQ(failure.Which(), StoreFailure::Kind::k_Full) << failure.what();
   }
 }
 

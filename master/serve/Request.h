@@ -1,0 +1,38 @@
+// A request as a session hands it to the writer.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "brenic/Message.h"
+#include "farm/Peer.h"
+#include "wire/Frames.h"
+
+namespace brenic::master {
+
+struct Request {
+  uint64_t m_Session = 0;
+  std::shared_ptr<const Peer> m_Peer;
+  UID m_Id;
+  std::shared_ptr<const std::string> m_Bytes; // the encoded message, as it came
+  const char* m_Class = nullptr;              // null for contents of a class that this Master does not know
+  std::string m_Basis;
+  shared_ptr<Message> m_Message;   // null when the contents are unknown or were not decoded
+  std::optional<String> m_Refusal; // why it is refused, whatever it holds
+};
+
+/// What the writer is to decide of a message, of which `bytes` are those in which it came. Its contents are
+/// taken out of the envelope, but are not decoded where that would cost much and they are refused anyway.
+/// Throws wire::Malformed.
+Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::Envelope& envelope,
+                    std::string bytes);
+
+/// The SHA-256 of the request, as a Master of layout 1 made it: of its bytes decoded and encoded again.
+std::string DigestOfLayout1(const Request& request);
+
+/// Whether the audit trail keeps the request's bytes: small ones, where it shows all of their fields. Others,
+/// and contents that were not decoded, are known by their digest and size.
+bool IsKept(const Request& request);
+
+} // namespace brenic::master
