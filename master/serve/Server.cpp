@@ -5,8 +5,8 @@
 #include <fmt/core.h>
 
 #include "Release.h"
+#include "brenic/MessageClasses.h"
 #include "brenic/MessageFactory.h"
-#include "brenic/SystemMessages.h"
 #include "rlib/Log.h"
 #include "wire/Contents.h"
 
@@ -148,26 +148,31 @@ void Server::OnBatch(const Batch& batch) {
 }
 
 void Server::CarryOut(const Result& result) {
-  const UID& type = result.m_Operation->Type();
-  if (type == LogDumpMsg::s_Type)
-    DumpLog(result.m_Session);
-  else if (type == ShutdownMsg::s_Type)
-    ShutDownSystem();
-  else if (type == MachineMsg::s_Type) {
-    m_Machine.Accept(result.m_Session, static_cast<const MachineMsg&>(*result.m_Operation));
-    if (!m_Sessions.count(result.m_Session))
-      m_Machine.SessionClosed(result.m_Session);
-  }
+  VisitMessage(*result.m_Operation, [&]<typename Class>(const Class& operation) {
+    if constexpr (Class::k_Description.m_Kind == RequestKind::k_Operation)
+      CarryOut(result.m_Session, operation);
+  });
 }
 
-void Server::DumpLog(uint64_t asker) {
-  if (const std::optional<Path> file = rlib::Log::Dump()) // else the log says why already
+void Server::CarryOut(uint64_t asker, const LogDumpMsg&) {
+  // When there is no dump, the log says why already.
+  if (const auto file = rlib::Log::Dump())
     rlib::LogSystem("Wrote the log dump '" + file->str() + "'");
   const Bytes frame = PushFrame<LogDumpMsg>();
   for (const auto& session : Sessions()) {
     if (session->Number() != asker && session->IsWelcome())
       session->Push(frame);
   }
+}
+
+void Server::CarryOut(uint64_t, const ShutdownMsg&) {
+  ShutDownSystem();
+}
+
+void Server::CarryOut(uint64_t asker, const MachineMsg& message) {
+  m_Machine.Accept(asker, message);
+  if (!m_Sessions.count(asker))
+    m_Machine.SessionClosed(asker);
 }
 
 void Server::BeginEnding() {

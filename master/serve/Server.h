@@ -49,7 +49,10 @@ private:
   void Arrive(Arrival arrival);
   void OnBatch(const Batch& batch);
   void CarryOut(const Result& result);
-  void DumpLog(uint64_t asker);
+  // One for each operation.
+  void CarryOut(uint64_t asker, const LogDumpMsg& message);
+  void CarryOut(uint64_t asker, const ShutdownMsg& message);
+  void CarryOut(uint64_t asker, const MachineMsg& message);
   void BeginEnding();
   void ShutDownSystem();
   void EndSessions(const String& text);
