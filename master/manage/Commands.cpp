@@ -1,6 +1,6 @@
 #include "manage/Commands.h"
 
-#include "manage/Credentials.h"
+#include "manage/ClientCredentials.h"
 #include "manage/Initialise.h"
 #include "manage/Printing.h"
 #include "rlib/Stream.h"

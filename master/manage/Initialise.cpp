@@ -9,7 +9,7 @@
 
 #include <fmt/core.h>
 
-#include "manage/Credentials.h"
+#include "manage/ClientCredentials.h"
 #include "net/Endpoint.h"
 #include "rlib/File.h"
 #include "store/DataFolder.h"

@@ -23,7 +23,7 @@ std::string Quoted(const std::string& text) {
 }
 
 /// What both readers of a text have in common: a place in the document, and how they end.
-class Reader : public nlohmann::json_sax<json> {
+class TextReader : public nlohmann::json_sax<json> {
 public:
   /// Why the reading ended early; only when it did.
   const Failure& Why() const { return *m_Failure; }
@@ -60,7 +60,7 @@ private:
   std::optional<Failure> m_Failure;
 };
 
-class Checker : public Reader {
+class Checker : public TextReader {
 public:
   explicit Checker(int maxDepth) : m_MaxDepth(static_cast<size_t>(maxDepth)) {}
 
@@ -96,9 +96,9 @@ private:
   std::vector<std::set<std::string>> m_Open; // the keys so far of each open object; of a list, none
 };
 
-class Writer : public Reader {
+class LayoutWriter : public TextReader {
 public:
-  explicit Writer(bool compact) : m_Compact(compact) {}
+  explicit LayoutWriter(bool compact) : m_Compact(compact) {}
 
   std::string m_Out;
 
@@ -164,7 +164,7 @@ private:
 };
 
 /// Fails unless the text is one JSON value that the reader takes.
-Result<> Read(const std::string& text, Reader& reader) {
+Result<> Read(const std::string& text, TextReader& reader) {
   // The library takes a NUL byte for the end of the text, whatever follows.
   const size_t nul = text.find('\0');
   bool taken = json::sax_parse(text.data(), text.data() + std::min(nul, text.size()), &reader);
@@ -183,7 +183,7 @@ Result<> CheckJson(const std::string& text, int maxDepth) {
 }
 
 std::string LayOut(const std::string& document, bool compact) {
-  Writer writer(compact);
+  LayoutWriter writer(compact);
   if (const Result<> read = Read(document, writer); !read)
     throw new Exception("The product's document cannot be read: " + read.Reason());
   if (!compact)

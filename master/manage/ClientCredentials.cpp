@@ -1,4 +1,4 @@
-#include "manage/Credentials.h"
+#include "manage/ClientCredentials.h"
 
 #include <sys/stat.h>
 
