@@ -19,16 +19,8 @@ void Put(Map& map, const Key& key, const std::optional<State>& after) {
 } // namespace
 
 void Farm::Take(const Change& change) {
-  for (const OptionChange& option : change.m_Options) {
-    if (option.m_Section.IsNull()) {
-      Put(m_Options, option.m_Name, option.m_Value.m_After);
-      continue;
-    }
-    OptionMap& options = m_TypeOptions[option.m_Section];
-    Put(options, option.m_Name, option.m_Value.m_After);
-    if (options.empty())
-      m_TypeOptions.erase(option.m_Section);
-  }
+  for (const OptionChange& option : change.m_Options)
+    Take(option);
   if (const auto& limits = change.m_UserLimits) {
     const String text = Applied(*limits, Option(limits->m_Name));
     Put(m_Options, limits->m_Name, limits->m_SetAfter ? std::optional(text) : std::nullopt);
@@ -43,12 +35,21 @@ void Farm::Take(const Change& change) {
   }
   if (!change.m_Translations.IsEmpty())
     m_Translations = Applied(change.m_Translations, std::move(m_Translations));
-  if (!change.m_Products.empty()) {
-    ProductCatalogue::States states;
-    for (const auto& [type, product] : change.m_Products)
-      states.emplace(type, product.m_After);
-    m_Products.Customise(states);
-  }
+  if (change.m_Products.empty())
+    return;
+  ProductCatalogue::States states;
+  for (const auto& [type, product] : change.m_Products)
+    states.emplace(type, product.m_After);
+  m_Products.Customise(states);
+}
+
+void Farm::Take(const OptionChange& change) {
+  if (change.m_Section.IsNull())
+    return Put(m_Options, change.m_Name, change.m_Value.m_After);
+  OptionMap& options = m_TypeOptions[change.m_Section];
+  Put(options, change.m_Name, change.m_Value.m_After);
+  if (options.empty())
+    m_TypeOptions.erase(change.m_Section);
 }
 
 const OptionMap& Farm::OptionsOf(const UID& section) const {

@@ -29,6 +29,9 @@ struct Farm {
   String Option(const String& name) const;
   /// Minutes; 0 when the option is unset.
   unsigned DefaultIdleTimeout() const;
+
+private:
+  void Take(const OptionChange& change);
 };
 
 /// What the change makes of the text of the user limits. Throws Exception* when it was made from another

@@ -75,6 +75,21 @@ Result<Endpoint> UsualMaster(const std::optional<Configuration>& configuration, 
   return local;
 }
 
+/// The configuration is not looked at for a local Master that the command line names: it needs no
+/// credentials.
+Result<std::optional<Configuration>> ConfigurationFor(const std::optional<Endpoint>& named) {
+  if (named && named->IsLocal())
+    return std::nullopt;
+  return LoadConfiguration();
+}
+
+Failure NoCredentials(const Endpoint& endpoint) {
+  return Failure(
+      fmt::format("There are no credentials for {}: 'brenic-master client' makes them; put them, with their "
+                  "brenic.conf, where $BRENIC_CONFIG or {} says",
+                  endpoint.ToString().str(), ConfigurationFiles().back().str().str()));
+}
+
 } // namespace
 
 Result<Target> Target::Choose(const CommandLine& cmd) {
@@ -88,37 +103,25 @@ Result<Target> Target::Choose(const CommandLine& cmd) {
   if (!named)
     return named.Why();
 
-  std::optional<Configuration> configuration;
-  if (!*named || !(*named)->IsLocal()) {
-    auto loaded = LoadConfiguration();
-    if (!loaded)
-      return loaded.Why();
-    configuration = std::move(*loaded);
-  }
-  Target target;
-  target.m_ConnectTimeout = *timeout;
-  if (*named) {
-    target.m_Endpoint = **named;
-  } else {
-    const Result<Endpoint> usual = UsualMaster(configuration, port->has_value());
-    if (!usual)
-      return usual.Why();
-    target.m_Endpoint = *usual;
-  }
-
-  const Endpoint& endpoint = target.m_Endpoint;
-  if (*port && endpoint.IsLocal())
+  const auto configuration = ConfigurationFor(*named);
+  if (!configuration)
+    return configuration.Why();
+  const auto endpoint = *named ? Result<Endpoint>(**named) : UsualMaster(*configuration, port->has_value());
+  if (!endpoint)
+    return endpoint.Why();
+  if (*port && endpoint->IsLocal())
     return Failure(
-        fmt::format("-MasterPort does not go with the local socket {}", endpoint.ToString().str()));
+        fmt::format("-MasterPort does not go with the local socket {}", endpoint->ToString().str()));
+
+  Target target;
+  target.m_Endpoint = *endpoint;
+  target.m_ConnectTimeout = *timeout;
   if (*port)
     target.m_Endpoint.m_Port = **port;
-  if (!endpoint.IsLocal() && !configuration)
-    return Failure(fmt::format(
-        "There are no credentials for {}: 'brenic-master client' makes them; put them, with their "
-        "brenic.conf, where $BRENIC_CONFIG or {} says",
-        endpoint.ToString().str(), ConfigurationFiles().back().str().str()));
-  if (configuration)
-    target.m_Credentials = configuration->m_Credentials;
+  if (!endpoint->IsLocal() && !*configuration)
+    return NoCredentials(target.m_Endpoint);
+  if (*configuration)
+    target.m_Credentials = (*configuration)->m_Credentials;
   return target;
 }
 

@@ -23,6 +23,39 @@ String Endpoint::ToString() const {
   return fmt::format("{}{}{}:{}", bracketed ? "[" : "", m_Host.str(), bracketed ? "]" : "", m_Port);
 }
 
+namespace {
+
+struct HostAndPort {
+  std::string m_Host;
+  std::optional<std::string> m_Port; // none when the address has none
+};
+
+Result<HostAndPort> SplitBracketed(const std::string& address) {
+  const size_t end = address.find(']');
+  if (end == std::string::npos)
+    return Failure("the closing bracket is missing");
+  HostAndPort parts{address.substr(1, end - 1), std::nullopt};
+  if (end + 1 == address.size())
+    return parts;
+  if (address[end + 1] != ':')
+    return Failure("a port is written behind a colon");
+  parts.m_Port = address.substr(end + 2);
+  return parts;
+}
+
+Result<HostAndPort> Split(const std::string& address) {
+  if (address[0] == '[')
+    return SplitBracketed(address);
+  const size_t colon = address.find(':');
+  if (colon == std::string::npos)
+    return HostAndPort{address, std::nullopt};
+  if (address.find(':', colon + 1) != std::string::npos)
+    return Failure(fmt::format("an IPv6 address is written in brackets, as [::1]:{}", k_DefaultPort));
+  return HostAndPort{address.substr(0, colon), address.substr(colon + 1)};
+}
+
+} // namespace
+
 Result<Endpoint> Endpoint::Parse(const String& text) {
   const std::string& address = text.str();
   if (address.empty())
@@ -36,36 +69,20 @@ Result<Endpoint> Endpoint::Parse(const String& text) {
       return Failure("the path is missing behind unix:");
     return endpoint;
   }
-
-  std::string host = address, port;
-  bool hasPort = false;
-  if (address[0] == '[') {
-    const size_t end = address.find(']');
-    if (end == std::string::npos)
-      return Failure("the closing bracket is missing");
-    host = address.substr(1, end - 1);
-    hasPort = end + 1 < address.size();
-    if (hasPort && address[end + 1] != ':')
-      return Failure("a port is written behind a colon");
-    port = hasPort ? address.substr(end + 2) : "";
-  } else if (const size_t colon = address.find(':'); colon != std::string::npos) {
-    if (address.find(':', colon + 1) != std::string::npos)
-      return Failure(fmt::format("an IPv6 address is written in brackets, as [::1]:{}", k_DefaultPort));
-    host = address.substr(0, colon);
-    port = address.substr(colon + 1);
-    hasPort = true;
-  }
-  if (host.empty())
+  const auto parts = Split(address);
+  if (!parts)
+    return parts.Why();
+  if (parts->m_Host.empty())
     return Failure("the host is missing");
-  if (host[0] == '-')
+  if (parts->m_Host[0] == '-')
     return Failure("a host name does not begin with a dash");
-  if (hasPort) {
-    const std::optional<uint16_t> number = ParsePort(port);
-    if (!number)
+  if (parts->m_Port) {
+    const auto port = ParsePort(*parts->m_Port);
+    if (!port)
       return Failure("the port must be a number from 1 to 65535");
-    endpoint.m_Port = *number;
+    endpoint.m_Port = *port;
   }
-  endpoint.m_Host = host;
+  endpoint.m_Host = parts->m_Host;
   return endpoint;
 }
 
