@@ -1,5 +1,5 @@
-# Flags that hold for every target: warnings are errors, sanitizers by BRENIC_SANITIZE.
-add_compile_options(-Wall -Wextra -Wpedantic -Werror -fstack-protector-strong)
+# Flags that hold for every target: warnings (errors by the presets, not for who packages with another compiler), sanitizers by BRENIC_SANITIZE.
+add_compile_options(-Wall -Wextra -Wpedantic -fstack-protector-strong)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND BRENIC_SANITIZE)
   # gcc 12 reports false positives of these two from its own library headers once instrumented.
   add_compile_options(-Wno-maybe-uninitialized -Wno-stringop-overflow)

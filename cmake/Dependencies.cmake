@@ -33,6 +33,12 @@ function(link_self_contained target)
     endif()
   endif()
 endfunction()
+# Boost.Asio's code that is no template is compiled here, once, and not in every source that includes it. Its timers
+# are those of the standard library's clocks.
+add_library(brenic_asio STATIC ${CMAKE_CURRENT_LIST_DIR}/Asio.cpp)
+target_compile_definitions(brenic_asio PUBLIC BOOST_ASIO_SEPARATE_COMPILATION BOOST_ASIO_DISABLE_BOOST_DATE_TIME)
+target_link_libraries(brenic_asio PUBLIC Boost::boost brenic_openssl Threads::Threads)
+
 # Debian has no static libfmt: the part of it that is not in its headers is compiled here, once.
 add_library(brenic_fmt STATIC ${CMAKE_CURRENT_LIST_DIR}/Fmt.cpp)
 target_include_directories(brenic_fmt PUBLIC $<TARGET_PROPERTY:fmt::fmt,INTERFACE_INCLUDE_DIRECTORIES>)
