@@ -1,7 +1,6 @@
 #include "manage/AuditFields.h"
 
 #include "brenic/MessageClasses.h"
-#include "farm/ShownSize.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
 

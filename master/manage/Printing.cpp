@@ -7,7 +7,6 @@
 
 #include "Release.h"
 #include "brenic/Options.h"
-#include "farm/ShownSize.h"
 #include "manage/AuditFields.h"
 #include "rlib/Escape.h"
 #include "rlib/IniFile.h"

@@ -3,9 +3,10 @@
 #include <fmt/core.h>
 
 #include "farm/Judgement.h"
-#include "farm/ShownSize.h"
+#include "store/Store.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
+#include "wire/WholeValue.h"
 
 namespace brenic::master {
 
@@ -40,11 +41,12 @@ std::string DigestOfLayout1(const Request& request) {
   return Sha256(envelope.SerializeAsString());
 }
 
-bool IsKept(const Request& request) {
-  constexpr size_t k_NeverLong = k_MaxAuditField / 8; // no field of so few bytes is long as JSON
-  const size_t size = request.m_Bytes->size();
-  return request.m_Message && size <= k_MaxAuditField &&
-         (size <= k_NeverLong || !HasLongField(*request.m_Message));
+bool IsKept(const Request& request, bool isCommitted) {
+  constexpr size_t k_VeryShort = 4 * 1024;
+  if (!request.m_Message)
+    return false;
+  const bool isWhole = isCommitted && wire::WholeValueIn(*request.m_Message);
+  return request.m_Bytes->size() <= (isWhole ? k_VeryShort : k_MaxAuditField);
 }
 
 } // namespace brenic::master

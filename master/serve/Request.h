@@ -31,8 +31,9 @@ Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::En
 /// The SHA-256 of the request, as a Master of layout 1 made it: of its bytes decoded and encoded again.
 std::string DigestOfLayout1(const Request& request);
 
-/// Whether the audit trail keeps the request's bytes: small ones, where it shows all of their fields. Others,
-/// and contents that were not decoded, are known by their digest and size.
-bool IsKept(const Request& request);
+/// Whether the audit trail keeps the request's bytes. Large ones, and contents that were not decoded, are
+/// known by their digest and size. So is a list that was written back as a whole and committed, unless it is
+/// very short: its change tells all of it, and is much smaller.
+bool IsKept(const Request& request, bool isCommitted);
 
 } // namespace brenic::master

@@ -107,6 +107,21 @@ void DecodeLimits(const bytes::Change& in, Change& change) {
         step.has_after() ? std::optional(step.after()) : std::nullopt};
 }
 
+Change FromBytes(const bytes::Change& in, const FindDocument& findDocument) {
+  Change change;
+  DecodeOptions(in, change);
+  DecodeLimits(in, change);
+  for (const bytes::RestrictionStep& step : in.restrictions())
+    change.m_Restrictions[step.name()] = step.on();
+  change.m_Translations = DecodeRuns<TranslationSet>(
+      in.translations(), [](const wire::PathTranslation& field) { return wire::FromWire(field); });
+  for (const bytes::ProductStep& step : in.products())
+    change.m_Products[wire::Identifier(step.type())] = {
+        Decode(step.has_before(), step.before(), findDocument),
+        Decode(step.has_after(), step.after(), findDocument)};
+  return change;
+}
+
 } // namespace
 
 std::string EncodeChange(const Change& change) {
@@ -133,18 +148,11 @@ Change DecodeChange(const std::string& bytes, const FindDocument& findDocument) 
   bytes::Change in;
   if (!in.ParseFromString(bytes))
     throw StoreFailure("A change in the audit trail cannot be decoded");
-  Change change;
-  DecodeOptions(in, change);
-  DecodeLimits(in, change);
-  for (const bytes::RestrictionStep& step : in.restrictions())
-    change.m_Restrictions[step.name()] = step.on();
-  change.m_Translations = DecodeRuns<TranslationSet>(
-      in.translations(), [](const wire::PathTranslation& field) { return wire::FromWire(field); });
-  for (const bytes::ProductStep& step : in.products())
-    change.m_Products[wire::Identifier(step.type())] = {
-        Decode(step.has_before(), step.before(), findDocument),
-        Decode(step.has_after(), step.after(), findDocument)};
-  return change;
+  try {
+    return FromBytes(in, findDocument);
+  } catch (const wire::Malformed& malformed) {
+    throw StoreFailure(std::string("A change in the audit trail cannot be decoded: ") + malformed.what());
+  }
 }
 
 } // namespace brenic::master

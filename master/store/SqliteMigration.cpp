@@ -42,9 +42,9 @@ void SqliteStore::BringToThisLayout(const Path& dataFolder) {
   const auto layout = [&] { return database.Scalar("PRAGMA user_version"); };
   if (layout() != "1")
     return;
-  SetDurability(database);
   rlib::LogSystem(fmt::format("Bringing the database from layout 1 to layout {}", k_Layout));
   try {
+    SetDurability(database);
     database.Execute("BEGIN IMMEDIATE");
     if (layout() == "1") {
       BringFromLayout1(database);

@@ -44,6 +44,9 @@ struct ClientRecord {
   Role m_Role = Role::k_Component;
 };
 
+/// A request of more bytes is not kept in the audit trail; a field that is longer as JSON text is not shown.
+inline constexpr size_t k_MaxAuditField = 64 * 1024;
+
 /// One request in the audit trail.
 struct AuditRecord {
   int64_t m_Sequence = 0; // in commit order; given by the store

@@ -18,19 +18,23 @@ std::string Encode(const Frame& frame) {
 
 std::string MessageBytes(std::string_view frame) {
   using google::protobuf::internal::WireFormatLite;
-  constexpr uint32_t k_Tag =
-      WireFormatLite::MakeTag(Frame::kMessageFieldNumber, WireFormatLite::WIRETYPE_LENGTH_DELIMITED);
+  constexpr int k_LastBody = Frame::kAnswerFieldNumber;
   google::protobuf::io::CodedInputStream input(reinterpret_cast<const uint8_t*>(frame.data()),
                                                static_cast<int>(frame.size()));
   std::string message;
   while (const uint32_t tag = input.ReadTag()) {
-    uint32_t size = 0;
-    if (tag != k_Tag) {
+    const int field = WireFormatLite::GetTagFieldNumber(tag);
+    const bool isBody = field <= k_LastBody &&
+                        WireFormatLite::GetTagWireType(tag) == WireFormatLite::WIRETYPE_LENGTH_DELIMITED;
+    if (!isBody || field != Frame::kMessageFieldNumber) {
+      if (isBody)
+        message.clear(); // it took the message's place
       if (!WireFormatLite::SkipField(&input, tag))
         break;
       continue;
     }
     // A message in several pieces means the same as the pieces one behind the other.
+    uint32_t size = 0;
     if (std::string piece; input.ReadVarint32(&size) && input.ReadString(&piece, static_cast<int>(size)))
       message.empty() ? message.swap(piece) : void(message += piece);
   }

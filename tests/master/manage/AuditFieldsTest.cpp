@@ -4,7 +4,6 @@
 
 #include "brenic/ProductMessages.h"
 #include "brenic/SystemMessages.h"
-#include "farm/ShownSize.h"
 #include "master/farm/Samples.h"
 #include "wire/Digest.h"
 
