@@ -221,7 +221,7 @@ class Failing(Earlier):
                 self.assertEqual(layout(folder / "master.db"), 2)
                 continue
             failed += 1
-            self.assertOneLine(err, "brenic-master: ", "disk")
+            self.assertOneLine(err, "brenic-master: The database cannot be brought from layout 1 to layout 2", "disk")
             self.assertEqual(layout(self.copy_of(folder)), 1)
             self.assertEqual(contents(self.copy_of(folder)), self.whole[1])
             subprocess.run(["mount", "-o", f"remount,size={taken + 400 * page}", folder], check=True)
@@ -235,7 +235,7 @@ class Failing(Earlier):
             self.prepare(folder)
             ready, status, err = self.tried(folder, **self.limited(limit, signal.SIG_IGN))
             self.assertEqual((ready, status), (False, 1), err)
-            self.assertOneLine(err, "brenic-master: ", "disk")
+            self.assertOneLine(err, "brenic-master: The database cannot be brought from layout 1 to layout 2", "disk")
             self.assertEqual(self.assertWhole(folder), 1)
             shutil.rmtree(folder)
 
@@ -340,6 +340,12 @@ class Size(FarmTest):
 
     def test_a_limit_among_thousands_of_users_is_shown_and_kept_alone(self):
         self.edits_of([f"render.user{number:05}={number % 90 + 1}" for number in range(5000)])
+
+    def test_a_root_among_seven_hundred_is_shown_and_kept_as_that_root_alone(self):
+        self.additions_to(700)
+
+    def test_a_limit_among_thousands_of_users_with_short_names_is_shown_and_kept_alone(self):
+        self.edits_of([f"user{number:05}={number % 90 + 1}" for number in range(5000)])
 
 
 def roots(number):

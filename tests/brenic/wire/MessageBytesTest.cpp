@@ -95,6 +95,15 @@ TEST(MessageBytes, OfAPieceWithOtherContentsMeanTheLastOnes) {
   EXPECT_EQ(Understood(frame), Canonical(first + second));
 }
 
+TEST(MessageBytes, OfAMessageThatAnotherBodyTookThePlaceOfAreNotThere) {
+  const std::string first = Asking("a").SerializeAsString(), second = Asking("b").SerializeAsString();
+  const std::string ping = Field(3, "");
+  EXPECT_EQ(Understood(Field(7, first) + ping + Field(7, second)), second);
+  EXPECT_EQ(wire::MessageBytes(Field(7, first) + ping + Field(7, second)), second);
+  EXPECT_EQ(Understood(Field(7, first) + ping), "");
+  EXPECT_EQ(wire::MessageBytes(Field(7, first) + ping), "");
+}
+
 TEST(MessageBytes, AreNoneWithoutAMessage) {
   EXPECT_EQ(wire::MessageBytes(""), "");
   wire::Frame frame;

@@ -148,6 +148,26 @@ TEST(ShownSize, OfAProductDoesNotDependOnItsDocument) {
   EXPECT_FALSE(ShowsDigest(AuditFields(*message)));
 }
 
+TEST(ShownSize, AgreesWithTheJsonOfTextThatIsNotUtf8) {
+  // Each such byte is shown as U+FFFD, in three bytes.
+  for (const char* piece : {"\xff", "\x80", "\xc3(", "\xe5\xa4", "\xf0\x9f\x8e"}) {
+    const auto message = OptionMessage("a", String(Filler(2 * k_MaxAuditField / 3, piece)));
+    const auto longer = OptionMessage("a", String(Filler(2 * k_MaxAuditField, piece)));
+    for (const auto& each : {message, longer})
+      EXPECT_EQ(HasLongField(*each), ShowsDigest(AuditFields(*each))) << ToText(Json(piece));
+  }
+  const std::string bytes(30'000, '\xff');
+  EXPECT_TRUE(ShowsDigest(AuditFields(*OptionMessage("a", bytes))));
+  EXPECT_TRUE(HasLongField(*OptionMessage("a", bytes)));
+}
+
+TEST(ShownSize, AgreesWithTheJsonOfAProductWithALongName) {
+  const auto message = InstallProduct(
+      boost::make_shared<const Product>(Type(1), std::string(40'000, '"'), rlib::vector<String>(), "{}"));
+  EXPECT_TRUE(ShowsDigest(AuditFields(*message)));
+  EXPECT_TRUE(HasLongField(*message));
+}
+
 TEST(ShownSize, AgreesWithTheJsonOfRequestsAroundTheBorder) {
   RandomRequests random(11);
   const Farm farm = SampleFarm();

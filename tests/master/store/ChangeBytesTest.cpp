@@ -154,6 +154,12 @@ TEST(ChangeBytes, ThatAreNoChangeAreAStoreFailure) {
     EXPECT_THROW((void)Decoded(FromHex(hex)), StoreFailure) << hex;
 }
 
+TEST(ChangeBytes, WithAnIdentifierOfAnotherLengthAreAStoreFailure) {
+  // An option of a type, a limit without and with a type, a product.
+  for (const char* hex : {"0a050a03616263", "1a021800", "1a070a056162636465", "32020a00", "32040a026162"})
+    EXPECT_THROW((void)Decoded(FromHex(hex)), StoreFailure) << hex;
+}
+
 TEST(ChangeBytes, OfALaterVersionAreReadWithoutWhatIsNotKnown) {
   Change change;
   change.m_Restrictions = {{"a", true}};
