@@ -35,18 +35,28 @@ void BringFromLayout1(Database& database) {
                    "ALTER TABLE audit ADD COLUMN change BLOB;");
 }
 
+std::string LayoutOf(Database& database) {
+  try {
+    return database.Scalar("PRAGMA user_version");
+  } catch (const StoreFailure& failure) {
+    throw StoreFailure(
+        fmt::format("The database cannot be read; make room on its disk, or look at it with sqlite3: {}",
+                    failure.what()),
+        failure.Which());
+  }
+}
+
 } // namespace
 
 void SqliteStore::BringToThisLayout(const Path& dataFolder) {
   Database database(File(dataFolder), Database::Mode::k_ReadWrite);
-  const auto layout = [&] { return database.Scalar("PRAGMA user_version"); };
-  if (layout() != "1")
+  if (LayoutOf(database) != "1")
     return;
   rlib::LogSystem(fmt::format("Bringing the database from layout 1 to layout {}", k_Layout));
   try {
     SetDurability(database);
     database.Execute("BEGIN IMMEDIATE");
-    if (layout() == "1") {
+    if (LayoutOf(database) == "1") {
       BringFromLayout1(database);
       database.Execute(fmt::format("PRAGMA user_version = {}", k_Layout).c_str());
     }

@@ -1,0 +1,412 @@
+"""What a Master of layout 1 left, and what the trail costs, in real processes."""
+
+import contextlib
+import json
+import os
+import resource
+import select
+import shutil
+import signal
+import socket
+import sqlite3
+import subprocess
+import unittest
+
+from farm import BIN, LONGEST, TREE, Farm, FarmTest
+
+LAYOUT1 = TREE / "tests/master/store/layout1"
+
+
+def database(file):
+    return contextlib.closing(sqlite3.connect(f"file:{file}?mode=ro", uri=True))
+
+
+def layout(file):
+    with database(file) as connection:
+        return connection.execute("PRAGMA user_version").fetchone()[0]
+
+
+def contents(file):
+    """Every table, with its rows."""
+    with database(file) as connection:
+        connection.text_factory = os.fsdecode  # not all texts are UTF-8
+        return list(connection.iterdump())
+
+
+def products_of(file, folder):
+    """The default products that the database holds, as files."""
+    folder.mkdir()
+    with database(file) as connection:
+        documents = connection.execute("SELECT document FROM product WHERE origin = 'default'").fetchall()
+    for number, (document,) in enumerate(documents):
+        (folder / f"{number}.json").write_text(document)
+    return folder
+
+
+def printed(folder, *arguments):
+    """What a subcommand of brenic-master prints, in bytes: not all of it is UTF-8."""
+    return subprocess.run([BIN / "brenic-master", *arguments, "--data-dir", folder], stdout=subprocess.PIPE,
+                          check=True, timeout=LONGEST).stdout
+
+
+class Earlier(FarmTest):
+    """The database of layout 1 in a folder of its own."""
+
+    def setUp(self):
+        self.farm = Farm(serve=False)
+        self.addCleanup(self.farm.close)
+        self.farm.data = self.farm.folder / "earlier"
+        self.prepare(self.farm.data)
+        self.farm.products = products_of(self.file, self.farm.folder / "products")
+        self.farm.config.write_text("[Master]\nLogFolder = log-of-master\n")
+
+    def tearDown(self):
+        if self.farm.master:
+            super().tearDown()
+
+    @property
+    def file(self):
+        return self.farm.data / "master.db"
+
+    def prepare(self, folder):
+        folder.mkdir(mode=0o700, exist_ok=True)
+        shutil.copyfile(LAYOUT1 / "master.db", folder / "master.db")
+        (folder / "master.db").chmod(0o600)
+
+    def serve(self, folder, **options):
+        """Starts a Master that is not expected to serve for long."""
+        return subprocess.Popen(
+            [BIN / "brenic-master", "serve", "--data-dir", folder, "--listen", "127.0.0.1:0", "--config",
+             self.farm.config, "--products", self.farm.products],
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
+
+    def ended(self, process):
+        try:
+            out, err = process.communicate(timeout=LONGEST)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.communicate()
+            raise
+        return process.returncode, out.decode(), err.decode()
+
+    def tried(self, folder, **options):
+        """Runs a Master to its end, which is now if it serves; whether it did, its status and errors."""
+        process = self.serve(folder, **options)
+        ready = process.stdout.readline()
+        if ready:
+            process.terminate()
+        status, _, err = self.ended(process)
+        return bool(ready), status, err
+
+    def assertBrought(self, folder):
+        """A start makes layout 2 of it, and the trail is all there."""
+        self.assertEqual(self.tried(folder), (True, 0, ""))
+        self.assertEqual(layout(folder / "master.db"), 2)
+        self.assertEqual(printed(folder, "audit"), (LAYOUT1 / "audit.txt").read_bytes())
+        self.assertEqual(printed(folder, "state"), (LAYOUT1 / "state.txt").read_bytes())
+
+
+class Upgrade(Earlier):
+    def refused(self, *args):
+        done = subprocess.run([BIN / "brenic-master", *args, "--data-dir", self.farm.data], capture_output=True,
+                              timeout=LONGEST)
+        self.assertEqual((done.returncode, done.stdout), (1, b""), done)
+        self.assertOneLine(done.stderr.decode(), "brenic-master: The database has layout")
+        return done.stderr.decode()
+
+    def test_everything_is_there_after_the_first_start(self):
+        for command in (["state"], ["audit"], ["client", "x", "--role", "component", "--out", self.farm.folder / "x"]):
+            self.assertIn("layout 1; 'brenic-master serve' brings it to layout 2", self.refused(*command))
+        for _ in range(2):
+            self.farm.serve()
+            state = json.loads(printed(self.farm.data, "state", "--json"))
+            expected = json.loads((LAYOUT1 / "state.json").read_bytes())
+            state["master"]["version"] = expected["master"]["version"]
+            self.assertEqual(state, expected)
+            for name, *arguments in (("state.ini", "state", "--ini"), ("state.txt", "state"),
+                                     ("audit.txt", "audit"), ("audit.jsonl", "audit", "--json")):
+                self.assertEqual(printed(self.farm.data, *arguments).splitlines(), (LAYOUT1 / name).read_bytes().splitlines())
+            self.farm.master.terminate()
+            self.assertEqual(self.farm.master.wait(LONGEST), 0, self.farm.log())
+            self.farm.master.stdout.close()
+            self.farm.output.close()
+            self.assertEqual(self.farm.log(), "")
+        log = (self.farm.folder / "log-of-master/brenic-master.log").read_text()
+        self.assertEqual(log.count("Bringing the database from layout 1 to layout 2"), 1)
+        self.assertEqual(log.count("The database has the new layout"), 1)
+        self.assertEqual(self.file.stat().st_mode & 0o777, 0o600)
+
+    @unittest.skipUnless(os.geteuid() == 0, "the requests to be sent again came from root")
+    def test_what_was_sent_to_the_earlier_master_is_recognised(self):
+        self.farm.serve()
+        with socket.socket(socket.AF_UNIX) as stream:
+            stream.settimeout(LONGEST)
+            stream.connect(str(self.farm.socket))
+            greeting = b"\x08\x01\x12\x10" + bytes(16) + b"\x18\x01\x22\x03raw\x28\x01"
+            stream.sendall(framed(1, greeting))
+            sent = [r for r in json.loads((LAYOUT1 / "resend.json").read_text()) if r["client_key"] == "uid:0"]
+            self.assertGreater(len(sent), 10)
+            for request in sent:
+                stream.sendall(framed(7, bytes.fromhex(request["envelope"])))
+                self.assertEqual(answer(stream), (request["answer"], request["answer_reason"]), request["sequence"])
+        self.assertEqual(len(self.farm.audit()), 123)
+        self.assertDone(self.farm.run("-Option", "MaxJobs", "9", address=f"unix:{self.farm.socket}"))
+        self.assertEqual(self.farm.audit()[123]["message"]["m_Options"], {"MaxJobs": "9"})
+        self.assertEqual(self.farm.state()["options"]["MaxJobs"], "9")
+
+    def test_a_later_layout_is_refused(self):
+        connection = sqlite3.connect(self.file)
+        connection.execute("PRAGMA user_version = 3")
+        connection.close()
+        for command in (["state"], ["audit"], ["serve", "--listen", "127.0.0.1:0", "--config", self.farm.config]):
+            self.assertIn("layout 3, made by a newer brenic-master", self.refused(*command))
+
+
+class Failing(Earlier):
+    """Layout 1 stays whole whatever happens on the way."""
+
+    def setUp(self):
+        super().setUp()
+        self.whole = {1: contents(self.file)}
+        brought = self.farm.folder / "brought"
+        self.prepare(brought)
+        self.assertBrought(brought)
+        self.whole[2] = contents(brought / "master.db")
+
+    def copy_of(self, folder):
+        """The database in another folder, so that nothing that looks at it mends the original."""
+        copy = self.farm.folder / "copy"
+        shutil.rmtree(copy, ignore_errors=True)
+        shutil.copytree(folder, copy)
+        return copy / "master.db"
+
+    def assertWhole(self, folder):
+        """One layout as it was or the other as it should be, and either becomes the other; returns which."""
+        copy = self.copy_of(folder)
+        found = layout(copy)
+        self.assertEqual(contents(copy), self.whole[found])
+        self.assertBrought(folder)
+        self.assertEqual(contents(folder / "master.db"), self.whole[2])
+        return found
+
+    def limited(self, size, on_reaching):
+        """Options of a process that can make no file longer than `size`."""
+        def prepare():
+            signal.signal(signal.SIGXFSZ, on_reaching)
+            resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+            resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
+
+        return {"preexec_fn": prepare}
+
+    def small_disk(self, size):
+        folder = self.farm.folder / f"disk-{size}"
+        folder.mkdir()
+        mount = subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size}", "none", folder], capture_output=True)
+        if mount.returncode != 0:
+            self.skipTest(f"no small file system: {mount.stderr.decode()}")
+        self.addCleanup(subprocess.run, ["umount", folder], check=True)
+        self.prepare(folder)
+        return folder
+
+    def test_on_a_full_disk_it_stays_and_with_room_it_works(self):
+        page = 4096
+        taken = -(-(LAYOUT1 / "master.db").stat().st_size // page) * page
+        failed = served = 0
+        for room in range(0, 48, 3):
+            folder = self.small_disk(taken + room * page)
+            ready, status, err = self.tried(folder)
+            self.assertEqual(status, 0 if ready else 1, err)
+            if ready:
+                served += 1
+                self.assertEqual(layout(folder / "master.db"), 2)
+                continue
+            failed += 1
+            self.assertOneLine(err, "brenic-master: The database cannot be ", "make room on its disk")
+            self.assertEqual(layout(self.copy_of(folder)), 1)
+            self.assertEqual(contents(self.copy_of(folder)), self.whole[1])
+            subprocess.run(["mount", "-o", f"remount,size={taken + 400 * page}", folder], check=True)
+            self.assertWhole(folder)
+        self.assertGreater(failed, 2)
+        self.assertGreater(served, 2)
+
+    def test_when_a_write_fails_it_stays(self):
+        for limit in range(0, 60_000, 4 * 1024):
+            folder = self.farm.folder / f"failed-{limit}"
+            self.prepare(folder)
+            ready, status, err = self.tried(folder, **self.limited(limit, signal.SIG_IGN))
+            self.assertEqual((ready, status), (False, 1), err)
+            self.assertOneLine(err, "brenic-master: The database cannot be ", "make room on its disk")
+            self.assertEqual(self.assertWhole(folder), 1)
+            shutil.rmtree(folder)
+
+    def test_ended_by_any_write_it_is_whole(self):
+        found = []
+        for limit in range(0, 80_000, 2060):  # half a page in the write-ahead log
+            folder = self.farm.folder / f"ended-{limit}"
+            self.prepare(folder)
+            ready, status, _ = self.tried(folder, **self.limited(limit, signal.SIG_DFL))
+            self.assertEqual((ready, status), (False, -signal.SIGXFSZ))
+            found.append(self.assertWhole(folder))
+            shutil.rmtree(folder)
+        self.assertGreater(found.count(1), 5)
+        self.assertGreater(found.count(2), 5)
+        self.assertEqual(found, sorted(found))
+
+    def test_killed_at_any_moment_it_is_whole(self):
+        for size in range(0, 80_000, 4120):
+            folder = self.farm.folder / f"killed-{size}"
+            self.prepare(folder)
+            process = self.serve(folder)
+            while process.poll() is None and length(folder / "master.db-wal") < size and not readable(process.stdout):
+                pass
+            process.kill()
+            self.assertEqual(self.ended(process)[0], -signal.SIGKILL)
+            self.assertWhole(folder)
+            shutil.rmtree(folder)
+
+
+class Size(FarmTest):
+    """What a small change of a large value costs in the trail."""
+
+    CHANGES = 64
+    MOST = 2048  # bytes a change
+
+    def stop(self):
+        self.farm.master.terminate()
+        self.assertEqual(self.farm.master.wait(LONGEST), 0)
+        self.farm.master.stdout.close()
+        self.farm.output.close()
+
+    def size(self):
+        """Of the database, when nothing is left in the write-ahead log."""
+        self.stop()
+        file = self.farm.data / "master.db"
+        with contextlib.closing(sqlite3.connect(file)) as connection:
+            connection.execute("PRAGMA wal_checkpoint(TRUNCATE)")
+        size = length(file)
+        self.farm.serve()
+        return size
+
+    def assertSmall(self, before):
+        grown = self.size() - before
+        self.assertGreater(grown, 0)
+        self.assertLess(grown / self.CHANGES, self.MOST)
+
+    def last(self):
+        return self.farm.audit()[-1]
+
+    def add(self, first, end):
+        arguments = [a for number in range(first, end) for a in ("-PathTranslation", *roots(number))]
+        self.assertDone(self.farm.run(*arguments))
+
+    def additions_to(self, count):
+        self.add(0, count)
+        before = self.size()
+        for number in range(count, count + self.CHANGES):
+            self.add(number, number + 1)
+            self.assertEqual(self.last().get("change"), {
+                "pathTranslations": [{"at": number, "removed": [], "added": [dict(zip("012", roots(number)))]}]})
+        self.assertSmall(before)
+        self.assertEqual(len(self.farm.state()["pathTranslations"]), count + self.CHANGES)
+
+    def edits_of(self, users):
+        self.assertDone(self.farm.run("-Option", "UserLimits", ";".join(users) + ";"))
+        # The first edit makes room for a second text; what it leaves free is used again by the next.
+        self.assertDone(self.farm.run("-SetUserLimit", users[0].partition("=")[0], "98"))
+        before = self.size()
+        for number in range(100, 100 + 70 * self.CHANGES, 70):
+            name = users[number].partition("=")[0]
+            self.assertDone(self.farm.run("-SetUserLimit", name, "99"))
+            self.assertEqual(self.last().get("change"), {"userLimits": {
+                "name": "UserLimits", "setBefore": True, "setAfter": True,
+                "pieces": [{"at": number, "removed": [users[number]], "added": [f"{name}=99"]}]}})
+        self.assertSmall(before)
+        limits = self.farm.state()["options"]["UserLimits"].split(";")
+        self.assertEqual(sum(limit.endswith("=99") for limit in limits), self.CHANGES)
+        self.assertEqual(len(limits), len(users) + 1)
+
+    def test_a_root_among_hundreds_is_shown_and_kept_as_that_root_alone(self):
+        self.additions_to(800)
+
+    def test_a_removed_root_is_shown_as_that_root_alone(self):
+        self.add(0, 730)
+        self.assertDone(self.farm.run("-RemovePathTranslation", roots(350)[1]))
+        record = self.last()
+        self.assertEqual(record["change"], {
+            "pathTranslations": [{"at": 350, "removed": [dict(zip("012", roots(350)))], "added": []}]})
+        self.assertEqual(sorted(record["message"]), ["class", "digest", "id", "size"])
+        text = self.farm.admin("audit", "--data-dir", self.farm.data).splitlines()[-1]
+        self.assertIn(" " + json.dumps(record["change"], separators=(",", ":")) + " committed", text)
+
+    def test_a_limit_among_thousands_of_users_is_shown_and_kept_alone(self):
+        self.edits_of([f"render.user{number:05}={number % 90 + 1}" for number in range(5000)])
+
+    def test_a_root_among_seven_hundred_is_shown_and_kept_as_that_root_alone(self):
+        self.additions_to(700)
+
+    def test_a_limit_among_thousands_of_users_with_short_names_is_shown_and_kept_alone(self):
+        self.edits_of([f"user{number:05}={number % 90 + 1}" for number in range(5000)])
+
+
+def roots(number):
+    return f"P:\\projects\\show{number:04}", f"/mnt/projects/show{number:04}", f"/Volumes/projects/show{number:04}"
+
+
+def length(file):
+    """In bytes; 0 as long as there is none."""
+    try:
+        return file.stat().st_size
+    except FileNotFoundError:
+        return 0
+
+
+def readable(stream):
+    return bool(select.select([stream], [], [], 0)[0])
+
+
+def framed(number, body):
+    length = len(body)
+    size = bytes([length]) if length < 128 else bytes([length & 127 | 128, length >> 7])
+    frame = bytes([number << 3 | 2]) + size + body
+    return len(frame).to_bytes(4, "big") + frame
+
+
+def answer(stream):
+    """The outcome and reason of the next Answer; other frames are passed over."""
+    def exactly(size):
+        data = b""
+        while len(data) < size:
+            part = stream.recv(size - len(data))
+            assert part, "the Master closed the connection"
+            data += part
+        return data
+
+    while True:
+        frame = exactly(int.from_bytes(exactly(4), "big"))
+        if frame[:1] == b"\x42":
+            got = dict(fields(next(fields(frame))[1]))
+            return ("unknown", "committed", "refused")[got.get(2, 0)], got.get(3, b"").decode(errors="replace")
+
+
+def fields(data):
+    """Number and value of the fields of an encoded message."""
+    at = 0
+
+    def number():
+        nonlocal at
+        value = shift = 0
+        while True:
+            at += 1
+            value |= (data[at - 1] & 127) << shift
+            shift += 7
+            if data[at - 1] < 128:
+                return value
+
+    while at < len(data):
+        tag = number()
+        value = number()
+        if tag & 7 == 2:
+            at += value
+            yield tag >> 3, data[at - value:at]
+        else:
+            yield tag >> 3, value

@@ -1,0 +1,371 @@
+#include "farm/Change.h"
+
+#include <gmock/gmock.h>
+
+#include "master/farm/RandomRequests.h"
+
+namespace brenic::master {
+namespace {
+
+using testing::ElementsAre;
+using Options = std::vector<OptionChange>;
+using TextStep = Step<String>;
+
+const std::optional<String> k_Unset;
+
+/// What the request does, after which it was taken, turned round and taken again.
+Change TakenAndTurnedRound(Farm& farm, const shared_ptr<Message>& message) {
+  const Change change = ChangeOf(farm, *message);
+  EXPECT_EQ(Inverse(Inverse(change)), change);
+  const std::string before = Describe(farm);
+  farm.Take(change);
+  Farm back = farm;
+  back.Take(Inverse(change));
+  EXPECT_EQ(Describe(back), before);
+  return change;
+}
+
+Farm With(const std::vector<shared_ptr<Message>>& messages, Farm farm = SampleFarm()) {
+  for (const auto& message : messages)
+    farm.Take(ChangeOf(farm, *message));
+  return farm;
+}
+
+/// Only that one member may be set: the expected change has no other.
+Change Only(Options options) {
+  Change change;
+  change.m_Options = std::move(options);
+  return change;
+}
+
+TEST(OptionsChange, HoldsANewOptionWithNothingBefore) {
+  Farm farm = SampleFarm();
+  EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage("MaxJobs", "5")),
+            Only({{UID::Null, "MaxJobs", TextStep{k_Unset, "5"}}}));
+  EXPECT_EQ(farm.Option("MaxJobs"), "5");
+}
+
+TEST(OptionsChange, HoldsANewOptionWithAnEmptyValueToo) {
+  Farm farm = SampleFarm();
+  EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage("MaxJobs", "")),
+            Only({{UID::Null, "MaxJobs", TextStep{k_Unset, ""}}}));
+  EXPECT_EQ(farm.m_Options.count("MaxJobs"), 1u);
+}
+
+TEST(OptionsChange, HoldsBothValuesAndTheSpellingThatIsKept) {
+  Farm farm = With({OptionMessage("MaxJobs", "5")});
+  EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage("MAXJOBS", "6")),
+            Only({{UID::Null, "MaxJobs", TextStep{"5", "6"}}}));
+  EXPECT_THAT(farm.m_Options, ElementsAre(testing::Pair(String("MaxJobs"), String("6"))));
+}
+
+TEST(OptionsChange, LeavesOutWhatStaysInAnySpelling) {
+  Farm farm = With({OptionMessage("MaxJobs", "5"), OptionMessage("Empty", "")});
+  for (const char* name : {"MaxJobs", "maxjobs"})
+    EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage(name, "5")), Change());
+  EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage("Empty", "")), Change());
+  EXPECT_EQ(TakenAndTurnedRound(farm, Make<SetMasterOptionsMsg>([](auto& m) {
+                                  m.m_Section = o_Distribution;
+                                  m.m_Options = {{"a", "1"}, {"Empty", ""}, {"MAXJOBS", "7"}};
+                                })),
+            Only({{UID::Null, "a", TextStep{k_Unset, "1"}}, {UID::Null, "MaxJobs", TextStep{"5", "7"}}}));
+}
+
+TEST(OptionsChange, OfATypeNamesItAndLeavesNoEmptySectionBehind) {
+  Farm farm = SampleFarm();
+  const auto message = OptionMessage("Samples", "5", Type(1).ToString());
+  EXPECT_EQ(TakenAndTurnedRound(farm, message), Only({{Type(1), "Samples", TextStep{k_Unset, "5"}}}));
+  EXPECT_EQ(farm.OptionsOf(Type(1)).at("Samples"), "5");
+  EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage("SAMPLES", "6", Type(1).ToString())),
+            Only({{Type(1), "Samples", TextStep{"5", "6"}}}));
+  farm.Take(Only({{Type(1), "Samples", TextStep{"6", k_Unset}}}));
+  EXPECT_TRUE(farm.m_TypeOptions.empty());
+}
+
+TEST(OptionsChange, OfATypeWithTheNameOfTheUserLimitsIsAnOrdinaryOne) {
+  Farm farm = SampleFarm();
+  EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage(o_UserLimits, "a=1;", Type(1).ToString())),
+            Only({{Type(1), o_UserLimits, TextStep{k_Unset, "a=1;"}}}));
+}
+
+Change Limits(UserLimitsChange limits) {
+  Change change;
+  change.m_UserLimits = std::move(limits);
+  return change;
+}
+
+TEST(UserLimitsChange, HoldsTheFirstOnesAgainstTheEmptyText) {
+  Farm farm = SampleFarm();
+  EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage(o_UserLimits, "ann=1;")),
+            Limits({o_UserLimits, false, true, {{{0, {}, {"ann=1"}}}}}));
+  EXPECT_EQ(farm.Option(o_UserLimits), "ann=1;");
+}
+
+TEST(UserLimitsChange, HoldsThatTheyAreSetAlthoughTheTextIsEmptyBeforeAndAfter) {
+  Farm farm = SampleFarm();
+  const Change change = TakenAndTurnedRound(farm, OptionMessage(o_UserLimits, ""));
+  EXPECT_EQ(change, Limits({o_UserLimits, false, true, {}}));
+  EXPECT_FALSE(change.IsEmpty());
+  EXPECT_EQ(farm.m_Options.count(o_UserLimits), 1u);
+}
+
+TEST(UserLimitsChange, HoldsTheEditedUserAlone) {
+  Farm farm = With({OptionMessage("userLIMITS", "ann=1;bob=2;cat=3;")});
+  EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage(o_UserLimits, "ann=1;bob=7;cat=3;")),
+            Limits({"userLIMITS", true, true, {{{1, {"bob=2"}, {"bob=7"}}}}}));
+  EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage(o_UserLimits, "ann=1;bob=7;cat=3;dan=4;")),
+            Limits({"userLIMITS", true, true, {{{3, {}, {"dan=4"}}}}}));
+  EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage(o_UserLimits, "bob=7;cat=3;dan=4;")),
+            Limits({"userLIMITS", true, true, {{{0, {"ann=1"}, {}}}}}));
+  EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage("USERLIMITS", "bob=7;cat=3;dan=4;")), Change());
+  EXPECT_EQ(farm.m_Options.begin()->first, "userLIMITS");
+}
+
+TEST(UserLimitsChange, OfAllThatAreEmptiedHoldsThemAll) {
+  Farm farm = With({OptionMessage(o_UserLimits, "ann=1;bob=2")});
+  EXPECT_EQ(TakenAndTurnedRound(farm, OptionMessage(o_UserLimits, "")),
+            Limits({o_UserLimits, true, true, {{{0, {"ann=1", "bob=2"}, {""}}}}}));
+  EXPECT_EQ(farm.m_Options.at(o_UserLimits), "");
+}
+
+TEST(UserLimitsChange, StandsBesideTheOtherOptionsOfTheRequest) {
+  Farm farm = SampleFarm();
+  Change expected = Limits({o_UserLimits, false, true, {{{0, {}, {"a"}}}}});
+  expected.m_Options = {{UID::Null, "Message", TextStep{k_Unset, "hi"}}};
+  EXPECT_EQ(TakenAndTurnedRound(farm, Make<SetMasterOptionsMsg>([](auto& m) {
+                                  m.m_Section = o_Distribution;
+                                  m.m_Options = {{o_UserLimits, "a;"}, {"Message", "hi"}};
+                                })),
+            expected);
+}
+
+TEST(LimitsChange, HoldsEachLimitThatChangesWithNothingBeforeTheFirst) {
+  Farm farm = SampleFarm();
+  const auto set = [](int first, int second) {
+    return Make<SetMasterLimitsMsg>([&](auto& m) { m.m_Limits = {{Type(1), first}, {Type(2), second}}; });
+  };
+  Change expected;
+  expected.m_Limits = {{Type(1), {std::nullopt, -1}}, {Type(2), {std::nullopt, 0}}};
+  EXPECT_EQ(TakenAndTurnedRound(farm, set(-1, 0)), expected);
+  expected.m_Limits = {{Type(2), {0, 7}}};
+  EXPECT_EQ(TakenAndTurnedRound(farm, set(-1, 7)), expected);
+  EXPECT_EQ(TakenAndTurnedRound(farm, set(-1, 7)), Change());
+  EXPECT_EQ(farm.m_Limits, (rlib::map<UID, int>{{Type(1), -1}, {Type(2), 7}}));
+}
+
+TEST(RestrictionsChange, HoldsThoseThatGoOnOrOff) {
+  Farm farm = SampleFarm();
+  const auto set = [](const rlib::map<String, bool>& restrictions) {
+    return Make<SetMasterRestrictionsMsg>([&](auto& m) { m.m_Restrictions = restrictions; });
+  };
+  Change expected;
+  expected.m_Restrictions = {{"a", true}, {"A", true}};
+  EXPECT_EQ(TakenAndTurnedRound(farm, set({{"a", true}, {"A", true}, {"never", false}})), expected);
+  expected.m_Restrictions = {{"a", false}};
+  EXPECT_EQ(TakenAndTurnedRound(farm, set({{"a", false}, {"A", true}})), expected);
+  EXPECT_EQ(TakenAndTurnedRound(farm, set({{"a", false}})), Change());
+  EXPECT_THAT(farm.m_Restrictions, ElementsAre(String("A")));
+}
+
+TEST(TranslationsChange, HoldsTheRunsThatDiffer) {
+  const TranslationSet x{{0, "X:"}, {1, "/x"}}, y{{1, "/y"}}, z{{2, ""}}, none;
+  Farm farm = With({SetTranslations({x, y, x})});
+  Change expected;
+  expected.m_Translations = {{{1, {y}, {z, none}}}};
+  EXPECT_EQ(TakenAndTurnedRound(farm, SetTranslations({x, z, none, x})), expected);
+  EXPECT_THAT(farm.m_Translations, ElementsAre(x, z, none, x));
+  EXPECT_EQ(TakenAndTurnedRound(farm, SetTranslations({x, z, none, x})), Change());
+  expected.m_Translations = {{{0, {x, z, none, x}, {}}}};
+  EXPECT_EQ(TakenAndTurnedRound(farm, SetTranslations({})), expected);
+}
+
+Change Products(const std::map<UID, Step<Customisation>>& products) {
+  Change change;
+  change.m_Products = products;
+  return change;
+}
+const Customisation k_Removed;
+Customisation Custom(const shared_ptr<const Product>& product) {
+  return Customisation{product};
+}
+
+TEST(ProductsChange, HoldsTheDocumentsBeforeAndAfter) {
+  Farm farm = SampleFarm();
+  const auto first = MakeProduct(3, "Gamma"), second = MakeProduct(3, "Gamma", {"g"});
+  EXPECT_EQ(TakenAndTurnedRound(farm, InstallProduct(first)),
+            Products({{Type(3), {std::nullopt, Custom(first)}}}));
+  EXPECT_EQ(TakenAndTurnedRound(farm, InstallProduct(second)),
+            Products({{Type(3), {Custom(first), Custom(second)}}}));
+  EXPECT_EQ(farm.m_Products.Find(Type(3))->Document(), second->Document());
+}
+
+TEST(ProductsChange, IsEmptyForTheSameDocument) {
+  Farm farm = With({InstallProduct(MakeProduct(3, "Gamma"))});
+  EXPECT_EQ(TakenAndTurnedRound(farm, InstallProduct(MakeProduct(3, "Gamma"))), Change());
+}
+
+TEST(ProductsChange, OfADefaultProductStartsFromNoCustomisationAlsoWithTheSameDocument) {
+  Farm farm = SampleFarm();
+  const auto same = farm.m_Products.Find(Type(1));
+  EXPECT_EQ(TakenAndTurnedRound(farm, InstallProduct(same)),
+            Products({{Type(1), {std::nullopt, Custom(same)}}}));
+  EXPECT_TRUE(farm.m_Products.IsCustom(Type(1)));
+}
+
+TEST(ProductsChange, OfARemovedTypeStartsFromTheRemoval) {
+  Farm farm = SampleFarm();
+  EXPECT_EQ(TakenAndTurnedRound(farm, RemoveProduct(Type(1))),
+            Products({{Type(1), {std::nullopt, k_Removed}}}));
+  EXPECT_FALSE(farm.m_Products.Find(Type(1)));
+  const auto own = MakeProduct(1, "Own");
+  EXPECT_EQ(TakenAndTurnedRound(farm, InstallProduct(own)), Products({{Type(1), {k_Removed, Custom(own)}}}));
+  EXPECT_EQ(TakenAndTurnedRound(farm, RemoveProduct(Type(1))),
+            Products({{Type(1), {Custom(own), k_Removed}}}));
+}
+
+TEST(ProductsChange, OfACustomProductThatIsRemovedLeavesNothing) {
+  const auto own = MakeProduct(3, "Gamma");
+  Farm farm = With({InstallProduct(own)});
+  EXPECT_EQ(TakenAndTurnedRound(farm, RemoveProduct(Type(3))),
+            Products({{Type(3), {Custom(own), std::nullopt}}}));
+  EXPECT_TRUE(farm.m_Products.Customised().empty());
+}
+
+TEST(ProductsChange, OfTheNullTypeTakesBackEveryCustomisation) {
+  const auto one = MakeProduct(1, "One"), three = MakeProduct(3, "Beta"); // of a removed default's name
+  Farm farm = With({RemoveProduct(Type(2)), InstallProduct(one), InstallProduct(three)});
+  EXPECT_EQ(TakenAndTurnedRound(farm, RemoveProduct(UID::Null)),
+            Products({{Type(1), {Custom(one), std::nullopt}},
+                      {Type(2), {k_Removed, std::nullopt}},
+                      {Type(3), {Custom(three), std::nullopt}}}));
+  EXPECT_EQ(Describe(farm), Describe(SampleFarm()));
+  EXPECT_EQ(TakenAndTurnedRound(farm, RemoveProduct(UID::Null)), Change());
+}
+
+TEST(ProductsChange, BringsBackADefaultProductThatGaveWayAndHidesItAgain) {
+  Farm farm = FarmWithHiddenProduct();
+  ASSERT_EQ(farm.m_Products.Hidden(), std::set<UID>{Type(8)});
+  (void)TakenAndTurnedRound(farm, RemoveProduct(Type(9)));
+  EXPECT_TRUE(farm.m_Products.Find(Type(8)));
+}
+
+TEST(Changes, OfARequestThatOnlyReadsOrActsAreEmpty) {
+  EXPECT_TRUE(Change().IsEmpty());
+  Farm farm = With({OptionMessage("a", "1")});
+  EXPECT_EQ(ChangeOf(farm, *Make<GetMasterOptionsMsg>([](auto& m) {
+                       m.m_OptionNames = {"a", "b"};
+                     })),
+            Change());
+}
+
+TEST(Changes, OfAnotherTextOrListAreNotTaken) {
+  Farm farm = With({OptionMessage(o_UserLimits, "ann=1;"), SetTranslations({{{1, "/x"}}})});
+  const std::string before = Describe(farm);
+  Change limits = Limits({o_UserLimits, true, true, {{{0, {"bob=1"}, {}}}}});
+  Change translations;
+  translations.m_Translations = {{{3, {}, {TranslationSet{}}}}};
+  for (const Change& change : {limits, translations}) {
+    try {
+      Farm(farm).Take(change);
+      ADD_FAILURE();
+    } catch (Exception* error) {
+      EXPECT_THAT(error->Message().str(), testing::HasSubstr("are not those that were changed"));
+      delete error;
+    }
+  }
+}
+
+/// What a request asks for, done in the plainest way.
+Farm AskedFor(Farm farm, const Message& message) {
+  if (message.Type() == SetMasterOptionsMsg::s_Type) {
+    const auto& options = static_cast<const SetMasterOptionsMsg&>(message);
+    UID section;
+    const bool global = !section.FromString(options.m_Section);
+    for (const auto& [name, value] : options.m_Options)
+      (global ? farm.m_Options : farm.m_TypeOptions[section])[name] = value;
+  } else if (message.Type() == SetMasterLimitsMsg::s_Type) {
+    for (const auto& [type, limit] : static_cast<const SetMasterLimitsMsg&>(message).m_Limits)
+      farm.m_Limits[type] = limit;
+  } else if (message.Type() == SetMasterRestrictionsMsg::s_Type) {
+    for (const auto& [name, on] : static_cast<const SetMasterRestrictionsMsg&>(message).m_Restrictions)
+      on ? (void)farm.m_Restrictions.insert(name) : (void)farm.m_Restrictions.erase(name);
+  } else if (message.Type() == PathTranslationsMsg::s_Type) {
+    farm.m_Translations = static_cast<const PathTranslationsMsg&>(message).m_Translations;
+  } else if (message.Type() == ProductMsg::s_Type) {
+    const auto& product = static_cast<const ProductMsg&>(message).m_Product;
+    farm.m_Products.Customise({{product->Type(), Customisation{product}}});
+  } else if (message.Type() == RemoveProductMsg::s_Type) {
+    const UID& type = static_cast<const RemoveProductMsg&>(message).m_ProductType;
+    ProductCatalogue::States states;
+    if (!type.IsNull())
+      states[type] = farm.m_Products.IsDefault(type) ? std::optional(Customisation()) : std::nullopt;
+    else
+      for (const auto& entry : farm.m_Products.Customised())
+        states[entry.first] = std::nullopt;
+    farm.m_Products.Customise(states);
+  }
+  for (auto entry = farm.m_TypeOptions.begin(); entry != farm.m_TypeOptions.end();)
+    entry = entry->second.empty() ? farm.m_TypeOptions.erase(entry) : std::next(entry);
+  return farm;
+}
+
+TEST(Changes, OfAnyRequestsLeadForwardAsAskedAndBackwardToTheFirstFarm) {
+  size_t changes = 0;
+  size_t unchanged = 0;
+  for (uint32_t seed = 0; seed != 60; ++seed) {
+    const Farm first = FarmWithHiddenProduct();
+    Farm farm = first;
+    std::vector<Change> done;
+    ForRandomChanges(seed, 80, farm, [&](const Message& message, const Change& change) {
+      Farm after = farm;
+      after.Take(change);
+      EXPECT_EQ(Describe(after), Describe(AskedFor(farm, message))) << "seed " << seed << message.ClassName();
+      EXPECT_EQ(Describe(after) == Describe(farm), change.IsEmpty()) << "seed " << seed;
+      (change.IsEmpty() ? unchanged : changes) += 1;
+      done.push_back(change);
+    });
+    const Farm last = farm;
+    for (auto change = done.rbegin(); change != done.rend(); ++change)
+      farm.Take(Inverse(*change));
+    ASSERT_EQ(Describe(farm), Describe(first)) << "seed " << seed;
+    for (const Change& change : done)
+      farm.Take(change);
+    ASSERT_EQ(Describe(farm), Describe(last)) << "seed " << seed;
+    ASSERT_FALSE(testing::Test::HasFailure());
+  }
+  EXPECT_GT(changes, 2000u); // the requests are not all refused
+  EXPECT_GT(unchanged, 50u);
+}
+
+TEST(Pieces, GiveTheTextAgainByteForByte) {
+  struct Case {
+    std::string m_Text;
+    std::vector<String> m_Pieces;
+  };
+  for (const auto& [text, pieces] : std::vector<Case>{
+           {"", {""}},
+           {";", {"", ""}},
+           {";;a", {"", "", "a"}},
+           {"ann=1;bob=2", {"ann=1", "bob=2"}},
+           {"ann=1;bob=2;", {"ann=1", "bob=2", ""}},
+           {std::string("a\0;\0b;", 6), {String("a\0", 2), String("\0b", 2), ""}},
+           {"\"a;b\"=1;c\\;d=2;", {"\"a", "b\"=1", "c\\", "d=2", ""}},
+           {" ; \n;\xff;夜", {" ", " \n", "\xff", "夜"}},
+       }) {
+    EXPECT_EQ(SplitPieces(text), pieces) << text;
+    EXPECT_EQ(JoinPieces(pieces), String(text)) << text;
+  }
+}
+
+TEST(Pieces, GiveAnyTextAgain) {
+  RandomRequests random(7);
+  for (int i = 0; i != 2000; ++i) {
+    std::string text;
+    for (size_t size = random.Below(12); size != 0; --size)
+      text += std::string_view(";;;a\"\0\xff=", 8)[random.Below(8)];
+    EXPECT_EQ(JoinPieces(SplitPieces(text)), String(text));
+  }
+}
+
+} // namespace
+} // namespace brenic::master
