@@ -11,41 +11,41 @@ namespace {
 
 enum class Slot { k_None, k_Held, k_Gone };
 
-thread_local constinit ThreadTrace* t_trace = nullptr;
-thread_local constinit Slot t_slot = Slot::k_None;
+thread_local constinit ThreadTrace* s_Trace = nullptr;
+thread_local constinit Slot s_Slot = Slot::k_None;
 
 /// Gives the slot back when a thread ends. The main thread keeps its own: static destructors still make
 /// entries after its thread-local objects are gone.
 struct SlotReturner {
   ~SlotReturner() {
-    if (!t_trace || gettid() == getpid())
+    if (!s_Trace || gettid() == getpid())
       return;
-    t_slot = Slot::k_Gone;
-    t_trace->m_Thread.store(0, std::memory_order_release);
-    t_trace = nullptr;
+    s_Slot = Slot::k_Gone;
+    s_Trace->m_Thread.store(0, std::memory_order_release);
+    s_Trace = nullptr;
   }
 };
 
 ThreadTrace* AcquireSlot() {
-  t_slot = Slot::k_Gone;
-  for (ThreadTrace& trace : g_ThreadTraces) {
+  s_Slot = Slot::k_Gone;
+  for (ThreadTrace& trace : s_ThreadTraces) {
     pid_t free = 0;
     if (trace.m_Thread.compare_exchange_strong(free, gettid(), std::memory_order_acq_rel)) {
       trace.m_Depth.store(0, std::memory_order_release);
-      t_trace = &trace;
-      t_slot = Slot::k_Held;
-      static thread_local SlotReturner returner;
-      static_cast<void>(returner);
+      s_Trace = &trace;
+      s_Slot = Slot::k_Held;
+      static thread_local SlotReturner s_Returner;
+      static_cast<void>(s_Returner);
       break;
     }
   }
-  return t_trace;
+  return s_Trace;
 }
 
 } // namespace
 
 _CallEntry::_CallEntry(const char* function, const char* file, int line) noexcept
-    : m_Trace(t_slot == Slot::k_None ? AcquireSlot() : t_trace) {
+    : m_Trace(s_Slot == Slot::k_None ? AcquireSlot() : s_Trace) {
   if (!m_Trace)
     return;
   const int depth = m_Trace->m_Depth.load(std::memory_order_relaxed);

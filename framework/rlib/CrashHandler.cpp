@@ -23,10 +23,10 @@ constexpr FatalSignal k_FatalSignals[] = {
     {SIGSEGV, "SIGSEGV"}, {SIGBUS, "SIGBUS"}, {SIGFPE, "SIGFPE"}, {SIGILL, "SIGILL"}, {SIGABRT, "SIGABRT"}};
 
 constexpr size_t k_MaxPath = 4096;
-constinit char s_pathStart[k_MaxPath]{};
-constinit std::atomic<bool> s_crashing{false};
+constinit char s_PathStart[k_MaxPath]{};
+constinit std::atomic<bool> s_Crashing{false};
 // So that an overflow of the main thread's stack is reported too.
-alignas(16) constinit char s_signalStack[64 * 1024]{};
+alignas(16) constinit char s_SignalStack[64 * 1024]{};
 
 void AppendText(char* text, size_t size, const char* tail) {
   const size_t used = std::strlen(text);
@@ -48,7 +48,7 @@ void WriteReport(int number) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   path[0] = '\0';
-  AppendText(path, sizeof(path), s_pathStart);
+  AppendText(path, sizeof(path), s_PathStart);
   AppendText(path, sizeof(path), DecimalText(now.tv_sec, digits));
   AppendText(path, sizeof(path), ".");
   AppendText(path, sizeof(path), DecimalText(getpid(), digits));
@@ -70,7 +70,7 @@ void WriteReport(int number) {
 
 /// Calls only what may be called in a signal handler.
 void OnFatalSignal(int number) {
-  if (s_crashing.exchange(true)) {
+  if (s_Crashing.exchange(true)) {
     for (;;) // Another thread is writing the report and ends the process.
       pause();
   }
@@ -83,15 +83,15 @@ void OnFatalSignal(int number) {
 
 void InstallCrashHandler(const Path& folder, const String& application) {
   const std::string start = (folder / Path(application + ".crash.")).str().str();
-  if (start.size() >= sizeof(s_pathStart))
+  if (start.size() >= sizeof(s_PathStart))
     return;
-  std::memcpy(s_pathStart, start.c_str(), start.size() + 1);
+  std::memcpy(s_PathStart, start.c_str(), start.size() + 1);
 
   stack_t current{};
   if (sigaltstack(nullptr, &current) == 0 && (current.ss_flags & SS_DISABLE)) {
     stack_t stack{};
-    stack.ss_sp = s_signalStack;
-    stack.ss_size = sizeof(s_signalStack);
+    stack.ss_sp = s_SignalStack;
+    stack.ss_size = sizeof(s_SignalStack);
     sigaltstack(&stack, nullptr);
   }
   for (const FatalSignal& signal : k_FatalSignals) {

@@ -5,26 +5,26 @@
 namespace rlib {
 namespace {
 
-constinit std::atomic<bool> s_input{false};
-constinit std::atomic<bool> s_output{false};
+constinit std::atomic<bool> s_Input{false};
+constinit std::atomic<bool> s_Output{false};
 
 } // namespace
 
 void NoteInputFailure() {
-  s_input = true;
+  s_Input = true;
 }
 
 void NoteOutputFailure() {
-  s_output = true;
+  s_Output = true;
 }
 
 bool AnyFailureNoted() {
-  return s_input || s_output;
+  return s_Input || s_Output;
 }
 
 void ResetNotedFailures() {
-  s_input = false;
-  s_output = false;
+  s_Input = false;
+  s_Output = false;
 }
 
 } // namespace rlib

@@ -43,8 +43,8 @@ struct State {
 
 // Never destroyed: destructors of static objects log too.
 State& TheState() {
-  static State* const state = new State;
-  return *state;
+  static State* const s_State = new State;
+  return *s_State;
 }
 
 void Remember(State& state, const std::string& line) {

@@ -19,13 +19,13 @@ union NeverDestroyed {
   T m_Value;
 };
 
-constinit NeverDestroyed<LineStream> s_stdErr(STDERR_FILENO, "standard error");
-constinit NeverDestroyed<LineStream> s_stdOut(STDOUT_FILENO, "standard output", &s_stdErr.m_Value);
+constinit NeverDestroyed<LineStream> s_StdErr(STDERR_FILENO, "standard error");
+constinit NeverDestroyed<LineStream> s_StdOut(STDOUT_FILENO, "standard output", &s_StdErr.m_Value);
 
 } // namespace
 
-constinit LineStream& stdErr = s_stdErr.m_Value;
-constinit LineStream& stdOut = s_stdOut.m_Value;
+constinit LineStream& stdErr = s_StdErr.m_Value;
+constinit LineStream& stdOut = s_StdOut.m_Value;
 
 void OutStream::Put(const char* text, eolType eol) {
   if (!text)

@@ -2,7 +2,7 @@
 
 namespace rlib {
 
-constinit ThreadTrace g_ThreadTraces[k_MaxTracedThreads]{};
+constinit ThreadTrace s_ThreadTraces[k_MaxTracedThreads]{};
 
 const char* DecimalText(long number, char* buffer) {
   char* at = buffer + 23;

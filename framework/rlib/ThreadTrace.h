@@ -23,7 +23,7 @@ struct ThreadTrace {
 };
 
 constexpr int k_MaxTracedThreads = 256;
-extern ThreadTrace g_ThreadTraces[k_MaxTracedThreads];
+extern ThreadTrace s_ThreadTraces[k_MaxTracedThreads];
 
 /// Decimal text of the number, somewhere in the buffer, which must hold 24 characters. Async-signal-safe.
 const char* DecimalText(long number, char* buffer);
@@ -62,7 +62,7 @@ void WalkThread(Put& put, const ThreadTrace& trace, pid_t thread, bool isCaller)
 template <typename Put>
 void WalkCallEntries(Put put, pid_t caller) {
   for (const bool wantCaller : {true, false})
-    for (const ThreadTrace& trace : g_ThreadTraces) {
+    for (const ThreadTrace& trace : s_ThreadTraces) {
       const pid_t thread = trace.m_Thread.load(std::memory_order_acquire);
       if (thread != 0 && (thread == caller) == wantCaller)
         WalkThread(put, trace, thread, wantCaller);

@@ -1,5 +1,7 @@
 #include "farm/Judgement.h"
 
+#include <algorithm>
+
 #include <fmt/core.h>
 
 #include "brenic/MessageClasses.h"
@@ -79,6 +81,11 @@ Result<UID> SectionOf(const Farm& farm, const String& section) {
   return type;
 }
 
+size_t PieceCount(const String& text) {
+  return static_cast<size_t>(std::count(text.str().begin(), text.str().end(), ';')) + 1;
+}
+
+/// Adds what becomes of one option.
 void SetOption(const Farm& farm, const UID& section, const String& name, const String& value,
                Change& change) {
   const OptionMap& options = farm.OptionsOf(section);
@@ -87,13 +94,23 @@ void SetOption(const Farm& farm, const UID& section, const String& name, const S
   if (isSet && current->second == value)
     return;
   const String& kept = isSet ? current->first : name;
-  if (section.IsNull() && name.CompareNoCase(o_UserLimits) == 0) {
-    const String& before = isSet ? current->second : k_Empty;
+  const String& before = isSet ? current->second : k_Empty;
+  if (section.IsNull() && name.CompareNoCase(o_UserLimits) == 0 &&
+      std::max(PieceCount(before), PieceCount(value)) <= k_MaxPieces) {
     change.m_UserLimits = UserLimitsChange{
         kept, isSet, true, ListDifference<String>::Between(SplitPieces(before), SplitPieces(value))};
     return;
   }
   change.m_Options.push_back({section, kept, {isSet ? std::optional(current->second) : std::nullopt, value}});
+}
+
+size_t TextBytes(const Change& change) {
+  size_t bytes = 0;
+  for (const OptionChange& option : change.m_Options) {
+    for (const auto& text : {&option.m_Value.m_Before, &option.m_Value.m_After})
+      bytes += *text ? (*text)->size() : 0;
+  }
+  return bytes;
 }
 
 Result<Judgement> JudgeAs(const Bench& bench, const SetMasterOptionsMsg& message) {
@@ -108,6 +125,11 @@ Result<Judgement> JudgeAs(const Bench& bench, const SetMasterOptionsMsg& message
       return check.Why();
     SetOption(bench.m_Farm, *section, name, value, judgement.m_Change);
   }
+  if (const size_t bytes = TextBytes(judgement.m_Change); bytes > k_MaxChange)
+    return Failure(
+        fmt::format("m_Options: the values before and after have {} bytes, where {} are allowed; change "
+                    "fewer options at a time",
+                    bytes, k_MaxChange));
   return judgement;
 }
 
@@ -185,6 +207,7 @@ Result<Judgement> JudgeAs(const Bench& bench, const PathTranslationsMsg& message
   return judgement;
 }
 
+/// Adds what becomes of one product type.
 void SetProduct(const Farm& farm, const UID& type, const std::optional<Customisation>& after,
                 Change& change) {
   const auto before = farm.m_Products.CustomisationOf(type);

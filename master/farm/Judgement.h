@@ -15,6 +15,12 @@ inline constexpr size_t k_MaxUserLimits = 16 * 1024 * 1024;
 inline constexpr size_t k_MaxRoot = 4096;
 inline constexpr size_t k_MaxTranslationCount = 100'000; // translations
 
+/// A text of user limits with more pieces than this, before or after, is changed as one text: finding their
+/// difference would hold up everybody else.
+inline constexpr size_t k_MaxPieces = 200'000;
+/// Bytes of option texts before and after, of one request.
+inline constexpr size_t k_MaxChange = 256 * 1024 * 1024;
+
 /// What becomes of a request that is not refused.
 struct Judgement {
   Change m_Change;

@@ -24,6 +24,9 @@ void ProductCatalogue::AddDefault(const shared_ptr<const Product>& product) {
 }
 
 void ProductCatalogue::Customise(const States& states) {
+  // Names are given up before any is taken, so that the order of the types does not matter.
+  for (const auto& entry : states)
+    Withdraw(entry.first);
   for (const auto& [type, customisation] : states) {
     if (customisation)
       m_Customised[type] = *customisation;

@@ -96,6 +96,33 @@ Json StepsJson(const char* keyName, const std::map<Key, Step<State>>& steps) {
   return json;
 }
 
+/// The request; null when its bytes were not kept or cannot be used.
+shared_ptr<Message> KeptMessage(const AuditRecord& record) {
+  wire::Envelope envelope;
+  if (!record.m_Request || !envelope.ParseFromString(*record.m_Request))
+    return nullptr;
+  try {
+    return wire::FromWire(envelope);
+  } catch (const wire::Malformed&) {
+    return nullptr;
+  }
+}
+
+/// The product that the record's request installed, as its change has it: only its document made the request
+/// too large to be kept. Null for others, and when the document cannot be used.
+shared_ptr<const Product> InstalledProduct(const AuditRecord& record) {
+  if (record.m_Class != ProductMsg::k_Description.m_ClassName)
+    return nullptr;
+  try {
+    const auto change = record.LoadedChange();
+    const bool isInstall = change && change->m_Products.size() == 1;
+    const auto after = isInstall ? change->m_Products.begin()->second.m_After : std::nullopt;
+    return after ? after->m_Installed : nullptr;
+  } catch (const StoreFailure&) {
+    return nullptr;
+  }
+}
+
 } // namespace
 
 Json AuditFields(const Message& message) {
@@ -119,11 +146,10 @@ Json RequestFields(const AuditRecord& record) {
     const Json fields = Json::parse(record.m_FieldsOfLayout1, nullptr, false);
     return fields.is_object() ? fields : Json::object();
   }
-  wire::Envelope envelope;
-  if (record.m_Request && envelope.ParseFromString(*record.m_Request)) {
-    if (const auto message = wire::FromWire(envelope))
-      return AuditFields(*message);
-  }
+  if (const auto message = KeptMessage(record))
+    return AuditFields(*message);
+  if (const auto product = InstalledProduct(record))
+    return {{"product", ToJson(product)}};
   return {{"digest", Hex(record.m_Digest)}, {"size", record.m_Size}};
 }
 

@@ -169,7 +169,14 @@ bool IsHidden(const Json& fields) {
 
 /// What the record's request did, where its fields do not tell; null where they do.
 Json HiddenChange(const AuditRecord& record, const Json& fields) {
-  return record.m_Change && IsHidden(fields) ? ChangeJson(*record.m_Change) : Json();
+  if (!IsHidden(fields))
+    return nullptr;
+  try {
+    const auto change = record.LoadedChange();
+    return change ? ChangeJson(*change) : Json();
+  } catch (const StoreFailure& failure) {
+    return {{"unreadable", failure.what()}}; // the other records can be read all the same
+  }
 }
 
 } // namespace

@@ -126,7 +126,7 @@ void Server::ReportStranger(const String& line) {
 }
 
 void Server::OnBatch(const Batch& batch) {
-  for (const Result& result : batch.m_Results) {
+  for (const RequestResult& result : batch.m_Results) {
     if (const auto session = m_Sessions.find(result.m_Session); session != m_Sessions.end()) {
       const auto held = session->second; // it may leave while it is served
       held->Deliver(result);
@@ -147,7 +147,7 @@ void Server::OnBatch(const Batch& batch) {
   }
 }
 
-void Server::CarryOut(const Result& result) {
+void Server::CarryOut(const RequestResult& result) {
   VisitMessage(*result.m_Operation, [&]<typename Class>(const Class& operation) {
     if constexpr (Class::k_Description.m_Kind == RequestKind::k_Operation)
       CarryOut(result.m_Session, operation);

@@ -48,7 +48,7 @@ private:
 
   void Arrive(Arrival arrival);
   void OnBatch(const Batch& batch);
-  void CarryOut(const Result& result);
+  void CarryOut(const RequestResult& result);
   // One for each operation.
   void CarryOut(uint64_t asker, const LogDumpMsg& message);
   void CarryOut(uint64_t asker, const ShutdownMsg& message);

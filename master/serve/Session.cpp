@@ -46,7 +46,7 @@ void Session::Reject(const String& reason) {
   SayGoodbye(wire::Goodbye::REJECTED, reason);
 }
 
-void Session::Deliver(const Result& result) {
+void Session::Deliver(const RequestResult& result) {
   m_Unanswered -= 1;
   m_UnansweredBytes -= result.m_Bytes;
   Push(result.m_Frames);

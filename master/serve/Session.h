@@ -43,7 +43,7 @@ public:
   bool IsWelcome() const { return m_Welcome; }
   uint64_t Number() const { return m_Number; }
 
-  void Deliver(const Result& result);
+  void Deliver(const RequestResult& result);
   void Push(const Bytes& frame);
   /// Sends the newest path translations, at once or when everything before them has been written.
   void PushTranslations();

@@ -26,8 +26,8 @@ const char* ResultName(wire::Answer::Outcome outcome, bool isRead) {
   _exit(1);
 }
 
-Result MakeResult(const Request& request, const wire::Answer::Outcome outcome, const String& reason,
-                  const Message* reply) {
+RequestResult MakeResult(const Request& request, const wire::Answer::Outcome outcome, const String& reason,
+                         const Message* reply) {
   std::string bytes;
   if (reply) {
     wire::Frame frame;
@@ -150,7 +150,7 @@ Batch Writer::Commit(const std::vector<Request>& requests) {
       m_Store->Record(MakeRecord(request, decision, digest, change));
       m_Farm.Take(*change);
     }
-    Result result =
+    RequestResult result =
         MakeResult(request, decision.m_Outcome, decision.m_Reason, decision.m_Judgement.m_Reply.get());
     if (committed && request.m_Message->Description().m_Kind == RequestKind::k_Operation)
       result.m_Operation = request.m_Message;

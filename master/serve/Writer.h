@@ -13,7 +13,7 @@
 
 namespace brenic::master {
 
-struct Result {
+struct RequestResult {
   uint64_t m_Session = 0;
   size_t m_Bytes = 0;              // of the request
   Bytes m_Frames;                  // a reply, if any, and the Answer
@@ -22,7 +22,7 @@ struct Result {
 
 /// What one commit brought, in the order of the requests.
 struct Batch {
-  std::vector<Result> m_Results;
+  std::vector<RequestResult> m_Results;
   bool m_TranslationsChanged = false;
   bool m_ProductsChanged = false;
   /// The types whose products changed; without a value, any may have.

@@ -76,8 +76,10 @@ void SqliteStore::ReadAudit(int64_t since, const std::function<void(const AuditR
     if (!row.IsNull(16))
       record.m_Request = std::make_shared<const std::string>(row.Text(16));
     if (!row.IsNull(17))
-      record.m_Change = std::make_shared<const Change>(
-          DecodeChange(row.Text(17), [this](const std::string& digest) { return LoadDocument(digest); }));
+      record.m_LoadChange = [this, bytes = row.Text(17)] {
+        return std::make_shared<const Change>(
+            DecodeChange(bytes, [this](const std::string& digest) { return LoadDocument(digest); }));
+      };
     each(record);
   }
 }

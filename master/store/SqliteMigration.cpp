@@ -63,10 +63,12 @@ void SqliteStore::BringToThisLayout(const Path& dataFolder) {
     database.Execute("COMMIT");
   } catch (const StoreFailure& failure) {
     database.Rollback();
+    const char* const advice = failure.Which() == StoreFailure::Kind::k_Busy
+                                   ? "end the other program that holds it"
+                                   : "make room on its disk, or look at it with sqlite3";
     throw StoreFailure(
-        fmt::format("The database cannot be brought from layout 1 to layout {} and stays as it was; "
-                    "make room on its disk, or look at it with sqlite3: {}",
-                    k_Layout, failure.what()),
+        fmt::format("The database cannot be brought from layout 1 to layout {} and stays as it was; {}: {}",
+                    k_Layout, advice, failure.what()),
         failure.Which());
   }
   rlib::LogSystem("The database has the new layout");

@@ -64,13 +64,18 @@ struct AuditRecord {
   size_t m_Size = 0;                            // of the request, in bytes
   std::shared_ptr<const std::string> m_Request; // its bytes; null where they are not kept
   std::shared_ptr<const Change> m_Change;       // what it did; null for nothing
-  std::string m_Result;                         // "committed", "refused" or "answered"
+  /// In a record that was read, in place of m_Change: decodes it, which few readers need. Empty for nothing.
+  /// Usable while the store is; throws StoreFailure.
+  std::function<std::shared_ptr<const Change>()> m_LoadChange;
+  std::string m_Result; // "committed", "refused" or "answered"
   std::string m_Reason;
   std::string m_Run; // of the Master process that decided
   /// Written by a Master of layout 1: the request as a JSON object, in place of its bytes. Its digest is of
   /// the request decoded and encoded again.
   std::string m_FieldsOfLayout1;
 
+  /// What it did, whether it was read or is to be written; null for nothing. Throws StoreFailure.
+  std::shared_ptr<const Change> LoadedChange() const { return m_LoadChange ? m_LoadChange() : m_Change; }
   bool IsOfLayout1() const { return !m_FieldsOfLayout1.empty(); }
 };
 

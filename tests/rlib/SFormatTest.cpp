@@ -77,7 +77,7 @@ TEST(SFormat, WritesWhatItDoesNotUnderstandAsItStands) {
     if (row.m_Expected)
       EXPECT_EQ(result, row.m_Expected) << row.m_Format;
     else
-      EXPECT_EQ(result, std::string(4095, ' ') + "5|%d");
+      EXPECT_EQ(result, String(std::string(4095, ' ')) + "5|%d");
   }
   EXPECT_EQ(SFormat("%s%d%%"), "%s%d%");
 }

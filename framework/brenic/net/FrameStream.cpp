@@ -178,7 +178,7 @@ void FrameStream::WatchSilence() {
   });
 }
 
-void FrameStream::Fail(End end) {
+void FrameStream::Fail(const End& end) {
   auto handler = m_Handlers.m_OnEnd;
   if (end.m_Malformed) {
     wire::Frame frame;

@@ -69,7 +69,7 @@ private:
   void TakeFrames();
   void Write();
   void WatchSilence();
-  void Fail(End end);
+  void Fail(const End& end);
 
   asio::io_context& m_Io;
   const Timing m_Timing;

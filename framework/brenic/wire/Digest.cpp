@@ -12,12 +12,12 @@ std::string Sha256(std::string_view bytes) {
 }
 
 std::string Hex(std::string_view bytes) {
-  static constexpr char s_Digits[] = "0123456789abcdef";
+  static constexpr char k_Digits[] = "0123456789abcdef";
   std::string text;
   text.reserve(2 * bytes.size());
   for (const unsigned char byte : bytes) {
-    text += s_Digits[byte >> 4];
-    text += s_Digits[byte & 15];
+    text += k_Digits[byte >> 4];
+    text += k_Digits[byte & 15];
   }
   return text;
 }

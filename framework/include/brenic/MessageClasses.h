@@ -22,6 +22,25 @@ using MessageClasses = MessageList<SetMasterOptionsMsg, GetMasterOptionsMsg, Set
 
 namespace classes {
 
+template <typename... Classes>
+consteval bool AreDistinct(MessageList<Classes...>) {
+  const MessageDescription descriptions[] = {Classes::k_Description...};
+  for (const MessageDescription& one : descriptions) {
+    for (const MessageDescription& other : descriptions) {
+      if (&one != &other && (one.m_Type.Bytes() == other.m_Type.Bytes() ||
+                             std::string_view(one.m_ClassName) == other.m_ClassName))
+        return false;
+    }
+  }
+  return true;
+}
+static_assert(AreDistinct(MessageClasses()), "two message classes have one type or one name");
+
+template <typename Class, typename... Classes>
+consteval bool IsIn(MessageList<Classes...>) {
+  return (std::is_same_v<Class, Classes> || ...);
+}
+
 template <typename Visitor, typename... Classes>
 bool AnyOf(MessageList<Classes...>, Visitor&& visit) {
   return (visit(std::type_identity<Classes>()) || ...);

@@ -21,7 +21,7 @@ struct MessageDescription {
   RequestKind m_Kind;
   /// Carried out by the process of the Master that accepted it or not at all: repeated, it would be done
   /// twice.
-  bool m_DoneOnce = false;
+  bool m_DoneOnce;
 };
 
 /// The identifier of that text, for descriptions; a malformed text does not compile.

@@ -1,7 +1,7 @@
 // Makes messages by their type identifier.
 #pragma once
 
-#include "brenic/Message.h"
+#include "brenic/MessageClasses.h"
 
 namespace brenic {
 
@@ -13,6 +13,7 @@ public:
   /// The same, as the class itself.
   template <typename Class>
   static shared_ptr<Class> Create() {
+    static_assert(classes::IsIn<Class>(MessageClasses()), "the class is not in the list of message classes");
     return boost::static_pointer_cast<Class>(CreateMessage(Class::s_Type));
   }
 };

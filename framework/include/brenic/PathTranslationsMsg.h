@@ -11,8 +11,9 @@ using TranslationSet = rlib::map<int, Path>;
 class PathTranslationsMsg : public MessageOf<PathTranslationsMsg> {
 public:
   static constexpr MessageDescription k_Description{
-      "PathTranslationsMsg", TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b05"), "change the path translations",
-      Sender::k_Both, RequestKind::k_Write};
+      "PathTranslationsMsg",          TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b05"),
+      "change the path translations", Sender::k_Both,
+      RequestKind::k_Write,           false};
 
   rlib::vector<TranslationSet> m_Translations; // in the Master's order
 

@@ -10,8 +10,9 @@ namespace brenic {
 class ProductMsg : public MessageOf<ProductMsg> {
 public:
   static constexpr MessageDescription k_Description{
-      "ProductMsg", TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b06"), "install the product", Sender::k_Both,
-      RequestKind::k_Write};
+      "ProductMsg",          TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b06"),
+      "install the product", Sender::k_Both,
+      RequestKind::k_Write,  false};
 
   shared_ptr<Product> m_Product;
 
@@ -25,8 +26,9 @@ public:
 class RemoveProductMsg : public MessageOf<RemoveProductMsg> {
 public:
   static constexpr MessageDescription k_Description{
-      "RemoveProductMsg", TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b07"), "remove the product",
-      Sender::k_Both, RequestKind::k_Write};
+      "RemoveProductMsg",   TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b07"),
+      "remove the product", Sender::k_Both,
+      RequestKind::k_Write, false};
 
   UID m_ProductType;
 
@@ -40,9 +42,10 @@ public:
 /// run.
 class EndProductsMsg : public MessageOf<EndProductsMsg> {
 public:
-  static constexpr MessageDescription k_Description{"EndProductsMsg",
-                                                    TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b08"),
-                                                    "EndProductsMsg", Sender::k_Master, RequestKind::k_None};
+  static constexpr MessageDescription k_Description{
+      "EndProductsMsg",    TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b08"),
+      "EndProductsMsg",    Sender::k_Master,
+      RequestKind::k_None, false};
 
   /// Names the list; sent back in Hello, it lets the Master say "the same" instead of sending it again.
   String m_Digest;

@@ -11,9 +11,10 @@ using OptionMap = rlib::map<String, String, String::ciless>;
 /// To the Master: sets options of one section. From the Master: the reply to a GetMasterOptionsMsg.
 class SetMasterOptionsMsg : public MessageOf<SetMasterOptionsMsg> {
 public:
-  static constexpr MessageDescription k_Description{"SetMasterOptionsMsg",
-                                                    TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b01"),
-                                                    "set options", Sender::k_Both, RequestKind::k_Write};
+  static constexpr MessageDescription k_Description{
+      "SetMasterOptionsMsg", TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b01"),
+      "set options",         Sender::k_Both,
+      RequestKind::k_Write,  false};
 
   String m_Section; // o_Distribution, or a product type's identifier as text
   OptionMap m_Options;
@@ -29,8 +30,9 @@ public:
 class GetMasterOptionsMsg : public MessageOf<GetMasterOptionsMsg> {
 public:
   static constexpr MessageDescription k_Description{
-      "GetMasterOptionsMsg", TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b02"), "tell its options",
-      Sender::k_Administrator, RequestKind::k_Read};
+      "GetMasterOptionsMsg", TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b02"),
+      "tell its options",    Sender::k_Administrator,
+      RequestKind::k_Read,   false};
 
   rlib::vector<String> m_OptionNames;
 
@@ -43,8 +45,9 @@ public:
 class SetMasterLimitsMsg : public MessageOf<SetMasterLimitsMsg> {
 public:
   static constexpr MessageDescription k_Description{
-      "SetMasterLimitsMsg", TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b03"), "set limits",
-      Sender::k_Administrator, RequestKind::k_Write};
+      "SetMasterLimitsMsg", TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b03"),
+      "set limits",         Sender::k_Administrator,
+      RequestKind::k_Write, false};
 
   rlib::map<UID, int> m_Limits; // product type to number of workers; -1 lifts the limit
 
@@ -57,8 +60,9 @@ public:
 class SetMasterRestrictionsMsg : public MessageOf<SetMasterRestrictionsMsg> {
 public:
   static constexpr MessageDescription k_Description{
-      "SetMasterRestrictionsMsg", TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b04"), "change restrictions",
-      Sender::k_Administrator, RequestKind::k_Write};
+      "SetMasterRestrictionsMsg", TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b04"),
+      "change restrictions",      Sender::k_Administrator,
+      RequestKind::k_Write,       false};
 
   rlib::map<String, bool> m_Restrictions; // true adds, false removes; names are case-sensitive
 

@@ -8,9 +8,12 @@ namespace brenic {
 /// Every process of the farm writes its in-memory trace to a dump file.
 class LogDumpMsg : public MessageOf<LogDumpMsg> {
 public:
-  static constexpr MessageDescription k_Description{
-      "LogDumpMsg", TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b09"), "dump the logs", Sender::k_Both,
-      RequestKind::k_Operation};
+  static constexpr MessageDescription k_Description{"LogDumpMsg",
+                                                    TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b09"),
+                                                    "dump the logs",
+                                                    Sender::k_Both,
+                                                    RequestKind::k_Operation,
+                                                    false};
 
   template <typename Self, typename Visitor>
   static void Fields(Self&, Visitor&&) {}

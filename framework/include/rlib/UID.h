@@ -24,7 +24,7 @@ public:
   static const UID Null;
 
   bool IsNull() const { return *this == Null; }
-  const Raw& Bytes() const { return m_Bytes; }
+  constexpr const Raw& Bytes() const { return m_Bytes; }
 
   /// Lower case, "00000000-0000-0000-0000-000000000000" for the null identifier.
   String ToString() const;

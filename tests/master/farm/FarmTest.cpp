@@ -66,6 +66,24 @@ TEST(Catalogue, ADefaultProductGivesWayToAnInstalledOneWithItsNameAndComesBackWi
   }
 }
 
+TEST(Catalogue, DoesNotDependOnTheOrderInWhichTypesAreCustomised) {
+  // The second product takes a name that only the first one's default had; it is of the smaller type.
+  ProductCatalogue defaults;
+  defaults.AddDefault(MakeProduct(5, "Shell", {"shell task"}));
+  const auto one = MakeProduct(5, "One"), two = MakeProduct(3, "Two", {"shell"});
+  ProductCatalogue oneByOne = defaults, together = defaults;
+  oneByOne.Customise({{Type(5), Customisation{one}}});
+  oneByOne.Customise({{Type(3), Customisation{two}}});
+  together.Customise({{Type(3), Customisation{two}}, {Type(5), Customisation{one}}});
+  for (const ProductCatalogue& products : {oneByOne, together}) {
+    EXPECT_EQ(products.FindNameClash(*MakeProduct(9, "SHELL")), two);
+    EXPECT_EQ(products.FindNameClash(*MakeProduct(9, "one")), one);
+    EXPECT_FALSE(products.FindNameClash(*MakeProduct(9, "Shell Task")));
+    EXPECT_EQ(products.Effective().size(), 2u);
+    EXPECT_TRUE(products.Hidden().empty());
+  }
+}
+
 TEST(Translations, AreTheSameAfterEncodingAndDecoding) {
   const rlib::vector<TranslationSet> list{{{0, "X:\\"}, {1, "/x"}}, {}, {{2, "/Volumes/\xc3\xa4"}}};
   EXPECT_EQ(wire::DecodeTranslations(wire::EncodeTranslations(list)), list);

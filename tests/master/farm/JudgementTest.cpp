@@ -78,6 +78,31 @@ TEST(UserLimitsName, IsAnOrdinaryOptionOfAType) {
               HasSubstr("65536"));
 }
 
+TEST(UserLimits, OfVeryManyPiecesAreChangedAsOneText) {
+  const Farm farm;
+  const String few(std::string(k_MaxPieces - 1, ';')), many(std::string(k_MaxPieces, ';'));
+  EXPECT_TRUE(ChangeOf(farm, *Option("Distribution", o_UserLimits, few)).m_UserLimits);
+  const Change change = ChangeOf(farm, *Option("Distribution", o_UserLimits, many));
+  EXPECT_FALSE(change.m_UserLimits);
+  EXPECT_EQ(change.m_Options, (std::vector<OptionChange>{{UID::Null, o_UserLimits, {std::nullopt, many}}}));
+}
+
+TEST(Options, ThatChangeTooMuchAtOnceAreRefused) {
+  Farm farm;
+  const auto clear = MessageFactory::Create<SetMasterOptionsMsg>();
+  clear->m_Section = o_Distribution;
+  for (size_t i = 0; i <= k_MaxChange / k_MaxValue; ++i) {
+    const String name = fmt::format("option{}", i);
+    farm.m_Options[name] = String(std::string(k_MaxValue, 'x'));
+    clear->m_Options[name] = "";
+  }
+  const auto judgement = Judge(farm, {}, *clear);
+  ASSERT_FALSE(judgement);
+  EXPECT_THAT(judgement.Reason().str(), HasSubstr("change fewer options at a time"));
+  clear->m_Options.erase("option0");
+  EXPECT_TRUE(Judge(farm, {}, *clear));
+}
+
 TEST(Reply, HoldsEveryNameThatWasAskedFor) {
   Farm farm = SampleFarm();
   farm.m_Options["MaxJobs"] = "5";

@@ -23,7 +23,7 @@ struct Told {
   UID m_ReplyTo;
 };
 
-Told Read(const Result& result) {
+Told Read(const RequestResult& result) {
   Told told;
   wire::FrameReader reader;
   reader.SetLimit(wire::k_MaxFrame);
@@ -78,9 +78,9 @@ protected:
   }
 
   /// Waits until everything that was submitted has been decided; the results in their order.
-  std::vector<Result> Finish() {
+  std::vector<RequestResult> Finish() {
     std::unique_lock lock(m_Mutex);
-    std::vector<Result> results;
+    std::vector<RequestResult> results;
     m_Arrived.wait(lock, [&] {
       results.clear();
       for (const Batch& batch : m_Batches)
@@ -121,7 +121,7 @@ TEST_F(WriterTest, CommitsTogetherWhatArrivedTogether) {
   m_Writer->Start();
   const auto results = Finish();
   EXPECT_EQ(m_Batches.size(), 1u);
-  for (const Result& result : results)
+  for (const RequestResult& result : results)
     EXPECT_EQ(Read(result).m_Answer.outcome(), wire::Answer::COMMITTED);
 }
 

@@ -249,7 +249,7 @@ protected:
     m_Batch = {};
     auto batch = m_Batch.get_future();
     m_Writer->Submit(MakeRequest(1, peer, envelope, bytes));
-    const Result result = batch.get().m_Results.at(0);
+    const RequestResult result = batch.get().m_Results.at(0);
     EXPECT_FALSE(result.m_Operation);
     wire::FrameReader reader;
     reader.Feed(*result.m_Frames);
@@ -324,15 +324,15 @@ TEST_F(Layout1WriterTest, RecordsWhatIsNewInTheNewLayout) {
   store.ReadAudit(0, [&](const AuditRecord& record) { records.push_back(record); });
   ASSERT_EQ(records.size(), 124u);
   for (size_t i = 0; i != 123; ++i)
-    ASSERT_TRUE(records[i].IsOfLayout1() && !records[i].m_Request && !records[i].m_Change) << i;
+    ASSERT_TRUE(records[i].IsOfLayout1() && !records[i].m_Request && !records[i].LoadedChange()) << i;
   const AuditRecord& last = records.back();
   EXPECT_EQ(last.m_Sequence, 124);
   EXPECT_FALSE(last.IsOfLayout1());
   EXPECT_EQ(last.m_Digest, Sha256(bytes));
   EXPECT_EQ(last.m_Size, bytes.size());
-  ASSERT_TRUE(last.m_Request && last.m_Change);
+  ASSERT_TRUE(last.m_Request && last.LoadedChange());
   EXPECT_EQ(*last.m_Request, bytes);
-  EXPECT_EQ(last.m_Change->m_Options,
+  EXPECT_EQ(last.LoadedChange()->m_Options,
             (std::vector<OptionChange>{{UID::Null, "MaxJobs", {String("700"), String("7")}}}));
   EXPECT_EQ(store.LoadFarm().Option("MaxJobs"), "7");
   // Here the bytes are what counts: the same request in another order is another one.
