@@ -2,7 +2,7 @@
 add_compile_options(-Wall -Wextra -Wpedantic -fstack-protector-strong)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND BRENIC_SANITIZE)
   # gcc 12 reports false positives of these from its own library headers once instrumented.
-  add_compile_options(-Wno-maybe-uninitialized -Wno-stringop-overflow -Wno-array-bounds)
+  add_compile_options(-Wno-maybe-uninitialized -Wno-stringop-overflow -Wno-stringop-overread -Wno-array-bounds)
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   # The static members of message classes are defined in one source of their own; the linker tells what is missing.

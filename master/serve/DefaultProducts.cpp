@@ -63,9 +63,9 @@ ProductMap LoadDefaultProducts(const Path& folder, const ProductMap& earlier) {
       continue;
     }
     const shared_ptr<const Product>& product = *loaded;
-    rlib::Result<> fits = CheckNames(products, *product);
-    if (products.IsDefault(product->Type()))
-      fits = rlib::Failure("another file has the same identifier");
+    const rlib::Result<> fits = products.IsDefault(product->Type())
+                                    ? rlib::Failure("another file has the same identifier")
+                                    : CheckNames(products, *product);
     if (fits)
       products.AddDefault(product);
     else
