@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "master/farm/RandomRequests.h"
+#include "farm/RandomRequests.h"
 
 namespace brenic::master {
 namespace {

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "farm/ListDifference.h"
-#include "master/farm/Lists.h"
+#include "farm/Lists.h"
 
 namespace brenic::master {
 namespace {

@@ -5,8 +5,8 @@
 #include "brenic/Options.h"
 #include "brenic/ProductMessages.h"
 #include "brenic/SystemMessages.h"
+#include "farm/Samples.h"
 #include "farm/Utf8.h"
-#include "master/farm/Samples.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
 

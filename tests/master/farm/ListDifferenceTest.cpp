@@ -6,7 +6,7 @@
 
 #include <gmock/gmock.h>
 
-#include "master/farm/Lists.h"
+#include "farm/Lists.h"
 #include "rlib/Path.h"
 
 namespace brenic::master {

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "master/farm/Samples.h"
+#include "farm/Samples.h"
 #include "products/ProductDocument.h"
 
 namespace brenic::master {

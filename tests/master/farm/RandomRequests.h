@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "master/farm/Samples.h"
+#include "farm/Samples.h"
 
 namespace brenic::master {
 

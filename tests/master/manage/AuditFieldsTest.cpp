@@ -4,7 +4,7 @@
 
 #include "brenic/ProductMessages.h"
 #include "brenic/SystemMessages.h"
-#include "master/farm/Samples.h"
+#include "farm/Samples.h"
 #include "wire/Digest.h"
 
 namespace brenic::master {

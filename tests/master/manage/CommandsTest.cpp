@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "master/serve/TestFarm.h"
+#include "serve/TestFarm.h"
 #include "store/SqliteStore.h"
 
 namespace brenic::master {

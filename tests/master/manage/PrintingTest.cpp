@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "master/farm/Samples.h"
+#include "farm/Samples.h"
 #include "rlib/IniFile.h"
 
 namespace brenic::master {

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "TempFolder.h"
-#include "master/farm/Samples.h"
+#include "farm/Samples.h"
 
 namespace brenic::master {
 namespace {

@@ -5,8 +5,8 @@
 #include "brenic/MessageFactory.h"
 #include "brenic/SystemMessages.h"
 #include "manage/Certificates.h"
-#include "master/serve/TestFarm.h"
 #include "serve/Listener.h"
+#include "serve/TestFarm.h"
 #include "store/SqliteStore.h"
 
 namespace brenic::master {

@@ -3,8 +3,8 @@
 #include "brenic/Options.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/SystemMessages.h"
-#include "master/farm/Samples.h"
-#include "master/serve/TestFarm.h"
+#include "farm/Samples.h"
+#include "serve/TestFarm.h"
 #include "wire/Digest.h"
 
 namespace brenic::master {

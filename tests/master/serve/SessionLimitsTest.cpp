@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 
 #include "brenic/PathTranslationsMsg.h"
-#include "master/farm/Samples.h"
-#include "master/serve/TestFarm.h"
+#include "farm/Samples.h"
+#include "serve/TestFarm.h"
 
 namespace brenic::master {
 namespace {

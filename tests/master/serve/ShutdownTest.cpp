@@ -4,9 +4,9 @@
 #include <sys/stat.h>
 
 #include "brenic/SystemMessages.h"
-#include "master/farm/Samples.h"
-#include "master/serve/TestFarm.h"
+#include "farm/Samples.h"
 #include "rlib/File.h"
+#include "serve/TestFarm.h"
 
 namespace brenic::master {
 namespace {

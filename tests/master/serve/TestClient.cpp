@@ -1,4 +1,4 @@
-#include "master/serve/TestClient.h"
+#include "serve/TestClient.h"
 
 #include <csignal>
 #include <openssl/ssl.h>

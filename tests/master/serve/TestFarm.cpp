@@ -1,4 +1,4 @@
-#include "master/serve/TestFarm.h"
+#include "serve/TestFarm.h"
 
 #include <csignal>
 #include <fcntl.h>

@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "TempFolder.h"
-#include "master/serve/TestClient.h"
+#include "serve/TestClient.h"
 
 namespace brenic::master {
 

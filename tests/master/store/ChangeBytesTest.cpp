@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "brenic/wire/Hex.h"
-#include "master/farm/RandomRequests.h"
+#include "farm/RandomRequests.h"
 #include "store/Store.h"
 #include "wire/Digest.h"
 #include "wire/Frames.h"

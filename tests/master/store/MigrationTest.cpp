@@ -7,8 +7,8 @@
 
 #include "TempFolder.h"
 #include "brenic/wire/Hex.h"
-#include "master/farm/RandomRequests.h"
-#include "master/serve/TestFarm.h"
+#include "farm/RandomRequests.h"
+#include "serve/TestFarm.h"
 #include "serve/Writer.h"
 #include "store/SqliteStore.h"
 #include "wire/Contents.h"

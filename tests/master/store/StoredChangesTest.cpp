@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
 #include "TempFolder.h"
+#include "farm/RandomRequests.h"
 #include "manage/AuditFields.h"
-#include "master/farm/RandomRequests.h"
 #include "store/SqliteStore.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
