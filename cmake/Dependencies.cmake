@@ -33,6 +33,7 @@ function(link_self_contained target)
     endif()
   endif()
 endfunction()
+
 # Boost.Asio's code that is no template is compiled here, once, and not in every source that includes it. Its timers
 # are those of the standard library's clocks.
 add_library(brenic_asio STATIC ${CMAKE_CURRENT_LIST_DIR}/Asio.cpp)

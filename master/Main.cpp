@@ -21,10 +21,12 @@ using namespace brenic::master;
 
 /// Runs the Master, which is made first when there is none.
 void ServeCommand(const Arguments& arguments) {
-  if (!IsInitialised(arguments.m_Folder))
-    Initialise({arguments.m_Folder, {}, {}, 0});
+  const auto makeWhereNone = [&arguments] {
+    if (!IsInitialised(arguments.m_Folder))
+      Initialise({arguments.m_Folder, {}, {}, 0});
+  };
   Serve({arguments.m_Folder, arguments.m_Listen, arguments.m_PortFile, arguments.m_Socket, arguments.m_Config,
-         arguments.m_Products, RenewServerCertificate});
+         arguments.m_Products, makeWhereNone, RenewServerCertificate});
 }
 
 int Run(void (*command)(const Arguments&), const Arguments& arguments) {

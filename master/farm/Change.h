@@ -32,8 +32,7 @@ struct OptionChange {
 };
 
 /// Of the global option that holds the limits of all users in one text, unless that has very many pieces. It
-/// counts as a list of pieces with
-/// ";" between them; when the option is not set, its text is empty.
+/// counts as a list of pieces with ";" between them; when the option is not set, its text is empty.
 struct UserLimitsChange {
   String m_Name; // in the spelling in which it is kept
   bool m_SetBefore = false;

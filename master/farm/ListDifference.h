@@ -46,6 +46,10 @@ struct ListDifference {
   rlib::Result<std::vector<Entry>> AppliedTo(std::vector<Entry> before) const;
 
   friend bool operator==(const ListDifference&, const ListDifference&) = default;
+
+private:
+  /// Fails unless run `i` fits the list, of which the runs before it have dealt with all up to `next`.
+  rlib::Result<> CheckRun(size_t i, size_t next, const std::vector<Entry>& before) const;
 };
 
 /// The entries of two lists as numbers, the same for equal ones.
@@ -129,6 +133,29 @@ auto ListDifference<Entry>::Inverse() const -> ListDifference {
 }
 
 template <typename Entry>
+rlib::Result<> ListDifference<Entry>::CheckRun(size_t i, size_t next,
+                                               const std::vector<Entry>& before) const {
+  const auto& [at, removed, added] = m_Runs[i];
+  const auto which = [&] {
+    return "change " + std::to_string(i + 1) + " of " + std::to_string(m_Runs.size());
+  };
+  const auto where = [&] { return which() + " at entry " + std::to_string(m_Runs[i].m_At); };
+  if (removed.empty() && added.empty())
+    return rlib::Failure(which() + " removes nothing and adds nothing");
+  if (i != 0 && at <= next)
+    return rlib::Failure(where() + " is not beyond entry " + std::to_string(next) +
+                         ", the end of the one before it");
+  if (at > before.size() || removed.size() > before.size() - at)
+    return rlib::Failure(where() + " removes " + std::to_string(removed.size()) + ", but the list has " +
+                         std::to_string(before.size()));
+  for (size_t k = 0; k != removed.size(); ++k)
+    if (!(before[at + k] == removed[k]))
+      return rlib::Failure(which() + " removes another entry than entry " + std::to_string(at + k) +
+                           " of the list");
+  return {};
+}
+
+template <typename Entry>
 rlib::Result<std::vector<Entry>> ListDifference<Entry>::AppliedTo(std::vector<Entry> before) const {
   std::vector<Entry> after;
   size_t next = 0; // before, the first that was not dealt with
@@ -139,20 +166,8 @@ rlib::Result<std::vector<Entry>> ListDifference<Entry>::AppliedTo(std::vector<En
   };
   for (size_t i = 0; i != m_Runs.size(); ++i) {
     const auto& [at, removed, added] = m_Runs[i];
-    const std::string which = "change " + std::to_string(i + 1) + " of " + std::to_string(m_Runs.size());
-    const std::string where = which + " at entry " + std::to_string(at);
-    if (removed.empty() && added.empty())
-      return rlib::Failure(which + " removes nothing and adds nothing");
-    if (i != 0 && at <= next)
-      return rlib::Failure(where + " is not beyond entry " + std::to_string(next) +
-                           ", the end of the one before it");
-    if (at > before.size() || removed.size() > before.size() - at)
-      return rlib::Failure(where + " removes " + std::to_string(removed.size()) + ", but the list has " +
-                           std::to_string(before.size()));
-    for (size_t k = 0; k != removed.size(); ++k)
-      if (!(before[at + k] == removed[k]))
-        return rlib::Failure(which + " removes another entry than entry " + std::to_string(at + k) +
-                             " of the list");
+    if (const rlib::Result<> fits = CheckRun(i, next, before); !fits)
+      return fits.Why();
     keepUpTo(at);
     after.insert(after.end(), added.begin(), added.end());
     next = at + removed.size();

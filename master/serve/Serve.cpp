@@ -77,6 +77,7 @@ void UpdateDefaultProducts(Store& store, const Path& folder) {
 void Serve(const ServeOptions& options) {
   if (!options.m_PortFile.empty())
     RemoveStalePortFile(options.m_PortFile);
+  options.m_Prepare();
   const ServeLock lock(options.m_Folder);
   const MasterConfiguration configuration = LoadMasterConfiguration(options.m_ConfigFile);
   OpenLog(options, configuration);

@@ -14,6 +14,8 @@ struct ServeOptions {
   Path m_Socket;
   Path m_ConfigFile;
   Path m_Products; // folder of the default products; empty: as configured, else the installed one
+  /// Called before the folder is used, to see to it that it holds a Master.
+  std::function<void()> m_Prepare;
   /// Called before anybody is served.
   std::function<void(Store& store)> m_RenewCertificate;
 };

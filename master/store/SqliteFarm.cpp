@@ -58,7 +58,8 @@ Farm SqliteStore::LoadFarm() {
 }
 
 void SqliteStore::Apply(const Change& change) {
-  ApplyOptions(change);
+  for (const OptionChange& option : change.m_Options)
+    ApplyOption(option);
   if (change.m_UserLimits)
     ApplyUserLimits(*change.m_UserLimits);
   for (const auto& [type, limit] : change.m_Limits) {
@@ -78,15 +79,13 @@ void SqliteStore::Apply(const Change& change) {
   ApplyProducts(change);
 }
 
-void SqliteStore::ApplyOptions(const Change& change) {
-  for (const OptionChange& option : change.m_Options) {
-    if (option.m_Value.m_After)
-      Prepared("INSERT INTO option VALUES (?,?,?) "
-               "ON CONFLICT (section, name) DO UPDATE SET value = excluded.value")
-          .Run(option.m_Section, option.m_Name, *option.m_Value.m_After);
-    else
-      Prepared("DELETE FROM option WHERE section = ? AND name = ?").Run(option.m_Section, option.m_Name);
-  }
+void SqliteStore::ApplyOption(const OptionChange& change) {
+  if (change.m_Value.m_After)
+    Prepared("INSERT INTO option VALUES (?,?,?) "
+             "ON CONFLICT (section, name) DO UPDATE SET value = excluded.value")
+        .Run(change.m_Section, change.m_Name, *change.m_Value.m_After);
+  else
+    Prepared("DELETE FROM option WHERE section = ? AND name = ?").Run(change.m_Section, change.m_Name);
 }
 
 void SqliteStore::ApplyUserLimits(const UserLimitsChange& change) {
@@ -95,11 +94,10 @@ void SqliteStore::ApplyUserLimits(const UserLimitsChange& change) {
   String text;
   while (row.Step())
     text = row.Text(0);
-  Change whole;
-  whole.m_Options.push_back({UID::Null, change.m_Name, {}});
+  OptionChange whole{UID::Null, change.m_Name, {}};
   if (change.m_SetAfter)
-    whole.m_Options.back().m_Value.m_After = Applied(change, text);
-  ApplyOptions(whole);
+    whole.m_Value.m_After = Applied(change, text);
+  ApplyOption(whole);
 }
 
 void SqliteStore::ApplyTranslations(const ListDifference<TranslationSet>& change) {

@@ -42,7 +42,7 @@ public:
 private:
   /// Prepared once per text, which must be a literal.
   Statement& Prepared(const char* sql);
-  void ApplyOptions(const Change& change);
+  void ApplyOption(const OptionChange& change);
   void ApplyUserLimits(const UserLimitsChange& change);
   void ApplyTranslations(const ListDifference<TranslationSet>& change);
   void ApplyProducts(const Change& change);

@@ -6,21 +6,21 @@ namespace brenic {
 
 namespace {
 
-Application* s_Instance = nullptr;
+Application* s_Application = nullptr;
 
 } // namespace
 
 Application::Application() {
-  s_Instance = this;
+  s_Application = this;
 }
 
 Application::~Application() {
-  if (s_Instance == this)
-    s_Instance = nullptr;
+  if (s_Application == this)
+    s_Application = nullptr;
 }
 
 Application* Application::Instance() {
-  return s_Instance;
+  return s_Application;
 }
 
 void Application::SetLogDir(CommandLine& cmd) {

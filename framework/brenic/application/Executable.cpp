@@ -16,7 +16,7 @@ namespace brenic {
 
 namespace {
 
-Executable* s_Instance = nullptr;
+Executable* s_Executable = nullptr;
 
 String BaseName(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
@@ -33,16 +33,16 @@ void OccupyStandardDescriptors() {
 } // namespace
 
 Executable::Executable() {
-  s_Instance = this;
+  s_Executable = this;
 }
 
 Executable::~Executable() {
-  if (s_Instance == this)
-    s_Instance = nullptr;
+  if (s_Executable == this)
+    s_Executable = nullptr;
 }
 
 Executable* Executable::Instance() {
-  return s_Instance;
+  return s_Executable;
 }
 
 void Executable::OnInterrupt() {

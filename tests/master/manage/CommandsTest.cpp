@@ -105,6 +105,15 @@ TEST(Serve, RemovesAPortFileThatWasLeftBehindAtOnce) {
   EXPECT_EQ(access(farm.File("port").c_str(), F_OK), -1);
 }
 
+TEST(Serve, RemovesAPortFileThatWasLeftBehindAlsoWhereNoMasterCanBeMade) {
+  const TestFarm farm;
+  WriteTextFile(farm.File("port"), "1234\n");
+  WriteTextFile(farm.File("taken"), "not a folder\n");
+  EXPECT_EQ(RunMaster({"serve", "--data-dir", farm.File("taken"), "--port-file", farm.File("port")}).m_Status,
+            1);
+  EXPECT_EQ(access(farm.File("port").c_str(), F_OK), -1);
+}
+
 TEST(Serve, ReportsAnAddressThatItCannotListenOn) {
   const TestFarm farm;
   for (const char* address : {"nowhere", "127.0.0.1:x", "host:1", "192.0.2.1:0"}) {
