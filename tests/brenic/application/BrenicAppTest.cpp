@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "application/Line.h"
 #include "brenic/MessageFactory.h"
 #include "brenic/SystemMessages.h"
 #include "rlib/Log.h"
@@ -24,11 +25,6 @@ public:
   using Application::m_LogFolder;
   using BrenicApp::m_JobFactory;
 };
-
-CommandLine Line(std::vector<const char*> arguments) {
-  arguments.insert(arguments.begin(), "program");
-  return CommandLine(static_cast<int>(arguments.size()), arguments.data());
-}
 
 class BrenicAppTest : public testing::Test {
 protected:

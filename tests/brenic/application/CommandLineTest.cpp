@@ -5,6 +5,7 @@
 
 #include <limits>
 
+#include "application/Line.h"
 #include "rlib/Failures.h"
 #include "scripted/Recorder.h"
 
@@ -15,11 +16,6 @@ using testing::IsEmpty;
 namespace {
 
 constexpr int k_Lowest = std::numeric_limits<int>::min();
-
-CommandLine Line(std::vector<const char*> arguments) {
-  arguments.insert(arguments.begin(), "program");
-  return CommandLine(static_cast<int>(arguments.size()), arguments.data());
-}
 
 TEST(CommandLine, TheProgramsNameIsNotCounted) {
   EXPECT_EQ(CommandLine().GetArgumentCount(nullptr), 0);

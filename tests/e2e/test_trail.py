@@ -1,0 +1,94 @@
+"""How a small change of a large value is shown and kept in the audit trail."""
+
+import contextlib
+import json
+import sqlite3
+
+from farm import LONGEST, FarmTest
+
+
+def roots(number):
+    return f"P:\\projects\\show{number:04}", f"/mnt/projects/show{number:04}", f"/Volumes/projects/show{number:04}"
+
+
+class SmallChange(FarmTest):
+    """Shown as what changed; the database grows by little more."""
+
+    CHANGES = 64
+    MOST = 2048  # bytes a change
+
+    def stop(self):
+        self.farm.master.terminate()
+        self.assertEqual(self.farm.master.wait(LONGEST), 0)
+        self.farm.master.stdout.close()
+        self.farm.output.close()
+
+    def size(self):
+        """Of the database, when nothing is left in the write-ahead log."""
+        self.stop()
+        file = self.farm.data / "master.db"
+        with contextlib.closing(sqlite3.connect(file)) as connection:
+            connection.execute("PRAGMA wal_checkpoint(TRUNCATE)")
+        size = file.stat().st_size
+        self.farm.serve()
+        return size
+
+    def assertSmall(self, before):
+        grown = self.size() - before
+        self.assertGreater(grown, 0)
+        self.assertLess(grown / self.CHANGES, self.MOST)
+
+    def last(self):
+        return self.farm.audit()[-1]
+
+    def add(self, first, end):
+        arguments = [a for number in range(first, end) for a in ("-PathTranslation", *roots(number))]
+        self.assertDone(self.farm.run(*arguments))
+
+    def additions_to(self, count):
+        self.add(0, count)
+        before = self.size()
+        for number in range(count, count + self.CHANGES):
+            self.add(number, number + 1)
+            self.assertEqual(self.last().get("change"), {
+                "pathTranslations": [{"at": number, "removed": [], "added": [dict(zip("012", roots(number)))]}]})
+        self.assertSmall(before)
+        self.assertEqual(len(self.farm.state()["pathTranslations"]), count + self.CHANGES)
+
+    def edits_of(self, users):
+        self.assertDone(self.farm.run("-Option", "UserLimits", ";".join(users) + ";"))
+        # The first edit makes room for a second text; what it leaves free is used again by the next.
+        self.assertDone(self.farm.run("-SetUserLimit", users[0].partition("=")[0], "98"))
+        before = self.size()
+        for number in range(100, 100 + 70 * self.CHANGES, 70):
+            name = users[number].partition("=")[0]
+            self.assertDone(self.farm.run("-SetUserLimit", name, "99"))
+            self.assertEqual(self.last().get("change"), {"userLimits": {
+                "name": "UserLimits", "setBefore": True, "setAfter": True,
+                "pieces": [{"at": number, "removed": [users[number]], "added": [f"{name}=99"]}]}})
+        self.assertSmall(before)
+        limits = self.farm.state()["options"]["UserLimits"].split(";")
+        self.assertEqual(sum(limit.endswith("=99") for limit in limits), self.CHANGES)
+        self.assertEqual(len(limits), len(users) + 1)
+
+    def test_a_root_among_hundreds_is_shown_and_kept_as_that_root_alone(self):
+        self.additions_to(800)
+
+    def test_a_removed_root_is_shown_as_that_root_alone(self):
+        self.add(0, 730)
+        self.assertDone(self.farm.run("-RemovePathTranslation", roots(350)[1]))
+        record = self.last()
+        self.assertEqual(record["change"], {
+            "pathTranslations": [{"at": 350, "removed": [dict(zip("012", roots(350)))], "added": []}]})
+        self.assertEqual(sorted(record["message"]), ["class", "digest", "id", "size"])
+        text = self.farm.admin("audit", "--data-dir", self.farm.data).splitlines()[-1]
+        self.assertIn(" " + json.dumps(record["change"], separators=(",", ":")) + " committed", text)
+
+    def test_a_limit_among_thousands_of_users_is_shown_and_kept_alone(self):
+        self.edits_of([f"render.user{number:05}={number % 90 + 1}" for number in range(5000)])
+
+    def test_a_root_among_seven_hundred_is_shown_and_kept_as_that_root_alone(self):
+        self.additions_to(700)
+
+    def test_a_limit_among_thousands_of_users_with_short_names_is_shown_and_kept_alone(self):
+        self.edits_of([f"user{number:05}={number % 90 + 1}" for number in range(5000)])
