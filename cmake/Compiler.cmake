@@ -1,12 +1,9 @@
-# Flags that hold for every target: warnings (errors by the presets, not for who packages with another compiler), sanitizers by BRENIC_SANITIZE.
+# Flags that hold for every target: warnings, and sanitizers by BRENIC_SANITIZE. Warnings are errors by the presets
+# alone, so that who packages with another compiler is not stopped by what it has learnt to warn of.
 add_compile_options(-Wall -Wextra -Wpedantic -fstack-protector-strong)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND BRENIC_SANITIZE)
   # gcc 12 reports false positives of these from its own library headers once instrumented.
   add_compile_options(-Wno-maybe-uninitialized -Wno-stringop-overflow -Wno-stringop-overread -Wno-array-bounds)
-endif()
-if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-  # The static members of message classes are defined in one source of their own; the linker tells what is missing.
-  add_compile_options(-Wno-undefined-var-template)
 endif()
 
 if(BRENIC_SANITIZE)

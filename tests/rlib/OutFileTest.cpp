@@ -23,7 +23,7 @@ mode_t ModeOf(const std::string& path) {
 
 /// Message of the exception that the action throws, empty when it throws none.
 template <typename Action>
-std::string Failure(Action action) {
+std::string ThrownBy(Action action) {
   try {
     action();
   } catch (rlib::Exception* e) {
@@ -116,14 +116,14 @@ TEST_F(OutFileTest, ResolvesSymbolicLinks) {
   EXPECT_TRUE(std::filesystem::is_symlink(m_Folder / "link"));
   EXPECT_EQ(ReadTextFile(m_Folder / "dir/real"), "x");
   EXPECT_EQ(ReadTextFile(m_Folder / "dir/new"), "y");
-  EXPECT_EQ(Failure([&] { WriteWhole(m_Folder / "loop", "z"); }),
+  EXPECT_EQ(ThrownBy([&] { WriteWhole(m_Folder / "loop", "z"); }),
             "Cannot write '" + (m_Folder / "loop") + "': Too many levels of symbolic links");
 }
 
 TEST_F(OutFileTest, WritesThroughToAPipe) {
   const std::string fifo = m_Folder / "fifo";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  EXPECT_EQ(Failure([&] { WriteWhole(fifo, "x"); }),
+  EXPECT_EQ(ThrownBy([&] { WriteWhole(fifo, "x"); }),
             "Cannot write '" + fifo + "': No such device or address");
   const int reader = open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
   ASSERT_GE(reader, 0);
@@ -135,16 +135,16 @@ TEST_F(OutFileTest, WritesThroughToAPipe) {
 }
 
 TEST_F(OutFileTest, FullDeviceIsAFailure) {
-  EXPECT_EQ(Failure([] { WriteWhole("/dev/full", "x"); }),
+  EXPECT_EQ(ThrownBy([] { WriteWhole("/dev/full", "x"); }),
             "Cannot write '/dev/full': No space left on device");
-  EXPECT_EQ(Failure([] { WriteWhole("/dev/null", "x"); }), "");
+  EXPECT_EQ(ThrownBy([] { WriteWhole("/dev/null", "x"); }), "");
 }
 
 TEST_F(OutFileTest, SaysWhyAFileCannotBeWritten) {
   WriteTextFile(m_Folder / "a", "earlier");
   const auto reason = [&](const char* name, int mode = 22, bool exclusive = false) {
     const std::string path = m_Folder / name;
-    const std::string text = Failure([&] { OutFile(path, mode, exclusive).Close(); });
+    const std::string text = ThrownBy([&] { OutFile(path, mode, exclusive).Close(); });
     const std::string start = "Cannot write '" + path + "': ";
     return text.starts_with(start) ? text.substr(start.size()) : "? " + text;
   };
@@ -154,7 +154,7 @@ TEST_F(OutFileTest, SaysWhyAFileCannotBeWritten) {
   EXPECT_EQ(reason("b", OutFile::k_Write | OutFile::k_Truncate), "No such file or directory");
   EXPECT_EQ(reason("b", OutFile::k_Write | OutFile::k_Create), "Invalid argument");
   EXPECT_EQ(reason("a", 22, true), "File exists");
-  EXPECT_EQ(Failure([] { OutFile(""); }), "Cannot write '': No such file or directory");
+  EXPECT_EQ(ThrownBy([] { OutFile(""); }), "Cannot write '': No such file or directory");
   EXPECT_EQ(ReadTextFile(m_Folder / "a"), "earlier");
   EXPECT_EQ(m_Folder.Count(), 1u);
 }
@@ -164,7 +164,7 @@ TEST_F(OutFileTest, ReadOnlyFileIsNotReplaced) {
     GTEST_SKIP() << "root writes everything";
   WriteTextFile(m_Folder / "a", "earlier");
   chmod((m_Folder / "a").c_str(), 0444);
-  EXPECT_EQ(Failure([&] { WriteWhole(m_Folder / "a", "x"); }),
+  EXPECT_EQ(ThrownBy([&] { WriteWhole(m_Folder / "a", "x"); }),
             "Cannot write '" + (m_Folder / "a") + "': Permission denied");
   EXPECT_EQ(ReadTextFile(m_Folder / "a"), "earlier");
 }
@@ -172,7 +172,7 @@ TEST_F(OutFileTest, ReadOnlyFileIsNotReplaced) {
 TEST_F(OutFileTest, ExclusiveFileDoesNotReplaceOneThatAppearedMeanwhile) {
   OutFile file(m_Folder / "a", 22, true);
   WriteTextFile(m_Folder / "a", "other");
-  EXPECT_EQ(Failure([&] { file.Close(); }), "Cannot write '" + (m_Folder / "a") + "': File exists");
+  EXPECT_EQ(ThrownBy([&] { file.Close(); }), "Cannot write '" + (m_Folder / "a") + "': File exists");
   EXPECT_EQ(ReadTextFile(m_Folder / "a"), "other");
   EXPECT_EQ(m_Folder.Count(), 1u);
 }
@@ -187,7 +187,7 @@ TEST_F(OutFileTest, MakesFoldersOnRequest) {
 TEST_F(OutFileTest, PutAfterCloseIsAFailure) {
   OutFile file(m_Folder / "a");
   file.Close();
-  EXPECT_EQ(Failure([&] { file.Put("x"); }), "Cannot write '" + (m_Folder / "a") + "': Bad file descriptor");
+  EXPECT_EQ(ThrownBy([&] { file.Put("x"); }), "Cannot write '" + (m_Folder / "a") + "': Bad file descriptor");
 }
 
 } // namespace

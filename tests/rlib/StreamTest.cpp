@@ -20,7 +20,7 @@ using rlib::String;
 namespace {
 
 /// Both must work before main.
-const bool s_early = [] {
+const bool s_EarlyPut = [] {
   rlib::stdOut.Put("");
   rlib::stdErr.Put(rlib::k_Empty);
   return true;
@@ -45,7 +45,7 @@ protected:
 };
 
 TEST_F(StreamTest, TextIsWrittenWhenItsLineEnds) {
-  EXPECT_TRUE(s_early);
+  EXPECT_TRUE(s_EarlyPut);
   LineStream stream(m_Fd, "test");
   stream.Put(String("Hello"));
   stream.Put(", world");

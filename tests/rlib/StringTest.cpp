@@ -9,10 +9,10 @@ using rlib::String;
 namespace {
 
 /// Runs before main, in no particular order with the library's own initialisers.
-const String s_early = String::Null + "early" + rlib::k_Empty;
+const String s_EarlyText = String::Null + "early" + rlib::k_Empty;
 
 TEST(String, NullAndEmptyAreUsableInStaticInitialisers) {
-  EXPECT_EQ(s_early, "early");
+  EXPECT_EQ(s_EarlyText, "early");
   EXPECT_TRUE(String::Null.empty());
   EXPECT_TRUE(rlib::k_Empty.empty());
 }

@@ -9,8 +9,8 @@ using testing::Pair;
 
 namespace {
 
-constexpr const char* k_NotEnough = "Not enough parameters for commandline switch -Option";
-constexpr const char* k_EmptyName = "Empty option names are not allowed for commandline switch -Option";
+constexpr const char* k_OptionNotEnough = "Not enough parameters for commandline switch -Option";
+constexpr const char* k_OptionEmptyName = "Empty option names are not allowed for commandline switch -Option";
 
 class AddOptionTest : public SetwrightTest {
 protected:
@@ -59,21 +59,21 @@ TEST_F(AddOptionTest, AnEmptyValueIsStored) {
 
 TEST_F(AddOptionTest, AsTheLastArgumentIsAnErrorThatMovesNothing) {
   EXPECT_FALSE(Add({"-Info", "-Option"}, 1));
-  ExpectError(k_NotEnough);
+  ExpectError(k_OptionNotEnough);
   EXPECT_EQ(m_Index, 1);
   EXPECT_FALSE(m_Access.m_OptionsMsg);
 }
 
 TEST_F(AddOptionTest, AnEmptyNameIsAnErrorBehindItsValues) {
   EXPECT_FALSE(Add({"-Option", "", "value"}));
-  ExpectError(k_EmptyName);
+  ExpectError(k_OptionEmptyName);
   EXPECT_EQ(m_Index, 2);
   EXPECT_FALSE(m_Access.m_OptionsMsg);
 }
 
 TEST_F(AddOptionTest, AnEmptyNameAsTheLastArgumentIsAnEmptyNameToo) {
   EXPECT_FALSE(Add({"-Option", ""}));
-  ExpectError(k_EmptyName);
+  ExpectError(k_OptionEmptyName);
   EXPECT_EQ(m_Index, 2);
 }
 
@@ -117,7 +117,7 @@ TEST_F(AddOptionTest, AllOptionsGoOutInOneMessage) {
 
 TEST_F(AddOptionTest, AnErrorNextToAGoodSwitchDoesNotFailTheRun) {
   EXPECT_EQ(Run({"-Option", "a", "1", "-Option"}), 0);
-  EXPECT_EQ(m_Recorder.m_Err, std::string(k_NotEnough) + "\n");
+  EXPECT_EQ(m_Recorder.m_Err, std::string(k_OptionNotEnough) + "\n");
   EXPECT_EQ(m_Script.m_Sent.size(), 1u);
 }
 

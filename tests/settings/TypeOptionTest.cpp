@@ -8,8 +8,9 @@ using testing::Pair;
 
 namespace {
 
-constexpr const char* k_NotEnough = "Not enough parameters for commandline switch -TypeOption";
-constexpr const char* k_EmptyName = "Empty option names are not allowed for commandline switch -TypeOption";
+constexpr const char* k_TypeOptionNotEnough = "Not enough parameters for commandline switch -TypeOption";
+constexpr const char* k_TypeOptionEmptyName =
+    "Empty option names are not allowed for commandline switch -TypeOption";
 constexpr const char* k_Null = "00000000-0000-0000-0000-000000000000";
 
 class TypeOptionTest : public SwitchHandlerTest {
@@ -99,13 +100,13 @@ TEST_F(TypeOptionTest, EveryTypeHasAMessageOfItsOwnAndTheyGoOutInTheOrderOfTheTy
 
 TEST_F(TypeOptionTest, WithoutTypeOrNameIsAnErrorThatMovesNothing) {
   EXPECT_FALSE(Add({"-Info", "-TypeOption"}, 1));
-  ExpectError(k_NotEnough);
+  ExpectError(k_TypeOptionNotEnough);
   EXPECT_EQ(m_Index, 1);
 }
 
 TEST_F(TypeOptionTest, WithATypeAloneIsAnErrorThatMovesNothing) {
   EXPECT_FALSE(Add({"-TypeOption", "Alpha"}));
-  ExpectError(k_NotEnough);
+  ExpectError(k_TypeOptionNotEnough);
   EXPECT_EQ(m_Index, 0);
   EXPECT_THAT(m_Access.m_TypeOptionsMsgs, IsEmpty());
 }
@@ -113,7 +114,7 @@ TEST_F(TypeOptionTest, WithATypeAloneIsAnErrorThatMovesNothing) {
 TEST_F(TypeOptionTest, ASwitchBehindTooFewValuesIsHandledAsOne) {
   EXPECT_TRUE(Parse({"-TypeOption", "-Info"}));
   EXPECT_TRUE(m_Access.m_ShowInfo);
-  EXPECT_EQ(m_Recorder.m_Err, std::string(k_NotEnough) + "\n");
+  EXPECT_EQ(m_Recorder.m_Err, std::string(k_TypeOptionNotEnough) + "\n");
 }
 
 TEST_F(TypeOptionTest, AnUnknownTypeIsAnErrorBehindItsValues) {
@@ -142,7 +143,7 @@ TEST_F(TypeOptionTest, TheNullIdentifierHasNoProductAndThatIsReportedBeforeAnEmp
 
 TEST_F(TypeOptionTest, AnEmptyNameIsAnErrorBehindItsValues) {
   EXPECT_FALSE(Add({"-TypeOption", "Alpha", "", "6"}));
-  ExpectError(k_EmptyName);
+  ExpectError(k_TypeOptionEmptyName);
   EXPECT_EQ(m_Index, 3);
   EXPECT_THAT(m_Access.m_TypeOptionsMsgs, IsEmpty());
 }

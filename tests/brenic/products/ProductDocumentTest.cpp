@@ -10,11 +10,11 @@ using testing::StartsWith;
 
 namespace {
 
-constexpr const char* k_Id = "00000000-0000-0000-0000-0000000000Ab";
+constexpr const char* k_ProductId = "00000000-0000-0000-0000-0000000000Ab";
 
 /// A valid document with more members.
 std::string Document(const std::string& more) {
-  return std::string("{\"id\":\"") + k_Id + "\",\"name\":\"Sample\"" + more + "}";
+  return std::string("{\"id\":\"") + k_ProductId + "\",\"name\":\"Sample\"" + more + "}";
 }
 
 /// Why the document is refused; empty when it is not.
@@ -82,7 +82,7 @@ TEST(ParseProduct, RefusesWhatIsNoObject) {
 
 TEST(ParseProduct, NamesTheMemberThatIsMissing) {
   EXPECT_THAT(ProblemOf(R"({"name":"Sample"})"), HasSubstr("'id'"));
-  EXPECT_THAT(ProblemOf(std::string("{\"id\":\"") + k_Id + "\"}"), HasSubstr("'name'"));
+  EXPECT_THAT(ProblemOf(std::string("{\"id\":\"") + k_ProductId + "\"}"), HasSubstr("'name'"));
 }
 
 TEST(ParseProduct, RefusesMalformedIdentifiers) {

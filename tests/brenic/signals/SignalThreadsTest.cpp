@@ -15,15 +15,15 @@ namespace {
 using TestSignal = Signal1<int>;
 
 /// Counts calls, and those that reach it after its destructor has returned from disconnecting.
-class Receiver : public HasSlots<ThreadPolicy::LocalThreaded> {
+class CountingReceiver : public HasSlots<ThreadPolicy::LocalThreaded> {
 public:
   struct Counts {
     std::atomic<int> m_Calls{0};
     std::atomic<int> m_Late{0};
   };
 
-  explicit Receiver(Counts& counts) : m_Counts(counts) {}
-  ~Receiver() override {
+  explicit CountingReceiver(Counts& counts) : m_Counts(counts) {}
+  ~CountingReceiver() override {
     DisconnectAll();
     m_Alive = false; // not atomic: a slot that still runs is a race that the sanitizer reports
   }
@@ -40,7 +40,7 @@ private:
 
 TEST(SignalThreads, AReceiverDestroyedElsewhereIsNeverCalledAfterIt) {
   TestSignal signal;
-  Receiver::Counts counts;
+  CountingReceiver::Counts counts;
   std::atomic<bool> end{false};
   std::atomic<int> emissions{0};
   std::thread emitter([&] {
@@ -50,8 +50,8 @@ TEST(SignalThreads, AReceiverDestroyedElsewhereIsNeverCalledAfterIt) {
     }
   });
   for (int i = 0; i < 300; ++i) {
-    auto receiver = std::make_unique<Receiver>(counts);
-    signal.Connect(receiver.get(), &Receiver::OnValue);
+    auto receiver = std::make_unique<CountingReceiver>(counts);
+    signal.Connect(receiver.get(), &CountingReceiver::OnValue);
     const int before = emissions;
     while (emissions < before + 2) // one whole emission with it
       std::this_thread::yield();
@@ -102,10 +102,10 @@ TEST(SignalThreads, DestructionWaitsForTheSlotThatRunsElsewhere) {
 
 TEST(SignalThreads, SignalAndReceiverMayBeDestroyedAtTheSameTime) {
   for (int i = 0; i < 300; ++i) {
-    Receiver::Counts counts;
+    CountingReceiver::Counts counts;
     auto signal = std::make_unique<TestSignal>();
-    auto receiver = std::make_unique<Receiver>(counts);
-    signal->Connect(receiver.get(), &Receiver::OnValue);
+    auto receiver = std::make_unique<CountingReceiver>(counts);
+    signal->Connect(receiver.get(), &CountingReceiver::OnValue);
     std::thread other([&] { signal.reset(); });
     receiver.reset();
     other.join();
@@ -114,19 +114,19 @@ TEST(SignalThreads, SignalAndReceiverMayBeDestroyedAtTheSameTime) {
 
 TEST(SignalThreads, ConnectingAndEmittingOnManyThreadsLosesNothing) {
   TestSignal signal;
-  Receiver::Counts counts;
-  std::vector<std::unique_ptr<Receiver>> receivers;
+  CountingReceiver::Counts counts;
+  std::vector<std::unique_ptr<CountingReceiver>> receivers;
   for (int i = 0; i < 4; ++i)
-    receivers.push_back(std::make_unique<Receiver>(counts));
+    receivers.push_back(std::make_unique<CountingReceiver>(counts));
   std::vector<std::thread> threads;
   for (const auto& receiver : receivers) {
     threads.emplace_back([&signal, raw = receiver.get()] {
       for (int i = 0; i < 100; ++i) {
-        signal.Connect(raw, &Receiver::OnValue);
+        signal.Connect(raw, &CountingReceiver::OnValue);
         EXPECT_GE(signal.Emit(i), 1u);
         signal.Disconnect(raw);
       }
-      signal.Connect(raw, &Receiver::OnValue);
+      signal.Connect(raw, &CountingReceiver::OnValue);
     });
   }
   for (std::thread& thread : threads)

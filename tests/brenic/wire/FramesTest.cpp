@@ -4,8 +4,7 @@
 
 #include "Hex.h"
 
-using namespace brenic::wire;
-
+namespace brenic::wire {
 namespace {
 
 Frame Goodbye(const std::string& text) {
@@ -147,3 +146,4 @@ TEST(Frames, TheReasonNamesTheLengths) {
 }
 
 } // namespace
+} // namespace brenic::wire

@@ -20,7 +20,7 @@ UID Ascending(std::uint8_t first) {
   return UID(raw);
 }
 
-const UID k_Id = Ascending(0);
+const UID k_GoldenId = Ascending(0);
 const UID k_Type = Ascending(0xf0);
 
 /// Encodes as expected, and the bytes decode and encode to themselves.
@@ -45,7 +45,7 @@ void ExpectGolden(const Message& message, const std::string& hex) {
 template <typename Class>
 Class Identified() {
   Class message;
-  message.m_ID = k_Id;
+  message.m_ID = k_GoldenId;
   return message;
 }
 
@@ -133,7 +133,7 @@ TEST(GoldenBytes, Hello) {
   wire::Frame frame;
   wire::Hello& hello = *frame.mutable_hello();
   hello.set_protocol_version(wire::k_ProtocolVersion);
-  hello.set_client_id(wire::IdentifierBytes(k_Id));
+  hello.set_client_id(wire::IdentifierBytes(k_GoldenId));
   hello.set_kind(3);
   hello.set_name("setwright@host");
   hello.set_version(0x01000000);
@@ -148,7 +148,7 @@ TEST(GoldenBytes, Welcome) {
   wire::Frame frame;
   wire::Welcome& welcome = *frame.mutable_welcome();
   welcome.set_protocol_version(wire::k_ProtocolVersion);
-  welcome.set_id(wire::IdentifierBytes(k_Id));
+  welcome.set_id(wire::IdentifierBytes(k_GoldenId));
   welcome.set_name("farm");
   welcome.set_version(0x0102002a);
   welcome.set_released(1769817600000);
@@ -186,7 +186,7 @@ TEST(GoldenBytes, Products) {
 
 TEST(GoldenBytes, Answer) {
   wire::Frame frame;
-  frame.mutable_answer()->set_id(wire::IdentifierBytes(k_Id));
+  frame.mutable_answer()->set_id(wire::IdentifierBytes(k_GoldenId));
   frame.mutable_answer()->set_outcome(wire::Answer::REFUSED);
   frame.mutable_answer()->set_reason("no");
   EXPECT_EQ(ToHex(wire::Encode(frame)), "0000001a42180a10000102030405060708090a0b0c0d0e0f10021a026e6f");

@@ -9,11 +9,11 @@ using namespace brenic;
 
 namespace {
 
-const std::string k_Id(16, 'i');
+const std::string k_MessageId(16, 'i');
 
 wire::Envelope Asking(const std::string& name) {
   wire::Envelope envelope;
-  envelope.set_id(k_Id);
+  envelope.set_id(k_MessageId);
   envelope.mutable_get_master_options()->add_option_names(name);
   return envelope;
 }
@@ -63,7 +63,7 @@ TEST(MessageBytes, AreThoseOfTheMessageInAFrame) {
 
 TEST(MessageBytes, AreThoseThatCameAndNotThoseOfAnEncoderOfItsOwn) {
   // The contents before the identifier, an unknown field, and a length of one byte more than it needs.
-  const std::string envelope = FromHex("8a01030a0161") + Field(9, "new") + Field(1, k_Id);
+  const std::string envelope = FromHex("8a01030a0161") + Field(9, "new") + Field(1, k_MessageId);
   const std::string length(1, static_cast<char>(envelope.size() | 128));
   EXPECT_EQ(wire::MessageBytes("\x3a" + length + std::string(1, '\0') + envelope), envelope);
   EXPECT_NE(Canonical(envelope), envelope);
@@ -81,7 +81,8 @@ TEST(MessageBytes, AreFoundBetweenFieldsThatAreNotKnown) {
 }
 
 TEST(MessageBytes, OfAMessageInPiecesAreThePiecesOneBehindTheOther) {
-  const std::string id = Field(1, k_Id), contents = FromHex("8a01030a0161"), more = FromHex("8a01030a0162");
+  const std::string id = Field(1, k_MessageId), contents = FromHex("8a01030a0161"),
+                    more = FromHex("8a01030a0162");
   const std::string frame = Field(7, id + contents) + Field(15, "new") + Field(7, "") + Field(7, more);
   EXPECT_EQ(wire::MessageBytes(frame), id + contents + more);
   EXPECT_EQ(Understood(frame), Canonical(id + contents + more));
@@ -89,7 +90,7 @@ TEST(MessageBytes, OfAMessageInPiecesAreThePiecesOneBehindTheOther) {
 }
 
 TEST(MessageBytes, OfAPieceWithOtherContentsMeanTheLastOnes) {
-  const std::string first = Field(1, k_Id) + FromHex("8a01030a0161"), second = FromHex("c20100");
+  const std::string first = Field(1, k_MessageId) + FromHex("8a01030a0161"), second = FromHex("c20100");
   const std::string frame = Field(7, first) + Field(7, second);
   EXPECT_EQ(wire::MessageBytes(frame), first + second);
   EXPECT_EQ(Understood(frame), Canonical(first + second));
@@ -109,7 +110,7 @@ TEST(MessageBytes, AreNoneWithoutAMessage) {
   wire::Frame frame;
   frame.mutable_ping();
   EXPECT_EQ(wire::MessageBytes(frame.SerializeAsString()), "");
-  frame.mutable_answer()->set_id(k_Id);
+  frame.mutable_answer()->set_id(k_MessageId);
   EXPECT_EQ(wire::MessageBytes(frame.SerializeAsString()), "");
   EXPECT_EQ(wire::MessageBytes(Field(7, "")), "");
   EXPECT_EQ(wire::MessageBytes(FromHex("3805")), "") << "the number of the message with a number in it";

@@ -21,7 +21,7 @@ void Init(const std::string& folder) {
   Initialise(options);
 }
 
-std::string ProblemOf(const std::string& folder) {
+std::string WhyNotIn(const std::string& folder) {
   try {
     Init(folder);
   } catch (Exception* error) {
@@ -41,7 +41,7 @@ TEST(DataFolder, IsNotMadeOfAFolderThatHoldsSomethingElse) {
   const TempFolder folder;
   ASSERT_EQ(chmod(folder.Name().c_str(), 0755), 0);
   WriteTextFile(folder / "letter.txt", "x");
-  EXPECT_THAT(ProblemOf(folder.Name()), HasSubstr("is not empty and holds no Master: there is 'letter.txt'"));
+  EXPECT_THAT(WhyNotIn(folder.Name()), HasSubstr("is not empty and holds no Master: there is 'letter.txt'"));
   EXPECT_EQ(folder.Count(), 1u);
   struct stat info {};
   ASSERT_EQ(stat(folder.Name().c_str(), &info), 0);
@@ -53,7 +53,7 @@ TEST(DataFolder, ThatLostItsDatabaseGetsNoOtherAuthority) {
   Init(folder.Name());
   const std::string authority = ReadTextFile(folder / "clients/admin/ca.pem");
   ASSERT_EQ(unlink((folder / "master.db").c_str()), 0);
-  EXPECT_THAT(ProblemOf(folder.Name()), HasSubstr("there is 'clients' and no master.db"));
+  EXPECT_THAT(WhyNotIn(folder.Name()), HasSubstr("there is 'clients' and no master.db"));
   EXPECT_EQ(ReadTextFile(folder / "clients/admin/ca.pem"), authority);
 }
 
@@ -62,7 +62,7 @@ TEST(DataFolder, OfAnotherUserIsNotTaken) {
     GTEST_SKIP() << "only root can give a folder away";
   const TempFolder folder;
   ASSERT_EQ(chown(folder.Name().c_str(), 12345, 12345), 0);
-  EXPECT_THAT(ProblemOf(folder.Name()), HasSubstr("belongs to another user"));
+  EXPECT_THAT(WhyNotIn(folder.Name()), HasSubstr("belongs to another user"));
 }
 
 TEST(DataFolder, IsMadeAnewWhenAnEarlierAttemptWasCutOff) {
@@ -81,7 +81,7 @@ TEST(DataFolder, IsMadeAnewWhenAnEarlierAttemptWasCutOff) {
 TEST(DataFolder, IsNotMadeByTwoAtTheSameTime) {
   const TempFolder folder;
   const ServeLock lock(folder.Name());
-  EXPECT_THAT(ProblemOf(folder.Name()), HasSubstr("Another brenic-master"));
+  EXPECT_THAT(WhyNotIn(folder.Name()), HasSubstr("Another brenic-master"));
   EXPECT_FALSE(IsThere(folder / "master.db"));
 }
 
