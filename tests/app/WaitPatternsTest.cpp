@@ -50,7 +50,7 @@ protected:
     Put(m_Access.m_OptionsMsg, pattern.m_Options);
     m_Access.m_TypeOptionsMsgs.clear();
     for (size_t i = 0; i < pattern.m_TypeOptions.size(); ++i)
-      Put(m_Access.m_TypeOptionsMsgs[Type(static_cast<std::uint8_t>(i + 1))], pattern.m_TypeOptions[i]);
+      Put(m_Access.m_TypeOptionsMsgs[Type(static_cast<uint8_t>(i + 1))], pattern.m_TypeOptions[i]);
     Put(m_Access.m_LimitsMsg, pattern.m_Single[0]);
     Put(m_Access.m_RestrictionsMsg, pattern.m_Single[1]);
     Put(m_Access.m_PathTranslationsMsg, pattern.m_Single[2]);

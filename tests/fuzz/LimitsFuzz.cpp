@@ -8,7 +8,7 @@
 using rlib::String;
 
 // The first line is a user's name, the rest the limits.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string input(reinterpret_cast<const char*>(data), size);
   const size_t end = std::min(input.find('\n'), size);
   const std::string user = input.substr(0, end);

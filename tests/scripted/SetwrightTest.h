@@ -75,7 +75,7 @@ inline brenic::CommandLine Arguments(std::vector<const char*> arguments) {
 }
 
 /// An identifier of a product type; ordered as the numbers are.
-inline rlib::UID Type(std::uint8_t number) {
+inline rlib::UID Type(uint8_t number) {
   rlib::UID::Raw raw{};
   raw[15] = number;
   return rlib::UID(raw);
@@ -100,7 +100,7 @@ protected:
   }
 
   /// Puts a product into the registry as if the Master had it; its parameters are a JSON list.
-  static boost::shared_ptr<brenic::Product> Install(std::uint8_t number, const std::string& name,
+  static boost::shared_ptr<brenic::Product> Install(uint8_t number, const std::string& name,
                                                     const std::vector<std::string>& aliases = {},
                                                     const std::string& parameters = "[]") {
     const auto product = boost::make_shared<brenic::Product>(

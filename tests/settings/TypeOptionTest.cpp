@@ -22,7 +22,7 @@ protected:
   bool Add(std::vector<const char*> arguments, int index = 0) {
     return Handle(&SetwrightAppAccess::AddTypeOption, std::move(arguments), index);
   }
-  const OptionMap& OptionsOf(std::uint8_t number) {
+  const OptionMap& OptionsOf(uint8_t number) {
     return m_Access.m_TypeOptionsMsgs.at(Type(number))->m_Options;
   }
 };

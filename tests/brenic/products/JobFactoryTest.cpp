@@ -8,13 +8,13 @@ using testing::IsEmpty;
 
 namespace {
 
-rlib::UID Type(std::uint8_t number) {
+rlib::UID Type(uint8_t number) {
   rlib::UID::Raw raw{};
   raw[15] = number;
   return rlib::UID(raw);
 }
 
-shared_ptr<Product> Make(std::uint8_t number, const std::string& name,
+shared_ptr<Product> Make(uint8_t number, const std::string& name,
                          const std::vector<std::string>& aliases = {}) {
   return boost::make_shared<Product>(Type(number), name, rlib::vector<String>(aliases.begin(), aliases.end()),
                                      "{}");

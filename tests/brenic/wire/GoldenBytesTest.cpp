@@ -13,7 +13,7 @@ using namespace brenic;
 
 namespace {
 
-UID Ascending(std::uint8_t first) {
+UID Ascending(uint8_t first) {
   UID::Raw raw;
   for (auto& byte : raw)
     byte = first++;
