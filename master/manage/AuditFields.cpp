@@ -96,10 +96,11 @@ Json StepsJson(const char* keyName, const std::map<Key, Step<State>>& steps) {
   return json;
 }
 
-/// The request; null when its bytes were not kept or cannot be used.
+/// The request; null when its bytes were not kept, or are not those any more or cannot be used.
 shared_ptr<Message> KeptMessage(const AuditRecord& record) {
   wire::Envelope envelope;
-  if (!record.m_Request || !envelope.ParseFromString(*record.m_Request))
+  if (!record.m_Request || Sha256(*record.m_Request) != record.m_Digest ||
+      !envelope.ParseFromString(*record.m_Request))
     return nullptr;
   try {
     return wire::FromWire(envelope);
@@ -108,8 +109,8 @@ shared_ptr<Message> KeptMessage(const AuditRecord& record) {
   }
 }
 
-/// The product that the record's request installed, as its change has it: only its document made the request
-/// too large to be kept. Null for others, and when the document cannot be used.
+/// The product that the record's request installed, as its change has it. Null for others, and when the
+/// document cannot be used.
 shared_ptr<const Product> InstalledProduct(const AuditRecord& record) {
   if (record.m_Class != ProductMsg::k_Description.m_ClassName)
     return nullptr;

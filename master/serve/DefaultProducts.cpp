@@ -42,24 +42,34 @@ private:
 
 } // namespace
 
-ProductMap LoadDefaultProducts(const Path& folder, const ProductMap& earlier) {
+std::vector<Path> DefaultProductFiles(const Path& folder) {
   namespace fs = std::filesystem;
   std::error_code error;
-  std::vector<fs::path> files;
+  std::vector<fs::path> found;
   for (const auto& entry : fs::directory_iterator(folder.str().str(), error)) {
     if (entry.path().extension() == ".json")
-      files.push_back(entry.path());
+      found.push_back(entry.path());
   }
   if (error)
     throw new Exception(
         fmt::format("Cannot read the folder of products '{}': {}", folder.str().str(), error.message()));
-  std::sort(files.begin(), files.end());
+  std::sort(found.begin(), found.end());
+  std::vector<Path> files;
+  for (const fs::path& file : found)
+    files.emplace_back(file.string());
+  return files;
+}
+
+ProductMap LoadDefaultProducts(const std::vector<Path>& files, const ProductMap& earlier) {
   const KnownDocuments known(earlier);
   ProductCatalogue products;
-  for (const auto& file : files) {
-    const auto loaded = known.Load(Path(file.string()));
+  const auto leaveOut = [](const Path& file, const String& why) {
+    rlib::LogWarning(fmt::format("Left out the product of '{}': {}", file.str().str(), why.str()));
+  };
+  for (const Path& file : files) {
+    const auto loaded = known.Load(file);
     if (!loaded) {
-      rlib::LogWarning(fmt::format("Left out the product of '{}': {}", file.string(), loaded.Reason().str()));
+      leaveOut(file, loaded.Reason());
       continue;
     }
     const shared_ptr<const Product>& product = *loaded;
@@ -69,7 +79,7 @@ ProductMap LoadDefaultProducts(const Path& folder, const ProductMap& earlier) {
     if (fits)
       products.AddDefault(product);
     else
-      rlib::LogWarning(fmt::format("Left out the product of '{}': {}", file.string(), fits.Reason().str()));
+      leaveOut(file, fits.Reason());
   }
   return products.Defaults();
 }

@@ -5,9 +5,13 @@
 
 namespace brenic::master {
 
-/// The default products: every *.json file of the folder. Files that cannot be taken, and such as have the
-/// identifier or a name of an earlier one, are left out with a warning in the log. What stands among the
-/// `earlier` products is not checked again. Throws Exception* when the folder cannot be read.
-ProductMap LoadDefaultProducts(const Path& folder, const ProductMap& earlier = {});
+/// The files that hold the default products: every *.json file of the folder, by name. Throws Exception* when
+/// the folder cannot be read.
+std::vector<Path> DefaultProductFiles(const Path& folder);
+
+/// The default products. Files that cannot be taken, and such as have the identifier or a name of an earlier
+/// one, are left out with a warning in the log. What stands among the `earlier` products is not checked
+/// again.
+ProductMap LoadDefaultProducts(const std::vector<Path>& files, const ProductMap& earlier = {});
 
 } // namespace brenic::master

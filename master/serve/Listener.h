@@ -36,6 +36,9 @@ bool HasIPv6();
 /// Where a Master listens unless told otherwise: on all addresses.
 String DefaultListen(bool hasIPv6);
 
+/// Throws Exception* unless it is "ADDRESS:PORT" with a numeric address.
+void CheckListen(const String& address);
+
 /// TLS over TCP on "ADDRESS:PORT"; port 0 takes a free one. Throws Exception*.
 std::unique_ptr<Listener> ListenTls(asio::io_context& io, const String& address, const MasterRecord& master,
                                     Listener::FindClient findClient, Listener::ReportStranger report,

@@ -2,13 +2,29 @@
 
 #include <fmt/core.h>
 
+#include "brenic/PathTranslationsMsg.h"
+#include "brenic/ProductMessages.h"
+#include "brenic/SettingsMessages.h"
 #include "farm/Judgement.h"
 #include "store/Store.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
-#include "wire/WholeValue.h"
 
 namespace brenic::master {
+
+namespace {
+
+/// Whether the change tells all that the request holds.
+bool IsAllIn(const Change& change, const Message& message) {
+  if (message.Type() == ProductMsg::s_Type)
+    return !change.m_Products.empty();
+  if (message.Type() == PathTranslationsMsg::s_Type)
+    return !change.m_Translations.IsEmpty();
+  return message.Type() == SetMasterOptionsMsg::s_Type && change.m_UserLimits &&
+         static_cast<const SetMasterOptionsMsg&>(message).m_Options.size() == 1;
+}
+
+} // namespace
 
 Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::Envelope& envelope,
                     std::string bytes) {
@@ -41,12 +57,11 @@ std::string DigestOfLayout1(const Request& request) {
   return Sha256(envelope.SerializeAsString());
 }
 
-bool IsKept(const Request& request, bool isCommitted) {
+bool IsKept(const Request& request, const Change& change) {
   constexpr size_t k_VeryShort = 4 * 1024;
   if (!request.m_Message)
     return false;
-  const bool isWhole = isCommitted && wire::WholeValueIn(*request.m_Message);
-  return request.m_Bytes->size() <= (isWhole ? k_VeryShort : k_MaxAuditField);
+  return request.m_Bytes->size() <= (IsAllIn(change, *request.m_Message) ? k_VeryShort : k_MaxAuditField);
 }
 
 } // namespace brenic::master

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "brenic/Message.h"
+#include "farm/Change.h"
 #include "farm/Peer.h"
 #include "wire/Frames.h"
 
@@ -31,9 +32,9 @@ Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::En
 /// The SHA-256 of the request, as a Master of layout 1 made it: of its bytes decoded and encoded again.
 std::string DigestOfLayout1(const Request& request);
 
-/// Whether the audit trail keeps the request's bytes. Large ones, and contents that were not decoded, are
-/// known by their digest and size. So is a list that was written back as a whole and committed, unless it is
-/// very short: its change tells all of it, and is much smaller.
-bool IsKept(const Request& request, bool isCommitted);
+/// Whether the audit trail keeps the request's bytes beside the change that the request made. Large ones, and
+/// contents that were not decoded, are known by their digest and size. So are a list and a product unless
+/// they are very short: the change tells all of them, a list in much less space.
+bool IsKept(const Request& request, const Change& change);
 
 } // namespace brenic::master

@@ -66,9 +66,9 @@ void WritePortFile(const Path& file, uint16_t port) {
   out.Close();
 }
 
-void UpdateDefaultProducts(Store& store, const Path& folder) {
+void UpdateDefaultProducts(Store& store, const std::vector<Path>& files) {
   TryToStore("The default products", [&] {
-    store.ReplaceDefaultProducts(LoadDefaultProducts(folder, store.LoadFarm().m_Products.Defaults()));
+    store.ReplaceDefaultProducts(LoadDefaultProducts(files, store.LoadFarm().m_Products.Defaults()));
   });
 }
 
@@ -83,18 +83,23 @@ void Serve(const ServeOptions& options) {
   OpenLog(options, configuration);
   RaiseDescriptorLimit();
 
-  SqliteStore::BringToThisLayout(options.m_Folder);
-  auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadWrite);
-  if (const Path products = ProductsFolder(options, configuration); !products.empty())
-    UpdateDefaultProducts(*store, products);
-  options.m_RenewCertificate(*store);
-  auto directory = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadOnly);
-
   ServerOptions serverOptions;
   serverOptions.m_Listen = options.m_Listen.empty() ? DefaultListen(HasIPv6()) : options.m_Listen;
   serverOptions.m_Socket = options.m_Socket;
   serverOptions.m_Commands = configuration.m_Commands;
   serverOptions.m_EndSignals = {SIGTERM, SIGINT};
+  const Path products = ProductsFolder(options, configuration);
+  const auto productFiles = products.empty() ? std::vector<Path>() : DefaultProductFiles(products);
+  CheckListen(serverOptions.m_Listen);
+
+  // Last, for there is no way back: an earlier Master does not read the new layout.
+  SqliteStore::BringToThisLayout(options.m_Folder);
+  auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadWrite);
+  if (!products.empty())
+    UpdateDefaultProducts(*store, productFiles);
+  options.m_RenewCertificate(*store);
+  auto directory = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadOnly);
+
   Server server(serverOptions, std::move(store), std::move(directory));
   if (!options.m_PortFile.empty())
     WritePortFile(options.m_PortFile, server.Port());

@@ -152,6 +152,10 @@ String DefaultListen(bool hasIPv6) {
   return fmt::format("{}:{}", hasIPv6 ? "[::]" : "0.0.0.0", k_DefaultPort);
 }
 
+void CheckListen(const String& address) {
+  (void)ParseListen(address);
+}
+
 std::unique_ptr<Listener> ListenTls(asio::io_context& io, const String& address, const MasterRecord& master,
                                     Listener::FindClient findClient, Listener::ReportStranger report,
                                     Listener::OnArrival onArrival) {

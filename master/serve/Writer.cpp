@@ -239,7 +239,7 @@ AuditRecord Writer::MakeRecord(const Request& request, const Decision& decision,
   record.m_Class = request.m_Class ? request.m_Class : "Unknown";
   record.m_Digest = digest;
   record.m_Size = request.m_Bytes->size();
-  if (IsKept(request, decision.m_Outcome == wire::Answer::COMMITTED))
+  if (IsKept(request, *change))
     record.m_Request = request.m_Bytes;
   if (!change->IsEmpty())
     record.m_Change = std::move(change);

@@ -76,12 +76,16 @@ void SqliteStore::ReadAudit(int64_t since, const std::function<void(const AuditR
     if (!row.IsNull(16))
       record.m_Request = std::make_shared<const std::string>(row.Text(16));
     if (!row.IsNull(17))
-      record.m_LoadChange = [this, bytes = row.Text(17)] {
-        return std::make_shared<const Change>(
-            DecodeChange(bytes, [this](const std::string& digest) { return LoadDocument(digest); }));
-      };
+      record.m_LoadChange = [this, bytes = row.Text(17)] { return LoadChange(bytes); };
     each(record);
   }
+}
+
+std::shared_ptr<const Change> SqliteStore::LoadChange(const std::string& bytes) {
+  Change change = DecodeChange(bytes, [this](const std::string& digest) { return LoadDocument(digest); });
+  if (change.IsEmpty())
+    throw StoreFailure("A change in the audit trail holds nothing that this program knows");
+  return std::make_shared<const Change>(std::move(change));
 }
 
 } // namespace brenic::master

@@ -33,6 +33,9 @@ void LoadProducts(sqlite3* database, ProductCatalogue& products) {
     const std::string origin = row.Text(1);
     if (origin == "removed")
       customised[type] = Customisation();
+    else if (row.IsNull(2))
+      throw StoreFailure("The product " + type.ToString().str() +
+                         " in the database cannot be used: its document is missing");
     else if (origin == "custom")
       customised[type] = Customisation{Parsed(type, row.Text(2))};
     else
@@ -95,8 +98,10 @@ void SqliteStore::ApplyUserLimits(const UserLimitsChange& change) {
   while (row.Step())
     text = row.Text(0);
   OptionChange whole{UID::Null, change.m_Name, {}};
-  if (change.m_SetAfter)
-    whole.m_Value.m_After = Applied(change, text);
+  ApplyOption(whole); // first: SQLite would write the new text before it frees the space of the old one
+  if (!change.m_SetAfter)
+    return;
+  whole.m_Value.m_After = Applied(change, text);
   ApplyOption(whole);
 }
 
@@ -105,7 +110,9 @@ void SqliteStore::ApplyTranslations(const ListDifference<TranslationSet>& change
   Statement& row = Prepared("SELECT list FROM path_translations");
   while (row.Step())
     translations = wire::DecodeTranslations(row.Text(0));
-  Prepared("INSERT OR REPLACE INTO path_translations VALUES (1, ?)")
+  // SQLite would write the new list before it frees the space of the one that it replaces.
+  Prepared("DELETE FROM path_translations").Run();
+  Prepared("INSERT INTO path_translations VALUES (1, ?)")
       .Run(Blob{wire::EncodeTranslations(Applied(change, std::move(translations)))});
 }
 
@@ -124,30 +131,48 @@ void SqliteStore::ApplyProducts(const Change& change) {
 
 std::string SqliteStore::KeepDocument(const Product& product) {
   std::string digest = Sha256(product.Document());
-  Prepared("INSERT OR IGNORE INTO document VALUES (?,?)").Run(Blob{digest}, product.Document());
+  // What is there already is right, unless the file was damaged.
+  Prepared("INSERT INTO document VALUES (?,?) ON CONFLICT (digest) "
+           "DO UPDATE SET document = excluded.document WHERE document <> excluded.document")
+      .Run(Blob{digest}, product.Document());
   return digest;
 }
 
 shared_ptr<const Product> SqliteStore::LoadDocument(const std::string& digest) {
   Statement& row = Prepared("SELECT document FROM document WHERE digest = ?").Bind(Blob{digest});
-  std::string document;
+  std::optional<std::string> document;
   while (row.Step())
     document = row.Text(0);
-  const auto product = ParseCheckedProduct(std::move(document));
+  const auto unusable = [&](const std::string& why) {
+    return StoreFailure("A product in the audit trail, of the digest " + Hex(digest) +
+                        ", cannot be used: " + why);
+  };
+  if (!document)
+    throw unusable("its document is missing");
+  if (Sha256(*document) != digest)
+    throw unusable("its document was damaged");
+  const auto product = ParseCheckedProduct(std::move(*document));
   if (!product)
-    throw StoreFailure("A product in the audit trail, of the digest " + Hex(digest) +
-                       ", cannot be used: " + product.Reason().str());
+    throw unusable(product.Reason().str());
   return *product;
 }
 
+bool SqliteStore::AreDefaultProducts(const ProductMap& products) {
+  size_t count = 0;
+  Statement row(
+      m_Database.Handle(),
+      "SELECT type, document FROM product LEFT JOIN document USING (digest) WHERE origin = 'default'");
+  while (row.Step()) {
+    const auto product = products.find(wire::Identifier(row.Text(0)));
+    if (product == products.end() || product->second->Document() != row.Text(1))
+      return false;
+    ++count;
+  }
+  return count == products.size();
+}
+
 void SqliteStore::ReplaceDefaultProducts(const ProductMap& products) {
-  std::map<UID, std::string> wanted, stored; // type to digest
-  for (const auto& [type, product] : products)
-    wanted[type] = Sha256(product->Document());
-  for (Statement row(m_Database.Handle(), "SELECT type, digest FROM product WHERE origin = 'default'");
-       row.Step();)
-    stored[wire::Identifier(row.Text(0))] = row.Text(1);
-  if (wanted == stored)
+  if (AreDefaultProducts(products))
     return;
   Begin();
   try {

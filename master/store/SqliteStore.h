@@ -46,8 +46,10 @@ private:
   void ApplyUserLimits(const UserLimitsChange& change);
   void ApplyTranslations(const ListDifference<TranslationSet>& change);
   void ApplyProducts(const Change& change);
+  bool AreDefaultProducts(const ProductMap& products);
   /// Keeps the document, if it is not there already, and returns its digest.
   std::string KeepDocument(const Product& product);
+  std::shared_ptr<const Change> LoadChange(const std::string& bytes);
   shared_ptr<const Product> LoadDocument(const std::string& digest);
 
   Database m_Database;

@@ -16,6 +16,7 @@ class SmallChange(FarmTest):
 
     CHANGES = 64
     MOST = 2048  # bytes a change
+    PAGE = 4096  # by which the file grows
 
     def stop(self):
         self.farm.master.terminate()
@@ -48,7 +49,9 @@ class SmallChange(FarmTest):
     def additions_to(self, count):
         self.add(0, count)
         before = self.size()
-        for number in range(count, count + self.CHANGES):
+        self.add(count, count + 1)
+        self.assertLessEqual(self.size() - before, self.PAGE)
+        for number in range(count + 1, count + self.CHANGES):
             self.add(number, number + 1)
             self.assertEqual(self.last().get("change"), {
                 "pathTranslations": [{"at": number, "removed": [], "added": [dict(zip("012", roots(number)))]}]})
@@ -57,9 +60,9 @@ class SmallChange(FarmTest):
 
     def edits_of(self, users):
         self.assertDone(self.farm.run("-Option", "UserLimits", ";".join(users) + ";"))
-        # The first edit makes room for a second text; what it leaves free is used again by the next.
-        self.assertDone(self.farm.run("-SetUserLimit", users[0].partition("=")[0], "98"))
         before = self.size()
+        self.assertDone(self.farm.run("-SetUserLimit", users[0].partition("=")[0], "98"))
+        self.assertLessEqual(self.size() - before, self.PAGE)
         for number in range(100, 100 + 70 * self.CHANGES, 70):
             name = users[number].partition("=")[0]
             self.assertDone(self.farm.run("-SetUserLimit", name, "99"))

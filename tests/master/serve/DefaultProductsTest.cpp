@@ -17,7 +17,7 @@ TEST(DefaultProducts, LeaveOutWhatCannotBeTaken) {
   WriteTextFile(folder / "b.json", MakeProduct(2, "ALPHA")->Document());
   WriteTextFile(folder / "c.json", "{");
   WriteTextFile(folder / "d.txt", MakeProduct(3, "Gamma")->Document());
-  const ProductMap products = LoadDefaultProducts(folder.Name());
+  const ProductMap products = LoadDefaultProducts(DefaultProductFiles(folder.Name()));
   ASSERT_EQ(products.size(), 1u);
   EXPECT_EQ(products.begin()->second->Name(), "Alpha");
 }
@@ -26,7 +26,7 @@ TEST(DefaultProducts, AreReadPastASymbolicLinkThatLeadsNowhere) {
   const TempFolder folder;
   ASSERT_EQ(symlink("nowhere", (folder / "a.json").c_str()), 0);
   WriteTextFile(folder / "b.json", MakeProduct(1, "Alpha")->Document());
-  EXPECT_EQ(LoadDefaultProducts(folder.Name()).size(), 1u);
+  EXPECT_EQ(LoadDefaultProducts(DefaultProductFiles(folder.Name())).size(), 1u);
 }
 
 TEST(DefaultProducts, AreTakenFromTheEarlierOnesWhereTheFileIsTheSame) {
@@ -34,7 +34,7 @@ TEST(DefaultProducts, AreTakenFromTheEarlierOnesWhereTheFileIsTheSame) {
   const auto alpha = MakeProduct(1, "Alpha");
   WriteTextFile(folder / "a.json", alpha->Document());
   WriteTextFile(folder / "b.json", MakeProduct(2, "Beta")->Document());
-  const ProductMap products = LoadDefaultProducts(folder.Name(), {{Type(1), alpha}});
+  const ProductMap products = LoadDefaultProducts(DefaultProductFiles(folder.Name()), {{Type(1), alpha}});
   ASSERT_EQ(products.size(), 2u);
   EXPECT_EQ(products.at(Type(1)), alpha);
 }
@@ -44,7 +44,7 @@ TEST(SampleProducts, AreAllTaken) {
   for ([[maybe_unused]] const auto& file : std::filesystem::directory_iterator(SAMPLE_PRODUCTS))
     ++files;
   EXPECT_GE(files, 5u);
-  EXPECT_EQ(LoadDefaultProducts(SAMPLE_PRODUCTS).size(), files);
+  EXPECT_EQ(LoadDefaultProducts(DefaultProductFiles(SAMPLE_PRODUCTS)).size(), files);
 }
 
 } // namespace

@@ -157,6 +157,18 @@ TEST_F(Layout1Test, IsBroughtToThisLayoutOnce) {
   EXPECT_TRUE(ReadTextFile(File()) == once);
 }
 
+TEST_F(Layout1Test, StaysWhenTheMasterIsStartedWithArgumentsThatItCannotUse) {
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"--products", m_Folder / "nowhere", "--listen", "127.0.0.1:0"},
+                                             {"--listen", "localhost:0"},
+                                             {"--config", m_Folder / "nowhere"}}) {
+    std::vector<std::string> serve{"serve"};
+    serve.insert(serve.end(), arguments.begin(), arguments.end());
+    EXPECT_EQ(Run(serve).m_Status, 1);
+    EXPECT_EQ(Scalar("PRAGMA user_version"), "1") << arguments[0];
+  }
+}
+
 TEST_F(Layout1Test, StaysWholeWhenItCannotBeBroughtToThisLayout) {
   // Each stands in the way at another point.
   for (const char* obstacle :

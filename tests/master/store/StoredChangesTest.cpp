@@ -183,19 +183,19 @@ TEST_F(StoredChanges, StandInARecordOfWhichEveryFieldComesBack) {
   EXPECT_FALSE(read.IsOfLayout1());
 }
 
-TEST_F(StoredChanges, AreToldApartFromNoneAndEmptyBytesFromNone) {
+TEST_F(StoredChanges, AndRequestsAreToldApartFromNone) {
   AuditRecord none = RecordOf({}), empty = RecordOf({}), old = RecordOf({});
   empty.m_Request = std::make_shared<const std::string>();
-  empty.m_Change = std::make_shared<const Change>();
+  empty.m_Change = std::make_shared<const Change>(); // which no request leads to
   old.m_FieldsOfLayout1 = "{}";
   for (const AuditRecord& record : {none, empty, old})
     m_Store->Record(record);
   const auto records = Trail();
   ASSERT_EQ(records.size(), 3u);
   EXPECT_FALSE(records[0].m_Request || records[0].LoadedChange() || records[0].IsOfLayout1());
-  ASSERT_TRUE(records[1].m_Request && records[1].LoadedChange());
+  ASSERT_TRUE(records[1].m_Request);
   EXPECT_EQ(*records[1].m_Request, "");
-  EXPECT_TRUE(records[1].LoadedChange()->IsEmpty());
+  EXPECT_THROW((void)records[1].LoadedChange(), StoreFailure);
   EXPECT_EQ(records[2].m_FieldsOfLayout1, "{}");
   EXPECT_TRUE(m_Store->FindDecision("01", old.m_MessageId)->IsOfLayout1());
   EXPECT_FALSE(m_Store->FindDecision("01", none.m_MessageId)->IsOfLayout1());

@@ -1,0 +1,83 @@
+#include "serve/Request.h"
+
+#include <gtest/gtest.h>
+
+#include "farm/Samples.h"
+#include "wire/Contents.h"
+
+namespace brenic::master {
+namespace {
+
+constexpr size_t k_VeryShort = 4 * 1024;
+constexpr size_t k_Small = 64 * 1024;
+
+/// Whether the trail keeps the message's bytes when the farm takes it.
+bool IsKept(const Farm& farm, const Message& message) {
+  wire::Envelope envelope;
+  wire::ToWire(message, envelope);
+  auto peer = std::make_shared<Peer>();
+  peer->m_Role = Role::k_Administrator;
+  const Request request = MakeRequest(1, peer, envelope, envelope.SerializeAsString());
+  return IsKept(request, ChangeOf(farm, message));
+}
+
+String Long(size_t size) {
+  return String(std::string(size, 'x'));
+}
+
+shared_ptr<PathTranslationsMsg> Translations(size_t bytes) {
+  return Make<PathTranslationsMsg>([&](auto& message) {
+    for (size_t i = 0; i < bytes; i += 1000)
+      message.m_Translations.push_back({{0, Path(Long(1000))}, {1, Path(String(std::to_string(i)))}});
+  });
+}
+
+shared_ptr<ProductMsg> LongProduct(size_t bytes) {
+  return Make<ProductMsg>([&](auto& message) {
+    message.m_Product = boost::make_shared<Product>(
+        Type(3), "Own", rlib::vector<String>(),
+        fmt::format(R"({{"id":"{}","name":"Own","description":"{}"}})", Type(3).ToString().str(),
+                    Long(bytes).str()));
+  });
+}
+
+TEST(KeptRequests, AreThoseThatAreSmall) {
+  const Farm farm = SampleFarm();
+  EXPECT_TRUE(IsKept(farm, *OptionMessage("a", "1")));
+  EXPECT_TRUE(IsKept(farm, *OptionMessage("a", Long(k_Small - 100))));
+  EXPECT_FALSE(IsKept(farm, *Make<SetMasterOptionsMsg>([](auto& message) {
+    message.m_Section = o_Distribution;
+    message.m_Options = {{"a", Long(k_Small / 2)}, {"b", Long(k_Small / 2)}};
+  })));
+}
+
+TEST(KeptRequests, AreVeryShortWhereTheChangeTellsThemAll) {
+  const Farm farm = SampleFarm();
+  EXPECT_TRUE(IsKept(farm, *OptionMessage(o_UserLimits, Long(k_VeryShort / 2))));
+  EXPECT_FALSE(IsKept(farm, *OptionMessage(o_UserLimits, Long(k_VeryShort))));
+  EXPECT_TRUE(IsKept(farm, *Translations(k_VeryShort / 2)));
+  EXPECT_FALSE(IsKept(farm, *Translations(k_VeryShort)));
+  EXPECT_TRUE(IsKept(farm, *LongProduct(k_VeryShort / 2)));
+  EXPECT_FALSE(IsKept(farm, *LongProduct(k_VeryShort)));
+}
+
+TEST(KeptRequests, AreSmallOnesThatChangeNothing) {
+  Farm farm = SampleFarm();
+  for (const shared_ptr<Message>& message :
+       {shared_ptr<Message>(OptionMessage(o_UserLimits, Long(2 * k_VeryShort))),
+        shared_ptr<Message>(Translations(2 * k_VeryShort)), shared_ptr<Message>(LongProduct(2 * k_VeryShort))}) {
+    EXPECT_FALSE(IsKept(farm, *message)) << message->ClassName();
+    farm.Take(ChangeOf(farm, *message));
+    EXPECT_TRUE(IsKept(farm, *message)) << message->ClassName();
+  }
+}
+
+TEST(KeptRequests, AreSmallOnesOfWhichUserLimitsAreAPart) {
+  EXPECT_TRUE(IsKept(SampleFarm(), *Make<SetMasterOptionsMsg>([](auto& message) {
+    message.m_Section = o_Distribution;
+    message.m_Options = {{o_UserLimits, "ann=1;"}, {"a", Long(2 * k_VeryShort)}};
+  })));
+}
+
+} // namespace
+} // namespace brenic::master
