@@ -34,10 +34,10 @@ shared_ptr<PathTranslationsMsg> Translations(size_t bytes) {
 
 shared_ptr<ProductMsg> LongProduct(size_t bytes) {
   return Make<ProductMsg>([&](auto& message) {
-    message.m_Product = boost::make_shared<Product>(
-        Type(3), "Own", rlib::vector<String>(),
-        fmt::format(R"({{"id":"{}","name":"Own","description":"{}"}})", Type(3).ToString().str(),
-                    Long(bytes).str()));
+    message.m_Product =
+        boost::make_shared<Product>(Type(3), "Own", rlib::vector<String>(),
+                                    fmt::format(R"({{"id":"{}","name":"Own","description":"{}"}})",
+                                                Type(3).ToString().str(), Long(bytes).str()));
   });
 }
 
@@ -46,9 +46,9 @@ TEST(KeptRequests, AreThoseThatAreSmall) {
   EXPECT_TRUE(IsKept(farm, *OptionMessage("a", "1")));
   EXPECT_TRUE(IsKept(farm, *OptionMessage("a", Long(k_Small - 100))));
   EXPECT_FALSE(IsKept(farm, *Make<SetMasterOptionsMsg>([](auto& message) {
-    message.m_Section = o_Distribution;
-    message.m_Options = {{"a", Long(k_Small / 2)}, {"b", Long(k_Small / 2)}};
-  })));
+                        message.m_Section = o_Distribution;
+                        message.m_Options = {{"a", Long(k_Small / 2)}, {"b", Long(k_Small / 2)}};
+                      })));
 }
 
 TEST(KeptRequests, AreVeryShortWhereTheChangeTellsThemAll) {
@@ -65,7 +65,8 @@ TEST(KeptRequests, AreSmallOnesThatChangeNothing) {
   Farm farm = SampleFarm();
   for (const shared_ptr<Message>& message :
        {shared_ptr<Message>(OptionMessage(o_UserLimits, Long(2 * k_VeryShort))),
-        shared_ptr<Message>(Translations(2 * k_VeryShort)), shared_ptr<Message>(LongProduct(2 * k_VeryShort))}) {
+        shared_ptr<Message>(Translations(2 * k_VeryShort)),
+        shared_ptr<Message>(LongProduct(2 * k_VeryShort))}) {
     EXPECT_FALSE(IsKept(farm, *message)) << message->ClassName();
     farm.Take(ChangeOf(farm, *message));
     EXPECT_TRUE(IsKept(farm, *message)) << message->ClassName();
@@ -74,9 +75,9 @@ TEST(KeptRequests, AreSmallOnesThatChangeNothing) {
 
 TEST(KeptRequests, AreSmallOnesOfWhichUserLimitsAreAPart) {
   EXPECT_TRUE(IsKept(SampleFarm(), *Make<SetMasterOptionsMsg>([](auto& message) {
-    message.m_Section = o_Distribution;
-    message.m_Options = {{o_UserLimits, "ann=1;"}, {"a", Long(2 * k_VeryShort)}};
-  })));
+                       message.m_Section = o_Distribution;
+                       message.m_Options = {{o_UserLimits, "ann=1;"}, {"a", Long(2 * k_VeryShort)}};
+                     })));
 }
 
 } // namespace
