@@ -3,6 +3,7 @@
 
 #include "store/Layout1.h"
 #include "store/SqliteStore.h"
+#include "wire/Digest.h"
 
 namespace brenic::master {
 namespace {
