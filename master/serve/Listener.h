@@ -62,15 +62,15 @@ public:
 
   void Accept() {
     m_Acceptor.async_accept([this](const error_code& error, Socket socket) {
-      if (error == asio::error::operation_aborted)
-        return;
+      if (!m_Acceptor.is_open())
+        return; // also with a socket that was accepted just before
       if (!error) {
         m_OnSocket(std::move(socket));
         return Accept();
       }
       m_Retry.expires_after(std::chrono::milliseconds(100));
-      m_Retry.async_wait([this](const error_code& cancelled) {
-        if (!cancelled)
+      m_Retry.async_wait([this](const error_code&) {
+        if (m_Acceptor.is_open())
           Accept();
       });
     });

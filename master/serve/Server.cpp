@@ -41,12 +41,13 @@ wire::Welcome MakeWelcome(const MasterRecord& master) {
 } // namespace
 
 Server::Server(const ServerOptions& options, std::unique_ptr<Store> store, std::unique_ptr<Store> directory)
-    : m_Work(m_Io.get_executor()), m_EndSignals(m_Io), m_EndTimer(m_Io), m_Directory(std::move(directory)),
-      m_Machine(m_Io, options.m_Commands),
+    : m_Work(m_Io.get_executor()), m_EndSignals(m_Io), m_EndTimer(m_Io), m_Machine(m_Io, options.m_Commands),
       m_Writer(
-          std::move(store), options.m_Commands, m_Snapshots,
+          std::move(store), options.m_Commands,
           [this](Batch batch) { asio::post(m_Io, [this, batch = std::move(batch)] { OnBatch(batch); }); },
-          UID(true).ToString().str()) {
+          UID(true).ToString().str()),
+      m_Directory(std::move(directory)) {
+  m_Snapshot = m_Writer.FirstSnapshot();
   const MasterRecord master = m_Directory->LoadMaster();
   m_Welcome = MakeWelcome(master);
   const auto report = [this](const String& line) { ReportStranger(line); };
@@ -126,6 +127,8 @@ void Server::ReportStranger(const String& line) {
 }
 
 void Server::OnBatch(const Batch& batch) {
+  // The writer may be ahead by now. What is pushed fits what this batch changed, not the newest list.
+  m_Snapshot = batch.m_Snapshot;
   for (const RequestResult& result : batch.m_Results) {
     if (const auto session = m_Sessions.find(result.m_Session); session != m_Sessions.end()) {
       const auto held = session->second; // it may leave while it is served
@@ -136,9 +139,9 @@ void Server::OnBatch(const Batch& batch) {
   }
   if (!batch.m_TranslationsChanged && !batch.m_ProductsChanged)
     return;
-  const auto products = m_Snapshots.Current()->m_Products;
-  const Bytes changes =
-      batch.m_ChangedProducts ? MakeProductChanges(*products, *batch.m_ChangedProducts) : nullptr;
+  const Bytes changes = batch.m_ChangedProducts
+                            ? MakeProductChanges(*m_Snapshot->m_Products, *batch.m_ChangedProducts)
+                            : nullptr;
   for (const auto& session : Sessions()) {
     if (batch.m_TranslationsChanged && session->IsWelcome())
       session->PushTranslations();
@@ -181,6 +184,7 @@ void Server::BeginEnding() {
   sd_notify(0, "STOPPING=1");
   for (const auto& listener : m_Listeners)
     listener->Close();
+  m_Writer.Hurry();
 }
 
 void Server::ShutDownSystem() {

@@ -40,7 +40,7 @@ public:
 
 private:
   void Submit(Request request) override { m_Writer.Submit(std::move(request)); }
-  std::shared_ptr<const Snapshot> CurrentSnapshot() const override { return m_Snapshots.Current(); }
+  std::shared_ptr<const Snapshot> CurrentSnapshot() const override { return m_Snapshot; }
   const wire::Welcome& WelcomeTemplate() const override { return m_Welcome; }
   wire::Goodbye::Reason WhyNotWelcome() const override;
   void Closed(uint64_t session) override;
@@ -65,9 +65,8 @@ private:
   asio::executor_work_guard<asio::io_context::executor_type> m_Work;
   asio::signal_set m_EndSignals;
   asio::steady_timer m_EndTimer;
-  SnapshotHolder m_Snapshots;
+  std::shared_ptr<const Snapshot> m_Snapshot; // of the last batch that was dealt with
   wire::Welcome m_Welcome;
-  const std::unique_ptr<Store> m_Directory;
   MachineCommands m_Machine;
   std::vector<std::unique_ptr<Listener>> m_Listeners;
   std::map<uint64_t, std::shared_ptr<Session>> m_Sessions;
@@ -77,7 +76,9 @@ private:
   bool m_Finished = false;
   std::chrono::steady_clock::time_point m_StrangerMinute;
   int m_StrangerLines = 0;
-  Writer m_Writer; // last: its thread ends before the rest goes
+  Writer m_Writer; // its thread ends before the rest goes
+  // Goes before the writer's store, which leaves no log beside the database when it is closed last.
+  const std::unique_ptr<Store> m_Directory;
 };
 
 } // namespace brenic::master

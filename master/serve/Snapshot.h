@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
@@ -35,22 +34,5 @@ std::shared_ptr<const ProductFrames> MakeProductFrames(const Farm& farm);
 /// What brings a client that has the list before a change of these types up to date: each one as it is now,
 /// or its removal, and the end of the list.
 Bytes MakeProductChanges(const ProductFrames& products, const std::set<UID>& changed);
-
-/// Hands the newest snapshot from the thread that writes to the one that serves.
-class SnapshotHolder {
-public:
-  void Publish(std::shared_ptr<const Snapshot> snapshot) {
-    std::lock_guard lock(m_Mutex);
-    m_Snapshot = std::move(snapshot);
-  }
-  std::shared_ptr<const Snapshot> Current() const {
-    std::lock_guard lock(m_Mutex);
-    return m_Snapshot;
-  }
-
-private:
-  mutable std::mutex m_Mutex;
-  std::shared_ptr<const Snapshot> m_Snapshot;
-};
 
 } // namespace brenic::master

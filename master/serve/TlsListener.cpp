@@ -75,7 +75,14 @@ public:
     m_Loop.Accept();
   }
 
-  void Close() override { m_Loop.Close(); }
+  void Close() override {
+    m_Loop.Close();
+    for (const auto& stream : m_Handshakes) {
+      error_code ignored;
+      stream->lowest_layer().close(ignored);
+    }
+    m_Closed = true;
+  }
   String Address() const override { return Text(m_Endpoint); }
   uint16_t Port() const override { return m_Endpoint.port(); }
 
@@ -85,14 +92,14 @@ private:
   void Handshake(tcp::socket socket) {
     error_code error;
     const auto remote = socket.remote_endpoint(error);
-    if (error || m_Handshakes >= k_MaxHandshakes)
+    if (error || m_Handshakes.size() >= k_MaxHandshakes)
       return;
     socket.set_option(tcp::no_delay(true), error);
     const auto stream = std::make_shared<TlsStream>(std::move(socket), m_Context);
     const auto timer = std::make_shared<asio::steady_timer>(m_Io, Session::k_HelloWithin);
     const std::string address = Text(remote);
     const auto since = std::chrono::steady_clock::now();
-    ++m_Handshakes;
+    m_Handshakes.insert(stream);
     timer->async_wait([stream](const error_code& cancelled) {
       error_code ignored;
       if (!cancelled)
@@ -101,7 +108,9 @@ private:
     stream->async_handshake(
         ssl::stream_base::server, [this, stream, timer, address, since](const error_code& failed) {
           timer->cancel();
-          --m_Handshakes;
+          m_Handshakes.erase(stream);
+          if (m_Closed)
+            return;
           if (failed)
             m_Report(fmt::format("The handshake with {} failed: {}", address, Explain(failed).str()));
           else
@@ -136,7 +145,8 @@ private:
   const OnArrival m_OnArrival;
   AcceptLoop<tcp::acceptor> m_Loop;
   tcp::endpoint m_Endpoint;
-  size_t m_Handshakes = 0;
+  std::set<std::shared_ptr<TlsStream>> m_Handshakes; // that are not done
+  bool m_Closed = false;
 };
 
 } // namespace

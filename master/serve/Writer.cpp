@@ -68,10 +68,9 @@ bool FitsFrame(const Message& reply) {
 
 } // namespace
 
-Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, SnapshotHolder& snapshots,
-               Deliver deliver, std::string run)
-    : m_Store(std::move(store)), m_Commands(std::move(commands)), m_Snapshots(snapshots),
-      m_Deliver(std::move(deliver)), m_Run(std::move(run)), m_Farm(m_Store->LoadFarm()) {
+Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run)
+    : m_Store(std::move(store)), m_Commands(std::move(commands)), m_Deliver(std::move(deliver)),
+      m_Run(std::move(run)), m_Farm(m_Store->LoadFarm()) {
   Publish(true, true);
   for (const UID& type : m_Farm.m_Products.Hidden())
     rlib::LogWarning("The default product " + type.ToString() +
@@ -86,6 +85,12 @@ Writer::~Writer() {
   m_Wake.notify_one();
   if (m_Thread.joinable())
     m_Thread.join();
+  try {
+    if (!m_Store->Finish())
+      rlib::LogWarning("Another program uses the database, so its log stays beside it");
+  } catch (const std::exception& error) {
+    rlib::LogError(String("The database's log stays beside it: ") + error.what());
+  }
 }
 
 void Writer::Start() {
@@ -158,11 +163,13 @@ Batch Writer::Commit(const std::vector<Request>& requests) {
   }
   m_Store->Commit();
   Publish(batch.m_TranslationsChanged, batch.m_ProductsChanged);
+  batch.m_Snapshot = m_Snapshot;
   return batch;
 }
 
 Batch Writer::AnswerWithoutStoring(const std::vector<Request>& requests, const String& reason) {
   Batch batch;
+  batch.m_Snapshot = m_Snapshot;
   for (const Request& request : requests) {
     Decision decision = Decide(request, Sha256(*request.m_Bytes));
     const bool isWrite = decision.m_Record && !decision.m_Judgement.m_Reply;
@@ -250,13 +257,12 @@ AuditRecord Writer::MakeRecord(const Request& request, const Decision& decision,
 }
 
 void Writer::Publish(bool translations, bool products) {
-  const auto earlier = m_Snapshots.Current();
   auto snapshot = std::make_shared<Snapshot>();
-  snapshot->m_Translations = translations ? MakeTranslationsFrame(m_Farm) : earlier->m_Translations;
-  snapshot->m_Products = products ? MakeProductFrames(m_Farm) : earlier->m_Products;
+  snapshot->m_Translations = translations ? MakeTranslationsFrame(m_Farm) : m_Snapshot->m_Translations;
+  snapshot->m_Products = products ? MakeProductFrames(m_Farm) : m_Snapshot->m_Products;
   snapshot->m_DefaultIdleTimeout = m_Farm.DefaultIdleTimeout();
   snapshot->m_Message = m_Farm.Option(o_Message);
-  m_Snapshots.Publish(std::move(snapshot));
+  m_Snapshot = std::move(snapshot);
 }
 
 } // namespace brenic::master

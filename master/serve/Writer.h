@@ -23,6 +23,7 @@ struct RequestResult {
 /// What one commit brought, in the order of the requests.
 struct Batch {
   std::vector<RequestResult> m_Results;
+  std::shared_ptr<const Snapshot> m_Snapshot; // as it is with this commit and none after it
   bool m_TranslationsChanged = false;
   bool m_ProductsChanged = false;
   /// The types whose products changed; without a value, any may have.
@@ -39,14 +40,17 @@ public:
   using Deliver = std::function<void(Batch batch)>;
 
   /// `run` names this process of the Master in the audit trail.
-  Writer(std::unique_ptr<Store> store, MachineCommandLines commands, SnapshotHolder& snapshots,
-         Deliver deliver, std::string run);
-  /// Finishes what was submitted.
+  Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run);
+  /// Finishes what was submitted, and the store.
   ~Writer();
 
+  /// As it is before the first batch. To be called before Start.
+  std::shared_ptr<const Snapshot> FirstSnapshot() const { return m_Snapshot; }
   void Start();
   /// Any thread.
   void Submit(Request request);
+  /// Other programs that hold the database are not waited for from now on. Any thread.
+  void Hurry() { m_Store->Hurry(); }
 
 private:
   struct Decision {
@@ -68,10 +72,10 @@ private:
 
   const std::unique_ptr<Store> m_Store;
   const MachineCommandLines m_Commands;
-  SnapshotHolder& m_Snapshots;
   const Deliver m_Deliver;
   const std::string m_Run;
   Farm m_Farm;
+  std::shared_ptr<const Snapshot> m_Snapshot;
 
   std::mutex m_Mutex;
   std::condition_variable m_Wake;

@@ -1,5 +1,7 @@
 #include "store/Sqlite.h"
 
+#include <cerrno>
+
 #include <fmt/core.h>
 
 namespace brenic::master {
@@ -7,14 +9,19 @@ namespace brenic::master {
 namespace {
 
 constexpr int k_BusyMilliseconds = 10'000;
+constexpr int k_BusyStep = 10;               // milliseconds
+constexpr int k_LogBytes = 16 * 1024 * 1024; // a longer log file is cut to that when it begins anew
 
 [[noreturn]] void Throw(sqlite3* database, const std::string& what) {
   const int code = sqlite3_extended_errcode(database);
   const int primary = code & 0xff;
-  throw StoreFailure(fmt::format("{}: {} (SQLite {})", what, sqlite3_errmsg(database), code),
-                     primary == SQLITE_FULL   ? StoreFailure::Kind::k_Full
-                     : primary == SQLITE_BUSY ? StoreFailure::Kind::k_Busy
-                                              : StoreFailure::Kind::k_Broken);
+  const int system = sqlite3_system_errno(database);
+  const bool noRoom = primary == SQLITE_FULL || (code != SQLITE_OK && (system == ENOSPC || system == EDQUOT));
+  const char* const why = noRoom ? "the disk is full" : sqlite3_errmsg(database);
+  throw StoreFailure(fmt::format("{}: {} (SQLite {})", what, why, code), noRoom ? StoreFailure::Kind::k_Full
+                                                                         : primary == SQLITE_BUSY
+                                                                             ? StoreFailure::Kind::k_Busy
+                                                                             : StoreFailure::Kind::k_Broken);
 }
 
 } // namespace
@@ -82,7 +89,22 @@ Database::Database(const Path& file, Mode mode) {
     sqlite3_close(m_Database);
     throw StoreFailure(fmt::format("Cannot open the database '{}': {}", file.str().str(), reason));
   }
-  sqlite3_busy_timeout(m_Database, k_BusyMilliseconds);
+  sqlite3_busy_handler(m_Database, OnBusy, this);
+  if (mode == Mode::k_ReadWrite) // in place of SQLite's own checkpoints, which tell nobody when they fail
+    sqlite3_wal_hook(m_Database, OnCommit, this);
+}
+
+/// Whether SQLite is to try again.
+int Database::OnBusy(void* self, int calls) {
+  if (static_cast<const Database*>(self)->m_Hurry || calls * k_BusyStep >= k_BusyMilliseconds)
+    return 0;
+  sqlite3_sleep(k_BusyStep);
+  return 1;
+}
+
+int Database::OnCommit(void* self, sqlite3*, const char*, int logPages) {
+  static_cast<Database*>(self)->m_LogPages = static_cast<size_t>(logPages);
+  return SQLITE_OK;
 }
 
 Database::~Database() {
@@ -104,8 +126,23 @@ void Database::Rollback() noexcept {
     sqlite3_exec(m_Database, "ROLLBACK", nullptr, nullptr, nullptr);
 }
 
+bool Database::Checkpoint(Checkpointing how) {
+  int inLog = 0;
+  int done = 0;
+  const int code = sqlite3_wal_checkpoint_v2(
+      m_Database, nullptr,
+      how == Checkpointing::k_Whole ? SQLITE_CHECKPOINT_TRUNCATE : SQLITE_CHECKPOINT_PASSIVE, &inLog, &done);
+  if (code == SQLITE_BUSY)
+    return false;
+  if (code != SQLITE_OK)
+    Throw(m_Database, "Cannot write the database");
+  m_LogPages = static_cast<size_t>(inLog);
+  return done == inLog;
+}
+
 void SetDurability(Database& database) {
   database.Execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON;");
+  database.Execute(fmt::format("PRAGMA journal_size_limit = {}", k_LogBytes).c_str());
   const std::string journal = database.Scalar("PRAGMA journal_mode");
   const std::string synchronous = database.Scalar("PRAGMA synchronous");
   if (journal != "wal" || synchronous != "2")

@@ -3,6 +3,7 @@
 
 #include <sqlite3.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -80,14 +81,32 @@ public:
   /// Undoes an open transaction; never throws.
   void Rollback() noexcept;
 
+  /// How much a checkpoint waits for others: not at all, or for all that read or write, so that the log is
+  /// empty afterwards.
+  enum class Checkpointing { k_Passive, k_Whole };
+  /// Writes what was committed from the write-ahead log into the database itself, both synced. False when
+  /// others that read or write keep some of it in the log.
+  bool Checkpoint(Checkpointing how);
+  /// Pages in the write-ahead log, as this connection's last commit or checkpoint left it.
+  size_t LogPages() const { return m_LogPages; }
+
+  /// Others that hold the database are not waited for from now on. Any thread.
+  void Hurry() { m_Hurry = true; }
+
   sqlite3* Handle() { return m_Database; }
 
 private:
+  static int OnBusy(void* self, int calls);
+  static int OnCommit(void* self, sqlite3* database, const char* name, int logPages);
+
   sqlite3* m_Database = nullptr;
+  size_t m_LogPages = 0;
+  std::atomic<bool> m_Hurry = false;
 };
 
 /// Sets that a commit has been synced when it returns, and checks that it is so: whoever changes these
-/// settings would make "committed" mean less than it says. Throws StoreFailure.
+/// settings would make "committed" mean less than it says. From then on only Checkpoint writes what is in the
+/// log into the database, so that a failure of that is told. Throws StoreFailure.
 void SetDurability(Database& database);
 
 } // namespace brenic::master

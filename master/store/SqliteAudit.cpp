@@ -49,14 +49,37 @@ std::optional<AuditRecord> SqliteStore::FindDecision(const std::string& clientKe
 }
 
 void SqliteStore::ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) {
+  Statement first(m_Database.Handle(), "SELECT min(sequence) FROM audit WHERE time >= ?");
+  first.Bind(since);
+  int64_t next = 0;
+  while (first.Step())
+    next = first.Integer(0);
+  for (;;) {
+    // Read before any is given out: as long as a statement is open, the log cannot be written into the
+    // database.
+    const std::vector<AuditRecord> page = ReadAuditPage(since, next);
+    if (page.empty())
+      return;
+    for (const AuditRecord& record : page)
+      each(record);
+    next = page.back().m_Sequence + 1;
+  }
+}
+
+std::vector<AuditRecord> SqliteStore::ReadAuditPage(int64_t since, int64_t from) {
+  constexpr size_t k_MostRecords = 1000;
+  constexpr size_t k_MostBytes = 4 * 1024 * 1024;
+  std::vector<AuditRecord> page;
+  size_t bytes = 0;
+  // The plus keeps SQLite from going by time, which the clock may have turned back.
   Statement row(
       m_Database.Handle(),
       "SELECT sequence, time, client_key, client_id, client_name, client_role, client_kind, "
       "client_address, message_id, class, digest, fields, result, reason, run, size, request, change "
-      "FROM audit WHERE time >= ? ORDER BY sequence");
-  row.Bind(since);
-  while (row.Step()) {
-    AuditRecord record;
+      "FROM audit WHERE sequence >= ? AND +time >= ? ORDER BY sequence");
+  row.Bind(from, since);
+  while (page.size() < k_MostRecords && bytes < k_MostBytes && row.Step()) {
+    AuditRecord& record = page.emplace_back();
     record.m_Sequence = row.Integer(0);
     record.m_Time = row.Integer(1);
     record.m_ClientKey = row.Text(2);
@@ -75,10 +98,13 @@ void SqliteStore::ReadAudit(int64_t since, const std::function<void(const AuditR
     record.m_Size = static_cast<size_t>(row.Integer(15));
     if (!row.IsNull(16))
       record.m_Request = std::make_shared<const std::string>(row.Text(16));
-    if (!row.IsNull(17))
-      record.m_LoadChange = [this, bytes = row.Text(17)] { return LoadChange(bytes); };
-    each(record);
+    if (!row.IsNull(17)) {
+      record.m_LoadChange = [this, change = row.Text(17)] { return LoadChange(change); };
+      bytes += row.Text(17).size();
+    }
+    bytes += record.m_FieldsOfLayout1.size() + (record.m_Request ? record.m_Request->size() : 0);
   }
+  return page;
 }
 
 std::shared_ptr<const Change> SqliteStore::LoadChange(const std::string& bytes) {

@@ -43,7 +43,8 @@ void SqliteStore::Create(const Path& file, const MasterRecord& master, const Cli
                        "': " + rlib::ErrorText(errno).str());
   close(made);
   Database database(file, Database::Mode::k_ReadWrite);
-  SetDurability(database);
+  // Without a write-ahead log at first: what fails is told by the commit, and the file is all there is.
+  database.Execute("PRAGMA journal_mode = DELETE; PRAGMA synchronous = FULL");
   database.Execute("BEGIN IMMEDIATE");
   for (const char* tables : {k_SettingsTables, k_ProductTables, k_AuditTable})
     database.Execute(tables);
@@ -54,12 +55,28 @@ void SqliteStore::Create(const Path& file, const MasterRecord& master, const Cli
   Statement(database.Handle(), "INSERT INTO client VALUES (?,?,?)")
       .Run(firstClient.m_Serial, firstClient.m_Name, RoleName(firstClient.m_Role));
   database.Execute("COMMIT");
+  SetDurability(database);
+  if (const std::string found = database.Scalar("PRAGMA quick_check"); found != "ok")
+    throw StoreFailure("The new database is damaged: " + found);
 }
 
 SqliteStore::SqliteStore(const Path& dataFolder, Database::Mode mode) : m_Database(File(dataFolder), mode) {
   if (mode != Database::Mode::k_ReadOnly)
     SetDurability(m_Database);
   CheckLayout(m_Database);
+  if (mode != Database::Mode::k_ReadOnly)
+    MakeDurable();
+}
+
+/// What was recovered from the log may never have been synced: a power cut would lose it, after a request
+/// that was sent again had been told that it was committed. Nor may the log go on behind it, since recovery
+/// ends at the first page that is not there.
+void SqliteStore::MakeDurable() {
+  const bool nothingToDo =
+      m_Database.Checkpoint(Database::Checkpointing::k_Passive) && m_Database.LogPages() == 0;
+  if (!nothingToDo && !m_Database.Checkpoint(Database::Checkpointing::k_Whole))
+    throw StoreFailure("Another program holds the database; end it, or try again when it is done",
+                       StoreFailure::Kind::k_Busy);
 }
 
 Statement& SqliteStore::Prepared(const char* sql) {
@@ -94,7 +111,29 @@ std::optional<ClientRecord> SqliteStore::FindClient(const std::string& serial) {
 }
 
 void SqliteStore::Begin() {
+  KeepLogShort();
   Prepared("BEGIN IMMEDIATE").Run();
+}
+
+/// Before a transaction and not after one, so that what fails concerns nothing that was committed.
+void SqliteStore::KeepLogShort() {
+  constexpr size_t k_CheckpointAfter = 1000;           // pages of 4 KiB
+  constexpr size_t k_Most = 1024 * 1024 * 1024 / 4096; // pages
+  const size_t pages = m_Database.LogPages();
+  if (pages < m_CheckpointAt)
+    m_CheckpointAt = 0; // it began anew
+  if (pages - m_CheckpointAt < k_CheckpointAfter)
+    return;
+  const bool whole = m_Database.Checkpoint(Database::Checkpointing::k_Passive);
+  m_CheckpointAt = pages; // not after a failure, so that the next round tries again
+  if (!whole && pages > k_Most)
+    throw StoreFailure("Another program reads the database, whose log has reached 1 GiB meanwhile",
+                       StoreFailure::Kind::k_Busy);
+}
+
+bool SqliteStore::Finish() {
+  m_Database.Hurry();
+  return m_Database.Checkpoint(Database::Checkpointing::k_Whole);
 }
 
 void SqliteStore::Commit() {

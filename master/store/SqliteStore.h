@@ -29,6 +29,8 @@ public:
   void AddClient(const ClientRecord& client) override;
   std::optional<ClientRecord> FindClient(const std::string& serial) override;
   void ReplaceDefaultProducts(const ProductMap& products) override;
+  void Hurry() override { m_Database.Hurry(); }
+  bool Finish() override;
   void Begin() override;
   void Commit() override;
   void Rollback() override { m_Database.Rollback(); }
@@ -42,6 +44,8 @@ public:
 private:
   /// Prepared once per text, which must be a literal.
   Statement& Prepared(const char* sql);
+  void MakeDurable();
+  void KeepLogShort();
   void ApplyOption(const OptionChange& change);
   void ApplyUserLimits(const UserLimitsChange& change);
   void ApplyTranslations(const ListDifference<TranslationSet>& change);
@@ -49,10 +53,12 @@ private:
   bool AreDefaultProducts(const ProductMap& products);
   /// Keeps the document, if it is not there already, and returns its digest.
   std::string KeepDocument(const Product& product);
+  std::vector<AuditRecord> ReadAuditPage(int64_t since, int64_t from);
   std::shared_ptr<const Change> LoadChange(const std::string& bytes);
   shared_ptr<const Product> LoadDocument(const std::string& digest);
 
   Database m_Database;
+  size_t m_CheckpointAt = 0; // pages of the log at the last checkpoint
   std::map<const char*, std::unique_ptr<Statement>> m_Statements;
 };
 

@@ -97,6 +97,12 @@ public:
   /// same. Rolls back when it fails.
   virtual void ReplaceDefaultProducts(const ProductMap& products) = 0;
 
+  /// Others that hold the store are not waited for from now on. Any thread.
+  virtual void Hurry() = 0;
+  /// The last call: brings everything to where it is found without a log. False when others keep it from
+  /// that.
+  virtual bool Finish() = 0;
+
   virtual void Begin() = 0;
   /// The transaction is durable when this returns.
   virtual void Commit() = 0;
@@ -107,7 +113,8 @@ public:
   /// How a request of this identifier was decided: class, digest, result, reason and run, and whether the
   /// record is of layout 1. Requests that were only answered are not remembered.
   virtual std::optional<AuditRecord> FindDecision(const std::string& clientKey, const UID& messageId) = 0;
-  /// Calls `each` for the records from `since` (milliseconds) on, in commit order.
+  /// Calls `each` for the records from `since` (milliseconds) on, in commit order. Holds nothing that others
+  /// wait for while it does.
   virtual void ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) = 0;
 };
 

@@ -54,16 +54,22 @@ class Farm:
 
     def serve(self):
         """Starts the Master and returns when it is ready; again on the same port."""
+        if not self.try_to_serve():
+            raise AssertionError(f"the Master did not start: {self.log()}")
+
+    def try_to_serve(self, **environment):
+        """The same; false when it ended instead."""
         self.output = open(self.folder / "master.out", "a+b")
         self.master = subprocess.Popen(
             [BIN / "brenic-master", "serve", "--data-dir", self.data, "--listen", f"127.0.0.1:{self.port}",
              "--socket", self.socket, "--config", self.config, "--products", self.products],
-            stdout=subprocess.PIPE, stderr=self.output, stdin=subprocess.DEVNULL)
+            stdout=subprocess.PIPE, stderr=self.output, stdin=subprocess.DEVNULL, env={**os.environ, **environment})
         ready = self.master.stdout.readline().decode()
         if "Serving on" not in ready:
-            raise AssertionError(f"the Master did not start: {ready}{self.log()}")
+            return False
         self.port = int(ready.rsplit(":", 1)[1])
         self.address = f"127.0.0.1:{self.port}"
+        return True
 
     def log(self):
         return (self.folder / "master.out").read_text(errors="replace")

@@ -25,7 +25,7 @@ protected:
     while (client.Step())
       m_Roles[client.Text(0)] = RoleOf(client.Text(1));
     m_Writer = std::make_unique<Writer>(
-        std::move(store), MachineCommandLines{"reboot", "shutdown"}, m_Snapshots,
+        std::move(store), MachineCommandLines{"reboot", "shutdown"},
         [this](Batch batch) { m_Batch.set_value(std::move(batch)); }, "a later run");
     m_Writer->Start();
   }
@@ -61,7 +61,6 @@ protected:
   }
 
   std::map<std::string, Role> m_Roles; // by client key
-  SnapshotHolder m_Snapshots;
   std::promise<Batch> m_Batch;
   std::unique_ptr<Writer> m_Writer;
 };

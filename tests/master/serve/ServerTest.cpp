@@ -39,6 +39,37 @@ TEST_F(ServerTest, DoesNotSendProductsThatTheClientHolds) {
   EXPECT_EQ(frames.back().message().end_products().digest(), digest);
 }
 
+TEST_F(ServerTest, NamesTheListThatAClientWasGivenAndNoLaterOne) {
+  constexpr uint8_t k_Products = 125;
+  TestClient watcher = m_Farm.Join(), installer = m_Farm.Join();
+  for (uint8_t number = 1; number <= k_Products; ++number)
+    installer.Request(*InstallProduct(MakeProduct(number, fmt::format("Own {}", number))));
+
+  std::map<std::string, std::set<std::string>> lists; // types by digest
+  std::set<std::string> given;
+  std::optional<std::set<std::string>> whole; // sent anew
+  while (given.size() != k_Products) {
+    const auto frame = watcher.Receive();
+    ASSERT_TRUE(frame);
+    for (const auto& product : frame->products().products()) {
+      if (!whole)
+        whole.emplace();
+      if (product.name().rfind("Own", 0) == 0)
+        whole->insert(product.type());
+    }
+    if (frame->message().has_product())
+      given.insert(frame->message().product().type());
+    if (frame->message().has_end_products()) {
+      if (whole)
+        given = *std::exchange(whole, std::nullopt);
+      const std::string& digest = frame->message().end_products().digest();
+      EXPECT_EQ(lists.emplace(digest, given).first->second, given) << given.size();
+    }
+  }
+  for (uint8_t number = 1; number <= k_Products; ++number)
+    EXPECT_EQ(installer.NextAnswer().outcome(), wire::Answer::COMMITTED);
+}
+
 TEST_F(ServerTest, AnswersInTheOrderOfTheRequests) {
   TestClient client = m_Farm.Join();
   std::vector<UID> asked, answered;

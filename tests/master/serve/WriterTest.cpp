@@ -54,7 +54,7 @@ protected:
     store->ReplaceDefaultProducts(SampleFarm().m_Products.Defaults());
     m_Store = store.get();
     m_Writer = std::make_unique<Writer>(
-        std::move(store), MachineCommandLines{"reboot", ""}, m_Snapshots,
+        std::move(store), MachineCommandLines{"reboot", ""},
         [this](Batch batch) {
           std::lock_guard lock(m_Mutex);
           m_Batches.push_back(std::move(batch));
@@ -106,7 +106,6 @@ protected:
   }
 
   const TempFolder m_Folder;
-  SnapshotHolder m_Snapshots;
   std::mutex m_Mutex;
   std::condition_variable m_Arrived;
   std::vector<Batch> m_Batches;
@@ -239,17 +238,29 @@ TEST_F(WriterTest, RecordsRefusalsInTheAuditTrail) {
 }
 
 TEST_F(WriterTest, PublishesWhatConnectingClientsAreTold) {
-  const auto before = m_Snapshots.Current();
+  const auto before = m_Writer->FirstSnapshot();
   m_Writer->Start();
   Ask(Set("Message", "hi"));
   Ask(Set("DefaultIdleTimeout", "30"));
   Ask(Make<PathTranslationsMsg>([](auto& m) { m.m_Translations = {{{1, "/x"}}}; }));
-  const auto after = m_Snapshots.Current();
+  const auto after = m_Batches.back().m_Snapshot;
   EXPECT_EQ(after->m_Message, "hi");
   EXPECT_EQ(after->m_DefaultIdleTimeout, 30u);
   EXPECT_NE(*after->m_Translations, *before->m_Translations);
   EXPECT_EQ(after->m_Products, before->m_Products);
   EXPECT_TRUE(m_Batches.back().m_TranslationsChanged);
+}
+
+TEST_F(WriterTest, GivesEachBatchWhatItPublishesAndNotWhatCameLater) {
+  m_Writer->Start();
+  for (uint8_t number = 3; number != 6; ++number) {
+    Ask(Make<ProductMsg>([&](auto& m) {
+      m.m_Product = boost::const_pointer_cast<Product>(MakeProduct(number, fmt::format("Own {}", number)));
+    }));
+  }
+  ASSERT_EQ(m_Batches.size(), 3u);
+  for (size_t i = 0; i != 3; ++i)
+    EXPECT_EQ(m_Batches[i].m_Snapshot->m_Products->m_Products.size(), 3 + i);
 }
 
 TEST_F(WriterTest, RefusesWritesAndAnswersReadsWhileTheDiskIsFull) {
