@@ -51,8 +51,10 @@ Result<> CheckMinutes(const String& text) {
 }
 
 Result<> CheckValue(const String& name, const String& value, bool global) {
-  const bool userLimits = global && name.CompareNoCase(o_UserLimits) == 0;
-  Result<> check = CheckText(value, userLimits ? k_MaxUserLimits : k_MaxValue);
+  Result<> check = CheckText(value, !global                                 ? k_MaxValue
+                                    : name.CompareNoCase(o_UserLimits) == 0 ? k_MaxUserLimits
+                                    : name.CompareNoCase(o_Message) == 0    ? k_MaxMessage
+                                                                            : k_MaxValue);
   if (global && name.CompareNoCase(o_DefaultIdleTimeout) == 0) {
     if (const auto minutes = CheckMinutes(value); !minutes)
       check = minutes.Why();

@@ -11,6 +11,9 @@ namespace brenic::master {
 /// Limits of what the Master takes, in bytes unless said otherwise.
 inline constexpr size_t k_MaxName = 256;
 inline constexpr size_t k_MaxValue = 64 * 1024;
+/// Of the global option `Message`, which travels in every Welcome: that stays below 64 KiB, the most that
+/// clients once took before they were welcome.
+inline constexpr size_t k_MaxMessage = 32 * 1024;
 inline constexpr size_t k_MaxUserLimits = 16 * 1024 * 1024;
 inline constexpr size_t k_MaxRoot = 4096;
 inline constexpr size_t k_MaxTranslationCount = 100'000; // translations

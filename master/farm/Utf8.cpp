@@ -38,4 +38,12 @@ bool IsUtf8(std::string_view text) {
   return true;
 }
 
+std::string_view Utf8Beginning(std::string_view text, size_t most) {
+  if (text.size() <= most)
+    return text;
+  while (most > 0 && static_cast<unsigned char>(text[most]) >> 6 == 2)
+    --most;
+  return text.substr(0, most);
+}
+
 } // namespace brenic::master

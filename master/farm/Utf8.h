@@ -7,4 +7,7 @@ namespace brenic::master {
 
 bool IsUtf8(std::string_view text);
 
+/// The beginning of a UTF-8 text, of at most so many bytes and without part of a character at its end.
+std::string_view Utf8Beginning(std::string_view text, size_t most);
+
 } // namespace brenic::master

@@ -2,6 +2,8 @@
 
 #include <fmt/core.h>
 
+#include "farm/Judgement.h"
+#include "farm/Utf8.h"
 #include "rlib/Log.h"
 #include "wire/Contents.h"
 
@@ -150,7 +152,8 @@ void Session::SendWelcome(const wire::Hello& hello) {
   wire::Frame frame;
   *frame.mutable_welcome() = m_Host.WelcomeTemplate();
   frame.mutable_welcome()->set_default_idle_timeout(snapshot->m_DefaultIdleTimeout);
-  frame.mutable_welcome()->set_message(snapshot->m_Message.str());
+  // A longer one may be stored from the time when it was taken.
+  frame.mutable_welcome()->set_message(std::string(Utf8Beginning(snapshot->m_Message.str(), k_MaxMessage)));
   m_Stream->Send(frame);
   m_Stream->Send(snapshot->m_Translations);
 

@@ -95,6 +95,7 @@ void MasterConnection::Attempt() {
 
 void MasterConnection::Greet(std::unique_ptr<ByteStream> stream) {
   m_Stream = std::make_shared<FrameStream>(m_Io, std::move(stream), m_Options.m_Timing.m_Silence);
+  m_Stream->SetLimit(wire::k_MaxFrame); // whom the connector let through is the Master
   m_Stream->Start({[this](wire::Frame& frame) { OnFrame(frame); },
                    [this](const FrameStream::End& end) {
                      if (end.m_Malformed) {

@@ -47,7 +47,6 @@ void MasterConnection::OnWelcome(const wire::Welcome& welcome) {
   m_Reported = k_Empty;
   m_ProductsComplete = false;
   m_StagedProducts.reset();
-  m_Stream->SetLimit(wire::k_MaxFrame);
 
   const auto info = boost::make_shared<MasterInfo>();
   info->m_ID = id;

@@ -195,9 +195,9 @@ INSTANTIATE_TEST_SUITE_P(
         FinalCase{"FinalFailure", Refused("bad certificate", true),
                   "Cannot connect to the Master at fake:1: bad certificate"},
         FinalCase{
-            "TooLarge", WithGarbage(std::string("\0\1\0\1", 4)),
-            "the Master at fake:1 does not keep to the protocol: received a frame of 65537 bytes, where "
-            "65536 are allowed"},
+            "TooLarge", WithGarbage(std::string("\4\0\0\1", 4)),
+            "the Master at fake:1 does not keep to the protocol: received a frame of 67108865 bytes, where "
+            "67108864 are allowed"},
         FinalCase{
             "Undecodable", WithGarbage(std::string("\0\0\0\2\xff\xff", 6)),
             "the Master at fake:1 does not keep to the protocol: received a frame that cannot be decoded"},

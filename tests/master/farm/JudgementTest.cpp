@@ -64,6 +64,8 @@ INSTANTIATE_TEST_SUITE_P(
                     BadText{"a", "\xc3", "not valid UTF-8"}, BadText{"a\xff", "1", "not valid UTF-8"},
                     BadText{"a", String(std::string(65537, 'x')), "65537 bytes, where 65536 are allowed"},
                     BadText{o_UserLimits, String(std::string(k_MaxUserLimits + 1, 'x')), "16777217 bytes"},
+                    BadText{"mESSAGE", String(std::string(k_MaxMessage + 1, 'x')),
+                            "32769 bytes, where 32768"},
                     BadText{o_DefaultIdleTimeout, "soon", "whole number of minutes"},
                     BadText{o_DefaultIdleTimeout, "-1", "whole number of minutes"}));
 
@@ -71,6 +73,8 @@ TEST(Options, AtTheirLimitsAreTaken) {
   EXPECT_EQ(
       RefusalOf(*Option("Distribution", String(std::string(256, 'x')), String(std::string(65536, 'x')))), "");
   EXPECT_EQ(RefusalOf(*Option("Distribution", "userLIMITS", String(std::string(k_MaxUserLimits, 'x')))), "");
+  EXPECT_EQ(RefusalOf(*Option("Distribution", o_Message, String(std::string(k_MaxMessage, 'x')))), "");
+  EXPECT_EQ(RefusalOf(*Option(Type(1).ToString(), o_Message, String(std::string(k_MaxValue, 'x')))), "");
 }
 
 TEST(UserLimitsName, IsAnOrdinaryOptionOfAType) {

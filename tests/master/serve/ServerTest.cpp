@@ -8,6 +8,7 @@
 #include "brenic/SystemMessages.h"
 #include "farm/Samples.h"
 #include "serve/TestFarm.h"
+#include "store/SqliteStore.h"
 #include "wire/Digest.h"
 
 namespace brenic::master {
@@ -98,6 +99,51 @@ TEST_F(ServerTest, AnswersInTheOrderOfTheRequests) {
     answered.push_back(wire::Identifier(client.NextAnswer().id()));
   EXPECT_EQ(answered, asked);
   EXPECT_EQ(m_Farm.State()["options"]["a"], "299");
+}
+
+TEST_F(ServerTest, AgreesOnKeysInGroupsThatCostItLittle) {
+  const std::string credentials = m_Farm.Data() + "/clients/admin";
+  for (const char* group : {"X25519", "P-256", "P-384"})
+    EXPECT_EQ(TestClient::Tls(m_Farm.Port(), credentials, group).Greet().size(), 4u) << group;
+  for (const char* group : {"ffdhe2048", "ffdhe8192", "P-521", "X448"})
+    EXPECT_THROW(TestClient::Tls(m_Farm.Port(), credentials, group), std::runtime_error) << group;
+}
+
+TEST_F(ServerTest, SendsItsOwnCertificateAlone) {
+  EXPECT_EQ(m_Farm.ConnectTls(m_Farm.Data() + "/clients/admin").CertificatesSent(), 1);
+}
+
+TEST_F(ServerTest, WelcomesWithEverySettingAtItsLargest) {
+  constexpr size_t k_OldClientsTake = 64 * 1024;
+  TestClient client = m_Farm.Join();
+  EXPECT_EQ(client.Ask(*SetOption(o_Message, String(std::string(k_MaxMessage, 'x')))).outcome(),
+            wire::Answer::COMMITTED);
+  EXPECT_EQ(client.Ask(*SetOption(o_Message, String(std::string(k_MaxMessage + 1, 'x')))).outcome(),
+            wire::Answer::REFUSED);
+  EXPECT_EQ(client.Ask(*SetOption(o_DefaultIdleTimeout, "2147483647")).outcome(), wire::Answer::COMMITTED);
+  EXPECT_EQ(client.Ask(*SetOption(o_UserLimits, String(std::string(k_MaxUserLimits, 'x')))).outcome(),
+            wire::Answer::COMMITTED);
+  const wire::Frame welcome = m_Farm.Connect().Greet().front();
+  EXPECT_EQ(welcome.welcome().message().size(), k_MaxMessage);
+  EXPECT_LT(welcome.ByteSizeLong(), k_OldClientsTake);
+}
+
+TEST_F(ServerTest, CutsALongerMessageThatWasStoredOnceBetweenCharacters) {
+  m_Farm.Signal(SIGTERM);
+  ASSERT_EQ(m_Farm.Wait(), 0);
+  const std::string stored = "x" + [] {
+    std::string text;
+    for (size_t i = 0; i != 21'000; ++i)
+      text += "\xe5\xa4\x9c";
+    return text;
+  }();
+  Statement(Database(SqliteStore::File(m_Farm.Data()), Database::Mode::k_ReadWrite).Handle(),
+            "INSERT INTO option VALUES (?,?,?)")
+      .Run(UID::Null, o_Message, stored);
+  m_Farm.Serve();
+  const std::string told = m_Farm.Connect().Greet().front().welcome().message();
+  EXPECT_EQ(told.size(), k_MaxMessage - 1); // 1 + 3 * 10922
+  EXPECT_TRUE(stored.starts_with(told));
 }
 
 TEST_F(ServerTest, LetsInTheFirstAdministratorOverTls) {

@@ -72,7 +72,7 @@ TestClient TestClient::Local(const std::string& socket) {
   return TestClient(std::move(connection));
 }
 
-TestClient TestClient::Tls(uint16_t port, const std::string& credentials) {
+TestClient TestClient::Tls(uint16_t port, const std::string& credentials, const char* groups) {
   std::signal(SIGPIPE, SIG_IGN); // SSL_write has no flag for it
   TcpAddress address;
   address.address.sin_family = AF_INET;
@@ -87,11 +87,17 @@ TestClient TestClient::Tls(uint16_t port, const std::string& credentials) {
           "client.pem");
   Require(SSL_CTX_use_PrivateKey_file(context, (credentials + "/client.key").c_str(), SSL_FILETYPE_PEM) == 1,
           "client.key");
+  if (groups)
+    Require(SSL_CTX_set1_groups_list(context, groups) == 1, "groups");
   connection->m_Tls = SSL_new(context);
   X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(connection->m_Tls), "127.0.0.1");
   SSL_set_fd(connection->m_Tls, connection->m_Socket);
   Require(SSL_connect(connection->m_Tls) == 1, "TLS handshake");
   return TestClient(std::move(connection));
+}
+
+int TestClient::CertificatesSent() const {
+  return sk_X509_num(SSL_get_peer_cert_chain(m_Connection->m_Tls));
 }
 
 void TestClient::SendBytes(const std::string& bytes) {

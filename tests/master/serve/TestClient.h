@@ -14,7 +14,7 @@ public:
   /// Throw std::runtime_error when there is no connection.
   static TestClient Local(const std::string& socket);
   /// With ca.pem, client.pem and client.key of the folder.
-  static TestClient Tls(uint16_t port, const std::string& credentials);
+  static TestClient Tls(uint16_t port, const std::string& credentials, const char* groups = nullptr);
 
   TestClient(TestClient&&) noexcept;
   ~TestClient();
@@ -35,6 +35,9 @@ public:
   std::optional<wire::Frame> Receive();
   /// The next frame of that kind; throws at the end.
   wire::Frame ReceiveOnly(wire::Frame::BodyCase kind);
+
+  /// How many certificates the Master sent.
+  int CertificatesSent() const;
 
   void Close();
 
