@@ -12,16 +12,24 @@ constexpr int k_BusyMilliseconds = 10'000;
 constexpr int k_BusyStep = 10;               // milliseconds
 constexpr int k_LogBytes = 16 * 1024 * 1024; // a longer log file is cut to that when it begins anew
 
+/// Whether it failed for want of space and changed nothing. A sync that failed is not among that, whatever
+/// its reason: what it should have written may be lost.
+bool IsFull(sqlite3* database, int code) {
+  const bool isOpening = code == SQLITE_IOERR_SHMOPEN || code == SQLITE_IOERR_SHMSIZE ||
+                         code == SQLITE_IOERR_SHMMAP || (code & 0xff) == SQLITE_CANTOPEN;
+  const int system = sqlite3_system_errno(database);
+  return (code & 0xff) == SQLITE_FULL || (isOpening && (system == ENOSPC || system == EDQUOT));
+}
+
 [[noreturn]] void Throw(sqlite3* database, const std::string& what) {
   const int code = sqlite3_extended_errcode(database);
-  const int primary = code & 0xff;
-  const int system = sqlite3_system_errno(database);
-  const bool noRoom = primary == SQLITE_FULL || (code != SQLITE_OK && (system == ENOSPC || system == EDQUOT));
-  const char* const why = noRoom ? "the disk is full" : sqlite3_errmsg(database);
-  throw StoreFailure(fmt::format("{}: {} (SQLite {})", what, why, code), noRoom ? StoreFailure::Kind::k_Full
-                                                                         : primary == SQLITE_BUSY
-                                                                             ? StoreFailure::Kind::k_Busy
-                                                                             : StoreFailure::Kind::k_Broken);
+  const bool isFull = IsFull(database, code);
+  const bool isBusy = (code & 0xff) == SQLITE_BUSY;
+  throw StoreFailure(
+      fmt::format("{}: {} (SQLite {})", what, isFull ? "the disk is full" : sqlite3_errmsg(database), code),
+      isFull   ? StoreFailure::Kind::k_Full
+      : isBusy ? StoreFailure::Kind::k_Busy
+               : StoreFailure::Kind::k_Broken);
 }
 
 } // namespace

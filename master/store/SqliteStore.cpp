@@ -122,7 +122,7 @@ void SqliteStore::KeepLogShort() {
   const size_t pages = m_Database.LogPages();
   if (pages < m_CheckpointAt)
     m_CheckpointAt = 0; // it began anew
-  if (pages - m_CheckpointAt < k_CheckpointAfter)
+  if (pages - m_CheckpointAt < k_CheckpointAfter && pages <= k_Most)
     return;
   const bool whole = m_Database.Checkpoint(Database::Checkpointing::k_Passive);
   m_CheckpointAt = pages; // not after a failure, so that the next round tries again
