@@ -74,6 +74,14 @@ class Farm:
     def log(self):
         return (self.folder / "master.out").read_text(errors="replace")
 
+    def stop(self):
+        """Ends it cleanly; its exit status."""
+        self.master.terminate()
+        status = self.master.wait(LONGEST)
+        self.master.stdout.close()
+        self.output.close()
+        return status
+
     def kill(self):
         self.master.kill()
         self.master.wait()

@@ -1,7 +1,6 @@
 """How a Master ends, and what it leaves."""
 
 import shutil
-import signal
 import socket
 import sqlite3
 import subprocess
@@ -17,9 +16,14 @@ class Stop(FarmTest):
     def stop(self):
         """Ends it; the seconds that it took."""
         began = time.monotonic()
-        self.farm.master.send_signal(signal.SIGTERM)
-        self.assertEqual(self.farm.master.wait(LONGEST), 0, self.farm.log())
+        self.assertEqual(self.farm.stop(), 0, self.farm.log())
         return time.monotonic() - began
+
+    def state_of_the_database_alone(self):
+        copy = self.farm.folder / "copy"
+        copy.mkdir(mode=0o700)
+        shutil.copy(self.farm.data / "master.db", copy)
+        return self.farm.admin("state", "--data-dir", copy)
 
     def files(self):
         return sorted(file.name for file in self.farm.data.glob("master.db*"))
@@ -29,11 +33,9 @@ class Stop(FarmTest):
             self.assertDone(self.farm.run("-Option", f"option-{number}", "x" * 1000))
         self.stop()
         self.assertEqual(self.files(), ["master.db"])
-        copy = self.farm.folder / "copy"
-        copy.mkdir(mode=0o700)
-        shutil.copy(self.farm.data / "master.db", copy)
-        self.assertEqual(self.farm.admin("state", "--data-dir", copy), self.farm.admin("state", "--data-dir", self.farm.data))
-        self.assertIn("option-4", self.farm.admin("state", "--data-dir", copy))
+        state = self.state_of_the_database_alone()
+        self.assertEqual(state, self.farm.admin("state", "--data-dir", self.farm.data))
+        self.assertIn("option-4", state)
 
     def test_a_reader_of_the_trail_that_stands_still_keeps_nothing_from_the_database(self):
         for number in range(40):
@@ -43,10 +45,7 @@ class Stop(FarmTest):
         self.assertTrue(reader.stdout.read(1))
         self.assertDone(self.farm.run("-Option", "last", "1"))
         self.stop()
-        copy = self.farm.folder / "copy"
-        copy.mkdir(mode=0o700)
-        shutil.copy(self.farm.data / "master.db", copy)
-        self.assertIn("last", self.farm.admin("state", "--data-dir", copy))
+        self.assertIn("last", self.state_of_the_database_alone())
         reader.stdout.read()
         reader.stdout.close()
         self.assertEqual(reader.wait(LONGEST), 0)
@@ -93,8 +92,7 @@ class Stop(FarmTest):
 class FullDisk(FarmTest):
     def setUp(self):
         super().setUp()
-        self.farm.master.terminate()
-        self.farm.master.wait(LONGEST)
+        self.farm.stop()
 
     def test_a_start_without_room_says_so(self):
         folder = self.farm.folder / "disk"

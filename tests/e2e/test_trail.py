@@ -5,7 +5,7 @@ import json
 import os
 import sqlite3
 
-from farm import LONGEST, FarmTest
+from farm import FarmTest
 
 
 def roots(number):
@@ -19,15 +19,9 @@ class SmallChange(FarmTest):
     MOST = 2048  # bytes a change
     PAGE = 4096  # by which the file grows
 
-    def stop(self):
-        self.farm.master.terminate()
-        self.assertEqual(self.farm.master.wait(LONGEST), 0)
-        self.farm.master.stdout.close()
-        self.farm.output.close()
-
     def size(self):
         """Of the database, when nothing is left in the write-ahead log."""
-        self.stop()
+        self.assertEqual(self.farm.stop(), 0)
         file = self.farm.data / "master.db"
         with contextlib.closing(sqlite3.connect(file)) as connection:
             connection.execute("PRAGMA wal_checkpoint(TRUNCATE)")

@@ -127,10 +127,7 @@ class Upgrade(Earlier):
             for name, *arguments in (("state.ini", "state", "--ini"), ("state.txt", "state"),
                                      ("audit.txt", "audit"), ("audit.jsonl", "audit", "--json")):
                 self.assertEqual(printed(self.farm.data, *arguments).splitlines(), (LAYOUT1 / name).read_bytes().splitlines())
-            self.farm.master.terminate()
-            self.assertEqual(self.farm.master.wait(LONGEST), 0, self.farm.log())
-            self.farm.master.stdout.close()
-            self.farm.output.close()
+            self.assertEqual(self.farm.stop(), 0, self.farm.log())
             self.assertEqual(self.farm.log(), "")
         log = (self.farm.folder / "log-of-master/brenic-master.log").read_text()
         self.assertEqual(log.count("Bringing the database from layout 1 to layout 2"), 1)
