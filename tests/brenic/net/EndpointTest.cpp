@@ -77,24 +77,6 @@ INSTANTIATE_TEST_SUITE_P(
                     Bad{"-Info", "a host name does not begin with a dash"},
                     Bad{"unix:", "the path is missing behind unix:"}));
 
-TEST(Endpoint, ATcpAddressTakesThePlaceOfALocalSocket) {
-  rlib::Result<Endpoint> endpoint = Endpoint::Parse("unix:/run/m.sock");
-  ASSERT_TRUE(endpoint);
-  ASSERT_TRUE(endpoint->IsLocal());
-  endpoint = Endpoint::Parse("host");
-  ASSERT_TRUE(endpoint);
-  EXPECT_FALSE(endpoint->IsLocal());
-}
-
-TEST(Endpoint, AnAddressWithoutAPortHasTheDefaultOneWhateverStoodThereBefore) {
-  rlib::Result<Endpoint> endpoint = Endpoint::Parse("host:5");
-  ASSERT_TRUE(endpoint);
-  ASSERT_EQ(endpoint->m_Port, 5);
-  endpoint = Endpoint::Parse("host");
-  ASSERT_TRUE(endpoint);
-  EXPECT_EQ(endpoint->m_Port, k_DefaultPort);
-}
-
 TEST(ParsePort, TakesNumbersFromTheLowestTo65535) {
   EXPECT_EQ(ParsePort("1"), 1);
   EXPECT_EQ(ParsePort("65535"), 65535);
