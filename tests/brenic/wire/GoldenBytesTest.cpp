@@ -2,6 +2,7 @@
 // another version must read them. They were put together from the schema by hand, apart from the encoder.
 #include <gtest/gtest.h>
 
+#include "Ascending.h"
 #include "Hex.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/ProductMessages.h"
@@ -12,13 +13,6 @@
 using namespace brenic;
 
 namespace {
-
-UID Ascending(uint8_t first) {
-  UID::Raw raw;
-  for (auto& byte : raw)
-    byte = first++;
-  return UID(raw);
-}
 
 const UID k_GoldenId = Ascending(0);
 const UID k_Type = Ascending(0xf0);

@@ -1,118 +1,10 @@
-#include "serve/Writer.h"
-
-#include <future>
-
-#include <gmock/gmock.h>
-
-#include "TempFolder.h"
-#include "brenic/Options.h"
 #include "brenic/SystemMessages.h"
-#include "farm/Samples.h"
 #include "manage/AuditFields.h"
-#include "store/SqliteStore.h"
-#include "wire/Contents.h"
+#include "serve/WriterFixture.h"
 #include "wire/Digest.h"
 
 namespace brenic::master {
 namespace {
-
-/// What a Result's frames say.
-struct Told {
-  wire::Answer m_Answer;
-  std::optional<SetMasterOptionsMsg> m_Reply;
-  UID m_ReplyTo;
-};
-
-Told Read(const RequestResult& result) {
-  Told told;
-  wire::FrameReader reader;
-  reader.SetLimit(wire::k_MaxFrame);
-  reader.Feed(*result.m_Frames);
-  while (auto frame = reader.Next()) {
-    EXPECT_FALSE(told.m_Answer.outcome()) << "a reply comes before its Answer";
-    if (frame->has_answer())
-      told.m_Answer = frame->answer();
-    else {
-      told.m_ReplyTo = wire::Identifier(frame->message().reply_to());
-      told.m_Reply = static_cast<const SetMasterOptionsMsg&>(*wire::FromWire(*frame->mutable_message()));
-    }
-  }
-  return told;
-}
-
-class WriterTest : public testing::Test {
-protected:
-  WriterTest() {
-    SqliteStore::Create(SqliteStore::File(m_Folder.Name()), MasterRecord(),
-                        {"01", "admin", Role::k_Administrator});
-    Restart("first run");
-  }
-
-  void Restart(const std::string& run) {
-    m_Writer.reset();
-    auto store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::k_ReadWrite);
-    store->ReplaceDefaultProducts(SampleFarm().m_Products.Defaults());
-    m_Store = store.get();
-    m_Writer = std::make_unique<Writer>(
-        std::move(store), MachineCommandLines{"reboot", ""},
-        [this](Batch batch) {
-          std::lock_guard lock(m_Mutex);
-          m_Batches.push_back(std::move(batch));
-          m_Arrived.notify_all();
-        },
-        run);
-  }
-
-  void Submit(const shared_ptr<Message>& message, const std::string& basis = {},
-              const std::string& key = "01", Role role = Role::k_Administrator) {
-    wire::Envelope envelope;
-    wire::ToWire(*message, envelope);
-    envelope.set_basis(basis);
-    auto peer = std::make_shared<Peer>();
-    peer->m_Key = key;
-    peer->m_Name = "somebody";
-    peer->m_Role = role;
-    ++m_Submitted;
-    const std::string bytes = envelope.SerializeAsString();
-    m_Writer->Submit(MakeRequest(1, peer, envelope, bytes));
-  }
-
-  /// Waits until everything that was submitted has been decided; the results in their order.
-  std::vector<RequestResult> Finish() {
-    std::unique_lock lock(m_Mutex);
-    std::vector<RequestResult> results;
-    m_Arrived.wait(lock, [&] {
-      results.clear();
-      for (const Batch& batch : m_Batches)
-        results.insert(results.end(), batch.m_Results.begin(), batch.m_Results.end());
-      return results.size() == m_Submitted;
-    });
-    return results;
-  }
-  Told Ask(const shared_ptr<Message>& message, const std::string& basis = {}, const std::string& key = "01",
-           Role role = Role::k_Administrator) {
-    Submit(message, basis, key, role);
-    return Read(Finish().back());
-  }
-
-  static shared_ptr<SetMasterOptionsMsg> Set(const String& name, const String& value) {
-    return Make<SetMasterOptionsMsg>([&](auto& message) {
-      message.m_Section = o_Distribution;
-      message.m_Options[name] = value;
-    });
-  }
-  static shared_ptr<GetMasterOptionsMsg> Get(const String& name) {
-    return Make<GetMasterOptionsMsg>([&](auto& message) { message.m_OptionNames = {name}; });
-  }
-
-  const TempFolder m_Folder;
-  std::mutex m_Mutex;
-  std::condition_variable m_Arrived;
-  std::vector<Batch> m_Batches;
-  size_t m_Submitted = 0;
-  SqliteStore* m_Store = nullptr;
-  std::unique_ptr<Writer> m_Writer;
-};
 
 TEST_F(WriterTest, CommitsTogetherWhatArrivedTogether) {
   for (int i = 0; i < 100; ++i)
@@ -263,41 +155,6 @@ TEST_F(WriterTest, GivesEachBatchWhatItPublishesAndNotWhatCameLater) {
     EXPECT_EQ(m_Batches[i].m_Snapshot->m_Products->m_Products.size(), 3 + i);
 }
 
-TEST_F(WriterTest, RefusesWritesAndAnswersReadsWhileTheDiskIsFull) {
-  m_Store->Connection().Execute("PRAGMA max_page_count = 1");
-  Submit(Set("long", String(std::string(60'000, 'x'))));
-  Submit(Set("a", "1"));
-  Submit(Get("a"));
-  m_Writer->Start();
-  const auto results = Finish();
-  EXPECT_EQ(Read(results[0]).m_Answer.outcome(), wire::Answer::REFUSED);
-  EXPECT_EQ(Read(results[1]).m_Answer.reason(), "the Master's disk is full; nothing was changed");
-  EXPECT_EQ(Read(results[2]).m_Answer.outcome(), wire::Answer::COMMITTED);
-  EXPECT_EQ(Read(results[2]).m_Reply->m_Options.at("a"), "");
-}
-
-TEST_F(WriterTest, RecoversByItselfWhenThereIsRoomAgain) {
-  m_Store->Connection().Execute("PRAGMA max_page_count = 1");
-  const auto write = Set("long", String(std::string(60'000, 'x')));
-  m_Writer->Start();
-  EXPECT_EQ(Ask(write).m_Answer.outcome(), wire::Answer::REFUSED);
-  m_Store->Connection().Execute("PRAGMA max_page_count = 100000"); // the writer is idle now
-  EXPECT_EQ(Ask(Set("long", "1")).m_Answer.outcome(), wire::Answer::COMMITTED);
-}
-
-TEST_F(WriterTest, RefusesWritesWhileAnotherProgramHoldsTheDatabase) {
-  m_Store->Connection().Execute("PRAGMA busy_timeout = 0");
-  Database other(SqliteStore::File(m_Folder.Name()), Database::Mode::k_ReadWrite);
-  other.Execute("BEGIN IMMEDIATE");
-  m_Writer->Start();
-  const Told told = Ask(Set("a", "1"));
-  EXPECT_EQ(told.m_Answer.outcome(), wire::Answer::REFUSED);
-  EXPECT_THAT(told.m_Answer.reason(), testing::HasSubstr("another program holds the Master's database"));
-  EXPECT_EQ(Ask(Get("a")).m_Reply->m_Options.at("a"), "");
-  other.Execute("ROLLBACK");
-  EXPECT_EQ(Ask(Set("a", "1")).m_Answer.outcome(), wire::Answer::COMMITTED);
-}
-
 TEST_F(WriterTest, RecordsALargeRefusedRequestByDigestAndSize) {
   m_Writer->Start();
   Ask(Make<SetMasterOptionsMsg>([](auto& message) {
@@ -312,20 +169,6 @@ TEST_F(WriterTest, RecordsALargeRefusedRequestByDigestAndSize) {
   });
   EXPECT_THAT(fields, testing::AllOf(testing::HasSubstr("\"digest\":\""), testing::HasSubstr("\"size\":")));
   EXPECT_LT(fields.size(), 200u);
-}
-
-using WriterDeathTest = WriterTest;
-
-TEST_F(WriterDeathTest, EndsTheProcessWhenTheDatabaseFails) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
-  EXPECT_EXIT(
-      {
-        m_Store->Connection().Execute("DROP TABLE audit");
-        Submit(Set("a", "1"));
-        m_Writer->Start();
-        Finish();
-      },
-      testing::ExitedWithCode(1), "database failed");
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "brenic/wire/Ascending.h"
 #include "brenic/wire/Hex.h"
 #include "farm/RandomRequests.h"
 #include "store/Store.h"
@@ -10,13 +11,6 @@
 
 namespace brenic::master {
 namespace {
-
-UID Ascending(uint8_t first) {
-  UID::Raw raw;
-  for (auto& byte : raw)
-    byte = first++;
-  return UID(raw);
-}
 
 const UID k_Type = Ascending(0xf0);
 

@@ -1,10 +1,9 @@
 // What is told of a database that was damaged, and what mends it.
 #include <gmock/gmock.h>
 
-#include "TempFolder.h"
 #include "farm/Samples.h"
 #include "manage/AuditFields.h"
-#include "store/SqliteStore.h"
+#include "store/StoreFixture.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
 
@@ -13,18 +12,9 @@ namespace {
 
 using testing::HasSubstr;
 
-class Damage : public testing::Test {
+class Damage : public StoreFixture {
 protected:
-  Damage() {
-    SqliteStore::Create(SqliteStore::File(m_Folder.Name()), MasterRecord(),
-                        {"01", "admin", Role::k_Administrator});
-    Open();
-    m_Store->ReplaceDefaultProducts(SampleFarm().m_Products.Defaults());
-  }
-  void Open() {
-    m_Store.reset();
-    m_Store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::k_ReadWrite);
-  }
+  Damage() { m_Store->ReplaceDefaultProducts(SampleFarm().m_Products.Defaults()); }
   void Execute(const char* sql) { m_Store->Connection().Execute(sql); }
 
   /// Commits and records the request.
@@ -66,9 +56,6 @@ protected:
     Open();
     return m_Store->LoadFarm().m_Products.Find(type)->Document();
   }
-
-  const TempFolder m_Folder;
-  std::unique_ptr<SqliteStore> m_Store;
 };
 
 TEST_F(Damage, OfAnInstalledProductIsMendedByInstallingItAgain) {

@@ -4,23 +4,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "TempFolder.h"
 #include "farm/Samples.h"
+#include "store/StoreFixture.h"
 
 namespace brenic::master {
 namespace {
 
-class StoreTest : public testing::Test {
+class StoreTest : public StoreFixture {
 protected:
-  StoreTest() {
-    MasterRecord master{Type(7), "Farm", {"ca", "ca key"}, {"server", "server key"}};
-    SqliteStore::Create(SqliteStore::File(m_Folder.Name()), master, {"01", "admin", Role::k_Administrator});
-    Open();
-  }
-  void Open() {
-    m_Store.reset();
-    m_Store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::k_ReadWrite);
-  }
+  StoreTest() : StoreFixture({Type(7), "Farm", {"ca", "ca key"}, {"server", "server key"}}) {}
+
   /// Returns what it did.
   Change Apply(const shared_ptr<Message>& message) {
     const Change change = ChangeOf(m_Store->LoadFarm(), *message);
@@ -45,9 +38,6 @@ protected:
     record.m_Run = "run";
     return record;
   }
-
-  const TempFolder m_Folder;
-  std::unique_ptr<SqliteStore> m_Store;
 };
 
 TEST_F(StoreTest, HoldsTheMasterAndItsClients) {

@@ -1,27 +1,17 @@
 #include <gmock/gmock.h>
 
-#include "TempFolder.h"
 #include "farm/RandomRequests.h"
 #include "manage/AuditFields.h"
-#include "store/SqliteStore.h"
+#include "store/StoreFixture.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
 
 namespace brenic::master {
 namespace {
 
-class StoredChanges : public testing::Test {
+class StoredChanges : public StoreFixture {
 protected:
-  StoredChanges() {
-    SqliteStore::Create(SqliteStore::File(m_Folder.Name()), MasterRecord(),
-                        {"01", "admin", Role::k_Administrator});
-    Open();
-    m_Store->ReplaceDefaultProducts(SampleFarm().m_Products.Defaults());
-  }
-  void Open() {
-    m_Store.reset();
-    m_Store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::k_ReadWrite);
-  }
+  StoredChanges() { m_Store->ReplaceDefaultProducts(SampleFarm().m_Products.Defaults()); }
   std::string Stored() { return Describe(m_Store->LoadFarm()); }
   std::string Scalar(const char* sql) { return m_Store->Connection().Scalar(sql); }
 
@@ -52,9 +42,6 @@ protected:
     m_Store->ReadAudit(0, [&](const AuditRecord& record) { records.push_back(record); });
     return records;
   }
-
-  const TempFolder m_Folder;
-  std::unique_ptr<SqliteStore> m_Store;
 };
 
 TEST_F(StoredChanges, LeadToTheSameFarmAsInMemoryForwardAndBackward) {
