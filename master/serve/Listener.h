@@ -50,6 +50,7 @@ std::unique_ptr<Listener> ListenLocal(asio::io_context& io, const Path& socket,
                                       Listener::ReportStranger report, Listener::OnArrival onArrival);
 
 /// Accepts until the acceptor is closed; when there are no more descriptors, tries again a little later.
+/// While it is held, newcomers wait in the kernel's queue.
 template <typename Acceptor>
 class AcceptLoop {
 public:
@@ -60,13 +61,29 @@ public:
 
   Acceptor& Get() { return m_Acceptor; }
 
+  /// Accepts nothing from now on; calls `onNewcomer` once somebody waits. Not to be called while it is held.
+  void Hold(std::function<void()> onNewcomer) {
+    m_Held = true;
+    m_Acceptor.async_wait(Acceptor::wait_read, [onNewcomer = std::move(onNewcomer)](const error_code& error) {
+      if (!error)
+        onNewcomer();
+    });
+  }
+  void GoOn() {
+    if (!std::exchange(m_Held, false))
+      return;
+    error_code ignored;
+    m_Acceptor.cancel(ignored);
+    Accept();
+  }
+
   void Accept() {
     m_Acceptor.async_accept([this](const error_code& error, Socket socket) {
       if (!m_Acceptor.is_open())
         return; // also with a socket that was accepted just before
       if (!error) {
         m_OnSocket(std::move(socket));
-        return Accept();
+        return m_Held ? void() : Accept();
       }
       m_Retry.expires_after(std::chrono::milliseconds(100));
       m_Retry.async_wait([this](const error_code&) {
@@ -86,6 +103,7 @@ private:
   Acceptor m_Acceptor;
   asio::steady_timer m_Retry;
   std::function<void(Socket socket)> m_OnSocket;
+  bool m_Held = false;
 };
 
 } // namespace brenic::master

@@ -17,6 +17,13 @@ int Level(const String& name, const String& value) {
   return *level;
 }
 
+size_t Connections(const String& name, const String& value) {
+  const std::optional<int32_t> number = rlib::ParseInt32(value);
+  if (!number || *number < 1)
+    throw new Exception(fmt::format("The configuration's {} must be a number from 1 up", name.str()));
+  return static_cast<size_t>(*number);
+}
+
 void Take(MasterConfiguration& configuration, const Path& folder, const String& name, const String& value) {
   if (name.CompareNoCase("RebootCommand") == 0)
     configuration.m_Commands.m_Reboot = value;
@@ -30,6 +37,8 @@ void Take(MasterConfiguration& configuration, const Path& folder, const String& 
     configuration.m_LogDisplayLevel = Level(name, value);
   else if (name.CompareNoCase("Products") == 0)
     configuration.m_Products = folder / value;
+  else if (name.CompareNoCase("ConnectionsPerCertificate") == 0)
+    configuration.m_ConnectionsPerCertificate = Connections(name, value);
   else
     throw new Exception(fmt::format("The configuration has the unknown name '{}'", name.str()));
 }
@@ -37,8 +46,8 @@ void Take(MasterConfiguration& configuration, const Path& folder, const String& 
 } // namespace
 
 MasterConfiguration LoadMasterConfiguration(const Path& file) {
-  MasterConfiguration configuration{
-      {}, {}, rlib::Log::k_DefaultFileLevel, rlib::Log::k_DefaultDisplayLevel, {}};
+  MasterConfiguration configuration{{}, {}, rlib::Log::k_DefaultFileLevel, rlib::Log::k_DefaultDisplayLevel,
+                                    {}, 0};
   if (file.empty())
     return configuration;
   rlib::IniFile ini;

@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include "brenic/Options.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/ProductMessages.h"
 #include "brenic/SettingsMessages.h"
@@ -24,6 +25,14 @@ bool IsAllIn(const Change& change, const Message& message) {
          static_cast<const SetMasterOptionsMsg&>(message).m_Options.size() == 1;
 }
 
+/// Each option counts, were it as long as it may be.
+size_t MaxReply(const Message& message) {
+  size_t bytes = 0;
+  for (const String& name : static_cast<const GetMasterOptionsMsg&>(message).m_OptionNames)
+    bytes += name.CompareNoCase(o_UserLimits) == 0 ? k_MaxUserLimits : k_MaxValue;
+  return std::min(bytes, wire::k_MaxFrame);
+}
+
 } // namespace
 
 Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::Envelope& envelope,
@@ -44,6 +53,8 @@ Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::En
                                            translations, k_MaxTranslationCount));
   if (bytes.size() <= k_AlwaysDecoded || !request.m_Refusal)
     request.m_Message = wire::FromWire(envelope);
+  if (!request.m_Refusal && envelope.has_get_master_options())
+    request.m_MaxReply = MaxReply(*request.m_Message);
   if (!request.m_Message && !request.m_Refusal)
     request.m_Refusal = "this Master does not know this kind of request";
   request.m_Peer = std::move(peer);

@@ -21,6 +21,11 @@ struct Request {
   std::string m_Basis;
   shared_ptr<Message> m_Message;   // null when the contents are unknown or were not decoded
   std::optional<String> m_Refusal; // why it is refused, whatever it holds
+  bool m_IsRecorded = true;        // in the audit trail
+  size_t m_MaxReply = 0;           // bytes of its reply, at most
+
+  /// Bytes that it may take until it is answered.
+  size_t Weight() const { return m_Bytes->size() + m_MaxReply; }
 };
 
 /// What the writer is to decide of a message, of which `bytes` are those in which it came. Its contents are

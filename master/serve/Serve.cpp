@@ -14,6 +14,7 @@
 #include "rlib/OutFile.h"
 #include "rlib/Stream.h"
 #include "serve/DefaultProducts.h"
+#include "serve/Handshakes.h"
 #include "serve/MasterConfiguration.h"
 #include "serve/Server.h"
 #include "store/DataFolder.h"
@@ -43,13 +44,22 @@ void OpenLog(const ServeOptions& options, const MasterConfiguration& configurati
   rlib::InstallCrashHandler(folder, k_Application);
 }
 
-/// Each client needs a descriptor.
-void RaiseDescriptorLimit() {
+/// How many clients there is room for: each needs a descriptor.
+size_t ClientPlaces() {
+  constexpr size_t k_Besides = Handshakes::k_Most + 64; // descriptors for strangers, the database, the log
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
-    return;
+    return Places::k_All;
   limit.rlim_cur = limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
+  if (limit.rlim_cur >= Places::k_All + k_Besides)
+    return Places::k_All;
+  const size_t places = std::max(limit.rlim_cur, k_Besides + Places::k_ForAdministrators) - k_Besides;
+  rlib::LogWarning(
+      fmt::format("There are places for {} clients instead of {}, since this process may have only {} "
+                  "files open (ulimit -n, in a unit LimitNOFILE)",
+                  places, Places::k_All, limit.rlim_cur));
+  return places;
 }
 
 /// What a Master that was killed has left would name a port that nobody listens on.
@@ -81,13 +91,14 @@ void Serve(const ServeOptions& options) {
   const ServeLock lock(options.m_Folder);
   const MasterConfiguration configuration = LoadMasterConfiguration(options.m_ConfigFile);
   OpenLog(options, configuration);
-  RaiseDescriptorLimit();
 
   ServerOptions serverOptions;
   serverOptions.m_Listen = options.m_Listen.empty() ? DefaultListen(HasIPv6()) : options.m_Listen;
   serverOptions.m_Socket = options.m_Socket;
   serverOptions.m_Commands = configuration.m_Commands;
   serverOptions.m_EndSignals = {SIGTERM, SIGINT};
+  serverOptions.m_Places = ClientPlaces();
+  serverOptions.m_ConnectionsPerCertificate = configuration.m_ConnectionsPerCertificate;
   const Path products = ProductsFolder(options, configuration);
   const auto productFiles = products.empty() ? std::vector<Path>() : DefaultProductFiles(products);
   CheckListen(serverOptions.m_Listen);

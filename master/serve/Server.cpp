@@ -18,7 +18,6 @@ namespace {
 constexpr std::chrono::seconds k_AnswerFor{3}; // after a ShutdownMsg
 constexpr std::chrono::seconds k_DropAfter{4};
 static_assert(k_AnswerFor < k_DropAfter && k_DropAfter + Session::k_GoodbyeWithin <= Server::k_EndWithin);
-constexpr int k_StrangerLinesPerMinute = 20;
 
 template <typename Class>
 Bytes PushFrame() {
@@ -42,6 +41,7 @@ wire::Welcome MakeWelcome(const MasterRecord& master) {
 
 Server::Server(const ServerOptions& options, std::unique_ptr<Store> store, std::unique_ptr<Store> directory)
     : m_Work(m_Io.get_executor()), m_EndSignals(m_Io), m_EndTimer(m_Io), m_Machine(m_Io, options.m_Commands),
+      m_Places(options.m_Places, options.m_ConnectionsPerCertificate), m_RefusalTimer(m_Io),
       m_Writer(
           std::move(store), options.m_Commands,
           [this](Batch batch) { asio::post(m_Io, [this, batch = std::move(batch)] { OnBatch(batch); }); },
@@ -86,25 +86,51 @@ void Server::WatchSignals() {
 std::vector<std::shared_ptr<Session>> Server::Sessions() const {
   std::vector<std::shared_ptr<Session>> sessions;
   for (const auto& entry : m_Sessions)
-    sessions.push_back(entry.second);
+    sessions.push_back(entry.second.m_Session);
   return sessions;
 }
 
 void Server::Arrive(Arrival arrival) {
   const auto session =
       std::make_shared<Session>(*this, m_Io, ++m_LastSession, std::move(arrival.m_Stream), arrival.m_Peer);
-  m_Sessions[session->Number()] = session;
+  Guest& guest = m_Sessions[session->Number()];
+  guest.m_Session = session;
   session->Start(arrival.m_Since);
   if (arrival.m_Rejection)
-    session->Reject(*arrival.m_Rejection);
-  else if (m_Ending)
-    session->End(wire::Goodbye::ENDING, "the Master is ending");
+    return session->Reject(*arrival.m_Rejection);
+  if (m_Ending)
+    return session->End(wire::Goodbye::ENDING, "the Master is ending");
+  auto place = m_Places.Take(arrival.m_Peer);
+  if (!place) {
+    m_TurnedAway.Log("The client at " + arrival.m_Peer.m_Address + " found no place: " + place.Reason());
+    return session->TurnAway();
+  }
+  guest.m_Place = std::move(*place);
 }
 
-wire::Goodbye::Reason Server::WhyNotWelcome() const {
-  if (m_Ending)
-    return wire::Goodbye::ENDING;
-  return m_Sessions.size() > k_MaxSessions ? wire::Goodbye::BUSY : wire::Goodbye::UNSPECIFIED;
+void Server::Submit(Request request) {
+  if (request.m_Refusal && request.m_Peer->m_Role != Role::k_Administrator) {
+    if (m_Refusals.IsEmpty())
+      WatchRefusals();
+    m_Refusals.Take(request);
+  }
+  m_Writer.Submit(std::move(request));
+}
+
+void Server::WatchRefusals() {
+  m_RefusalTimer.expires_after(std::chrono::minutes(1));
+  m_RefusalTimer.async_wait([this](const error_code& cancelled) {
+    if (cancelled)
+      return;
+    RecordRefusals();
+    if (!m_Refusals.IsEmpty())
+      WatchRefusals();
+  });
+}
+
+void Server::RecordRefusals() {
+  for (Request& request : m_Refusals.Minute())
+    m_Writer.Submit(std::move(request));
 }
 
 void Server::Closed(uint64_t session) {
@@ -113,30 +139,18 @@ void Server::Closed(uint64_t session) {
   FinishWhenEmpty();
 }
 
-void Server::ReportStranger(const String& line) {
-  const auto now = std::chrono::steady_clock::now();
-  if (now - m_StrangerMinute >= std::chrono::minutes(1)) {
-    if (m_StrangerLines > k_StrangerLinesPerMinute)
-      rlib::LogWarning(fmt::format("{} more lines about unknown peers were left out",
-                                   m_StrangerLines - k_StrangerLinesPerMinute));
-    m_StrangerMinute = now;
-    m_StrangerLines = 0;
-  }
-  if (++m_StrangerLines <= k_StrangerLinesPerMinute)
-    rlib::LogWarning(line);
-}
-
 void Server::OnBatch(const Batch& batch) {
   // The writer may be ahead by now. What is pushed fits what this batch changed, not the newest list.
   m_Snapshot = batch.m_Snapshot;
   for (const RequestResult& result : batch.m_Results) {
     if (const auto session = m_Sessions.find(result.m_Session); session != m_Sessions.end()) {
-      const auto held = session->second; // it may leave while it is served
+      const auto held = session->second.m_Session; // it may leave while it is served
       held->Deliver(result);
     }
     if (result.m_Operation)
       CarryOut(result);
   }
+  m_Writer.Taken(batch);
   if (!batch.m_TranslationsChanged && !batch.m_ProductsChanged)
     return;
   const Bytes changes = batch.m_ChangedProducts
@@ -234,6 +248,8 @@ void Server::FinishWhenEmpty() {
   m_Finished = true;
   m_EndTimer.cancel();
   m_EndSignals.cancel();
+  m_RefusalTimer.cancel();
+  RecordRefusals();
   m_Machine.Finish();
   m_Work.reset();
 }

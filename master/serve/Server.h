@@ -6,8 +6,11 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/signal_set.hpp>
 
+#include "serve/LineLimit.h"
 #include "serve/Listener.h"
 #include "serve/MachineCommands.h"
+#include "serve/Places.h"
+#include "serve/RefusalTally.h"
 #include "serve/Session.h"
 
 namespace brenic::master {
@@ -17,12 +20,13 @@ struct ServerOptions {
   Path m_Socket; // empty: no local socket
   MachineCommandLines m_Commands;
   std::vector<int> m_EndSignals; // that end it cleanly
+  size_t m_Places = Places::k_All;
+  size_t m_ConnectionsPerCertificate = 0; // 0: all places
 };
 
 /// Made and run on one thread, the I/O thread.
 class Server : public SessionHost {
 public:
-  static constexpr size_t k_MaxSessions = 4096;
   static constexpr std::chrono::seconds k_EndWithin{5}; // whatever its clients do
 
   /// Listens from now on. `store` is the writer's, `directory` is used on this thread. Throws Exception*.
@@ -39,12 +43,11 @@ public:
   void Stop();
 
 private:
-  void Submit(Request request) override { m_Writer.Submit(std::move(request)); }
+  void Submit(Request request) override;
   std::shared_ptr<const Snapshot> CurrentSnapshot() const override { return m_Snapshot; }
   const wire::Welcome& WelcomeTemplate() const override { return m_Welcome; }
-  wire::Goodbye::Reason WhyNotWelcome() const override;
   void Closed(uint64_t session) override;
-  void ReportStranger(const String& line) override;
+  void ReportStranger(const String& line) override { m_Strangers.Log(line); }
 
   void Arrive(Arrival arrival);
   void OnBatch(const Batch& batch);
@@ -59,7 +62,14 @@ private:
   void DropSessions();
   void FinishWhenEmpty();
   void WatchSignals();
+  void RecordRefusals();
+  void WatchRefusals();
   std::vector<std::shared_ptr<Session>> Sessions() const;
+
+  struct Guest {
+    std::shared_ptr<Session> m_Session;
+    std::unique_ptr<Places::Place> m_Place; // null for one that is turned away
+  };
 
   asio::io_context m_Io{1};
   asio::executor_work_guard<asio::io_context::executor_type> m_Work;
@@ -69,14 +79,17 @@ private:
   wire::Welcome m_Welcome;
   MachineCommands m_Machine;
   std::vector<std::unique_ptr<Listener>> m_Listeners;
-  std::map<uint64_t, std::shared_ptr<Session>> m_Sessions;
+  Places m_Places;
+  std::map<uint64_t, Guest> m_Sessions;
   uint64_t m_LastSession = 0;
   bool m_Ending = false;
   std::chrono::steady_clock::time_point m_EndBegan;
   bool m_Finished = false;
-  std::chrono::steady_clock::time_point m_StrangerMinute;
-  int m_StrangerLines = 0;
-  Writer m_Writer; // its thread ends before the rest goes
+  LineLimit m_Strangers{20, "about unknown peers"};
+  LineLimit m_TurnedAway{1, "about clients without a place"};
+  RefusalTally m_Refusals;
+  asio::steady_timer m_RefusalTimer; // runs while there are some
+  Writer m_Writer;                   // its thread ends before the rest goes
   // Goes before the writer's store, which leaves no log beside the database when it is closed last.
   const std::unique_ptr<Store> m_Directory;
 };

@@ -12,7 +12,7 @@ namespace brenic::master {
 Session::Session(SessionHost& host, asio::io_context& io, uint64_t number, std::unique_ptr<ByteStream> stream,
                  const Peer& peer)
     : m_Host(host), m_Number(number), m_Stream(std::make_shared<FrameStream>(io, std::move(stream))),
-      m_Peer(std::make_shared<Peer>(peer)), m_HelloTimer(io) {}
+      m_Peer(std::make_shared<Peer>(peer)), m_Timer(io) {}
 
 void Session::Start(std::chrono::steady_clock::time_point since) {
   // The stream's handlers refer to the session weakly: the host decides how long it lives.
@@ -34,8 +34,8 @@ void Session::Start(std::chrono::steady_clock::time_point since) {
                          self && !self->m_Welcome && !frame.has_hello() && !frame.has_goodbye())
                        throw wire::Malformed("something else where a Hello is expected");
                    }});
-  m_HelloTimer.expires_at(since + k_HelloWithin);
-  m_HelloTimer.async_wait([weak](const error_code& error) {
+  m_Timer.expires_at(since + k_HelloWithin);
+  m_Timer.async_wait([weak](const error_code& error) {
     if (const auto self = weak.lock(); self && !error && !self->m_Welcome && !self->m_Left) {
       self->m_Host.ReportStranger(self->Who() + " sent no Hello in time");
       self->SayGoodbye(wire::Goodbye::PROTOCOL_ERROR, "no Hello was received in time");
@@ -48,14 +48,18 @@ void Session::Reject(const String& reason) {
   SayGoodbye(wire::Goodbye::REJECTED, reason);
 }
 
+void Session::TurnAway() {
+  SayGoodbye(wire::Goodbye::BUSY, "the Master has no place for another client now");
+}
+
 void Session::Deliver(const RequestResult& result) {
   m_Unanswered -= 1;
-  m_UnansweredBytes -= result.m_Bytes;
+  m_UnansweredBytes -= result.m_Weight;
   Push(result.m_Frames);
   if (m_Left)
     return;
-  if (m_EndReason != wire::Goodbye::UNSPECIFIED && m_Unanswered == 0)
-    return SayGoodbye(m_EndReason, m_EndText);
+  if (m_EndReason && m_Unanswered == 0)
+    return SayGoodbye(*m_EndReason, m_EndText);
   LimitBacklog();
 }
 
@@ -88,6 +92,7 @@ void Session::OnDrained() {
     PushTranslations();
   if (std::exchange(m_ProductsDirty, false))
     SendProducts(*m_Host.CurrentSnapshot()->m_Products);
+  LimitBacklog();
 }
 
 /// Not limited in size: it is the one list that the client is owed, and nothing else is queued behind it.
@@ -98,7 +103,7 @@ void Session::SendProducts(const ProductFrames& products) {
 }
 
 void Session::End(wire::Goodbye::Reason reason, const String& text) {
-  if (m_Left || m_EndReason != wire::Goodbye::UNSPECIFIED)
+  if (m_Left || m_EndReason)
     return;
   m_EndReason = reason;
   m_EndText = text;
@@ -137,14 +142,7 @@ void Session::OnHello(const wire::Hello& hello) {
   }
   m_Peer->m_ClientId = wire::Identifier(hello.client_id()).ToString().str();
   m_Peer->m_Kind = hello.kind();
-  switch (m_Host.WhyNotWelcome()) {
-  case wire::Goodbye::BUSY:
-    return SayGoodbye(wire::Goodbye::BUSY, "the Master has no room for another client now");
-  case wire::Goodbye::ENDING:
-    return SayGoodbye(wire::Goodbye::ENDING, "the Master is ending");
-  default:
-    SendWelcome(hello);
-  }
+  SendWelcome(hello);
 }
 
 void Session::SendWelcome(const wire::Hello& hello) {
@@ -167,8 +165,9 @@ void Session::SendWelcome(const wire::Hello& hello) {
     SendProducts(products);
   }
 
-  m_HelloTimer.cancel();
-  if (m_Peer->m_Role == Role::k_Administrator)
+  m_Timer.cancel();
+  m_MayAsk = m_Peer->m_Role == Role::k_Administrator;
+  if (m_MayAsk)
     m_Stream->SetLimit(wire::k_MaxFrame);
   m_Welcome = true;
   rlib::LogInfo(fmt::format("{} connected: {} '{}', kind {}", Who().str(), RoleName(m_Peer->m_Role),
@@ -180,18 +179,38 @@ void Session::OnRequest(wire::Envelope& envelope) {
   if (request.m_Id.IsNull())
     throw wire::Malformed("a request without an identifier");
   m_Unanswered += 1;
-  m_UnansweredBytes += request.m_Bytes->size();
+  m_UnansweredBytes += request.Weight();
   m_Host.Submit(std::move(request));
+  if (!m_MayAsk)
+    EndSoon();
   LimitBacklog();
 }
 
+/// What the client sent already is answered, and not much more.
+void Session::EndSoon() {
+  const auto end = [](Session& self) {
+    self.End(wire::Goodbye::UNSPECIFIED, "a component may receive, but may not send requests");
+  };
+  if (m_Unanswered >= k_MaxUnanswered)
+    return end(*this);
+  if (std::exchange(m_HasAsked, true))
+    return;
+  m_Timer.expires_after(k_RefuseFor);
+  m_Timer.async_wait([weak = weak_from_this(), end](const error_code& error) {
+    if (const auto self = weak.lock(); self && !error)
+      end(*self);
+  });
+}
+
 void Session::LimitBacklog() {
-  if (m_EndReason != wire::Goodbye::UNSPECIFIED)
+  if (m_EndReason || !m_Welcome)
     return;
   // Reading goes on at half of the limit, so that it does not start and stop with every answer.
-  if (m_Unanswered >= k_MaxUnanswered || m_UnansweredBytes >= k_MaxUnansweredBytes)
+  const size_t unread = m_Stream->Queued();
+  if (m_Unanswered >= k_MaxUnanswered || m_UnansweredBytes >= k_MaxUnansweredBytes || unread >= k_MaxUnread)
     m_Paused = true;
-  else if (m_Unanswered <= k_MaxUnanswered / 2 && m_UnansweredBytes <= k_MaxUnansweredBytes / 2 && m_Paused)
+  else if (m_Paused && m_Unanswered <= k_MaxUnanswered / 2 && m_UnansweredBytes <= k_MaxUnansweredBytes / 2 &&
+           unread <= k_MaxUnread / 2)
     m_Paused = false;
   else
     return;
@@ -224,7 +243,7 @@ void Session::Leave() {
   if (m_Left)
     return;
   m_Left = true;
-  m_HelloTimer.cancel();
+  m_Timer.cancel();
   m_Host.Closed(m_Number);
 }
 

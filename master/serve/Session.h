@@ -15,8 +15,6 @@ public:
   virtual std::shared_ptr<const Snapshot> CurrentSnapshot() const = 0;
   /// The part of the Welcome that does not change.
   virtual const wire::Welcome& WelcomeTemplate() const = 0;
-  /// Why no further client is let in now; UNSPECIFIED when one is.
-  virtual wire::Goodbye::Reason WhyNotWelcome() const = 0;
   /// The session has ended and asks for nothing any more.
   virtual void Closed(uint64_t session) = 0;
   /// A line about somebody who is not known yet; rate-limited.
@@ -27,10 +25,12 @@ public:
 class Session : public std::enable_shared_from_this<Session> {
 public:
   static constexpr std::chrono::seconds k_HelloWithin{5};
-  static constexpr std::chrono::seconds k_GoodbyeWithin{1}; // for a peer to take its Goodbye and close
-  static constexpr size_t k_MaxUnanswered = 1024;           // requests
-  static constexpr size_t k_MaxUnansweredBytes = 64 * 1024 * 1024;
+  static constexpr std::chrono::seconds k_GoodbyeWithin{1};        // for a peer to take its Goodbye and close
+  static constexpr size_t k_MaxUnanswered = 1024;                  // requests
+  static constexpr size_t k_MaxUnansweredBytes = 64 * 1024 * 1024; // with what may be replied
+  static constexpr size_t k_MaxUnread = 64 * 1024 * 1024;          // bytes, before further requests are taken
   static constexpr size_t k_MaxQueued = 128 * 1024 * 1024; // bytes of output that the client does not read
+  static constexpr std::chrono::seconds k_RefuseFor{1};    // what a client sends that may send nothing
 
   Session(SessionHost& host, asio::io_context& io, uint64_t number, std::unique_ptr<ByteStream> stream,
           const Peer& peer);
@@ -39,6 +39,8 @@ public:
   void Start(std::chrono::steady_clock::time_point since);
   /// Lets the client know that it is not let in, and why.
   void Reject(const String& reason);
+  /// Lets the client know that there is no place for it now.
+  void TurnAway();
 
   bool IsWelcome() const { return m_Welcome; }
   uint64_t Number() const { return m_Number; }
@@ -65,6 +67,7 @@ private:
   void SendProducts(const ProductFrames& products);
   void SayGoodbye(wire::Goodbye::Reason reason, const String& text);
   void Leave();
+  void EndSoon();
   void LimitBacklog();
   String Who() const;
 
@@ -72,7 +75,7 @@ private:
   const uint64_t m_Number;
   const std::shared_ptr<FrameStream> m_Stream;
   std::shared_ptr<Peer> m_Peer; // not changed after Hello
-  asio::steady_timer m_HelloTimer;
+  asio::steady_timer m_Timer;   // for Hello; later for EndSoon
   bool m_Welcome = false;
   bool m_Left = false;
   bool m_TranslationsDirty = false;
@@ -80,7 +83,9 @@ private:
   bool m_Paused = false; // because of the backlog
   size_t m_Unanswered = 0;
   size_t m_UnansweredBytes = 0;
-  wire::Goodbye::Reason m_EndReason = wire::Goodbye::UNSPECIFIED;
+  bool m_MayAsk = false; // as an administrator
+  bool m_HasAsked = false;
+  std::optional<wire::Goodbye::Reason> m_EndReason; // once it takes no more requests
   String m_EndText;
 };
 

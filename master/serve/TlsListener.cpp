@@ -1,13 +1,12 @@
 #include <boost/asio/ip/v6_only.hpp>
 #include <boost/asio/ssl/error.hpp>
-#include <boost/asio/ssl/stream.hpp>
 #include <fmt/core.h>
 #include <openssl/ssl.h>
 
 #include "net/Endpoint.h"
 #include "net/TlsContext.h"
+#include "serve/Handshakes.h"
 #include "serve/Listener.h"
-#include "serve/Session.h"
 #include "store/CertificateSerial.h"
 
 namespace brenic::master {
@@ -16,9 +15,6 @@ namespace {
 
 namespace ssl = asio::ssl;
 using asio::ip::tcp;
-using TlsStream = ssl::stream<tcp::socket>;
-
-constexpr size_t k_MaxHandshakes = 512; // at the same time
 
 ssl::context ServerContext(const MasterRecord& master) {
   ssl::context context = MakeTlsContext(ssl::context::tls_server);
@@ -56,9 +52,10 @@ class TlsListener : public Listener {
 public:
   TlsListener(asio::io_context& io, const String& address, const MasterRecord& master, FindClient findClient,
               ReportStranger report, OnArrival onArrival)
-      : m_Io(io), m_Context(ServerContext(master)), m_FindClient(std::move(findClient)),
-        m_Report(std::move(report)), m_OnArrival(std::move(onArrival)),
-        m_Loop(io, [this](tcp::socket socket) { Handshake(std::move(socket)); }) {
+      : m_Context(ServerContext(master)), m_FindClient(std::move(findClient)), m_Report(std::move(report)),
+        m_OnArrival(std::move(onArrival)),
+        m_Loop(io, [this](tcp::socket socket) { BeginHandshake(std::move(socket)); }),
+        m_Handshakes(io, m_Context, [this](const Handshakes::Ended& ended) { EndHandshake(ended); }) {
     const tcp::endpoint endpoint = ParseListen(address);
     tcp::acceptor& acceptor = m_Loop.Get();
     try {
@@ -77,54 +74,37 @@ public:
 
   void Close() override {
     m_Loop.Close();
-    for (const auto& stream : m_Handshakes) {
-      error_code ignored;
-      stream->lowest_layer().close(ignored);
-    }
-    m_Closed = true;
+    m_Handshakes.Close();
   }
   String Address() const override { return Text(m_Endpoint); }
   uint16_t Port() const override { return m_Endpoint.port(); }
 
 private:
-  // The socket's own lifetime, not the listener's, bounds what happens to it: handlers of a closed listener
-  // are run before it is destroyed.
-  void Handshake(tcp::socket socket) {
+  void BeginHandshake(tcp::socket socket) {
     error_code error;
     const auto remote = socket.remote_endpoint(error);
-    if (error || m_Handshakes.size() >= k_MaxHandshakes)
+    if (error)
       return;
     socket.set_option(tcp::no_delay(true), error);
-    const auto stream = std::make_shared<TlsStream>(std::move(socket), m_Context);
-    const auto timer = std::make_shared<asio::steady_timer>(m_Io, Session::k_HelloWithin);
-    const std::string address = Text(remote);
-    const auto since = std::chrono::steady_clock::now();
-    m_Handshakes.insert(stream);
-    timer->async_wait([stream](const error_code& cancelled) {
-      error_code ignored;
-      if (!cancelled)
-        stream->lowest_layer().close(ignored);
-    });
-    stream->async_handshake(
-        ssl::stream_base::server, [this, stream, timer, address, since](const error_code& failed) {
-          timer->cancel();
-          m_Handshakes.erase(stream);
-          if (m_Closed)
-            return;
-          if (failed)
-            m_Report(fmt::format("The handshake with {} failed: {}", address, Explain(failed).str()));
-          else
-            Arrive(stream, address, since);
-        });
+    m_Handshakes.Begin(std::move(socket), remote, Text(remote));
+    if (m_Handshakes.IsFull())
+      m_Loop.Hold([this] { m_Handshakes.MakeRoom(); });
   }
 
-  void Arrive(const std::shared_ptr<TlsStream>& stream, const std::string& address,
-              std::chrono::steady_clock::time_point since) {
+  void EndHandshake(const Handshakes::Ended& ended) {
+    m_Loop.GoOn();
+    if (ended.m_Stream)
+      Arrive(ended);
+    else
+      m_Report(fmt::format("The handshake with {} failed: {}", ended.m_Address, ended.m_Why.str()));
+  }
+
+  void Arrive(const Handshakes::Ended& ended) {
     Arrival arrival;
-    arrival.m_Since = since;
-    arrival.m_Stream = std::make_unique<AsioByteStream<TlsStream>>(stream);
-    arrival.m_Peer.m_Address = address;
-    const X509* certificate = SSL_get0_peer_certificate(stream->native_handle());
+    arrival.m_Since = ended.m_Since;
+    arrival.m_Stream = std::make_unique<AsioByteStream<TlsStream>>(ended.m_Stream);
+    arrival.m_Peer.m_Address = ended.m_Address;
+    const X509* certificate = SSL_get0_peer_certificate(ended.m_Stream->native_handle());
     arrival.m_Peer.m_Key = SerialOf(certificate);
     if (const auto client = m_FindClient(arrival.m_Peer.m_Key)) {
       arrival.m_Peer.m_Name = client->m_Name;
@@ -138,15 +118,13 @@ private:
     m_OnArrival(std::move(arrival));
   }
 
-  asio::io_context& m_Io;
   ssl::context m_Context;
   const FindClient m_FindClient;
   const ReportStranger m_Report;
   const OnArrival m_OnArrival;
   AcceptLoop<tcp::acceptor> m_Loop;
+  Handshakes m_Handshakes;
   tcp::endpoint m_Endpoint;
-  std::set<std::shared_ptr<TlsStream>> m_Handshakes; // that are not done
-  bool m_Closed = false;
 };
 
 } // namespace

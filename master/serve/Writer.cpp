@@ -40,7 +40,7 @@ RequestResult MakeResult(const Request& request, const wire::Answer::Outcome out
   frame.mutable_answer()->set_outcome(outcome);
   frame.mutable_answer()->set_reason(reason.str());
   bytes += wire::Encode(frame);
-  return {request.m_Session, request.m_Bytes->size(), std::make_shared<const std::string>(std::move(bytes)),
+  return {request.m_Session, request.Weight(), std::make_shared<const std::string>(std::move(bytes)),
           nullptr};
 }
 
@@ -67,6 +67,13 @@ bool FitsFrame(const Message& reply) {
 }
 
 } // namespace
+
+size_t Batch::Bytes() const {
+  size_t bytes = 0;
+  for (const RequestResult& result : m_Results)
+    bytes += result.m_Frames->size();
+  return bytes;
+}
 
 Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run)
     : m_Store(std::move(store)), m_Commands(std::move(commands)), m_Deliver(std::move(deliver)),
@@ -116,7 +123,16 @@ void Writer::Run() {
       requests.swap(m_Queue);
     }
     try {
-      m_Deliver(Process(requests));
+      for (Requests rest(requests); !rest.empty();) {
+        WaitUntilTaken();
+        Batch batch = Process(rest);
+        rest = rest.subspan(batch.m_Results.size());
+        {
+          std::lock_guard lock(m_Mutex);
+          m_NotTaken += batch.Bytes();
+        }
+        m_Deliver(std::move(batch));
+      }
     } catch (const std::exception& error) {
       EndProcess(error.what());
     } catch (Exception* error) {
@@ -125,7 +141,20 @@ void Writer::Run() {
   }
 }
 
-Batch Writer::Process(const std::vector<Request>& requests) {
+void Writer::Taken(const Batch& batch) {
+  {
+    std::lock_guard lock(m_Mutex);
+    m_NotTaken -= batch.Bytes();
+  }
+  m_Wake.notify_one();
+}
+
+void Writer::WaitUntilTaken() {
+  std::unique_lock lock(m_Mutex);
+  m_Wake.wait(lock, [this] { return m_Stop || m_NotTaken < k_MaxReplies; });
+}
+
+Batch Writer::Process(Requests requests) {
   try {
     return Commit(requests);
   } catch (const StoreFailure& failure) {
@@ -141,8 +170,9 @@ Batch Writer::Process(const std::vector<Request>& requests) {
   }
 }
 
-Batch Writer::Commit(const std::vector<Request>& requests) {
+Batch Writer::Commit(Requests requests) {
   Batch batch;
+  size_t bytes = 0;
   m_Store->Begin();
   for (const Request& request : requests) {
     const std::string digest = Sha256(*request.m_Bytes);
@@ -159,7 +189,10 @@ Batch Writer::Commit(const std::vector<Request>& requests) {
         MakeResult(request, decision.m_Outcome, decision.m_Reason, decision.m_Judgement.m_Reply.get());
     if (committed && request.m_Message->Description().m_Kind == RequestKind::k_Operation)
       result.m_Operation = request.m_Message;
+    bytes += result.m_Frames->size();
     batch.m_Results.push_back(std::move(result));
+    if (bytes >= k_MaxReplies)
+      break;
   }
   m_Store->Commit();
   Publish(batch.m_TranslationsChanged, batch.m_ProductsChanged);
@@ -167,8 +200,9 @@ Batch Writer::Commit(const std::vector<Request>& requests) {
   return batch;
 }
 
-Batch Writer::AnswerWithoutStoring(const std::vector<Request>& requests, const String& reason) {
+Batch Writer::AnswerWithoutStoring(Requests requests, const String& reason) {
   Batch batch;
+  size_t bytes = 0;
   batch.m_Snapshot = m_Snapshot;
   for (const Request& request : requests) {
     Decision decision = Decide(request, Sha256(*request.m_Bytes));
@@ -179,6 +213,9 @@ Batch Writer::AnswerWithoutStoring(const std::vector<Request>& requests, const S
     }
     batch.m_Results.push_back(
         MakeResult(request, decision.m_Outcome, decision.m_Reason, decision.m_Judgement.m_Reply.get()));
+    bytes += batch.m_Results.back().m_Frames->size();
+    if (bytes >= k_MaxReplies)
+      break;
   }
   return batch;
 }
@@ -212,6 +249,7 @@ Writer::Decision Writer::Repeat(const Request& request, const AuditRecord& earli
 Writer::Decision Writer::DecideNew(const Request& request) const {
   Decision decision;
   if (request.m_Refusal) {
+    decision.m_Record = request.m_IsRecorded;
     decision.m_Reason = *request.m_Refusal;
     return decision;
   }

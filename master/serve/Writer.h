@@ -2,7 +2,7 @@
 #pragma once
 
 #include <condition_variable>
-#include <deque>
+#include <span>
 #include <thread>
 
 #include "farm/Judgement.h"
@@ -15,13 +15,14 @@ namespace brenic::master {
 
 struct RequestResult {
   uint64_t m_Session = 0;
-  size_t m_Bytes = 0;              // of the request
+  size_t m_Weight = 0;             // of the request
   Bytes m_Frames;                  // a reply, if any, and the Answer
   shared_ptr<Message> m_Operation; // to be carried out now: its first commit
 };
 
 /// What one commit brought, in the order of the requests.
 struct Batch {
+  size_t Bytes() const; // of all frames
   std::vector<RequestResult> m_Results;
   std::shared_ptr<const Snapshot> m_Snapshot; // as it is with this commit and none after it
   bool m_TranslationsChanged = false;
@@ -36,6 +37,9 @@ struct Batch {
 /// any other failure of the store ends the process.
 class Writer {
 public:
+  /// A round ends with so many bytes of replies, and no other begins before as many have been taken.
+  static constexpr size_t k_MaxReplies = 64 * 1024 * 1024;
+
   /// Called on the writer's thread.
   using Deliver = std::function<void(Batch batch)>;
 
@@ -49,6 +53,8 @@ public:
   void Start();
   /// Any thread.
   void Submit(Request request);
+  /// What Deliver was called with has been dealt with. Any thread.
+  void Taken(const Batch& batch);
   /// Other programs that hold the database are not waited for from now on. Any thread.
   void Hurry() { m_Store->Hurry(); }
 
@@ -60,9 +66,12 @@ private:
     bool m_Record = true; // in the audit trail: not when it is there already
   };
   void Run();
-  Batch Process(const std::vector<Request>& requests);
-  Batch Commit(const std::vector<Request>& requests);
-  Batch AnswerWithoutStoring(const std::vector<Request>& requests, const String& reason);
+  using Requests = std::span<const Request>;
+  // Each answers at least one of the requests, and says so by the number of results.
+  Batch Process(Requests requests);
+  Batch Commit(Requests requests);
+  Batch AnswerWithoutStoring(Requests requests, const String& reason);
+  void WaitUntilTaken();
   Decision Decide(const Request& request, const std::string& digest);
   Decision DecideNew(const Request& request) const;
   Decision Repeat(const Request& request, const AuditRecord& earlier, const std::string& digest) const;
@@ -80,6 +89,7 @@ private:
   std::mutex m_Mutex;
   std::condition_variable m_Wake;
   std::vector<Request> m_Queue;
+  size_t m_NotTaken = 0; // bytes of frames
   bool m_Stop = false;
   std::thread m_Thread;
 };

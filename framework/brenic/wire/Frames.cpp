@@ -1,10 +1,82 @@
 #include "wire/Frames.h"
 
+#include <algorithm>
+
 #include <fmt/core.h>
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/wire_format_lite.h>
 
 namespace brenic::wire {
+
+namespace {
+
+using google::protobuf::internal::WireFormatLite;
+using google::protobuf::io::CodedInputStream;
+
+/// A field that lists are found under: it is a list itself, or its message holds some.
+struct Holder {
+  int m_Field;
+  bool m_IsList;
+  std::vector<Holder> m_Inner;
+};
+
+const std::vector<Holder>& ListsOfFrame() {
+  static const Holder k_Aliases{Product::kAliasesFieldNumber, true, {}};
+  static const std::vector<Holder> k_Lists{
+      {Frame::kProductsFieldNumber, false, {{Products::kProductsFieldNumber, true, {k_Aliases}}}},
+      {Frame::kMessageFieldNumber,
+       false,
+       {{Envelope::kSetMasterOptionsFieldNumber, false, {{SetMasterOptions::kOptionsFieldNumber, true, {}}}},
+        {Envelope::kGetMasterOptionsFieldNumber,
+         false,
+         {{GetMasterOptions::kOptionNamesFieldNumber, true, {}}}},
+        {Envelope::kSetMasterLimitsFieldNumber, false, {{SetMasterLimits::kLimitsFieldNumber, true, {}}}},
+        {Envelope::kSetMasterRestrictionsFieldNumber,
+         false,
+         {{SetMasterRestrictions::kRestrictionsFieldNumber, true, {}}}},
+        {Envelope::kPathTranslationsFieldNumber,
+         false,
+         {{PathTranslations::kTranslationsFieldNumber,
+           true,
+           {{PathTranslation::kRootsFieldNumber, true, {}}}}}},
+        {Envelope::kProductFieldNumber, false, {k_Aliases}}}}};
+  return k_Lists;
+}
+
+/// What cannot be read is left to who decodes it.
+size_t CountEntries(CodedInputStream& input, const std::vector<Holder>& holders) {
+  size_t count = 0;
+  while (const uint32_t tag = input.ReadTag()) {
+    const auto holder = std::find_if(holders.begin(), holders.end(), [&](const Holder& each) {
+      return each.m_Field == WireFormatLite::GetTagFieldNumber(tag);
+    });
+    if (holder == holders.end() ||
+        WireFormatLite::GetTagWireType(tag) != WireFormatLite::WIRETYPE_LENGTH_DELIMITED) {
+      if (!WireFormatLite::SkipField(&input, tag))
+        break;
+      continue;
+    }
+    count += holder->m_IsList;
+    uint32_t size = 0;
+    if (!input.ReadVarint32(&size) || size > static_cast<uint32_t>(input.BytesUntilLimit()))
+      break;
+    const auto end = input.PushLimit(static_cast<int>(size));
+    if (!holder->m_Inner.empty())
+      count += CountEntries(input, holder->m_Inner);
+    if (!input.Skip(input.BytesUntilLimit()))
+      break;
+    input.PopLimit(end);
+  }
+  return count;
+}
+
+} // namespace
+
+size_t CountEntries(std::string_view frame) {
+  CodedInputStream input(reinterpret_cast<const uint8_t*>(frame.data()), static_cast<int>(frame.size()));
+  input.PushLimit(static_cast<int>(frame.size()));
+  return CountEntries(input, ListsOfFrame());
+}
 
 std::string Encode(const Frame& frame) {
   const size_t length = frame.ByteSizeLong();
@@ -17,10 +89,8 @@ std::string Encode(const Frame& frame) {
 }
 
 std::string MessageBytes(std::string_view frame) {
-  using google::protobuf::internal::WireFormatLite;
   constexpr int k_LastBody = Frame::kAnswerFieldNumber;
-  google::protobuf::io::CodedInputStream input(reinterpret_cast<const uint8_t*>(frame.data()),
-                                               static_cast<int>(frame.size()));
+  CodedInputStream input(reinterpret_cast<const uint8_t*>(frame.data()), static_cast<int>(frame.size()));
   std::string message;
   while (const uint32_t tag = input.ReadTag()) {
     const int field = WireFormatLite::GetTagFieldNumber(tag);
@@ -63,6 +133,10 @@ std::optional<Frame> FrameReader::Next() {
     m_Begin = m_Read = 0;
     return std::nullopt;
   }
+  constexpr size_t k_ShortestEntry = 2; // bytes
+  if (length > k_ShortestEntry * k_MaxEntries &&
+      CountEntries(rest.substr(k_LengthBytes, length)) > k_MaxEntries)
+    throw Malformed(fmt::format("a frame of more than {} entries", k_MaxEntries));
   Frame frame;
   if (!frame.ParseFromArray(rest.data() + k_LengthBytes, static_cast<int>(length)))
     throw Malformed("a frame that cannot be decoded");

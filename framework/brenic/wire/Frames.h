@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "brenic/Types.h"
 #include "wire/brenic.pb.h"
@@ -15,6 +16,7 @@ inline constexpr size_t k_LengthBytes = 4;
 inline constexpr size_t k_MaxFrameBeforeWelcome = 64 * 1024;  // bytes, without the length
 inline constexpr size_t k_MaxFrame = 64 * 1024 * 1024;        // bytes, without the length
 inline constexpr size_t k_MaxTranslations = 48 * 1024 * 1024; // bytes of an encoded list
+inline constexpr size_t k_MaxEntries = 1024 * 1024;           // of all lists in a frame, inner ones included
 
 /// The frame with its length in front.
 std::string Encode(const Frame& frame);
@@ -23,10 +25,14 @@ std::string Encode(const Frame& frame);
 /// none.
 std::string MessageBytes(std::string_view frame);
 
+/// How many entries the lists of an encoded frame (without its length) have together, inner ones included.
+/// What they take once they are decoded is not bounded by the frame's size: an empty entry has two bytes.
+size_t CountEntries(std::string_view frame);
+
 /// Cuts a byte stream into frames. Not thread-safe.
 class FrameReader {
 public:
-  /// Frames longer than this are malformed.
+  /// Frames longer than this are malformed, and so is one of more than k_MaxEntries entries.
   void SetLimit(size_t bytes) { m_Limit = bytes; }
 
   void Feed(std::string_view bytes);

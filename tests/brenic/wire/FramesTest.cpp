@@ -133,6 +133,43 @@ TEST(Frames, WhatIsNoMessageIsMalformed) {
   }
 }
 
+TEST(Frames, EntriesOfAllListsCount) {
+  Frame options, names, limits, restrictions, translations, product, products;
+  for (int i = 0; i < 3; ++i) {
+    options.mutable_message()->mutable_set_master_options()->add_options()->set_name("a");
+    names.mutable_message()->mutable_get_master_options()->add_option_names();
+    limits.mutable_message()->mutable_set_master_limits()->add_limits();
+    restrictions.mutable_message()->mutable_set_master_restrictions()->add_restrictions();
+    auto& translation = *translations.mutable_message()->mutable_path_translations()->add_translations();
+    translation.add_roots();
+    translation.add_roots();
+    product.mutable_message()->mutable_product()->add_aliases("b");
+    products.mutable_products()->add_products()->add_aliases("c");
+  }
+  for (const Frame* frame : {&options, &names, &limits, &restrictions, &product})
+    EXPECT_EQ(CountEntries(frame->SerializeAsString()), 3u) << frame->SerializeAsString();
+  EXPECT_EQ(CountEntries(translations.SerializeAsString()), 9u);
+  EXPECT_EQ(CountEntries(products.SerializeAsString()), 6u);
+  // In several pieces, which a decoder puts together.
+  EXPECT_EQ(CountEntries(names.SerializeAsString() + names.SerializeAsString()), 6u);
+  EXPECT_EQ(CountEntries("\x3a\xff"), 0u);
+}
+
+TEST(Frames, ALongFrameOfManyMoreEntriesThanBytesNeedIsMalformed) {
+  const auto namesIn = [](size_t count) {
+    Frame frame;
+    for (size_t i = 0; i < count; ++i)
+      frame.mutable_message()->mutable_get_master_options()->add_option_names();
+    return Encode(frame);
+  };
+  FrameReader reader;
+  reader.SetLimit(k_MaxFrame);
+  reader.Feed(namesIn(k_MaxEntries));
+  EXPECT_TRUE(reader.Next());
+  reader.Feed(namesIn(k_MaxEntries + 1));
+  EXPECT_THROW((void)reader.Next(), Malformed);
+}
+
 TEST(Frames, TheReasonNamesTheLengths) {
   FrameReader reader;
   reader.SetLimit(10);

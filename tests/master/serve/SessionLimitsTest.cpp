@@ -1,6 +1,10 @@
 // What a session does with peers that break the protocol or ask for too much.
+#include <csignal>
+
+#include <fmt/core.h>
 #include <gmock/gmock.h>
 
+#include "brenic/Options.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "farm/Samples.h"
 #include "serve/TestFarm.h"
@@ -93,16 +97,84 @@ TEST_F(SessionLimitsTest, ALargeFrameOfAComponentEndsTheConnection) {
 }
 
 TEST_F(SessionLimitsTest, ARequestOfAComponentIsNotDecodedUnlessItIsSmall) {
-  TestClient client = m_Farm.ConnectTls(m_Farm.Issue("node", "component"));
-  client.Greet();
-  EXPECT_EQ(client.Ask(*SetOption("a", "small")).outcome(), wire::Answer::REFUSED);
-  EXPECT_EQ(client.Ask(*SetOption("a", String(std::string(5000, 'x')))).outcome(), wire::Answer::REFUSED);
+  for (const String& value : {String("small"), String(std::string(5000, 'x'))}) {
+    TestClient client = m_Farm.ConnectTls(m_Farm.Issue(fmt::format("node{}", value.size()), "component"));
+    client.Greet();
+    EXPECT_EQ(client.Ask(*SetOption("a", value)).outcome(), wire::Answer::REFUSED);
+  }
   const auto audit = m_Farm.Audit();
   ASSERT_EQ(audit.size(), 2u);
   EXPECT_EQ(audit[0]["message"]["m_Options"]["a"], "small");
   EXPECT_EQ(audit[1]["message"]["class"], "SetMasterOptionsMsg");
   EXPECT_GT(audit[1]["message"]["size"], 5000);
   EXPECT_FALSE(audit[1]["message"].contains("m_Options"));
+}
+
+TEST_F(SessionLimitsTest, RequestsOfAComponentAreAllRefusedAndLeaveTwoRecords) {
+  constexpr int k_Requests = 300;
+  TestClient client = m_Farm.ConnectTls(m_Farm.Issue("node", "component"));
+  client.Greet();
+  const auto first = SetOption("a", "1");
+  client.Request(*first);
+  for (int i = 1; i < k_Requests; ++i)
+    client.Request(*SetOption("a", "1"));
+  for (int i = 0; i < k_Requests; ++i)
+    ASSERT_EQ(client.NextAnswer().outcome(), wire::Answer::REFUSED) << i;
+  ExpectGoodbye(client, wire::Goodbye::UNSPECIFIED, "may not send requests");
+  EXPECT_EQ(m_Farm.Audit().size(), 1u);
+
+  m_Farm.Signal(SIGTERM);
+  EXPECT_EQ(m_Farm.Wait(), 0);
+  const auto audit = m_Farm.Audit();
+  ASSERT_EQ(audit.size(), 2u);
+  EXPECT_EQ(audit[0]["message"]["id"], first->m_ID.ToString().str());
+  EXPECT_THAT(audit[1]["reason"], HasSubstr("stands for 299 requests"));
+  EXPECT_EQ(audit[1]["client"]["name"], "node");
+}
+
+TEST_F(SessionLimitsTest, RepliesThatAreNotReadDoNotPileUp) {
+  constexpr int k_Requests = 100;
+  constexpr size_t k_Value = 16'000'000;
+  TestClient client = m_Farm.Join();
+  ASSERT_EQ(client.Ask(*SetOption(o_UserLimits, String(std::string(k_Value, 'x')))).outcome(),
+            wire::Answer::COMMITTED);
+  const auto ask = Make<GetMasterOptionsMsg>([](auto& m) { m.m_OptionNames = {o_UserLimits}; });
+  for (int i = 0; i < k_Requests; ++i) {
+    ask->m_ID = UID(true);
+    client.Request(*ask);
+  }
+  for (int i = 0; i < k_Requests; ++i) {
+    const wire::Frame reply = client.ReceiveOnly(wire::Frame::kMessage);
+    ASSERT_EQ(reply.message().set_master_options().options(0).value().size(), k_Value) << i;
+  }
+#if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__) // which keep memory that was freed
+  EXPECT_LT(m_Farm.MostMemory(), 600'000'000u);
+#endif
+}
+
+TEST_F(SessionLimitsTest, ManyEmptyNamesAreNotDecoded) {
+  constexpr size_t k_Names = 20'000'000;
+  TestClient client = m_Farm.Join();
+  std::string names;
+  for (size_t i = 0; i < k_Names; ++i)
+    names.append("\x0a\0", 2);
+  const auto field = [](int number, const std::string& bytes) {
+    std::string text;
+    for (uint64_t part : {static_cast<uint64_t>(number) << 3 | 2, static_cast<uint64_t>(bytes.size())}) {
+      for (; part >= 128; part >>= 7)
+        text += static_cast<char>(part | 128);
+      text += static_cast<char>(part);
+    }
+    return text + bytes;
+  };
+  const std::string frame =
+      field(7, field(1, wire::IdentifierBytes(UID(true)).substr(0, 16)) + field(17, names));
+  std::string length(4, '\0');
+  for (size_t i = 0; i < 4; ++i)
+    length[i] = static_cast<char>(frame.size() >> (24 - 8 * i));
+  client.SendBytes(length + frame);
+  ExpectGoodbye(client, wire::Goodbye::PROTOCOL_ERROR, "a frame of more than 1048576 entries");
+  EXPECT_LT(m_Farm.MostMemory(), 900'000'000u);
 }
 
 TEST_F(SessionLimitsTest, TooManyTranslationsAreRefusedWithoutBeingDecoded) {

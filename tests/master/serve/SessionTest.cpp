@@ -13,7 +13,6 @@ struct Host : SessionHost {
   void Submit(Request) override {}
   std::shared_ptr<const Snapshot> CurrentSnapshot() const override { return std::make_shared<Snapshot>(); }
   const wire::Welcome& WelcomeTemplate() const override { return m_Welcome; }
-  wire::Goodbye::Reason WhyNotWelcome() const override { return wire::Goodbye::UNSPECIFIED; }
   void Closed(uint64_t) override { m_Closed = true; }
   void ReportStranger(const String& line) override { m_Lines.push_back(line.str()); }
 

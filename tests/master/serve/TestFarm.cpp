@@ -90,6 +90,11 @@ void TestFarm::Signal(int signal) {
   kill(m_Process, signal);
 }
 
+size_t TestFarm::MostMemory() const {
+  const std::string status = ReadTextFile("/proc/" + std::to_string(m_Process) + "/status");
+  return std::stoul(status.substr(status.find("VmHWM:") + 6)) * 1024;
+}
+
 int TestFarm::Wait() {
   return Status(std::exchange(m_Process, 0));
 }

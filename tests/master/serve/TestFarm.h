@@ -29,6 +29,8 @@ public:
   void Signal(int signal);
   /// Waits for the end; the exit status, or 128 plus the signal.
   int Wait();
+  /// The most memory that the running Master has held so far, in bytes.
+  size_t MostMemory() const;
 
   std::string Data() const { return m_Folder / "data"; }
   std::string Socket() const { return m_Folder / "socket"; }

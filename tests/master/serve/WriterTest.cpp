@@ -171,5 +171,22 @@ TEST_F(WriterTest, RecordsALargeRefusedRequestByDigestAndSize) {
   EXPECT_LT(fields.size(), 200u);
 }
 
+TEST_F(WriterTest, EndsARoundWithLongRepliesAndWaitsUntilTheyAreTaken) {
+  constexpr size_t k_Value = 16 * 1024 * 1024, k_Reads = 10;
+  Submit(Set(o_UserLimits, String(std::string(k_Value, 'x'))));
+  for (size_t i = 0; i < k_Reads; ++i)
+    Submit(Get(o_UserLimits));
+  m_Writer->Start();
+  size_t answered = 0;
+  for (size_t batch = 0; answered < 1 + k_Reads; ++batch) {
+    std::unique_lock lock(m_Mutex);
+    m_Arrived.wait(lock, [&] { return m_Batches.size() > batch; });
+    EXPECT_EQ(m_Batches.size(), batch + 1);
+    answered += m_Batches[batch].m_Results.size();
+    EXPECT_LE(m_Batches[batch].Bytes(), Writer::k_MaxReplies + k_Value + 1024);
+    m_Writer->Taken(m_Batches[batch]);
+  }
+}
+
 } // namespace
 } // namespace brenic::master
