@@ -35,6 +35,14 @@ void BringFromLayout1(Database& database) {
                    "ALTER TABLE audit ADD COLUMN change BLOB;");
 }
 
+/// A look for a name read every value on its way, however long.
+void BringFromLayout2(Database& database) {
+  database.Execute("ALTER TABLE option RENAME TO option_of_layout_2");
+  database.Execute(k_OptionTable);
+  database.Execute("INSERT INTO option SELECT section, name, value FROM option_of_layout_2;"
+                   "DROP TABLE option_of_layout_2");
+}
+
 std::string LayoutOf(Database& database) {
   try {
     return database.Scalar("PRAGMA user_version");
@@ -50,16 +58,20 @@ std::string LayoutOf(Database& database) {
 
 void SqliteStore::BringToThisLayout(const Path& dataFolder) {
   Database database(File(dataFolder), Database::Mode::k_ReadWrite);
-  if (LayoutOf(database) != "1")
+  const std::string found = LayoutOf(database);
+  if (found != "1" && found != "2")
     return;
-  rlib::LogSystem(fmt::format("Bringing the database from layout 1 to layout {}", k_Layout));
+  rlib::LogSystem(fmt::format("Bringing the database from layout {} to layout {}", found, k_Layout));
   try {
     SetDurability(database);
     database.Execute("BEGIN IMMEDIATE");
-    if (LayoutOf(database) == "1") {
+    // Another process may have been quicker.
+    const std::string layout = LayoutOf(database);
+    if (layout == "1")
       BringFromLayout1(database);
-      database.Execute(fmt::format("PRAGMA user_version = {}", k_Layout).c_str());
-    }
+    if (layout == "1" || layout == "2")
+      BringFromLayout2(database);
+    database.Execute(fmt::format("PRAGMA user_version = {}", k_Layout).c_str());
     database.Execute("COMMIT");
   } catch (const StoreFailure& failure) {
     database.Rollback();
@@ -67,8 +79,8 @@ void SqliteStore::BringToThisLayout(const Path& dataFolder) {
                                    ? "end the other program that holds it"
                                    : "make room on its disk, or look at it with sqlite3";
     throw StoreFailure(
-        fmt::format("The database cannot be brought from layout 1 to layout {} and stays as it was; {}: {}",
-                    k_Layout, advice, failure.what()),
+        fmt::format("The database cannot be brought from layout {} to layout {} and stays as it was; {}: {}",
+                    found, k_Layout, advice, failure.what()),
         failure.Which());
   }
   rlib::LogSystem("The database has the new layout");

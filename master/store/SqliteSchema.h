@@ -3,7 +3,7 @@
 
 namespace brenic::master {
 
-inline constexpr int k_Layout = 2; // in user_version
+inline constexpr int k_Layout = 3; // in user_version
 
 /// What a database of layout 1 has as well.
 inline constexpr const char* k_SettingsTables = R"(
@@ -14,12 +14,16 @@ CREATE TABLE master (
 CREATE TABLE client (
   serial TEXT PRIMARY KEY, name TEXT NOT NULL,
   role TEXT NOT NULL CHECK (role IN ('administrator', 'component'))) WITHOUT ROWID;
-CREATE TABLE option (
-  section BLOB NOT NULL, name TEXT NOT NULL COLLATE NOCASE, value TEXT NOT NULL,
-  PRIMARY KEY (section, name)) WITHOUT ROWID;
 CREATE TABLE type_limit (type BLOB PRIMARY KEY, workers INTEGER NOT NULL) WITHOUT ROWID;
 CREATE TABLE restriction (name TEXT PRIMARY KEY) WITHOUT ROWID;
 CREATE TABLE path_translations (only INTEGER PRIMARY KEY CHECK (only = 1), list BLOB NOT NULL);
+)";
+
+/// With row numbers, so that values are not in the way where names are looked for.
+inline constexpr const char* k_OptionTable = R"(
+CREATE TABLE option (
+  section BLOB NOT NULL, name TEXT NOT NULL COLLATE NOCASE, value TEXT NOT NULL,
+  PRIMARY KEY (section, name));
 )";
 
 inline constexpr const char* k_ProductTables = R"(

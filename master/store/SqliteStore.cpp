@@ -46,7 +46,7 @@ void SqliteStore::Create(const Path& file, const MasterRecord& master, const Cli
   // Without a write-ahead log at first: what fails is told by the commit, and the file is all there is.
   database.Execute("PRAGMA journal_mode = DELETE; PRAGMA synchronous = FULL");
   database.Execute("BEGIN IMMEDIATE");
-  for (const char* tables : {k_SettingsTables, k_ProductTables, k_AuditTable})
+  for (const char* tables : {k_SettingsTables, k_OptionTable, k_ProductTables, k_AuditTable})
     database.Execute(tables);
   database.Execute(fmt::format("PRAGMA user_version = {}", k_Layout).c_str());
   Statement(database.Handle(), "INSERT INTO master VALUES (?,?,?,?,?,?)")

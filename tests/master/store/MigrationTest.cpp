@@ -53,23 +53,23 @@ TEST_F(Layout1Test, IsNotReadBeforeTheMasterWasStartedWhichTheProgramSaysInOneLi
     EXPECT_EQ(ended.m_Status, 1);
     EXPECT_EQ(ended.m_Output, "");
     EXPECT_EQ(ended.m_Errors, "brenic-master: The database has layout 1; 'brenic-master serve' brings it to "
-                              "layout 2, which this program reads\n");
+                              "layout 3, which this program reads\n");
   }
   EXPECT_EQ(m_Folder.Count(), 1u) << "there are no credentials";
   EXPECT_TRUE(ReadTextFile(File()) == Kept("master.db"));
 }
 
 TEST_F(Layout1Test, ALaterLayoutIsRefusedInOneLine) {
-  Execute("PRAGMA user_version = 3");
+  Execute("PRAGMA user_version = 4");
   for (const std::vector<std::string>& arguments :
        std::vector<std::vector<std::string>>{{"state"}, {"audit"}, {"serve", "--listen", "127.0.0.1:0"}}) {
     const Ended ended = Run(arguments);
     EXPECT_EQ(ended.m_Status, 1);
     EXPECT_EQ(ended.m_Output, "");
-    EXPECT_EQ(ended.m_Errors, "brenic-master: The database has layout 3, made by a newer brenic-master; this "
-                              "one reads layout 2\n");
+    EXPECT_EQ(ended.m_Errors, "brenic-master: The database has layout 4, made by a newer brenic-master; this "
+                              "one reads layout 3\n");
   }
-  EXPECT_EQ(Scalar("PRAGMA user_version"), "3");
+  EXPECT_EQ(Scalar("PRAGMA user_version"), "4");
 }
 
 TEST_F(Layout1Test, HoldsTheSameAsBefore) {
@@ -120,7 +120,7 @@ TEST_F(Layout1Test, GetsTheTablesOfANewDatabase) {
   };
   const auto fresh = shape(other / "master.db");
   EXPECT_GT(fresh.size(), 50u);
-  EXPECT_THAT(fresh, testing::Contains("layout 2"));
+  EXPECT_THAT(fresh, testing::Contains("layout 3"));
   EXPECT_EQ(shape(File()), fresh);
 }
 
@@ -186,7 +186,7 @@ TEST_F(Layout1Test, StaysWholeWhenItCannotBeBroughtToThisLayout) {
       ADD_FAILURE() << obstacle;
     } catch (const StoreFailure& failure) {
       EXPECT_THAT(failure.what(),
-                  HasSubstr("cannot be brought from layout 1 to layout 2 and stays as it was"));
+                  HasSubstr("cannot be brought from layout 1 to layout 3 and stays as it was"));
     }
     EXPECT_EQ(Contents(File()), before) << obstacle;
     EXPECT_EQ(Scalar("PRAGMA user_version"), "1") << obstacle;

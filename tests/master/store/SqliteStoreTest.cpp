@@ -210,5 +210,43 @@ TEST_F(StoreTest, SaysThatItIsFull) {
   }
 }
 
+TEST_F(StoreTest, LooksForANameWithoutReadingLongValues) {
+  constexpr size_t k_Options = 200;
+  const auto pagesLookedAt = [&](const char* name) {
+    int pages = 0, highest = 0;
+    sqlite3_db_status(m_Store->Connection().Handle(), SQLITE_DBSTATUS_CACHE_HIT, &pages, &highest, 1);
+    m_Store->Begin();
+    for (size_t i = 0; i < k_Options; ++i)
+      m_Store->Apply(ChangeOf(SampleFarm(), *OptionMessage(fmt::format("{}{}", name, i), "1")));
+    m_Store->Commit();
+    sqlite3_db_status(m_Store->Connection().Handle(), SQLITE_DBSTATUS_CACHE_HIT, &pages, &highest, 1);
+    return pages;
+  };
+  const int before = pagesLookedAt("TheFirst");
+  Apply(OptionMessage(o_UserLimits, String(std::string(100'000, 'x'))));
+  Apply(OptionMessage("ThirdRate", String(std::string(60'000, 'x'))));
+  EXPECT_LT(pagesLookedAt("TheSecond"), 2 * before);
+}
+
+TEST_F(StoreTest, BringsADatabaseOfLayout2ToThisOne) {
+  Apply(OptionMessage("MaxJobs", "5"));
+  Apply(OptionMessage(o_UserLimits, String(std::string(100'000, 'x'))));
+  const Farm farm = m_Store->LoadFarm();
+  m_Store->Connection().Execute(
+      "ALTER TABLE option RENAME TO later;"
+      "CREATE TABLE option (section BLOB NOT NULL, name TEXT NOT NULL COLLATE NOCASE, value TEXT NOT NULL, "
+      "PRIMARY KEY (section, name)) WITHOUT ROWID;"
+      "INSERT INTO option SELECT section, name, value FROM later; DROP TABLE later; PRAGMA user_version = 2");
+  m_Store.reset();
+  EXPECT_THROW(Open(), StoreFailure);
+  SqliteStore::BringToThisLayout(m_Folder.Name());
+  Open();
+  EXPECT_EQ(m_Store->LoadFarm().m_Options, farm.m_Options);
+  Apply(OptionMessage("MAXJOBS", "6"));
+  Open();
+  EXPECT_EQ(m_Store->LoadFarm().m_Options.begin()->first, "MaxJobs");
+  EXPECT_EQ(m_Store->LoadFarm().m_Options.begin()->second, "6");
+}
+
 } // namespace
 } // namespace brenic::master
