@@ -19,14 +19,17 @@ namespace {
 using namespace brenic;
 using namespace brenic::master;
 
-/// Runs the Master, which is made first when there is none.
+/// Runs the Master. One is made first where there is none, but only when that was asked for: a mistyped
+/// folder, or one whose disk is not mounted, must not become another authority.
 void ServeCommand(const Arguments& arguments) {
-  const auto makeWhereNone = [&arguments] {
-    if (!IsInitialised(arguments.m_Folder))
+  const auto prepare = [&arguments] {
+    if (arguments.m_Init && !IsInitialised(arguments.m_Folder))
       Initialise({arguments.m_Folder, {}, {}, 0});
+    RequireInitialised(arguments.m_Folder);
+    RequirePrivate(arguments.m_Folder);
   };
   Serve({arguments.m_Folder, arguments.m_Listen, arguments.m_PortFile, arguments.m_Socket, arguments.m_Config,
-         arguments.m_Products, makeWhereNone, RenewServerCertificate});
+         arguments.m_Products, prepare, RenewServerCertificate});
 }
 
 int Run(void (*command)(const Arguments&), const Arguments& arguments) {
@@ -68,6 +71,7 @@ int main(int argc, char** argv) {
   init->add_option("--port", arguments.m_Port, "port that the first credentials name");
 
   CLI::App* serve = add("serve", "Runs the Master in the foreground", ServeCommand);
+  serve->add_flag("--init", arguments.m_Init, "make a new Master first where the folder is empty or missing");
   serve->add_option(
       "--listen", arguments.m_Listen,
       fmt::format("ADDRESS:PORT; port 0 takes a free one; all addresses, port {} by default", k_DefaultPort));

@@ -15,7 +15,7 @@ struct Arguments {
   std::vector<std::string> m_Hosts;
   uint16_t m_Port = 0;
   int m_ValidDays = k_CertificateDays;
-  bool m_Json = false, m_Ini = false;
+  bool m_Json = false, m_Ini = false, m_Init = false;
 };
 
 // Each throws Exception* or StoreFailure when it cannot do what it is for.

@@ -38,7 +38,8 @@ void Session::Start(std::chrono::steady_clock::time_point since) {
   m_Timer.async_wait([weak](const error_code& error) {
     if (const auto self = weak.lock(); self && !error && !self->m_Welcome && !self->m_Left) {
       self->m_Host.ReportStranger(self->Who() + " sent no Hello in time");
-      self->SayGoodbye(wire::Goodbye::PROTOCOL_ERROR, "no Hello was received in time");
+      // No protocol error: a slow client may try again.
+      self->SayGoodbye(wire::Goodbye::UNSPECIFIED, "no Hello was received in time");
     }
   });
 }

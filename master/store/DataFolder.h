@@ -5,9 +5,16 @@
 
 namespace brenic::master {
 
+/// Whether the folder holds a Master; no folder holds none. Throws Exception* when that cannot be seen.
 bool IsInitialised(const Path& folder);
 /// Throws Exception* unless the folder holds a Master.
 void RequireInitialised(const Path& folder);
+/// Throws Exception* when others than the owner may do anything with the folder or the database, which hold
+/// private keys.
+void RequirePrivate(const Path& folder);
+
+/// The path as a shell takes it for one word.
+String ShellWord(const Path& path);
 
 /// Held while a process makes or serves a data folder. Throws Exception* when another one does.
 class ServeLock {

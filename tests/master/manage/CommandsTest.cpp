@@ -1,9 +1,13 @@
 // The subcommands that end by themselves.
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "serve/TestFarm.h"
+#include "store/DataFolder.h"
 #include "store/SqliteStore.h"
 
 namespace brenic::master {
@@ -74,8 +78,45 @@ TEST(Commands, SayThatAFolderHoldsNoMaster) {
   for (const char* command : {"state", "audit"}) {
     const Ended ended = RunMaster({command, "--data-dir", folder.Name()});
     EXPECT_EQ(ended.m_Status, 1);
-    EXPECT_THAT(ended.m_Errors, HasSubstr("holds no Master; run: brenic-master init"));
+    EXPECT_THAT(ended.m_Errors, HasSubstr("run: brenic-master init"));
   }
+}
+
+TEST(Commands, DoNotTakeAFolderThatCannotBeSeenForAnEmptyOne) {
+  const TempFolder folder;
+  WriteTextFile(folder / "file", "");
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{"state"},
+                                             {"audit"},
+                                             {"serve"},
+                                             {"serve", "--init"},
+                                             {"init"},
+                                             {"client", "x", "--role", "component", "--out", folder / "x"}}) {
+    std::vector<std::string> arguments = command;
+    arguments.insert(arguments.end(), {"--data-dir", folder / "file" + "/data"});
+    const Ended ended = RunMaster(arguments);
+    EXPECT_EQ(ended.m_Status, 1);
+    EXPECT_THAT(ended.m_Errors,
+                HasSubstr("/file/data/master.db': Not a directory"));
+  }
+}
+
+TEST(Commands, SayThatAFolderMayNotBeEntered) {
+  const TempFolder folder;
+  ASSERT_EQ(chmod(folder.Name().c_str(), 0), 0);
+  const uid_t user = geteuid();
+  if (user == 0) {
+    ASSERT_EQ(seteuid(65534), 0);
+  }
+  try {
+    RequireInitialised(folder.Name());
+    ADD_FAILURE() << "it may";
+  } catch (Exception* error) {
+    EXPECT_THAT(error->Message().str(),
+                HasSubstr("run this as the Master's user or as root: Permission denied"));
+    delete error;
+  }
+  ASSERT_EQ(seteuid(user), 0);
 }
 
 TEST(Serve, ReportsAConfigurationThatItDoesNotUnderstand) {

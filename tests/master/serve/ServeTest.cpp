@@ -1,5 +1,7 @@
 // What a Master does when it starts, before it serves.
 #include <csignal>
+#include <sys/stat.h>
+
 #include <gmock/gmock.h>
 
 #include "brenic/MessageFactory.h"
@@ -7,6 +9,7 @@
 #include "manage/Certificates.h"
 #include "serve/Listener.h"
 #include "serve/TestFarm.h"
+#include "store/DataFolder.h"
 #include "store/SqliteStore.h"
 
 namespace brenic::master {
@@ -52,7 +55,42 @@ TEST(Serve, DoesNotMakeAnotherMasterWhereTheDatabaseIsLost) {
   ASSERT_EQ(unlink((farm.Data() + "/master.db").c_str()), 0);
   const Ended ended = RunMaster({"serve", "--data-dir", farm.Data(), "--listen", "127.0.0.1:0"});
   EXPECT_EQ(ended.m_Status, 1);
-  EXPECT_THAT(ended.m_Errors, HasSubstr("no master.db"));
+  EXPECT_THAT(ended.m_Errors, HasSubstr("holds no Master"));
+  const Ended made = RunMaster({"serve", "--init", "--data-dir", farm.Data(), "--listen", "127.0.0.1:0"});
+  EXPECT_EQ(made.m_Status, 1);
+  EXPECT_THAT(made.m_Errors, HasSubstr("no master.db"));
+}
+
+TEST(Serve, MakesAMasterOnlyWhenToldSo) {
+  const TempFolder folder;
+  for (const std::string& data : {folder / "mistyped", folder.Name()}) {
+    const Ended ended = RunMaster({"serve", "--data-dir", data, "--listen", "127.0.0.1:0"});
+    EXPECT_EQ(ended.m_Status, 1);
+    EXPECT_THAT(ended.m_Errors, HasSubstr("run: brenic-master init --data-dir " + data));
+    EXPECT_EQ(folder.Count(), 0u);
+  }
+  // It makes one, and then finds nowhere to listen.
+  const std::string config = folder / "missing.conf";
+  const Ended made = RunMaster({"serve", "--init", "--data-dir", folder / "new", "--config", config});
+  EXPECT_THAT(made.m_Errors, HasSubstr("missing.conf"));
+  EXPECT_TRUE(IsInitialised(folder / "new"));
+}
+
+TEST(Serve, RefusesWhatIsOpenToOthersWithTheCommandThatClosesIt) {
+  TestFarm farm;
+  const auto refusal = [&] {
+    return RunMaster({"serve", "--data-dir", farm.Data(), "--listen", "127.0.0.1:0"}).m_Errors;
+  };
+  ASSERT_EQ(chmod(farm.Data().c_str(), 0750), 0);
+  EXPECT_THAT(refusal(),
+              HasSubstr("(mode 0750), and holds private keys; run: chmod 0700 " + farm.Data() + "\n"));
+  ASSERT_EQ(chmod(farm.Data().c_str(), 0700), 0);
+  const std::string database = farm.Data() + "/master.db";
+  ASSERT_EQ(chmod(database.c_str(), 0604), 0);
+  EXPECT_THAT(refusal(),
+              HasSubstr("(mode 0604), and holds private keys; run: chmod 0600 " + database + "\n"));
+  ASSERT_EQ(chmod(database.c_str(), 0600), 0);
+  farm.Serve();
 }
 
 TEST(Serve, DoesWithoutNewDefaultProductsWhenItsDatabaseCannotTakeThem) {

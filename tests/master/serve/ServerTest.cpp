@@ -87,6 +87,20 @@ TEST_F(ServerTest, NamesTheListThatAClientWasGivenAndNoLaterOne) {
     EXPECT_EQ(installer.NextAnswer().outcome(), wire::Answer::COMMITTED);
 }
 
+TEST_F(ServerTest, DoesNotTellOfAProductThatIsInstalledAgainUnchanged) {
+  TestClient watcher = m_Farm.Join(), installer = m_Farm.Join();
+  for (const uint8_t number : {1, 1, 1, 2})
+    EXPECT_EQ(installer.Ask(*InstallProduct(MakeProduct(number, fmt::format("Own {}", number)))).outcome(),
+              wire::Answer::COMMITTED);
+  std::vector<std::string> told;
+  while (told.size() < 2) {
+    const wire::Envelope message = watcher.ReceiveOnly(wire::Frame::kMessage).message();
+    if (message.has_product())
+      told.push_back(message.product().name());
+  }
+  EXPECT_EQ(told, (std::vector<std::string>{"Own 1", "Own 2"}));
+}
+
 TEST_F(ServerTest, AnswersInTheOrderOfTheRequests) {
   TestClient client = m_Farm.Join();
   std::vector<UID> asked, answered;

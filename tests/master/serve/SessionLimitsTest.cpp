@@ -200,7 +200,7 @@ TEST_F(SessionLimitsTest, AnotherVersionOfTheProtocolIsNamed) {
 
 TEST_F(SessionLimitsTest, WhoSaysNothingIsSentAway) {
   TestClient client = m_Farm.Connect();
-  ExpectGoodbye(client, wire::Goodbye::PROTOCOL_ERROR, "no Hello was received in time");
+  ExpectGoodbye(client, wire::Goodbye::UNSPECIFIED, "no Hello was received in time");
 }
 
 TEST_F(SessionLimitsTest, MoreRequestsThanMayBeOutstandingAreAllAnswered) {
