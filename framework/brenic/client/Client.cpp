@@ -125,7 +125,7 @@ bool Client::WaitForSent(const UID& messageId, float seconds) {
     auto event = m_SlotDepth == 0 ? m_Events.Pop(deadline) : m_Events.PopFor(messageId, deadline);
     if (event)
       Deal(*event, true);
-    else if (Clock::now() >= deadline)
+    if (Clock::now() >= deadline) // also behind an event: more may keep arriving
       return IsAnswered(messageId);
   }
   return true;

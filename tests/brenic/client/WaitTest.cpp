@@ -83,6 +83,39 @@ TEST_F(WaitTest, AWaitEndsInTimeWithFalse) {
   EXPECT_EQ(Run(), 0);
 }
 
+TEST_F(WaitTest, AWaitEndsInTimeAlsoWhileMoreKeepsArriving) {
+  m_Master.m_OnRequest = [this](Link& link, const wire::Envelope& request) {
+    m_Held.push_back(request);
+    if (m_Held.size() < 2)
+      return;
+    for (int i = 0; i < 100; ++i)
+      m_Master.Push(link, *MessageFactory::Create<PathTranslationsMsg>());
+    m_Master.Serve(link, std::exchange(m_Held, {m_Held[0]}).back());
+  };
+  UID held;
+  m_App.m_OnProducts = [&] {
+    held = SendNew(Write());
+    const UID last = SendNew(Write());
+    EXPECT_TRUE(Messenger::WaitForSent(last, -1)); // the flood stands in the queue now
+  };
+  int delivered = 0;
+  m_App.m_OnTranslations = [&] {
+    ++delivered;
+    if (delivered == 1) { // as long as the wait around it has in all
+      EXPECT_FALSE(Messenger::WaitForSent(held, 0.01F));
+    }
+  };
+  m_App.m_OnPass = [&] {
+    if (m_App.m_ProductsSeen == 0)
+      return true;
+    EXPECT_FALSE(Messenger::WaitForSent(held, 0.01F));
+    EXPECT_EQ(delivered, 1);
+    Release();
+    return false;
+  };
+  EXPECT_EQ(Run(), 0);
+}
+
 TEST_F(WaitTest, AWaitInASlotTakesOnlyItsOwnAnswerAndKeepsTheOrderOfTheRest) {
   std::vector<std::string> order;
   UID first, second;
