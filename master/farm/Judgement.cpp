@@ -290,9 +290,9 @@ Result<> CheckBasis(const Farm& farm, const Message& message, const std::string&
       translations ? wire::EncodeTranslations(farm.m_Translations) : farm.Option(o_UserLimits).str();
   if (Sha256(current) == basis)
     return {};
-  return Failure(
-      fmt::format("{} changed by someone else in the meantime; nothing was changed, run the command again",
-                  translations ? "the path translations were" : "the user limits were"));
+  return Failure(fmt::format(
+      "{} changed by someone else in the meantime; this request changed nothing and can be repeated",
+      translations ? "the path translations were" : "the user limits were"));
 }
 
 } // namespace brenic::master

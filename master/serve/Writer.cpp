@@ -164,9 +164,9 @@ Batch Writer::Process(Requests requests) {
     m_Store->Rollback();
     m_Farm = m_Store->LoadFarm();
     return AnswerWithoutStoring(requests, failure.Which() == StoreFailure::Kind::k_Full
-                                              ? "the Master's disk is full; nothing was changed"
-                                              : "another program holds the Master's database; nothing was "
-                                                "changed, run the command again");
+                                              ? "the Master's disk is full; this request changed nothing"
+                                              : "another program holds the Master's database; this request "
+                                                "changed nothing and can be repeated");
   }
 }
 

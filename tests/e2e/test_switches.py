@@ -94,6 +94,34 @@ class Options(FarmTest):
         self.assertOneLine(result.err, "UTF-8")
 
 
+class SeveralRequests(FarmTest):
+    def test_the_last_line_says_what_stands_when_one_is_refused(self):
+        result = self.farm.run("-Option", "a", "1", "-Reboot", "-GetUserLimits")
+        self.assertDone(result, 1)
+        self.assertEqual(result.err.splitlines()[1:],
+                         ["Committed: the options of the section Distribution. Refused: the reboot of the Master's "
+                          "machine. Repeat only what was not committed"])
+        self.assertEqual(result.out, "\n\n")
+        self.assertEqual(self.farm.state()["options"], {"a": "1"})
+
+    def test_one_that_is_too_large_to_be_sent_does_not_keep_the_others_back(self):
+        file = self.farm.folder / "large.ini"
+        with file.open("w") as ini:
+            ini.write("[Distribution]\n")
+            for number in range(66):
+                ini.write(f"o{number}={'x' * ((1 << 20) - 100)}\n")
+        result = self.farm.run("-CopyFile", str(file), "-AddRestriction", "r", "-DumpLogs")
+        self.assertDone(result, 1)
+        lines = result.err.splitlines()
+        self.assertEqual(len(lines), 2, lines)
+        self.assertIn("Cannot send the options of the section Distribution: a request has at most 67108864 bytes",
+                      lines[0])
+        self.assertEqual(lines[1], "Committed: the restrictions, the log dump. Refused: the options of the section "
+                         "Distribution. Repeat only what was not committed")
+        self.assertEqual(result.out, "")
+        self.assertEqual(self.farm.state()["restrictions"], ["r"])
+
+
 class SystemOperations(FarmTest):
     def test_the_log_dump_is_awaited_and_made_by_everybody(self):
         watcher = self.farm.start(program="watcher")
@@ -110,9 +138,10 @@ class SystemOperations(FarmTest):
         result = self.farm.run("-Shutdown", "-Reboot")
         self.assertDone(result, 1)
         lines = result.err.splitlines()
-        self.assertEqual(len(lines), 2, result)
+        self.assertEqual(len(lines), 3, result)
         self.assertIn("RebootCommand", lines[0])
         self.assertIn("ShutdownCommand", lines[1])
+        self.assertIn("Committed: nothing. Refused: ", lines[2])
         records = self.farm.audit()
         self.assertEqual([(r["message"]["class"], r["message"]["command"], r["result"]) for r in records],
                          [("MachineMsg", 1, "refused"), ("MachineMsg", 2, "refused")])

@@ -81,7 +81,7 @@ class Translations(FarmTest):
         proxy.release()
         result = finish(slow)
         self.assertDone(result, 1)
-        self.assertOneLine(result.err, "The Master refused to change the path translations", "run the command again")
+        self.assertOneLine(result.err, "The Master refused to change the path translations", "can be repeated")
         self.assertEqual([t[0] for t in self.translations()], ["A:", "C:"])
         self.add("B:", "/b", "/Vb")
         self.assertEqual([t[0] for t in self.translations()], ["A:", "C:", "B:"])

@@ -80,6 +80,8 @@ int Executable::Start(int argc, char** argv) {
   if (Guarded([&] { return application.Startup(m_CommandLine); }))
     Go();
   rlib::stdOut.Close();
+  if (!m_LastLine.empty())
+    rlib::Report(rlib::Log::k_Error, m_LastLine);
   rlib::stdErr.Close();
   return Status();
 }

@@ -3,10 +3,8 @@
 #include <fmt/core.h>
 
 #include "brenic/Messenger.h"
-#include "brenic/PathTranslationsMsg.h"
-#include "brenic/ProductMessages.h"
-#include "brenic/SettingsMessages.h"
 #include "brenic/SystemMessages.h"
+#include "client/RequestName.h"
 #include "rlib/Log.h"
 #include "wire/Contents.h"
 
@@ -84,15 +82,20 @@ void Client::Send(const shared_ptr<Message>& message) {
     std::lock_guard lock(m_Mutex);
     frame.mutable_message()->set_basis(m_Basis.For(*message));
   }
-  if (frame.ByteSizeLong() > wire::k_MaxFrame)
-    throw new Exception(fmt::format("A request of {} bytes is too large to be sent; {} are allowed",
-                                    frame.ByteSizeLong(), wire::k_MaxFrame));
-  auto bytes = std::make_shared<const std::string>(wire::Encode(frame));
+  const size_t size = frame.ByteSizeLong();
+  const bool fits = size <= wire::k_MaxFrame;
+  auto bytes = fits ? std::make_shared<const std::string>(wire::Encode(frame)) : nullptr;
   const bool isShutdown = message->Type() == ShutdownMsg::s_Type;
+  const bool isMain = std::this_thread::get_id() == m_MainThread; // whose the registry is
+  const String name = RequestName(*message, isMain ? &JobFactory::s_JobFactory : nullptr);
 
   std::lock_guard lock(m_Mutex);
-  m_Pending.emplace(message->m_ID, Pending{message->Description().m_Words, isShutdown});
-  if (m_Ended)
+  m_Requests.Add(message->m_ID, message->Description(), name);
+  if (!fits)
+    m_Events.Push(
+        Answered{message->m_ID, Outcome::k_NotSent,
+                 fmt::format("a request has at most {} bytes, and this one {}", wire::k_MaxFrame, size)});
+  if (!fits || m_Ended)
     return;
   asio::post(m_Io, [this, id = message->m_ID, isShutdown, bytes = std::move(bytes)]() mutable {
     if (m_Connection)
@@ -102,12 +105,12 @@ void Client::Send(const shared_ptr<Message>& message) {
 
 bool Client::IsAnswered(const UID& id) {
   std::lock_guard lock(m_Mutex);
-  return m_Answered.contains(id);
+  return m_Requests.IsAnswered(id);
 }
 
 size_t Client::PendingCount() {
   std::lock_guard lock(m_Mutex);
-  return m_Pending.size();
+  return m_Requests.PendingCount();
 }
 
 bool Client::Over() {
@@ -133,12 +136,12 @@ bool Client::WaitForSent(const UID& messageId, float seconds) {
 
 bool Client::WaitElsewhere(const UID& id, Clock::time_point deadline) {
   std::unique_lock lock(m_Mutex);
-  const auto over = [&] { return m_Answered.contains(id) || m_Ended || m_Executable->EndRequested(); };
+  const auto over = [&] { return m_Requests.IsAnswered(id) || m_Ended || m_Executable->EndRequested(); };
   if (deadline == Clock::time_point::max())
     m_Changed.wait(lock, over);
   else
     m_Changed.wait_until(lock, deadline, over);
-  if (m_Answered.contains(id))
+  if (m_Requests.IsAnswered(id))
     return true;
   if (over())
     throw new ConnectionEnded("A wait ended because the connection, or the run, has ended");
@@ -157,111 +160,6 @@ bool Client::Pass(std::chrono::milliseconds atMost) {
   return goOn();
 }
 
-void Client::Deal(Event& event, bool deliver) {
-  if (auto* connected = std::get_if<Connected>(&event))
-    On(*connected);
-  else if (auto* arrived = std::get_if<Arrived>(&event))
-    On(*arrived, deliver);
-  else if (auto* answered = std::get_if<Answered>(&event))
-    On(*answered);
-  else
-    On(std::get<Ended>(event));
-}
-
-void Client::On(Connected& event) {
-  m_Info = event.m_Info;
-  if (m_ConnectedTime.IsZero())
-    m_ConnectedTime = Time::Now();
-  rlib::LogSystem("Connected to the Master " + m_Info->m_Name);
-}
-
-void Client::On(Arrived& event, bool deliver) {
-  const UID& type = event.m_Message->Type();
-  if (type == LogDumpMsg::s_Type)
-    rlib::Log::Dump();
-  if (type == ShutdownMsg::s_Type)
-    m_ShutdownReceived = true;
-  if (type == ProductMsg::s_Type)
-    JobFactory::s_JobFactory.Install(static_cast<const ProductMsg&>(*event.m_Message).m_Product);
-  if (type == RemoveProductMsg::s_Type)
-    JobFactory::s_JobFactory.Remove(static_cast<const RemoveProductMsg&>(*event.m_Message).m_ProductType);
-  if (type == EndProductsMsg::s_Type) {
-    if (event.m_Products)
-      JobFactory::s_JobFactory.Replace(*event.m_Products);
-    if (m_ProductsAnnounced)
-      return;
-  }
-  if (!deliver)
-    return;
-  m_ProductsAnnounced = m_ProductsAnnounced || type == EndProductsMsg::s_Type;
-  {
-    std::lock_guard lock(m_Mutex);
-    m_Basis.Delivered(event.m_Message);
-  }
-  Emit(event.m_Message);
-}
-
-void Client::Emit(const shared_ptr<Message>& message) {
-  struct Depth {
-    int& m_Depth;
-    explicit Depth(int& depth) : m_Depth(depth) { ++m_Depth; }
-    ~Depth() { --m_Depth; }
-  };
-  const Depth inSlot(m_SlotDepth);
-  if (message->EmitTo(message) == 0)
-    m_App->OnUnhandledMessage(message);
-}
-
-void Client::On(const Answered& event) {
-  Pending pending{};
-  {
-    std::lock_guard lock(m_Mutex);
-    const auto found = m_Pending.find(event.m_Request);
-    if (found == m_Pending.end())
-      return;
-    pending = found->second;
-    m_Pending.erase(found);
-    m_Answered.insert(event.m_Request);
-  }
-  m_Changed.notify_all();
-  if (event.m_Outcome == Outcome::k_Refused) {
-    m_EndWhenIdle = m_EndWhenIdle || pending.m_IsShutdown;
-    m_App->RequestHasFailed(
-        fmt::format("The Master refused to {}: {}", pending.m_What, event.m_Reason.str()));
-  } else if (event.m_Outcome == Outcome::k_Unknown) {
-    m_EndWhenIdle = m_EndWhenIdle || pending.m_IsShutdown;
-    m_Executable->Note(k_ExitUnknownOutcome);
-    rlib::Report(rlib::Log::k_Error, fmt::format("It is unknown whether the Master did {}: {}",
-                                                 pending.m_What, event.m_Reason.str()));
-  }
-}
-
-void Client::On(Ended& event) {
-  {
-    std::lock_guard lock(m_Mutex);
-    m_Ended = true;
-  }
-  m_Changed.notify_all();
-  // Taken out of turn: answers that came before it still stand in the queue, and decide what is reported.
-  if (m_SlotDepth > 0)
-    m_Events.Push(std::move(event));
-  else
-    Report(event);
-}
-
-void Client::Report(const Ended& event) {
-  m_EndReported = true;
-  if (const size_t pending = PendingCount(); pending > 0) {
-    m_Executable->Note(k_ExitUnknownOutcome);
-    rlib::Report(rlib::Log::k_Error,
-                 fmt::format("{}. The outcome of {} request(s) is unknown: look before you repeat them",
-                             event.m_Text.str(), pending));
-  } else if (!event.m_Orderly) {
-    m_Executable->Note(k_ExitNoConnection);
-    rlib::Report(rlib::Log::k_Error, event.m_Text);
-  }
-}
-
 void Client::Finish() {
   if (!m_Thread.joinable())
     return;
@@ -278,6 +176,16 @@ void Client::Finish() {
     rlib::Report(rlib::Log::k_Error, "The Master is shutting down; nothing was asked of it");
   }
   CloseConnection();
+  Summarise();
+}
+
+void Client::Summarise() {
+  std::lock_guard lock(m_Mutex);
+  if (!m_Requests.NeedSummary())
+    return;
+  for (const String& line : m_Requests.Details())
+    rlib::LogInfo(line);
+  m_Executable->SetLastLine(m_Requests.Summary());
 }
 
 void Client::CloseConnection() {

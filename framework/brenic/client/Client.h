@@ -3,13 +3,12 @@
 
 #include <memory>
 #include <thread>
-#include <unordered_map>
-#include <unordered_set>
 
 #include "brenic/BrenicClientApp.h"
 #include "brenic/Executable.h"
 #include "client/Basis.h"
 #include "client/MasterConnection.h"
+#include "client/Requests.h"
 
 namespace brenic {
 
@@ -50,11 +49,6 @@ public:
   void Finish();
 
 private:
-  struct Pending {
-    const char* m_What; // the request as its user would name it
-    bool m_IsShutdown;
-  };
-
   bool IsAnswered(const UID& id);
   size_t PendingCount();
   bool Over();
@@ -65,6 +59,7 @@ private:
   void On(const Answered& event);
   void On(Ended& event);
   void Report(const Ended& event);
+  void Summarise();
   void CloseConnection();
   void Emit(const shared_ptr<Message>& message);
 
@@ -79,10 +74,9 @@ private:
   std::thread m_Thread;
   std::thread::id m_MainThread;
 
-  std::mutex m_Mutex; // guards the five below, and the order in which requests reach the connection
+  std::mutex m_Mutex; // guards the four below, and the order in which requests reach the connection
   std::condition_variable m_Changed;
-  std::unordered_map<UID, Pending> m_Pending; // handed to Send and not answered
-  std::unordered_set<UID> m_Answered;
+  Requests m_Requests; // handed to Send
   bool m_Ended = false;
   Basis m_Basis;
 

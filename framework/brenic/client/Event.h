@@ -25,7 +25,8 @@ struct Arrived {
   std::optional<JobFactory::ProductList> m_Products;
 };
 
-enum class Outcome { k_Committed, k_Refused, k_Unknown };
+/// Not sent: refused by this side.
+enum class Outcome { k_Committed, k_Refused, k_Unknown, k_NotSent };
 
 struct Answered {
   UID m_Request;

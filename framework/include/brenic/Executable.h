@@ -44,6 +44,8 @@ public:
   bool EndRequested() const { return m_EndRequested; }
   /// Called by Signal and Stop, on their thread; an empty function ends that.
   void SetWake(std::function<void()> wake);
+  /// What the user and the log are told when everything else has been said, Cleanup included. Main thread.
+  void SetLastLine(const String& line) { m_LastLine = line; }
 
 protected:
   Executable();
@@ -63,6 +65,7 @@ private:
   std::atomic<bool> m_NoConnection{false};
   std::mutex m_WakeMutex;
   std::function<void()> m_Wake;
+  String m_LastLine;
 };
 
 } // namespace brenic

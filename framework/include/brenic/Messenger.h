@@ -14,8 +14,8 @@ public:
   /// Declares this client. Called before BrenicClientExecutable::Startup.
   static void SetClientInfo(const UID& id, int kind);
 
-  /// Queues `message` for the Master, with the contents that it has now. Any thread. Throws Exception* when
-  /// the message is too large to be sent.
+  /// Queues `message` for the Master, with the contents that it has now. Any thread. A message that is too
+  /// large to be sent counts as refused.
   static void Send(const shared_ptr<Message>& message);
 
   /// Waits up to `seconds` (negative: without limit) until the Master has answered the message, durably

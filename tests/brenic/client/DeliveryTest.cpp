@@ -8,7 +8,6 @@ namespace brenic {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::SizeIs;
 
 std::string Sha256(const std::string& bytes) {
@@ -94,21 +93,6 @@ TEST_F(ClientTest, AnExceptionFromASlotReachesOnExceptionAndEndsTheRunWithOne) {
   m_App.m_OnProducts = [] { throw new Exception("from the slot"); };
   EXPECT_EQ(Run(), 1);
   EXPECT_THAT(m_App.m_Exceptions, ElementsAre(String("from the slot")));
-}
-
-TEST_F(ClientTest, ARequestThatExceedsAFrameIsNotTaken) {
-  m_App.m_OnProducts = [this] {
-    try {
-      Messenger::Send(Write(std::string(wire::k_MaxFrame, 'x')));
-      ADD_FAILURE() << "the request was taken";
-    } catch (Exception* e) {
-      EXPECT_THAT(e->Message().str(), HasSubstr("too large to be sent; 67108864 are allowed"));
-      delete e;
-    }
-    m_App.Stop();
-  };
-  EXPECT_EQ(Run(), 0);
-  EXPECT_THAT(m_Master.Requests(1), SizeIs(0));
 }
 
 TEST_F(ClientTest, RequestsOfSeveralThreadsKeepEachThreadsOrder) {

@@ -158,7 +158,7 @@ TEST(Basis, OfTheCurrentTranslationsIsAccepted) {
   EXPECT_TRUE(CheckBasis(farm, *write, Sha256(wire::EncodeTranslations(farm.m_Translations))));
   EXPECT_THAT(
       CheckBasis(farm, *write, Sha256("")).Reason().str(),
-      HasSubstr("changed by someone else in the meantime; nothing was changed, run the command again"));
+      HasSubstr("changed by someone else in the meantime; this request changed nothing and can be repeated"));
 }
 
 TEST(Basis, OfUserLimitsIsTheirText) {

@@ -199,7 +199,7 @@ TEST_F(ServerTest, RefusesAStaleBasis) {
   EXPECT_EQ(client.Ask(*write(), Sha256("")).outcome(), wire::Answer::COMMITTED);
   const wire::Answer answer = client.Ask(*write(), Sha256(""));
   EXPECT_EQ(answer.outcome(), wire::Answer::REFUSED);
-  EXPECT_THAT(answer.reason(), HasSubstr("run the command again"));
+  EXPECT_THAT(answer.reason(), HasSubstr("can be repeated"));
 }
 
 TEST_F(ServerTest, PushesChangedTranslationsToEverybody) {

@@ -12,7 +12,7 @@ TEST_F(WriterTest, RefusesWritesAndAnswersReadsWhileTheDiskIsFull) {
   m_Writer->Start();
   const auto results = Finish();
   EXPECT_EQ(Read(results[0]).m_Answer.outcome(), wire::Answer::REFUSED);
-  EXPECT_EQ(Read(results[1]).m_Answer.reason(), "the Master's disk is full; nothing was changed");
+  EXPECT_EQ(Read(results[1]).m_Answer.reason(), "the Master's disk is full; this request changed nothing");
   EXPECT_EQ(Read(results[2]).m_Answer.outcome(), wire::Answer::COMMITTED);
   EXPECT_EQ(Read(results[2]).m_Reply->m_Options.at("a"), "");
 }
