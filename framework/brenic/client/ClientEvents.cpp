@@ -86,7 +86,9 @@ void Client::On(const Answered& event) {
     return rlib::Report(rlib::Log::k_Error,
                         fmt::format("It is unknown whether the Master did {}: {}", what, why));
   case Outcome::k_Committed:
-    break;
+    if (request->m_Class->m_Kind == RequestKind::k_Read && !event.m_Replied)
+      m_App->RequestHasFailed(
+          fmt::format("The Master did not {}: it confirmed the request without a reply", what));
   }
 }
 

@@ -32,6 +32,7 @@ struct Answered {
   UID m_Request;
   Outcome m_Outcome;
   String m_Reason;
+  bool m_Replied = false; // there was a reply, which has arrived before
 };
 
 /// There is no connection any more and there will be none. The last event.

@@ -52,7 +52,7 @@ void MasterConnection::End(const String& text, bool orderly) {
 void MasterConnection::SettleReplied() {
   std::erase_if(m_Requests, [this](const Request& request) {
     if (request.m_Replied)
-      m_Events.Push(Answered{request.m_Id, Outcome::k_Committed, k_Empty});
+      m_Events.Push(Answered{request.m_Id, Outcome::k_Committed, k_Empty, true});
     return request.m_Replied;
   });
 }

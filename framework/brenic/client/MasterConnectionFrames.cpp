@@ -133,7 +133,7 @@ void MasterConnection::OnAnswer(const wire::Answer& answer) {
     outcome = Outcome::k_Refused;
   if (request->m_IsShutdown && outcome == Outcome::k_Committed)
     m_ShuttingDown = true;
-  m_Events.Push(Answered{request->m_Id, outcome, answer.reason()});
+  m_Events.Push(Answered{request->m_Id, outcome, answer.reason(), request->m_Replied});
   m_Requests.erase(request);
   WatchWait();
 }

@@ -75,6 +75,17 @@ TEST_F(OutcomeTest, AnUnknownOutcomeIsReportedAndItsStatusGoesBeforeARefusal) {
               HasSubstr("It is unknown whether the Master did reboot or shut down its machine: because\n"));
 }
 
+TEST_F(OutcomeTest, AReadThatIsConfirmedWithoutItsReplyIsAnError) {
+  AnswerWith(wire::Answer::COMMITTED);
+  m_App.m_OnProducts = [this] {
+    const UID id = SendNew(Read());
+    EXPECT_TRUE(Messenger::WaitForSent(id, 30));
+    m_App.Stop();
+  };
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(m_Lines, "The Master did not tell its options: it confirmed the request without a reply\n");
+}
+
 TEST_F(OutcomeTest, AConnectionThatEndsWithNothingPendingGivesThree) {
   m_Master.m_OnRequest = [this](Link& link, const wire::Envelope& request) {
     m_Master.Serve(link, request);
