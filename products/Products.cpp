@@ -33,9 +33,9 @@ Result<> Export(const String& text, Path file) {
   if (!product)
     return Failure("Internal error: could not get product handle for product: " + text + " - " +
                    type.ToString());
-  if (file.Extension(false).empty())
-    file = Path(file.str() + ".json");
   try {
+    if (file.Extension(false).empty())
+      file = Path(file.str() + ".json");
     Save(*product, file);
   } catch (Exception* e) {
     const std::unique_ptr<Exception> owned(e);

@@ -9,6 +9,23 @@ using testing::IsEmpty;
 
 namespace {
 
+bool s_ExtensionFails = false;
+
+} // namespace
+
+// What the linker puts in the place of Path::Extension (CMakeLists.txt), which never fails by itself.
+extern "C" {
+String RealExtension(const Path* path, bool withDot) asm("__real__ZNK4rlib4Path9ExtensionEb");
+String WrappedExtension(const Path* path, bool withDot) asm("__wrap__ZNK4rlib4Path9ExtensionEb");
+}
+String WrappedExtension(const Path* path, bool withDot) {
+  if (s_ExtensionFails)
+    throw new Exception("No extension today");
+  return RealExtension(path, withDot);
+}
+
+namespace {
+
 constexpr const char* k_NotEnough = "Could not export product: Not enough arguments";
 
 class ExportTest : public SwitchHandlerTest {
@@ -191,6 +208,14 @@ TEST_F(ExportTest, AFailureWhileWritingLeavesTheEarlierFileAsItWas) {
   EXPECT_EQ(m_Access.m_ExitCode, 1);
   EXPECT_EQ(ReadTextFile(m_File), "earlier");
   EXPECT_EQ(m_Folder.Count(), 1u) << "a temporary file was left behind";
+}
+
+TEST_F(ExportTest, AFailureBeforeTheFileIsOpenedIsReportedLikeOneOfTheFile) {
+  s_ExtensionFails = true;
+  EXPECT_TRUE(ExportTo(m_File));
+  s_ExtensionFails = false;
+  ExpectProductError("Could not export product: No extension today");
+  EXPECT_EQ(m_Folder.Count(), 0u);
 }
 
 TEST_F(ExportTest, IsTraced) {

@@ -8,6 +8,17 @@
 
 namespace brenic {
 
+namespace {
+
+/// Begins with a capital.
+std::string AsSentence(std::string text) {
+  if (!text.empty() && text[0] >= 'a' && text[0] <= 'z')
+    text[0] = static_cast<char>(text[0] - 'a' + 'A');
+  return text;
+}
+
+} // namespace
+
 void Client::Deal(Event& event, bool deliver) {
   if (auto* connected = std::get_if<Connected>(&event))
     On(*connected);
@@ -107,14 +118,15 @@ void Client::On(Ended& event) {
 
 void Client::Report(const Ended& event) {
   m_EndReported = true;
+  const std::string text = AsSentence(event.m_Text.str());
   if (const size_t pending = PendingCount(); pending > 0) {
     m_Executable->Note(k_ExitUnknownOutcome);
     rlib::Report(rlib::Log::k_Error,
-                 fmt::format("{}. The outcome of {} request(s) is unknown: look before you repeat them",
-                             event.m_Text.str(), pending));
+                 fmt::format("{}. The outcome of {} request(s) is unknown: look before you repeat them", text,
+                             pending));
   } else if (!event.m_Orderly) {
     m_Executable->Note(k_ExitNoConnection);
-    rlib::Report(rlib::Log::k_Error, event.m_Text);
+    rlib::Report(rlib::Log::k_Error, text);
   }
 }
 

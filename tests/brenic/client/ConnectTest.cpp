@@ -185,24 +185,24 @@ INSTANTIATE_TEST_SUITE_P(
     Cases, FinalTest,
     testing::Values(
         FinalCase{"Rejected", WithGoodbye(wire::Goodbye::REJECTED),
-                  "the Master at fake:1 does not let this client in: because of the test"},
+                  "The Master at fake:1 does not let this client in: because of the test"},
         FinalCase{"VersionGoodbye", WithGoodbye(wire::Goodbye::PROTOCOL_VERSION),
-                  "the Master at fake:1 closed the connection: because of the test"},
+                  "The Master at fake:1 closed the connection: because of the test"},
         FinalCase{"ProtocolError", WithGoodbye(wire::Goodbye::PROTOCOL_ERROR),
-                  "the Master at fake:1 closed the connection: because of the test"},
+                  "The Master at fake:1 closed the connection: because of the test"},
         FinalCase{"Version", WithVersion(9),
-                  "the Master at fake:1 speaks version 9 of the protocol, this program version 1"},
+                  "The Master at fake:1 speaks version 9 of the protocol, this program version 1"},
         FinalCase{"FinalFailure", Refused("bad certificate", true),
                   "Cannot connect to the Master at fake:1: bad certificate"},
         FinalCase{
             "TooLarge", WithGarbage(std::string("\4\0\0\1", 4)),
-            "the Master at fake:1 does not keep to the protocol: received a frame of 67108865 bytes, where "
+            "The Master at fake:1 does not keep to the protocol: received a frame of 67108865 bytes, where "
             "67108864 are allowed"},
         FinalCase{
             "Undecodable", WithGarbage(std::string("\0\0\0\2\xff\xff", 6)),
-            "the Master at fake:1 does not keep to the protocol: received a frame that cannot be decoded"},
+            "The Master at fake:1 does not keep to the protocol: received a frame that cannot be decoded"},
         FinalCase{"NoWelcome", WithGarbage(AnswerBeforeWelcome()),
-                  "the Master at fake:1 does not keep to the protocol: received a frame before the welcome"}),
+                  "The Master at fake:1 does not keep to the protocol: received a frame before the welcome"}),
     [](const auto& info) { return info.param.m_Name; });
 
 TEST_F(ClientTest, AMalformedFrameIsAnsweredWithAGoodbyeThatSaysWhy) {

@@ -86,7 +86,7 @@ TEST_F(ClientTest, AMalformedFrameLaterOnIsFinalToo) {
   EXPECT_EQ(m_Master.Connections(), 1);
   EXPECT_EQ(m_App.m_ProductsSeen, 1);
   EXPECT_EQ(m_Lines,
-            "the Master at fake:1 does not keep to the protocol: received a frame that cannot be decoded\n");
+            "The Master at fake:1 does not keep to the protocol: received a frame that cannot be decoded\n");
 }
 
 TEST_F(ClientTest, AnExceptionFromASlotReachesOnExceptionAndEndsTheRunWithOne) {

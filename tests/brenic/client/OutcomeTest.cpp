@@ -93,7 +93,7 @@ TEST_F(OutcomeTest, AConnectionThatEndsWithNothingPendingGivesThree) {
   };
   m_App.m_OnProducts = [] { SendNew(Write()); };
   EXPECT_EQ(Run(), 3);
-  EXPECT_EQ(m_Lines, "the Master at fake:1 does not let this client in: because of the test\n");
+  EXPECT_EQ(m_Lines, "The Master at fake:1 does not let this client in: because of the test\n");
 }
 
 TEST_F(OutcomeTest, AConnectionThatEndsWithSomethingPendingGivesFourAndOneLine) {
@@ -103,7 +103,7 @@ TEST_F(OutcomeTest, AConnectionThatEndsWithSomethingPendingGivesFourAndOneLine) 
   m_App.m_OnProducts = [] { SendNew(Write()); };
   EXPECT_EQ(Run(), 4);
   EXPECT_EQ(m_Lines,
-            "the Master at fake:1 does not let this client in: because of the test. The outcome of 1 "
+            "The Master at fake:1 does not let this client in: because of the test. The outcome of 1 "
             "request(s) is unknown: look before you repeat them\n");
 }
 

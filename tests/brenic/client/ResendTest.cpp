@@ -97,7 +97,7 @@ TEST_F(ClientTest, ThreeConnectionsWithoutAnAnswerToTheSameRequestEndTheRun) {
   EXPECT_EQ(Run(), 4);
   EXPECT_EQ(m_Master.Connections(), 3);
   EXPECT_THAT(m_Lines,
-              HasSubstr("the Master at fake:1 closed 3 connections without an answer to the same request. "
+              HasSubstr("The Master at fake:1 closed 3 connections without an answer to the same request. "
                         "The outcome of 1 request(s) is unknown: look before you repeat them\n"));
 }
 
@@ -170,7 +170,7 @@ TEST_F(ClientTest, AnotherMasterAtTheSameAddressEndsTheRun) {
   EXPECT_EQ(Run(), 4);
   EXPECT_EQ(m_Master.Connections(), 2);
   EXPECT_THAT(m_Master.Requests(2), SizeIs(0));
-  EXPECT_THAT(m_Lines, HasSubstr("the Master at fake:1 is another Master now. The outcome of 1 request(s) is "
+  EXPECT_THAT(m_Lines, HasSubstr("The Master at fake:1 is another Master now. The outcome of 1 request(s) is "
                                  "unknown"));
 }
 
