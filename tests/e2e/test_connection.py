@@ -50,6 +50,21 @@ class NoMaster(FarmTest):
             self.assertOneLine(result.err.splitlines()[-1], f"No connection to the Master at {silent.address} within 1 s")
             silent.socket.close()
 
+    def test_the_configuration_can_limit_the_first_connection(self):
+        silent = Silent()
+        silent.socket.close()
+        with self.farm.credentials.open("a") as configuration:
+            configuration.write("ConnectTimeout = 0.5\n")
+        process = self.farm.start("-Info", address=silent.address)
+        self.addCleanup(process.kill)
+        self.assertIn("trying again for up to 0.5 s", process.stderr.readline().decode())
+        self.assertDone(finish(process), 3)
+        process = self.farm.start("-Info", "-ConnectTimeout", "0", address=silent.address)
+        self.addCleanup(process.kill)
+        self.assertIn("trying again until it answers", process.stderr.readline().decode())
+        process.send_signal(signal.SIGINT)
+        self.assertDone(finish(process), 130)
+
     def test_a_silent_master_is_told_after_one_attempt(self):
         silent = Silent()
         process = self.farm.start("-Info", address=silent.address)

@@ -44,8 +44,11 @@ rlib::Result<> Connect(const CommandLine& cmd, BrenicClientApp& app, Executable&
   const rlib::Result<Target> target = Target::Choose(cmd);
   if (!target)
     return target.Why();
+  MasterConnection::Timing timing;
+  timing.m_Restore = target->m_RestoreTimeout.value_or(timing.m_Restore);
   const auto start = [&](const Client::MakeConnector& makeConnector) {
-    Client::Instance().Start(app, executable, app.GetClientName(), target->m_ConnectTimeout, makeConnector);
+    Client::Instance().Start(app, executable, app.GetClientName(), target->m_ConnectTimeout, makeConnector,
+                             timing);
   };
   if (target->m_Endpoint.IsLocal()) {
     start([&](asio::io_context& io) { return MakeLocalConnector(io, target->m_Endpoint); });

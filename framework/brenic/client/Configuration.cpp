@@ -100,6 +100,8 @@ Result<Configuration> ReadConfiguration(const Path& file) {
         credentials.m_Certificate = folder / value;
       else if (name.CompareNoCase("Key") == 0)
         credentials.m_Key = folder / value;
+      else if (name.CompareNoCase("ConnectTimeout") == 0)
+        configuration.m_ConnectTimeout = value;
     }
   }
   return configuration;

@@ -8,12 +8,13 @@
 
 namespace brenic {
 
-/// What `brenic.conf` says: an INI file with the section [Client] and the names Master, CA, Certificate and
-/// Key; relative paths are relative to the file.
+/// What `brenic.conf` says: an INI file with the section [Client] and the names Master, CA, Certificate, Key
+/// and ConnectTimeout; relative paths are relative to the file.
 struct Configuration {
   Path m_File;
   String m_Master;
   Credentials m_Credentials;
+  std::optional<String> m_ConnectTimeout; // as it stands there
 };
 
 /// Reads $BRENIC_CONFIG, else $XDG_CONFIG_HOME/brenic/brenic.conf (~/.config), else

@@ -57,8 +57,8 @@ void MasterConnection::SettleReplied() {
   });
 }
 
-Milliseconds MasterConnection::RestoreTime() const {
-  return m_Options.m_ConnectTimeout.value_or(m_Options.m_Timing.m_Restore);
+std::optional<Milliseconds> MasterConnection::Limit() const {
+  return m_MasterId ? m_Options.m_Timing.m_Restore : m_Options.m_ConnectTimeout;
 }
 
 void MasterConnection::StartGivingUp(Milliseconds after) {
@@ -127,9 +127,9 @@ void MasterConnection::AttemptFailed(const ConnectFailure& failure) {
     m_Stream->Close();
   if (m_Reported != m_Reason) {
     m_Reported = m_Reason;
-    const std::string until = m_MasterId || m_Options.m_ConnectTimeout
-                                  ? fmt::format("for up to {}", Seconds(RestoreTime()))
-                                  : "until it answers (Ctrl-C ends this)";
+    const std::optional<Milliseconds> limit = Limit();
+    const std::string until =
+        limit ? fmt::format("for up to {}", Seconds(*limit)) : "until it answers (Ctrl-C ends this)";
     rlib::Report(rlib::Log::k_Warning, fmt::format("Cannot connect to {}: {}; trying again {}", Where().str(),
                                                    m_Reason.str(), until));
   }
@@ -156,7 +156,7 @@ void MasterConnection::Lost(const FrameStream::End& end) {
     return End(fmt::format("{} closed {} connections without an answer to the same request", Where().str(),
                            k_MostWrites));
   m_Reason = m_Reported = end.m_Text;
-  const Milliseconds limit = RestoreTime();
+  const Milliseconds limit = m_Options.m_Timing.m_Restore;
   rlib::Report(rlib::Log::k_Warning,
                fmt::format("Lost the connection to {}: {}; connecting again for up to {}", Where().str(),
                            end.m_Text.str(), Seconds(limit)));

@@ -15,7 +15,7 @@ public:
   /// Others than these are for tests.
   struct Timing {
     std::chrono::milliseconds m_Attempt{5000};
-    std::chrono::milliseconds m_Restore{30'000};
+    std::chrono::milliseconds m_Restore{30'000}; // how long to go on when one was lost
     std::chrono::milliseconds m_FirstPause{100}; // between attempts; doubles up to
     std::chrono::milliseconds m_LongestPause{5000};
     std::chrono::milliseconds m_Notice{5000}; // of waiting, before the user is told
@@ -27,8 +27,7 @@ public:
     int m_Kind = 0;
     String m_Name;
     unsigned m_Version = 0;
-    /// How long to go on without a first connection, and how long without one later; none: without limit,
-    /// and 30 seconds.
+    /// How long to go on without a first connection; none: without limit.
     std::optional<std::chrono::milliseconds> m_ConnectTimeout;
     Timing m_Timing;
   };
@@ -63,7 +62,8 @@ private:
   void Pause();
   void End(const String& text, bool orderly = false);
   void SettleReplied();
-  std::chrono::milliseconds RestoreTime() const;
+  /// How long to go on without a connection; none: without limit.
+  std::optional<std::chrono::milliseconds> Limit() const;
 
   void OnFrame(wire::Frame& frame);
   void OnWelcome(const wire::Welcome& welcome);

@@ -1,5 +1,8 @@
 #include "client/Target.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include <fmt/core.h>
 
 #include "client/Configuration.h"
@@ -22,17 +25,38 @@ String NoMaster() {
       files);
 }
 
-Result<std::optional<std::chrono::milliseconds>> ReadTimeout(const CommandLine& cmd) {
-  if (!cmd.HasSwitch("ConnectTimeout"))
-    return std::nullopt;
+using Timeout = std::optional<std::chrono::milliseconds>; // none: no limit
+
+/// No value for what is not a number of seconds.
+std::optional<Timeout> ParseTimeout(const String& text) {
   constexpr double k_Longest = 1e9;
-  const String text = cmd.GetArgument("ConnectTimeout", 0, k_Empty);
   const std::optional<double> seconds = rlib::ParseDouble(text);
   if (!seconds || *seconds < 0 || *seconds > k_Longest)
-    return Failure(fmt::format("-ConnectTimeout '{}' is not a number of seconds", text.str()));
-  if (*seconds == 0)
     return std::nullopt;
-  return std::chrono::milliseconds(static_cast<int64_t>(*seconds * 1000 + 0.5));
+  if (*seconds == 0)
+    return Timeout();
+  return Timeout(std::max<int64_t>(1, std::llround(*seconds * 1000)));
+}
+
+/// None when the command line says nothing, which differs from its saying "no limit".
+Result<std::optional<Timeout>> ReadTimeout(const CommandLine& cmd) {
+  if (!cmd.HasSwitch("ConnectTimeout"))
+    return std::nullopt;
+  const String text = cmd.GetArgument("ConnectTimeout", 0, k_Empty);
+  const std::optional<Timeout> timeout = ParseTimeout(text);
+  if (!timeout)
+    return Failure(fmt::format("-ConnectTimeout '{}' is not a number of seconds", text.str()));
+  return timeout;
+}
+
+Result<Timeout> ConfiguredTimeout(const std::optional<Configuration>& configuration) {
+  if (!configuration || !configuration->m_ConnectTimeout)
+    return Timeout();
+  const std::optional<Timeout> timeout = ParseTimeout(*configuration->m_ConnectTimeout);
+  if (!timeout)
+    return Failure(fmt::format("The ConnectTimeout '{}' in '{}' is not a number of seconds",
+                               configuration->m_ConnectTimeout->str(), configuration->m_File.str().str()));
+  return *timeout;
 }
 
 Result<std::optional<uint16_t>> ReadPort(const CommandLine& cmd) {
@@ -106,6 +130,9 @@ Result<Target> Target::Choose(const CommandLine& cmd) {
   const auto configuration = ConfigurationFor(*named);
   if (!configuration)
     return configuration.Why();
+  const auto usualTimeout = ConfiguredTimeout(*configuration);
+  if (!usualTimeout)
+    return usualTimeout.Why();
   const auto endpoint = *named ? Result<Endpoint>(**named) : UsualMaster(*configuration, port->has_value());
   if (!endpoint)
     return endpoint.Why();
@@ -115,7 +142,8 @@ Result<Target> Target::Choose(const CommandLine& cmd) {
 
   Target target;
   target.m_Endpoint = *endpoint;
-  target.m_ConnectTimeout = *timeout;
+  target.m_ConnectTimeout = timeout->value_or(*usualTimeout);
+  target.m_RestoreTimeout = timeout->value_or(std::nullopt);
   if (*port)
     target.m_Endpoint.m_Port = **port;
   if (!endpoint->IsLocal() && !*configuration)

@@ -127,11 +127,11 @@ TEST_F(ClientTest, AfterALossTheRunIsGivenUpInTime) {
             "No connection to the Master at fake:1 within 0.03 s: Connection refused\n");
 }
 
-TEST_F(ClientTest, ConnectTimeoutHoldsAlsoAfterALoss) {
+TEST_F(ClientTest, WhatIsUnansweredWhenTheRunIsGivenUpIsUnknown) {
   Plan refused;
   refused.m_Refuse = ConnectFailure{"Connection refused", false};
   m_Master.m_Plans = {Plan{}, refused};
-  m_App.m_ConnectTimeout = std::chrono::milliseconds(30);
+  m_App.m_Timing.m_Restore = std::chrono::milliseconds(30);
   m_App.m_OnProducts = [this] {
     SendNew(Write());
     m_Master.Post([](Link& link) { link.Close(); });
@@ -141,6 +141,20 @@ TEST_F(ClientTest, ConnectTimeoutHoldsAlsoAfterALoss) {
   EXPECT_THAT(m_Lines,
               HasSubstr("No connection to the Master at fake:1 within 0.03 s: Connection refused. The "
                         "outcome of 1 request(s) is unknown: look before you repeat them\n"));
+}
+
+TEST_F(ClientTest, TheLimitOfTheFirstConnectionIsNotThatOfALaterOne) {
+  Plan refused;
+  refused.m_Refuse = ConnectFailure{"Connection refused", false};
+  m_Master.m_Plans = {Plan{}, refused, Plan{}};
+  m_App.m_ConnectTimeout = std::chrono::milliseconds(20'000);
+  m_App.m_OnProducts = [this] { m_Master.Post([](Link& link) { link.Close(); }); };
+  m_App.m_OnPass = [this] { return m_Master.Frames().size() < 2; };
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(m_Lines,
+            "Lost the connection to the Master at fake:1: the connection was closed by the other side; "
+            "connecting again for up to 30 s\n"
+            "Cannot connect to the Master at fake:1: Connection refused; trying again for up to 30 s\n");
 }
 
 TEST_F(ClientTest, ASlowProductListAfterALossIsNotTakenForAMissingConnection) {

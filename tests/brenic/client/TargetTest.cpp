@@ -129,6 +129,40 @@ TEST_F(TargetTest, ConnectTimeoutIsInSecondsAndZeroIsNone) {
   EXPECT_EQ(m_Target.m_ConnectTimeout, std::nullopt);
 }
 
+TEST_F(TargetTest, AConnectTimeoutAboveZeroIsNeverRoundedToNone) {
+  Configure(k_Configuration);
+  ASSERT_EQ(Choose({"-ConnectTimeout", "0.0004"}), "");
+  EXPECT_EQ(m_Target.m_ConnectTimeout, std::chrono::milliseconds(1));
+  Configure(std::string(k_Configuration) + "ConnectTimeout=1e-30\n");
+  ASSERT_EQ(Choose({}), "");
+  EXPECT_EQ(m_Target.m_ConnectTimeout, std::chrono::milliseconds(1));
+}
+
+TEST_F(TargetTest, TheConfiguredTimeoutHoldsWhereTheSwitchSaysNothing) {
+  Configure(std::string(k_Configuration) + "connecttimeout = 2.5\n");
+  ASSERT_EQ(Choose({}), "");
+  EXPECT_EQ(m_Target.m_ConnectTimeout, std::chrono::milliseconds(2500));
+  EXPECT_EQ(m_Target.m_RestoreTimeout, std::nullopt) << "it is about the first connection only";
+  ASSERT_EQ(Choose({"-ConnectTimeout", "1"}), "");
+  EXPECT_EQ(m_Target.m_ConnectTimeout, std::chrono::milliseconds(1000));
+  EXPECT_EQ(m_Target.m_RestoreTimeout, std::chrono::milliseconds(1000));
+  ASSERT_EQ(Choose({"-ConnectTimeout", "0"}), "");
+  EXPECT_EQ(m_Target.m_ConnectTimeout, std::nullopt) << "the switch asks for no limit";
+  Configure(std::string(k_Configuration) + "ConnectTimeout=0\n");
+  ASSERT_EQ(Choose({}), "");
+  EXPECT_EQ(m_Target.m_ConnectTimeout, std::nullopt);
+}
+
+TEST_F(TargetTest, AMalformedConfiguredTimeoutEndsTheRun) {
+  for (const char* value : {"", "soon", "-1", "nan", "1e300", "5s"}) {
+    Configure(std::string(k_Configuration) + "ConnectTimeout=" + value + "\n");
+    const std::string problem = "The ConnectTimeout '" + std::string(value) + "' in '" +
+                                (m_Folder / "config/brenic/brenic.conf") + "' is not a number of seconds";
+    EXPECT_EQ(Choose({}).str(), problem);
+    EXPECT_EQ(Choose({"-ConnectTimeout", "5"}).str(), problem);
+  }
+}
+
 TEST_F(TargetTest, TheNamedConfigurationGoesBeforeTheUsersOwn) {
   Configure(k_Configuration);
   WriteTextFile(m_Folder / "named.conf", "[client]\nmaster = named\n");
