@@ -21,7 +21,7 @@ namespace {
 /// Fails unless the file can be read.
 Result<> CheckReadable(const char* what, const Path& file) {
   if (file.empty())
-    return Failure(fmt::format("brenic.conf names no {}", what));
+    return Failure(fmt::format("The configuration names no {}", what));
   struct stat info {};
   if (stat(file.c_str(), &info) != 0 || access(file.c_str(), R_OK) != 0)
     return Failure(

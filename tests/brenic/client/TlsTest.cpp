@@ -285,7 +285,7 @@ TEST_F(CredentialsTest, AFolderInPlaceOfAFileIsNamed) {
 TEST_F(CredentialsTest, AMissingEntryOfTheConfigurationIsNamed) {
   const auto context = MakeClientContext({});
   ASSERT_FALSE(context);
-  EXPECT_EQ(context.Reason(), "brenic.conf names no certificate authority");
+  EXPECT_EQ(context.Reason(), "The configuration names no certificate authority");
 }
 
 } // namespace
