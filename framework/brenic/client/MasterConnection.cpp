@@ -1,6 +1,7 @@
 #include "client/MasterConnection.h"
 
 #include <algorithm>
+#include <ctime>
 
 #include <fmt/core.h>
 
@@ -18,6 +19,12 @@ std::string Seconds(Milliseconds time) {
 }
 
 } // namespace
+
+std::chrono::seconds SinceBoot() {
+  timespec time{};
+  clock_gettime(CLOCK_BOOTTIME, &time);
+  return std::chrono::seconds(time.tv_sec);
+}
 
 MasterConnection::MasterConnection(asio::io_context& io, std::unique_ptr<Connector> connector,
                                    Options options, EventQueue& events)
@@ -180,7 +187,22 @@ std::list<MasterConnection::Request>::iterator MasterConnection::Find(const UID&
   return std::find_if(m_Requests.begin(), m_Requests.end(), [&](const Request& r) { return r.m_Id == id; });
 }
 
+void MasterConnection::SendAgain() {
+  const auto now = m_Options.m_Timing.m_Uptime();
+  std::erase_if(m_Requests, [&](const Request& request) {
+    const bool tooLate = request.m_Writes > 0 && now - request.m_FirstWrite > m_Options.m_Timing.m_Resend;
+    if (tooLate)
+      m_Events.Push(Answered{request.m_Id, Outcome::k_Unknown,
+                             "its answer was lost, and it was sent too long ago to be sent again"});
+    return tooLate;
+  });
+  for (Request& request : m_Requests)
+    Write(request);
+}
+
 void MasterConnection::Write(Request& request) {
+  if (request.m_Writes == 0)
+    request.m_FirstWrite = m_Options.m_Timing.m_Uptime();
   ++request.m_Writes;
   m_Stream->Send(request.m_Frame);
 }

@@ -1,6 +1,7 @@
 // The client's side of the protocol: one connection after the other, and what is not answered yet.
 #pragma once
 
+#include <functional>
 #include <list>
 
 #include "client/Connector.h"
@@ -8,6 +9,9 @@
 #include "net/FrameStream.h"
 
 namespace brenic {
+
+/// How long the machine has been up, the time in which it was suspended included.
+std::chrono::seconds SinceBoot();
 
 /// Used on the I/O thread only; what happens goes to the event queue.
 class MasterConnection {
@@ -19,6 +23,9 @@ public:
     std::chrono::milliseconds m_FirstPause{100}; // between attempts; doubles up to
     std::chrono::milliseconds m_LongestPause{5000};
     std::chrono::milliseconds m_Notice{5000}; // of waiting, before the user is told
+    /// How long a request may be sent again; some time later the Master has forgotten it.
+    std::chrono::seconds m_Resend{std::chrono::hours(12)};
+    std::function<std::chrono::seconds()> m_Uptime = SinceBoot;
     FrameStream::Timing m_Silence;
   };
 
@@ -52,6 +59,7 @@ private:
     bool m_IsShutdown;
     FrameStream::Bytes m_Frame;
     int m_Writes = 0;
+    std::chrono::seconds m_FirstWrite{0}; // by m_Uptime
     bool m_Replied = false;
   };
 
@@ -74,6 +82,7 @@ private:
 
   std::list<Request>::iterator Find(const UID& id);
   void Write(Request& request);
+  void SendAgain();
   void StartGivingUp(std::chrono::milliseconds after);
   void WatchWait();
   String Where() const { return "the Master at " + m_Connector->Address(); }

@@ -57,8 +57,7 @@ void MasterConnection::OnWelcome(const wire::Welcome& welcome) {
   info->m_DefaultIdleTimeout = welcome.default_idle_timeout();
   info->m_Message = welcome.message();
   m_Events.Push(Connected{info});
-  for (Request& request : m_Requests)
-    Write(request);
+  SendAgain();
   WatchWait();
 }
 

@@ -157,6 +157,36 @@ TEST_F(ClientTest, TheLimitOfTheFirstConnectionIsNotThatOfALaterOne) {
             "Cannot connect to the Master at fake:1: Connection refused; trying again for up to 30 s\n");
 }
 
+TEST_F(ClientTest, ARequestIsNotSentAgainOnceTheMasterMayHaveForgottenIt) {
+  std::atomic<int> uptime{1};
+  m_App.m_Timing.m_Uptime = [&] { return std::chrono::seconds(uptime); };
+  m_Master.m_OnRequest = [&](Link& link, const wire::Envelope& request) {
+    if (link.m_Number > 2)
+      return m_Master.Serve(link, request);
+    if (m_Master.Requests(link.m_Number).size() < 2)
+      return;
+    uptime += 8 * 3600; // 16 h when the third connection is made
+    link.Close();
+  };
+  m_App.m_OnProducts = [] {
+    SendNew(Write());
+    SendNew(Write());
+  };
+  m_App.m_OnPass = [&, sentNew = false]() mutable {
+    if (m_Master.Connections() == 3 && !std::exchange(sentNew, true)) {
+      SendNew(Write("new"));
+      m_App.Stop();
+    }
+    return true;
+  };
+  EXPECT_EQ(Run(), 4);
+  EXPECT_THAT(m_Master.Requests(2), SizeIs(2)) << "after 8 h";
+  EXPECT_THAT(m_Master.Requests(3), SizeIs(1)) << "the new one";
+  EXPECT_THAT(m_Lines,
+              HasSubstr("It is unknown whether the Master did set options: its answer was lost, and it was "
+                        "sent too long ago to be sent again\n"));
+}
+
 TEST_F(ClientTest, ASlowProductListAfterALossIsNotTakenForAMissingConnection) {
   Plan held;
   held.m_HoldProducts = true;
