@@ -75,6 +75,25 @@ void Client::Start(BrenicClientApp& app, Executable& executable, const String& n
   });
 }
 
+namespace {
+
+/// What makes a request too large to be sent.
+std::optional<String> Excess(const wire::Frame& frame) {
+  const auto text = [](size_t most, const char* what, size_t these) {
+    return String(fmt::format("a request has at most {} {}, and this one {}", most, what, these));
+  };
+  const size_t size = frame.ByteSizeLong();
+  if (size > wire::k_MaxFrame)
+    return text(wire::k_MaxFrame, "bytes", size);
+  if (size <= wire::k_MaxEntries) // of which each has more than one byte
+    return std::nullopt;
+  if (const size_t entries = wire::CountEntries(frame.SerializeAsString()); entries > wire::k_MaxEntries)
+    return text(wire::k_MaxEntries, "entries", entries);
+  return std::nullopt;
+}
+
+} // namespace
+
 void Client::Send(const shared_ptr<Message>& message) {
   wire::Frame frame;
   wire::ToWire(*message, *frame.mutable_message());
@@ -82,20 +101,17 @@ void Client::Send(const shared_ptr<Message>& message) {
     std::lock_guard lock(m_Mutex);
     frame.mutable_message()->set_basis(m_Basis.For(*message));
   }
-  const size_t size = frame.ByteSizeLong();
-  const bool fits = size <= wire::k_MaxFrame;
-  auto bytes = fits ? std::make_shared<const std::string>(wire::Encode(frame)) : nullptr;
+  const std::optional<String> excess = Excess(frame);
+  auto bytes = excess ? nullptr : std::make_shared<const std::string>(wire::Encode(frame));
   const bool isShutdown = message->Type() == ShutdownMsg::s_Type;
   const bool isMain = std::this_thread::get_id() == m_MainThread; // whose the registry is
   const String name = RequestName(*message, isMain ? &JobFactory::s_JobFactory : nullptr);
 
   std::lock_guard lock(m_Mutex);
   m_Requests.Add(message->m_ID, message->Description(), name);
-  if (!fits)
-    m_Events.Push(
-        Answered{message->m_ID, Outcome::k_NotSent,
-                 fmt::format("a request has at most {} bytes, and this one {}", wire::k_MaxFrame, size)});
-  if (!fits || m_Ended)
+  if (excess)
+    m_Events.Push(Answered{message->m_ID, Outcome::k_NotSent, *excess});
+  if (excess || m_Ended)
     return;
   asio::post(m_Io, [this, id = message->m_ID, isShutdown, bytes = std::move(bytes)]() mutable {
     if (m_Connection)

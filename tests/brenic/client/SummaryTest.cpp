@@ -194,6 +194,16 @@ TEST_F(SummaryTest, ARequestTooLargeToBeSentCountsAsRefusedAndTheOthersAreSent) 
                         "Repeat only what was not committed\n");
 }
 
+TEST_F(SummaryTest, ARequestOfMoreEntriesThanTheMasterTakesIsNotSent) {
+  const auto many = MessageFactory::Create<SetMasterOptionsMsg>();
+  for (size_t i = 0; i <= wire::k_MaxEntries; ++i)
+    many->m_Options.emplace_hint(many->m_Options.end(), fmt::format("{:07}", i), "");
+  EXPECT_EQ(RunWith({many}), 1);
+  EXPECT_THAT(m_Master.Requests(1), SizeIs(0));
+  ASSERT_THAT(m_App.m_Failures, SizeIs(1));
+  EXPECT_THAT(m_App.m_Failures[0].str(), HasSubstr("at most 1048576 entries, and this one 1048577"));
+}
+
 TEST_F(SummaryTest, ARequestTooLargeToBeSentIsAnsweredForWhoeverWaits) {
   m_App.m_OnProducts = [this] {
     const UID id = SendNew(TooLarge());
