@@ -283,8 +283,13 @@ Result<Judgement> Judge(const Farm& farm, const MachineCommandLines& commands, c
 
 Result<> CheckBasis(const Farm& farm, const Message& message, const std::string& basis) {
   const auto value = wire::WholeValueIn(message);
-  if (basis.empty() || !value)
+  if (basis.empty())
     return {};
+  // Not ignored: its sender believes that something is compared.
+  if (!value)
+    return Failure("It has a basis, but is not the write of a whole value");
+  if (basis.size() != k_DigestBytes)
+    return Failure(fmt::format("Its basis has {} bytes instead of {}", basis.size(), k_DigestBytes));
   const bool translations = *value == wire::WholeValue::k_PathTranslations;
   const std::string current =
       translations ? wire::EncodeTranslations(farm.m_Translations) : farm.Option(o_UserLimits).str();

@@ -6,7 +6,9 @@
 
 namespace brenic {
 
-/// 32 bytes.
+inline constexpr size_t k_DigestBytes = 32;
+
+/// k_DigestBytes bytes.
 std::string Sha256(std::string_view bytes);
 /// Lower-case hexadecimal.
 std::string Hex(std::string_view bytes);

@@ -161,6 +161,14 @@ TEST(Basis, OfTheCurrentTranslationsIsAccepted) {
       HasSubstr("changed by someone else in the meantime; this request changed nothing and can be repeated"));
 }
 
+TEST(Basis, ThatCannotBeComparedIsRefusedAndNotIgnored) {
+  const Farm farm = SampleFarm();
+  EXPECT_EQ(CheckBasis(farm, *OptionMessage("a", "1"), Sha256("")).Reason().str(),
+            "It has a basis, but is not the write of a whole value");
+  EXPECT_EQ(CheckBasis(farm, *OptionMessage(o_UserLimits, ""), "short").Reason().str(),
+            "Its basis has 5 bytes instead of 32");
+}
+
 TEST(Basis, OfUserLimitsIsTheirText) {
   Farm farm;
   const auto write = Option("Distribution", "userlimits", "bob=5;");
