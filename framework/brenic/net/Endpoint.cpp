@@ -1,7 +1,11 @@
 #include "net/Endpoint.h"
 
+#include <algorithm>
+#include <arpa/inet.h>
+
 #include <fmt/core.h>
 
+#include "rlib/Escape.h"
 #include "rlib/Number.h"
 
 namespace brenic {
@@ -24,6 +28,67 @@ String Endpoint::ToString() const {
 }
 
 namespace {
+
+constexpr size_t k_LongestName = 253; // characters
+constexpr size_t k_LongestLabel = 63;
+
+// The locale has no say in these.
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+bool IsOfName(char c) {
+  return IsDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-' || c == '_' || c == '.';
+}
+
+/// Whether the system would take a name that ends with this label for an IPv4 address in one of its odd
+/// forms: "1.2", "010.0.0.1", "0x7f000001" are not what they look like. No domain has such a name.
+bool IsNumber(std::string_view label) {
+  const bool hexadecimal = label.starts_with("0x") || label.starts_with("0X");
+  return hexadecimal || std::all_of(label.begin(), label.end(), IsDigit);
+}
+
+bool IsLabel(std::string_view label) {
+  return !label.empty() && label.size() <= k_LongestLabel && label.front() != '-' && label.back() != '-';
+}
+
+/// Whether the host is a name or an IPv4 address.
+Result<> CheckHost(const std::string& host) {
+  if (host[0] == '-')
+    return Failure("a host name does not begin with a dash");
+  if (!std::all_of(host.begin(), host.end(), IsOfName))
+    return Failure("a host name has no characters but letters, digits, '-', '_' and '.'; a name in another "
+                   "script is written in its form that begins with xn--");
+  if (in_addr address{}; inet_pton(AF_INET, host.c_str(), &address) == 1)
+    return {};
+  std::string_view name = host;
+  if (name.back() == '.') // the root, at the end of a name that is complete
+    name.remove_suffix(1);
+  if (name.size() > k_LongestName)
+    return Failure(fmt::format("a host name has at most {} characters", k_LongestName));
+  for (size_t begin = 0; begin <= name.size();) {
+    const size_t end = std::min(name.find('.', begin), name.size());
+    const std::string_view label = name.substr(begin, end - begin);
+    if (!IsLabel(label))
+      return Failure(fmt::format("each part of a host name between dots has 1 to {} characters and neither "
+                                 "begins nor ends with a dash",
+                                 k_LongestLabel));
+    if (end == name.size() && IsNumber(label))
+      return Failure("an IPv4 address has four numbers from 0 to 255, as 192.0.2.1");
+    begin = end + 1;
+  }
+  return {};
+}
+
+/// What stands in brackets: an IPv6 address, perhaps with the network interface of a link-local one.
+Result<> CheckBracketed(const std::string& host) {
+  const size_t percent = host.find('%');
+  const std::string interface = percent == std::string::npos ? "any" : host.substr(percent + 1);
+  in6_addr address{};
+  if (inet_pton(AF_INET6, host.substr(0, percent).c_str(), &address) != 1 || interface.empty() ||
+      !std::all_of(interface.begin(), interface.end(), IsOfName))
+    return Failure("what stands in brackets is no IPv6 address");
+  return {};
+}
 
 struct HostAndPort {
   std::string m_Host;
@@ -62,6 +127,8 @@ Result<Endpoint> Endpoint::Parse(const String& text) {
     return Failure("an address is missing");
   if (address.find_first_of(std::string_view("\0 \t\n\r", 5)) != std::string::npos)
     return Failure("an address holds no spaces");
+  if (rlib::EscapeControls(text) != text)
+    return Failure("an address holds no control characters");
   Endpoint endpoint;
   if (address.rfind("unix:", 0) == 0) {
     endpoint.m_Socket = Path(address.substr(5));
@@ -74,8 +141,9 @@ Result<Endpoint> Endpoint::Parse(const String& text) {
     return parts.Why();
   if (parts->m_Host.empty())
     return Failure("the host is missing");
-  if (parts->m_Host[0] == '-')
-    return Failure("a host name does not begin with a dash");
+  if (const Result<> host = address[0] == '[' ? CheckBracketed(parts->m_Host) : CheckHost(parts->m_Host);
+      !host)
+    return host.Why();
   if (parts->m_Port) {
     const auto port = ParsePort(*parts->m_Port);
     if (!port)

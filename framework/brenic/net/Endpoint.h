@@ -21,7 +21,8 @@ struct Endpoint {
   /// As a user writes it: "host:8730", "[::1]:8730", "unix:/run/brenic/master.sock".
   String ToString() const;
 
-  /// Reads "host", "host:port", "[address]:port" or "unix:PATH". Fails with what is wrong with the text.
+  /// Reads "host", "host:port", "[IPv6 address]:port" or "unix:PATH". Fails with what is wrong with the text,
+  /// also for a host that can be neither a name nor an address.
   static rlib::Result<Endpoint> Parse(const String& text);
 };
 

@@ -36,15 +36,17 @@ TEST_P(GoodEndpointTest, IsShownInAFormThatReadsTheSame) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, GoodEndpointTest,
-    testing::Values(Good{"host", "host", 8730, "", "host:8730"}, Good{"host:1", "host", 1, "", "host:1"},
-                    Good{"master.farm.example:65535", "master.farm.example", 65535, "",
-                         "master.farm.example:65535"},
-                    Good{"127.0.0.1", "127.0.0.1", 8730, "", "127.0.0.1:8730"},
-                    Good{"[::1]", "::1", 8730, "", "[::1]:8730"}, Good{"[::1]:99", "::1", 99, "", "[::1]:99"},
-                    Good{"[fe80::1%eth0]:99", "fe80::1%eth0", 99, "", "[fe80::1%eth0]:99"},
-                    Good{"[host]:5", "host", 5, "", "host:5"},
-                    Good{"unix:/run/m.sock", "", 8730, "/run/m.sock", "unix:/run/m.sock"},
-                    Good{"unix:relative", "", 8730, "relative", "unix:relative"}));
+    testing::Values(
+        Good{"host", "host", 8730, "", "host:8730"}, Good{"host:1", "host", 1, "", "host:1"},
+        Good{"master.farm.example:65535", "master.farm.example", 65535, "", "master.farm.example:65535"},
+        Good{"127.0.0.1", "127.0.0.1", 8730, "", "127.0.0.1:8730"},
+        Good{"[::1]", "::1", 8730, "", "[::1]:8730"}, Good{"[::1]:99", "::1", 99, "", "[::1]:99"},
+        Good{"[fe80::1%eth0]:99", "fe80::1%eth0", 99, "", "[fe80::1%eth0]:99"},
+        Good{"[::ffff:1.2.3.4]", "::ffff:1.2.3.4", 8730, "", "[::ffff:1.2.3.4]:8730"},
+        Good{"render_1.farm-a.example.:5", "render_1.farm-a.example.", 5, "", "render_1.farm-a.example.:5"},
+        Good{"3com.example", "3com.example", 8730, "", "3com.example:8730"},
+        Good{"unix:/run/m.sock", "", 8730, "/run/m.sock", "unix:/run/m.sock"},
+        Good{"unix:relative", "", 8730, "relative", "unix:relative"}));
 
 struct Bad {
   const char* m_Text;
@@ -62,6 +64,23 @@ TEST_P(BadEndpointTest, IsRefusedWithTheReason) {
 constexpr const char* k_Port = "the port must be a number from 1 to 65535";
 constexpr const char* k_Brackets = "an IPv6 address is written in brackets, as [::1]:8730";
 constexpr const char* k_Spaces = "an address holds no spaces";
+constexpr const char* k_Controls = "an address holds no control characters";
+constexpr const char* k_NoIPv6 = "what stands in brackets is no IPv6 address";
+constexpr const char* k_NoIPv4 = "an IPv4 address has four numbers from 0 to 255, as 192.0.2.1";
+constexpr const char* k_Characters =
+    "a host name has no characters but letters, digits, '-', '_' and '.'; a name in another script is "
+    "written in its form that begins with xn--";
+constexpr const char* k_Label =
+    "each part of a host name between dots has 1 to 63 characters and neither begins nor ends with a dash";
+constexpr const char* k_Long = "a host name has at most 253 characters";
+
+/// A name of this many characters in parts of ten, the dot included.
+std::string LongName(size_t size) {
+  std::string name;
+  while (name.size() < size)
+    name += name.size() % 10 == 9 ? '.' : 'a';
+  return name;
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Table, BadEndpointTest,
@@ -75,7 +94,32 @@ INSTANTIATE_TEST_SUITE_P(
                     Bad{"[::1", "the closing bracket is missing"},
                     Bad{"[::1]8730", "a port is written behind a colon"},
                     Bad{"-Info", "a host name does not begin with a dash"},
-                    Bad{"unix:", "the path is missing behind unix:"}));
+                    Bad{"unix:", "the path is missing behind unix:"}, Bad{"unix:/a\x01", k_Controls},
+                    Bad{"a\x01", k_Controls}, Bad{"a\x7f:1", k_Controls}, Bad{"a\x1b[2Jb", k_Controls},
+                    Bad{"a\xc2\x9b", k_Controls}, Bad{"[host]:5", k_NoIPv6}, Bad{"[127.0.0.1]", k_NoIPv6},
+                    Bad{"[::1::]", k_NoIPv6}, Bad{"[::1]]", "a port is written behind a colon"},
+                    Bad{"[::g]:1", k_NoIPv6}, Bad{"[fe80::1%]", k_NoIPv6}, Bad{"[fe80::1%a/b]", k_NoIPv6},
+                    Bad{"[1]", k_NoIPv6}, Bad{"a]", k_Characters}, Bad{"user@host", k_Characters},
+                    Bad{"host/path", k_Characters}, Bad{"//host", k_Characters}, Bad{"a,b", k_Characters},
+                    Bad{"a%b", k_Characters}, Bad{"a\\b", k_Characters}, Bad{"*", k_Characters},
+                    Bad{"m\xc3\xa4ster", k_Characters}, Bad{"\xff", k_Characters}, Bad{".", k_Label},
+                    Bad{"..", k_Label}, Bad{".a", k_Label}, Bad{"a..b", k_Label}, Bad{"a..", k_Label},
+                    Bad{"a-.b", k_Label}, Bad{"a.-b", k_Label}, Bad{"1.2.3", k_NoIPv4}, Bad{"1", k_NoIPv4},
+                    Bad{"256.1.1.1", k_NoIPv4}, Bad{"010.0.0.1", k_NoIPv4}, Bad{"1.2.3.4.5", k_NoIPv4},
+                    Bad{"0x7f.0.0.1", k_NoIPv4}, Bad{"0x7f000001", k_NoIPv4}, Bad{"1.2.3.4.", k_NoIPv4}));
+
+TEST(Endpoint, TakesNamesUpToTheLengthThatNamesMayHave) {
+  EXPECT_TRUE(Endpoint::Parse(LongName(253)));
+  EXPECT_TRUE(Endpoint::Parse(LongName(253) + ".:1"));
+  const rlib::Result<Endpoint> tooLong = Endpoint::Parse(LongName(254));
+  ASSERT_FALSE(tooLong);
+  EXPECT_EQ(tooLong.Reason(), k_Long);
+  const std::string label(63, 'a');
+  EXPECT_TRUE(Endpoint::Parse(label + ".b"));
+  const rlib::Result<Endpoint> longLabel = Endpoint::Parse(label + "a.b");
+  ASSERT_FALSE(longLabel);
+  EXPECT_EQ(longLabel.Reason(), k_Label);
+}
 
 TEST(ParsePort, TakesNumbersFromTheLowestTo65535) {
   EXPECT_EQ(ParsePort("1"), 1);
