@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
-#include <unistd.h>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
 
 #include <fmt/core.h>
 
@@ -64,61 +67,148 @@ rlib::vector<Path> LocalSockets() {
 
 namespace {
 
-/// The first of the files that is there, and can be read.
-Result<std::optional<Path>> FindConfiguration() {
-  const bool named = !FromEnvironment("BRENIC_CONFIG").empty();
-  for (const Path& file : ConfigurationFiles()) {
-    if (!named && !rlib::File::Exists(file))
-      continue;
-    if (access(file.c_str(), R_OK) != 0)
-      return Failure(fmt::format("Cannot read the configuration '{}': {}", file.str().str(),
-                                 rlib::ErrorText(errno).str()));
-    return file;
-  }
-  return std::nullopt;
+constexpr size_t k_LongestFile = 1 << 20; // bytes
+
+/// The names that [Client] may hold.
+constexpr struct {
+  const char* m_Name;
+  void (*m_Take)(Configuration& configuration, const String& value);
+} k_Names[] = {
+    {"Master", [](Configuration& c, const String& value) { c.m_Master = value; }},
+    {"CA", [](Configuration& c, const String& v) { c.m_Credentials.m_Authority = c.m_File.Parent() / v; }},
+    {"Certificate",
+     [](Configuration& c, const String& v) { c.m_Credentials.m_Certificate = c.m_File.Parent() / v; }},
+    {"Key", [](Configuration& c, const String& v) { c.m_Credentials.m_Key = c.m_File.Parent() / v; }},
+    {"ConnectTimeout", [](Configuration& c, const String& value) { c.m_ConnectTimeout = value; }},
+};
+
+std::string KnownNames() {
+  std::string names;
+  for (const auto& known : k_Names)
+    names += (names.empty() ? "" : ", ") + std::string(known.m_Name);
+  return names;
 }
 
-Result<Configuration> ReadConfiguration(const Path& file) {
-  rlib::IniFile ini;
-  ini.SetFileName(file.str());
-  if (!ini.Load(true, false))
-    return Failure(fmt::format("Cannot read the configuration '{}'", file.str().str()));
-  Configuration configuration;
-  configuration.m_File = file;
-  const Path folder = file.Parent();
-  Credentials& credentials = configuration.m_Credentials;
-  while (ini.SetNextSection()) {
-    if (ini.GetCurrentSection().CompareNoCase("Client") != 0)
-      continue;
+/// Takes a configuration line by line.
+class Reader {
+public:
+  explicit Reader(const Path& file) { m_Configuration.m_File = file; }
+
+  const Configuration& Done() const { return m_Configuration; }
+
+  /// Fails with what is wrong with the line.
+  Result<> Take(std::string_view line) {
+    const auto isControl = [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7f; };
+    if (std::any_of(line.begin(), line.end(), isControl))
+      return Failure("it holds a control character");
+    rlib::IniFile ini; // of this line alone: so its number is known
+    ini.LoadText(line);
+    if (ini.SkippedLines() > 0)
+      return Failure("it is neither a section nor 'Name = value' nor a comment");
+    if (!ini.SetNextSection())
+      return {};
     String name, value;
-    while (ini.GetNextValue(name, value)) {
-      if (name.CompareNoCase("Master") == 0)
-        configuration.m_Master = value;
-      else if (name.CompareNoCase("CA") == 0)
-        credentials.m_Authority = folder / value;
-      else if (name.CompareNoCase("Certificate") == 0)
-        credentials.m_Certificate = folder / value;
-      else if (name.CompareNoCase("Key") == 0)
-        credentials.m_Key = folder / value;
-      else if (name.CompareNoCase("ConnectTimeout") == 0)
-        configuration.m_ConnectTimeout = value;
-    }
+    return ini.GetNextValue(name, value) ? TakePair(name, value) : TakeSection(ini.GetCurrentSection());
   }
-  return configuration;
+
+private:
+  Result<> TakeSection(const String& name) {
+    if (name.CompareNoCase("Client") != 0)
+      return Failure(fmt::format("the section [{}] is not known; there is only [Client]", name.str()));
+    m_InSection = true;
+    return {};
+  }
+
+  Result<> TakePair(const String& name, const String& value) {
+    if (!m_InSection)
+      return Failure(fmt::format("'{}' belongs under the section [Client]; write that above it", name.str()));
+    for (size_t i = 0; i < std::size(k_Names); ++i) {
+      if (name.CompareNoCase(k_Names[i].m_Name) != 0)
+        continue;
+      if (std::exchange(m_Seen[i], true))
+        return Failure(fmt::format("'{}' is given a second time; keep one of them", name.str()));
+      k_Names[i].m_Take(m_Configuration, value);
+      return {};
+    }
+    return Failure(fmt::format("the name '{}' is not known; [Client] takes {}", name.str(), KnownNames()));
+  }
+
+  Configuration m_Configuration;
+  bool m_InSection = false;
+  bool m_Seen[std::size(k_Names)] = {};
+};
+
+Failure Unreadable(const Path& file, const String& reason) {
+  return Failure(fmt::format("Cannot read the configuration '{}': {}; make it readable, or name another in "
+                             "$BRENIC_CONFIG",
+                             file.str().str(), reason.str()));
+}
+
+/// Whether the error says that there is no such file. A link that leads nowhere is there.
+bool IsAbsent(const Path& file, int error) {
+  struct stat link {};
+  return (error == ENOENT || error == ENOTDIR) && lstat(file.c_str(), &link) != 0;
+}
+
+/// No value when there is no such file. Never blocks.
+Result<std::optional<std::string>> ReadText(const Path& file) {
+  const int descriptor = open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (descriptor < 0) {
+    const int error = errno;
+    if (IsAbsent(file, error))
+      return std::nullopt;
+    return Unreadable(file, rlib::ErrorText(error));
+  }
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(fdopen(descriptor, "r"), std::fclose);
+  struct stat info {};
+  if (fstat(descriptor, &info) != 0)
+    return Unreadable(file, rlib::ErrorText(errno));
+  if (!S_ISREG(info.st_mode))
+    return Unreadable(file, S_ISDIR(info.st_mode) ? "it is a folder" : "it is not a regular file");
+  std::string text(k_LongestFile + 1, '\0');
+  text.resize(std::fread(text.data(), 1, text.size(), stream.get()));
+  if (std::ferror(stream.get()))
+    return Unreadable(file, rlib::ErrorText(errno));
+  if (text.size() > k_LongestFile)
+    return Unreadable(file, "it is longer than 1 MiB");
+  return text;
+}
+
+Result<Configuration> Parse(const Path& file, std::string_view text) {
+  Reader reader(file);
+  for (size_t number = 1; !text.empty(); ++number) {
+    const size_t end = text.find('\n');
+    std::string_view line = text.substr(0, end);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    if (line.ends_with('\r'))
+      line.remove_suffix(1);
+    if (const Result<> taken = reader.Take(line); !taken)
+      return Failure(fmt::format("The configuration '{}' cannot be used: line {}: {}", file.str().str(),
+                                 number, taken.Reason().str()));
+  }
+  return reader.Done();
 }
 
 } // namespace
 
 Result<std::optional<Configuration>> LoadConfiguration() {
-  const Result<std::optional<Path>> file = FindConfiguration();
-  if (!file)
-    return file.Why();
-  if (!*file)
-    return std::nullopt;
-  Result<Configuration> configuration = ReadConfiguration(**file);
-  if (!configuration)
-    return configuration.Why();
-  return std::move(*configuration);
+  const bool named = !FromEnvironment("BRENIC_CONFIG").empty();
+  for (const Path& file : ConfigurationFiles()) {
+    const Result<std::optional<std::string>> text = ReadText(file);
+    if (!text)
+      return text.Why();
+    if (!*text && named)
+      return Failure(fmt::format("Cannot read the configuration '{}': {}; $BRENIC_CONFIG names it: correct "
+                                 "or unset that",
+                                 file.str().str(), rlib::ErrorText(ENOENT).str()));
+    if (!*text)
+      continue;
+    Result<Configuration> configuration = Parse(file, **text);
+    if (!configuration)
+      return configuration.Why();
+    return std::move(*configuration);
+  }
+  return std::nullopt;
 }
 
 } // namespace brenic

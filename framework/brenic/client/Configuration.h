@@ -8,8 +8,8 @@
 
 namespace brenic {
 
-/// What `brenic.conf` says: an INI file with the section [Client] and the names Master, CA, Certificate, Key
-/// and ConnectTimeout; relative paths are relative to the file.
+/// What `brenic.conf` says: an INI file with the section [Client] and the names Master, CA, Certificate, Key and
+/// ConnectTimeout, each at most once; relative paths are relative to the file.
 struct Configuration {
   Path m_File;
   String m_Master;
@@ -18,8 +18,9 @@ struct Configuration {
 };
 
 /// Reads $BRENIC_CONFIG, else $XDG_CONFIG_HOME/brenic/brenic.conf (~/.config), else
-/// /etc/brenic/brenic.conf; none when none of them exists. Fails when the file that was found or named cannot
-/// be read; one that is named has to exist.
+/// /etc/brenic/brenic.conf; none when none of them exists. Fails when the one that was found cannot be read
+/// or understood as a whole (with the line), and when $BRENIC_CONFIG names none: the next one may lead to
+/// another Master. Never blocks.
 rlib::Result<std::optional<Configuration>> LoadConfiguration();
 
 /// The files that LoadConfiguration looks for, in this order.

@@ -80,6 +80,11 @@ Result<std::optional<Endpoint>> ReadMaster(const CommandLine& cmd) {
 }
 
 Result<Endpoint> ConfiguredMaster(const Configuration& configuration) {
+  if (configuration.m_Master.empty())
+    return Failure(
+        fmt::format("The configuration '{}' names no Master; write 'Master = HOST' into its section "
+                    "[Client], or use -Master <address:port>",
+                    configuration.m_File.str().str()));
   Result<Endpoint> endpoint = Endpoint::Parse(configuration.m_Master);
   if (!endpoint)
     return Failure(fmt::format("The Master '{}' in '{}' is not an address: {}", configuration.m_Master.str(),

@@ -86,6 +86,11 @@ TEST_F(TargetTest, TheCommandLineGoesBeforeTheConfigurationAndMistakesEndTheRun)
       {{"-Master", "[::1"}, nullptr, "the closing bracket is missing"},
       {{"-Master", "[::1]5"}, nullptr, "a port is written behind a colon"},
       {{"-Master", "[]"}, nullptr, "the host is missing"},
+      {{"-Master", "[farm]"},
+       nullptr,
+       "-Master '[farm]' is not an address: what stands in brackets is no IPv6"},
+      {{"-Master", "me@farm"}, nullptr, "a host name has no characters but"},
+      {{"-Master", "farm..example"}, nullptr, "each part of a host name"},
       {{"-Master", "unix:"}, nullptr, "the path is missing behind unix:"},
       {{"-MasterPort"}, nullptr, "-MasterPort '' is not a port number from 1 to 65535"},
       {{"-MasterPort", "0"}, nullptr, "-MasterPort '0' is not a port number"},
@@ -174,8 +179,8 @@ TEST_F(TargetTest, TheNamedConfigurationGoesBeforeTheUsersOwn) {
 TEST_F(TargetTest, ANamedConfigurationThatCannotBeReadIsNotPassedOver) {
   Configure(k_Configuration);
   setenv("BRENIC_CONFIG", (m_Folder / "missing.conf").c_str(), 1);
-  EXPECT_EQ(Choose({}).str(),
-            "Cannot read the configuration '" + (m_Folder / "missing.conf") + "': No such file or directory");
+  EXPECT_THAT(Choose({}).str(), StartsWith("Cannot read the configuration '" + (m_Folder / "missing.conf") +
+                                           "': No such file or directory"));
   EXPECT_THAT(Choose({"-Master", "other"}).str(), StartsWith("Cannot read the configuration"));
   EXPECT_EQ(Choose({"-Master", "unix:/a"}), ""); // needs none
 }
@@ -189,7 +194,17 @@ TEST_F(TargetTest, TheHomeFolderIsTheFallbackOfTheConfigurationFolder) {
 
 TEST_F(TargetTest, AConfigurationWithoutAMasterSaysSo) {
   Configure("[Client]\nCA=ca.pem\n");
-  EXPECT_THAT(Choose({}).str(), HasSubstr("is not an address: an address is missing"));
+  EXPECT_EQ(Choose({}).str(), "The configuration '" + (m_Folder / "config/brenic/brenic.conf") +
+                                  "' names no Master; write 'Master = HOST' into its section [Client], or "
+                                  "use -Master <address:port>");
+  EXPECT_EQ(Choose({"-Master", "other"}), "");
+}
+
+TEST_F(TargetTest, AConfiguredAddressThatIsMalformedEndsTheRun) {
+  Configure("[Client]\nMaster = farm/8730\n");
+  EXPECT_THAT(Choose({}).str(),
+              StartsWith("The Master 'farm/8730' in '" + (m_Folder / "config/brenic/brenic.conf") +
+                         "' is not an address: a host name has no characters but"));
 }
 
 TEST_F(TargetTest, LocalSocketsAreTriedOnlyWithoutConfigurationAndAddress) {
