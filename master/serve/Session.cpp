@@ -6,6 +6,7 @@
 #include "farm/Utf8.h"
 #include "rlib/Log.h"
 #include "wire/Contents.h"
+#include "wire/Versions.h"
 
 namespace brenic::master {
 
@@ -134,12 +135,12 @@ void Session::OnFrame(wire::Frame& frame) {
 }
 
 void Session::OnHello(const wire::Hello& hello) {
-  if (hello.protocol_version() != wire::k_ProtocolVersion) {
-    m_Host.ReportStranger(
-        fmt::format("{} speaks version {} of the protocol", Who().str(), hello.protocol_version()));
+  const wire::VersionRange spoken = wire::SpokenBy(hello);
+  if (!wire::HighestCommon(spoken, wire::k_SpokenVersions)) {
+    m_Host.ReportStranger(fmt::format("{} speaks {} of the protocol", Who().str(), wire::Words(spoken)));
     return SayGoodbye(wire::Goodbye::PROTOCOL_VERSION,
-                      fmt::format("this Master speaks version {} of the protocol, the client version {}",
-                                  wire::k_ProtocolVersion, hello.protocol_version()));
+                      fmt::format("this Master speaks {} of the protocol, the client {}",
+                                  wire::Words(wire::k_SpokenVersions), wire::Words(spoken)));
   }
   m_Peer->m_ClientId = wire::Identifier(hello.client_id()).ToString().str();
   m_Peer->m_Kind = hello.kind();
@@ -150,6 +151,9 @@ void Session::SendWelcome(const wire::Hello& hello) {
   const auto snapshot = m_Host.CurrentSnapshot();
   wire::Frame frame;
   *frame.mutable_welcome() = m_Host.WelcomeTemplate();
+  wire::NameVersions(*frame.mutable_welcome());
+  if (const auto version = wire::HighestCommon(wire::SpokenBy(hello), wire::k_SpokenVersions))
+    frame.mutable_welcome()->set_protocol_version(*version);
   frame.mutable_welcome()->set_default_idle_timeout(snapshot->m_DefaultIdleTimeout);
   // A longer one may be stored from the time when it was taken.
   frame.mutable_welcome()->set_message(std::string(Utf8Beginning(snapshot->m_Message.str(), k_MaxMessage)));

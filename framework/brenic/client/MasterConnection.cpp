@@ -7,6 +7,7 @@
 
 #include "rlib/Log.h"
 #include "wire/Contents.h"
+#include "wire/Versions.h"
 
 namespace brenic {
 
@@ -116,7 +117,8 @@ void MasterConnection::Greet(std::unique_ptr<ByteStream> stream) {
                    {}});
   wire::Frame frame;
   wire::Hello& hello = *frame.mutable_hello();
-  hello.set_protocol_version(wire::k_ProtocolVersion);
+  hello.set_protocol_version(wire::k_SpokenVersions.m_Lowest);
+  wire::NameVersions(hello);
   hello.set_client_id(wire::IdentifierBytes(m_Options.m_ClientId));
   hello.set_kind(static_cast<uint32_t>(m_Options.m_Kind));
   hello.set_name(m_Options.m_Name.str());

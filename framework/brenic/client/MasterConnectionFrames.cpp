@@ -4,8 +4,15 @@
 #include "client/MasterConnection.h"
 #include "rlib/Log.h"
 #include "wire/Contents.h"
+#include "wire/Versions.h"
 
 namespace brenic {
+
+namespace {
+
+constexpr char k_UseMatchingRelease[] = "use a release of this program that goes with the Master's";
+
+} // namespace
 
 void MasterConnection::OnFrame(wire::Frame& frame) {
   switch (frame.body_case()) {
@@ -32,9 +39,10 @@ void MasterConnection::OnFrame(wire::Frame& frame) {
 void MasterConnection::OnWelcome(const wire::Welcome& welcome) {
   if (m_Welcomed)
     throw wire::Malformed("a second welcome");
-  if (welcome.protocol_version() != wire::k_ProtocolVersion)
-    return End(fmt::format("{} speaks version {} of the protocol, this program version {}", Where().str(),
-                           welcome.protocol_version(), wire::k_ProtocolVersion));
+  if (!wire::k_SpokenVersions.Has(welcome.protocol_version()))
+    return End(fmt::format("{} answers in version {} of the protocol; it speaks {}, this program {}; {}",
+                           Where().str(), welcome.protocol_version(), wire::Words(wire::SpokenBy(welcome)),
+                           wire::Words(wire::k_SpokenVersions), k_UseMatchingRelease));
   const UID id = wire::Identifier(welcome.id());
   if (m_MasterId && *m_MasterId != id)
     return End(Where() + " is another Master now");
@@ -67,6 +75,7 @@ void MasterConnection::OnGoodbye(const wire::Goodbye& goodbye) {
   case wire::Goodbye::REJECTED:
     return End(fmt::format("{} does not let this client in: {}", Where().str(), text));
   case wire::Goodbye::PROTOCOL_VERSION:
+    return End(fmt::format("{} closed the connection: {}; {}", Where().str(), text, k_UseMatchingRelease));
   case wire::Goodbye::PROTOCOL_ERROR:
     return End(fmt::format("{} closed the connection: {}", Where().str(), text));
   default:

@@ -187,11 +187,14 @@ INSTANTIATE_TEST_SUITE_P(
         FinalCase{"Rejected", WithGoodbye(wire::Goodbye::REJECTED),
                   "The Master at fake:1 does not let this client in: because of the test"},
         FinalCase{"VersionGoodbye", WithGoodbye(wire::Goodbye::PROTOCOL_VERSION),
-                  "The Master at fake:1 closed the connection: because of the test"},
+                  "The Master at fake:1 closed the connection: because of the test; use a release of this "
+                  "program that goes with the Master's"},
         FinalCase{"ProtocolError", WithGoodbye(wire::Goodbye::PROTOCOL_ERROR),
                   "The Master at fake:1 closed the connection: because of the test"},
-        FinalCase{"Version", WithVersion(9),
-                  "The Master at fake:1 speaks version 9 of the protocol, this program version 1"},
+        FinalCase{
+            "Version", WithVersion(9),
+            "The Master at fake:1 answers in version 9 of the protocol; it speaks version 9, this program "
+            "version 1; use a release of this program that goes with the Master's"},
         FinalCase{"FinalFailure", Refused("bad certificate", true),
                   "Cannot connect to the Master at fake:1: bad certificate"},
         FinalCase{

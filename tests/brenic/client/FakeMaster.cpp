@@ -150,6 +150,10 @@ void FakeMaster::OnFrame(Link& link, const wire::Frame& frame) {
   wire::Frame answer;
   wire::Welcome& welcome = *answer.mutable_welcome();
   welcome.set_protocol_version(plan.m_Version);
+  if (plan.m_Versions) {
+    welcome.set_lowest_version(plan.m_Versions->m_Lowest);
+    welcome.set_highest_version(plan.m_Versions->m_Highest);
+  }
   welcome.set_id(wire::IdentifierBytes(plan.m_MasterId.value_or(m_Id)));
   welcome.set_name("the fake");
   welcome.set_version(0x01020003);

@@ -9,6 +9,7 @@
 
 #include "client/Connector.h"
 #include "wire/Contents.h"
+#include "wire/Versions.h"
 
 namespace brenic {
 
@@ -60,7 +61,8 @@ struct Plan {
   bool m_HoldProducts = false;
   bool m_Unchanged = false;
   unsigned m_Version = wire::k_ProtocolVersion;
-  std::optional<UID> m_MasterId; // another one than the usual
+  std::optional<wire::VersionRange> m_Versions; // none: as a Master that knows of no range
+  std::optional<UID> m_MasterId;                // another one than the usual
 };
 
 class FakeMaster {

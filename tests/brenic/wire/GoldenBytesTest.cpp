@@ -136,6 +136,12 @@ TEST(GoldenBytes, Hello) {
       ToHex(wire::Encode(frame)),
       "000000300a2e08011210000102030405060708090a0b0c0d0e0f1803220e73657477726967687440686f73742880808008"
       "3201aa");
+  hello.set_lowest_version(1);
+  hello.set_highest_version(2);
+  EXPECT_EQ(
+      ToHex(wire::Encode(frame)),
+      "000000340a3208011210000102030405060708090a0b0c0d0e0f1803220e73657477726967687440686f73742880808008"
+      "3201aa38014002");
 }
 
 TEST(GoldenBytes, Welcome) {
@@ -153,6 +159,12 @@ TEST(GoldenBytes, Welcome) {
       ToHex(wire::Encode(frame)),
       "00000035123308011210000102030405060708090a0b0c0d0e0f1a046661726d20aa8088082880e0e58ac13330ae989da1c1"
       "33380542024869");
+  welcome.set_lowest_version(1);
+  welcome.set_highest_version(2);
+  EXPECT_EQ(
+      ToHex(wire::Encode(frame)),
+      "00000039123708011210000102030405060708090a0b0c0d0e0f1a046661726d20aa8088082880e0e58ac13330ae989da1c1"
+      "3338054202486948015002");
 }
 
 TEST(GoldenBytes, PingAndPong) {

@@ -198,6 +198,43 @@ TEST_F(SessionLimitsTest, AnotherVersionOfTheProtocolIsNamed) {
   ExpectGoodbye(client, wire::Goodbye::PROTOCOL_VERSION, "version 1 of the protocol, the client version 99");
 }
 
+wire::Frame HelloWith(uint32_t version, uint32_t lowest, uint32_t highest) {
+  wire::Frame frame;
+  frame.mutable_hello()->set_protocol_version(version);
+  frame.mutable_hello()->set_client_id(wire::IdentifierBytes(UID(true)));
+  frame.mutable_hello()->set_lowest_version(lowest);
+  frame.mutable_hello()->set_highest_version(highest);
+  return frame;
+}
+
+TEST_F(SessionLimitsTest, AClientOfTheNextReleaseIsWelcomedInTheVersionThatBothSpeak) {
+  for (const uint32_t version : {1, 2}) { // whatever it says to a Master that knows no range
+    TestClient client = m_Farm.Connect();
+    client.Send(HelloWith(version, 1, 2));
+    const wire::Welcome welcome = client.ReceiveOnly(wire::Frame::kWelcome).welcome();
+    EXPECT_EQ(welcome.protocol_version(), 1u);
+    EXPECT_EQ(welcome.lowest_version(), 1u);
+    EXPECT_EQ(welcome.highest_version(), 1u);
+  }
+}
+
+TEST_F(SessionLimitsTest, AClientWithoutACommonVersionIsToldBothRanges) {
+  const struct {
+    uint32_t m_Version, m_Lowest, m_Highest;
+    const char* m_Words;
+  } k_Rows[] = {{2, 2, 2, "version 2"},
+                {1, 2, 2, "version 2"},
+                {2, 2, 5, "versions 2 to 5"},
+                {0, 0, 0, "version 0"},
+                {1, 2, 0, "versions 2 to 1"}};
+  for (const auto& row : k_Rows) {
+    TestClient client = m_Farm.Connect();
+    client.Send(HelloWith(row.m_Version, row.m_Lowest, row.m_Highest));
+    ExpectGoodbye(client, wire::Goodbye::PROTOCOL_VERSION,
+                  std::string("this Master speaks version 1 of the protocol, the client ") + row.m_Words);
+  }
+}
+
 TEST_F(SessionLimitsTest, WhoSaysNothingIsSentAway) {
   TestClient client = m_Farm.Connect();
   ExpectGoodbye(client, wire::Goodbye::UNSPECIFIED, "no Hello was received in time");
