@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import shutil
 import signal
 import socket
 import subprocess
@@ -32,7 +33,8 @@ class NoMaster(FarmTest):
         process = self.farm.start("-Info", address=silent.address)
         line = process.stderr.readline().decode()
         self.assertIn(silent.address, line)
-        self.assertIn("Connection refused; trying again", line)
+        self.assertIn("Connection refused: nothing listens there; check the address and port, and that the Master runs; "
+                      "trying again", line)
         self.assertIsNone(process.poll())
         process.send_signal(signal.SIGINT)
         self.assertDone(finish(process), 130)
@@ -48,6 +50,7 @@ class NoMaster(FarmTest):
             self.assertDone(result, 3)
             self.assertEqual(result.out, "")
             self.assertOneLine(result.err.splitlines()[-1], f"No connection to the Master at {silent.address} within 1 s")
+            self.assertIn("; check the address and port, and that the Master runs", result.err.splitlines()[-1])
             silent.socket.close()
 
     def test_the_configuration_can_limit_the_first_connection(self):
@@ -69,7 +72,8 @@ class NoMaster(FarmTest):
         silent = Silent()
         process = self.farm.start("-Info", address=silent.address)
         line = process.stderr.readline().decode()
-        self.assertIn(f"{silent.address}: no answer within 5 s; trying again", line)
+        self.assertIn(f"{silent.address}: no answer within 5 s; check the address and port, and that the "
+                      "Master runs; trying again", line)
         process.send_signal(signal.SIGINT)
         self.assertDone(finish(process), 130)
         silent.socket.close()
@@ -109,18 +113,27 @@ class Credentials(FarmTest):
     def test_a_master_of_another_authority_is_not_believed(self):
         other = Farm(serve=False)
         self.addCleanup(other.close)
-        self.refused(other.credentials, "certificate is not accepted")
+        self.refused(other.credentials, "certificate is not accepted", "another authority", "check the address")
 
     def test_a_client_of_another_authority_is_not_let_in(self):
         other = Farm(serve=False)
         self.addCleanup(other.close)
         # It trusts this Master, but its own certificate comes from elsewhere.
         (other.credentials.parent / "ca.pem").write_text((self.farm.credentials.parent / "ca.pem").read_text())
-        self.refused(other.credentials, "does not accept this client's certificate")
+        self.refused(other.credentials, "does not accept this client's certificate", "another authority issued it",
+                     "'brenic-master client'")
 
     def test_an_expired_certificate_is_not_let_in(self):
         self.refused(self.issue("late", "--role", "administrator", "--valid-days", "-1"),
-                     "does not accept this client's certificate", "expired")
+                     "does not accept this client's certificate", "expired", "it is valid from", "'brenic-master client'")
+
+    def test_a_certificate_that_the_master_does_not_know_is_not_let_in(self):
+        # The same authority issued it, in a copy of the Master's data.
+        copy, folder = self.farm.folder / "copy", self.farm.folder / "late"
+        shutil.copytree(self.farm.data, copy)
+        self.farm.admin("client", "late", "--data-dir", copy, "--out", folder, "--role", "administrator")
+        self.refused(folder / "brenic.conf", "does not let this client in", "does not know the certificate",
+                     "ask its administrator for new credentials")
 
     def test_a_missing_configuration_says_what_to_do(self):
         self.refused(self.farm.folder / "nowhere.conf", "nowhere.conf", "No such file")

@@ -18,16 +18,22 @@ using rlib::Result;
 
 namespace {
 
-/// Fails unless the file can be read.
-Result<> CheckReadable(const char* what, const Path& file) {
+Failure Unreadable(const char* what, const Path& file, const String& reason) {
+  return Failure(fmt::format("Cannot read the {} '{}': {}; correct its path in brenic.conf, or make it "
+                             "readable",
+                             what, file.str().str(), reason.str()));
+}
+
+/// Fails unless the file can be read. `name` is that of its entry in brenic.conf.
+Result<> CheckReadable(const char* what, const char* name, const Path& file) {
   if (file.empty())
-    return Failure(fmt::format("The configuration names no {}", what));
+    return Failure(
+        fmt::format("The configuration names no {}; write '{} = FILE' into its section [Client]", what, name));
   struct stat info {};
   if (stat(file.c_str(), &info) != 0 || access(file.c_str(), R_OK) != 0)
-    return Failure(
-        fmt::format("Cannot read the {} '{}': {}", what, file.str().str(), rlib::ErrorText(errno).str()));
+    return Unreadable(what, file, rlib::ErrorText(errno));
   if (!S_ISREG(info.st_mode))
-    return Failure(fmt::format("Cannot read the {} '{}': it is no regular file", what, file.str().str()));
+    return Unreadable(what, file, "it is no regular file");
   return {};
 }
 
@@ -41,19 +47,25 @@ Result<> CheckKeptFromOthers(const Path& key) {
 }
 
 Result<> CheckFiles(const Credentials& credentials) {
-  const std::pair<const char*, const Path&> files[] = {{"certificate authority", credentials.m_Authority},
-                                                       {"certificate", credentials.m_Certificate},
-                                                       {"private key", credentials.m_Key}};
-  for (const auto& [what, file] : files) {
-    if (Result<> readable = CheckReadable(what, file); !readable)
+  const struct {
+    const char* m_What;
+    const char* m_Name;
+    const Path& m_File;
+  } files[] = {{"certificate authority", "CA", credentials.m_Authority},
+               {"certificate", "Certificate", credentials.m_Certificate},
+               {"private key", "Key", credentials.m_Key}};
+  for (const auto& [what, name, file] : files) {
+    if (Result<> readable = CheckReadable(what, name, file); !readable)
       return readable;
   }
   return CheckKeptFromOthers(credentials.m_Key);
 }
 
 /// With OpenSSL's reason, the newest in its queue.
-Failure Unusable(const char* what, const Path& file) {
-  return Failure(fmt::format("The {} '{}' cannot be used: {}", what, file.str().str(), TlsError().str()));
+Failure Unusable(const char* what, const Path& file, const char* wish = "") {
+  return Failure(
+      fmt::format("The {} '{}' cannot be used: {}; {}take the file as 'brenic-master client' made it", what,
+                  file.str().str(), TlsError().str(), wish));
 }
 
 Result<> Load(SSL_CTX* context, const Credentials& credentials) {
@@ -67,9 +79,10 @@ Result<> Load(SSL_CTX* context, const Credentials& credentials) {
   const bool usable = SSL_CTX_use_PrivateKey_file(context, credentials.m_Key.c_str(), SSL_FILETYPE_PEM) == 1;
   const bool mismatch = ERR_GET_REASON(ERR_peek_last_error()) == X509_R_KEY_VALUES_MISMATCH;
   if (!usable && !mismatch)
-    return Unusable("private key", credentials.m_Key);
+    return Unusable("private key", credentials.m_Key, "it must have no passphrase: ");
   if (!usable || SSL_CTX_check_private_key(context) != 1)
-    return Failure(fmt::format("The private key '{}' does not belong to the certificate '{}'",
+    return Failure(fmt::format("The private key '{}' does not belong to the certificate '{}'; take both "
+                               "from one folder that 'brenic-master client' made",
                                credentials.m_Key.str().str(), credentials.m_Certificate.str().str()));
   return {};
 }

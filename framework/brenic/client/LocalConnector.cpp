@@ -1,6 +1,7 @@
 #include <optional>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <fmt/core.h>
@@ -12,6 +13,17 @@ namespace brenic {
 namespace {
 
 using LocalSocket = asio::local::stream_protocol::socket;
+
+constexpr size_t k_LongestPath = sizeof(sockaddr_un::sun_path) - 1;
+
+String ExplainConnecting(const error_code& error) {
+  const char* advice = "check the path, and that the Master runs";
+  if (error == asio::error::access_denied)
+    advice = "be root or the Master's own user, or use -Master <address:port> with credentials";
+  if (error == asio::error::connection_refused)
+    return fmt::format("{}: nobody listens there; check that the Master runs", error.message());
+  return fmt::format("{}; {}", error.message(), advice);
+}
 
 class LocalConnector : public Connector {
 public:
@@ -29,13 +41,15 @@ public:
           return;
         m_Socket.reset();
         if (error)
-          return done(ConnectFailure{error.message(), false});
+          return done(ConnectFailure{ExplainConnecting(error), false});
         if (const std::optional<ConnectFailure> distrust = CheckPeer(*socket))
           return done(*distrust);
         done(std::make_unique<AsioByteStream<LocalSocket>>(std::move(*socket)));
       });
     } catch (const boost::system::system_error& error) {
-      asio::post(m_Io, [done, error] { done(ConnectFailure{error.code().message(), true}); });
+      const std::string text =
+          fmt::format("{}; a socket's path has at most {} bytes", error.code().message(), k_LongestPath);
+      asio::post(m_Io, [done, text] { done(ConnectFailure{text, true}); });
     }
   }
 
@@ -64,9 +78,11 @@ private:
     if (peer.uid == 0 || peer.uid == geteuid() || (known && peer.uid == folder.st_uid))
       return std::nullopt;
     return ConnectFailure{
-        fmt::format("the process behind it runs as user {}, which is neither root, nor you, nor the owner "
-                    "of the socket's folder",
-                    peer.uid),
+        fmt::format(
+            "the process behind it runs as user {}, which is neither root, nor you, nor the owner "
+            "of the socket's folder; make sure that it is the Master, or use -Master <address:port> with "
+            "credentials",
+            peer.uid),
         true};
   }
 

@@ -15,6 +15,8 @@ namespace {
 
 using Milliseconds = std::chrono::milliseconds;
 
+constexpr char k_CheckThere[] = "check the address and port, and that the Master runs";
+
 std::string Seconds(Milliseconds time) {
   return fmt::format("{:g} s", static_cast<double>(time.count()) / 1000);
 }
@@ -30,8 +32,8 @@ std::chrono::seconds SinceBoot() {
 MasterConnection::MasterConnection(asio::io_context& io, std::unique_ptr<Connector> connector,
                                    Options options, EventQueue& events)
     : m_Io(io), m_Connector(std::move(connector)), m_Options(std::move(options)), m_Events(events),
-      m_Pause(m_Options.m_Timing.m_FirstPause), m_AttemptTimer(io), m_PauseTimer(io), m_GiveUpTimer(io),
-      m_NoticeTimer(io) {}
+      m_Pause(m_Options.m_Timing.m_FirstPause), m_Reason(String("no answer; ") + k_CheckThere),
+      m_AttemptTimer(io), m_PauseTimer(io), m_GiveUpTimer(io), m_NoticeTimer(io) {}
 
 void MasterConnection::Start() {
   if (m_Options.m_ConnectTimeout)
@@ -89,7 +91,9 @@ void MasterConnection::Attempt() {
   m_AttemptTimer.expires_after(m_Options.m_Timing.m_Attempt);
   m_AttemptTimer.async_wait([this](const error_code& error) {
     if (!error && m_State == State::k_Connecting)
-      AttemptFailed({fmt::format("no answer within {}", Seconds(m_Options.m_Timing.m_Attempt)), false});
+      AttemptFailed(
+          {fmt::format("no answer within {}; {}", Seconds(m_Options.m_Timing.m_Attempt), k_CheckThere),
+           false});
   });
   m_Connector->Connect([this](ConnectResult result) {
     if (m_State != State::k_Connecting)
@@ -108,7 +112,10 @@ void MasterConnection::Greet(std::unique_ptr<ByteStream> stream) {
                    [this](const FrameStream::End& end) {
                      if (end.m_Malformed) {
                        m_Stream.reset(); // it is left to tell the Master why
-                       End(Where() + " does not keep to the protocol: " + end.m_Text);
+                       const char* stranger =
+                           m_Welcomed ? "" : "check that the address and port are a Master's, and ";
+                       End(fmt::format("{} does not keep to the protocol: {}; {}{}", Where().str(),
+                                       end.m_Text.str(), stranger, k_CompareVersions));
                      } else if (m_Welcomed)
                        Lost(end);
                      else

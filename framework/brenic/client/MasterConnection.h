@@ -40,6 +40,7 @@ public:
   };
 
   static constexpr int k_MostWrites = 3; // of one request, on as many connections
+  static constexpr char k_CompareVersions[] = "compare the versions of this program and of the Master";
 
   MasterConnection(asio::io_context& io, std::unique_ptr<Connector> connector, Options options,
                    EventQueue& events);
@@ -100,8 +101,8 @@ private:
   std::optional<UID> m_MasterId;
   std::list<Request> m_Requests; // unanswered, in order
   std::chrono::milliseconds m_Pause;
-  String m_Reason = "it does not answer"; // of the last failure
-  String m_Reported;                      // the last reason that the user was told
+  String m_Reason;   // of the last failure
+  String m_Reported; // the last reason that the user was told
 
   bool m_ProductsComplete = false; // on this connection
   std::string m_ProductsDigest;

@@ -45,7 +45,7 @@ void MasterConnection::OnWelcome(const wire::Welcome& welcome) {
                            wire::Words(wire::k_SpokenVersions), k_UseMatchingRelease));
   const UID id = wire::Identifier(welcome.id());
   if (m_MasterId && *m_MasterId != id)
-    return End(Where() + " is another Master now");
+    return End(Where() + " is another Master now; check which one runs there");
   m_MasterId = id;
   m_Welcomed = true;
   m_State = State::k_Open;
@@ -70,14 +70,15 @@ void MasterConnection::OnWelcome(const wire::Welcome& welcome) {
 }
 
 void MasterConnection::OnGoodbye(const wire::Goodbye& goodbye) {
-  const std::string text = goodbye.text().empty() ? "it gives no reason" : goodbye.text();
+  const std::string text =
+      goodbye.text().empty() ? "it gives no reason; ask its administrator" : goodbye.text();
   switch (goodbye.reason()) {
   case wire::Goodbye::REJECTED:
     return End(fmt::format("{} does not let this client in: {}", Where().str(), text));
   case wire::Goodbye::PROTOCOL_VERSION:
     return End(fmt::format("{} closed the connection: {}; {}", Where().str(), text, k_UseMatchingRelease));
   case wire::Goodbye::PROTOCOL_ERROR:
-    return End(fmt::format("{} closed the connection: {}", Where().str(), text));
+    return End(fmt::format("{} closed the connection: {}; {}", Where().str(), text, k_CompareVersions));
   default:
     break; // for now; the end of the stream follows
   }

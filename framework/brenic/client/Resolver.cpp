@@ -30,13 +30,15 @@ struct Lookup::Request : std::enable_shared_from_this<Request> {
 
 namespace {
 
+constexpr char k_Advice[] = "; check how it is written, and this machine's network";
+
 Lookup::Found FindAddresses(const String& host, uint16_t port) {
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
   hints.ai_flags = AI_ADDRCONFIG;
   addrinfo* list = nullptr;
   if (const int error = getaddrinfo(host.c_str(), nullptr, &hints, &list); error != 0)
-    return rlib::Failure(String("the name cannot be resolved: ") + gai_strerror(error));
+    return rlib::Failure(String("the name cannot be resolved: ") + gai_strerror(error) + k_Advice);
   std::vector<asio::ip::tcp::endpoint> found;
   for (const addrinfo* entry = list; entry; entry = entry->ai_next) {
     asio::ip::tcp::endpoint address;
@@ -50,7 +52,7 @@ Lookup::Found FindAddresses(const String& host, uint16_t port) {
   }
   freeaddrinfo(list);
   if (found.empty())
-    return rlib::Failure("the name has no address");
+    return rlib::Failure(String("the name has no address") + k_Advice);
   return found;
 }
 

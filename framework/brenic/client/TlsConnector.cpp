@@ -1,46 +1,42 @@
-#include <algorithm>
-#include <optional>
-
-#include <boost/asio/ssl/error.hpp>
 #include <boost/asio/ssl/stream.hpp>
 #include <fmt/core.h>
 #include <openssl/ssl.h>
 
 #include "client/Connectors.h"
+#include "client/Dialer.h"
 #include "client/Resolver.h"
+#include "client/TlsFailures.h"
 
 namespace brenic {
 
 namespace {
 
 namespace ssl = asio::ssl;
-using TlsStream = ssl::stream<asio::ip::tcp::socket>;
+using asio::ip::tcp;
+using TlsStream = ssl::stream<tcp::socket>;
 
-bool IsTls(const error_code& error) {
-  return error.category() == asio::error::get_ssl_category();
+/// What the Master's certificate has to be for: the host without an IPv6 address's network interface and
+/// without the dot that ends a complete name.
+String ExpectedHost(const Endpoint& endpoint) {
+  std::string host = endpoint.m_Host.str();
+  host.erase(std::min(host.find('%'), host.size()));
+  if (host.ends_with('.'))
+    host.pop_back();
+  return host;
 }
 
-/// The alert that the peer sent; none for other errors.
-std::optional<int> Alert(const error_code& error) {
-  const int reason = ERR_GET_REASON(static_cast<unsigned long>(error.value()));
-  if (!IsTls(error) || reason < SSL_AD_REASON_OFFSET)
-    return std::nullopt;
-  return reason - SSL_AD_REASON_OFFSET;
-}
-
-/// The ways in which a peer says that it does not accept the certificate that it was shown.
-bool IsAboutCertificate(int alert) {
-  static constexpr int k_Alerts[] = {SSL_AD_BAD_CERTIFICATE,     SSL_AD_UNSUPPORTED_CERTIFICATE,
-                                     SSL_AD_CERTIFICATE_REVOKED, SSL_AD_CERTIFICATE_EXPIRED,
-                                     SSL_AD_CERTIFICATE_UNKNOWN, SSL_AD_UNKNOWN_CA,
-                                     SSL_AD_ACCESS_DENIED,       TLS13_AD_CERTIFICATE_REQUIRED};
-  return std::find(std::begin(k_Alerts), std::end(k_Alerts), alert) != std::end(k_Alerts);
+String ExplainDialing(const error_code& error) {
+  if (error == asio::error::connection_refused)
+    return fmt::format("{}: nothing listens there; check the address and port, and that the Master runs",
+                       error.message());
+  return fmt::format("{}; check the address and port, and this machine's network", error.message());
 }
 
 class TlsConnector : public Connector {
 public:
   TlsConnector(asio::io_context& io, const Endpoint& endpoint, ssl::context context)
-      : m_Io(io), m_Endpoint(endpoint), m_Context(std::move(context)) {}
+      : m_Io(io), m_Endpoint(endpoint), m_Host(ExpectedHost(endpoint)), m_Context(std::move(context)),
+        m_Dialer(io) {}
 
   ~TlsConnector() override { TlsConnector::Cancel(); }
 
@@ -50,12 +46,17 @@ public:
     m_Lookup.Begin(m_Io, m_Endpoint, [this, done](const Lookup::Found& addresses) {
       if (!addresses)
         return done(ConnectFailure{addresses.Reason(), false});
-      Dial(*addresses, done);
+      m_Dialer.Begin(Interleaved(*addresses), [this, done](const error_code& error, tcp::socket socket) {
+        if (error)
+          return done(ConnectFailure{ExplainDialing(error), false});
+        Handshake(std::move(socket), done);
+      });
     });
   }
 
   void Cancel() override {
     m_Lookup.Abandon();
+    m_Dialer.Cancel();
     if (!m_Stream)
       return;
     error_code ignored;
@@ -63,65 +64,51 @@ public:
     m_Stream.reset();
   }
 
-  ConnectFailure Classify(const error_code& error) const override {
-    const std::optional<int> alert = Alert(error);
-    if (!alert)
-      return {Explain(error), false};
-    if (IsAboutCertificate(*alert))
-      return {fmt::format("it does not accept this client's certificate ({})", error.message()), true};
-    if (*alert == SSL_AD_PROTOCOL_VERSION)
-      return {"it does not speak TLS 1.3", true};
-    return {fmt::format("it refuses the TLS connection ({})", error.message()), true};
-  }
+  ConnectFailure Classify(const error_code& error) const override { return ExplainRefusal(error, Own()); }
 
 private:
-  // The handlers hold the stream, so that its operations can complete after Cancel; those of a cancelled
-  // attempt find that it is not the current one any more.
-  void Dial(const std::vector<asio::ip::tcp::endpoint>& addresses, const Done& done) {
-    const auto stream = m_Stream = std::make_shared<TlsStream>(m_Io, m_Context);
-    asio::async_connect(stream->lowest_layer(), addresses,
-                        [this, stream, done](const error_code& error, const auto&) {
-                          if (stream.use_count() == 1 || error == asio::error::operation_aborted)
-                            return;
-                          if (error)
-                            return done(ConnectFailure{error.message(), false});
-                          Handshake(stream, done);
-                        });
-  }
-
-  void Handshake(const std::shared_ptr<TlsStream>& stream, const Done& done) {
-    stream->lowest_layer().set_option(asio::ip::tcp::no_delay(true));
-    SSL* tls = stream->native_handle();
-    X509_VERIFY_PARAM* expected = SSL_get0_param(tls);
-    if (X509_VERIFY_PARAM_set1_ip_asc(expected, m_Endpoint.m_Host.c_str()) != 1) {
-      X509_VERIFY_PARAM_set1_host(expected, m_Endpoint.m_Host.c_str(), m_Endpoint.m_Host.size());
-      SSL_set_tlsext_host_name(tls, m_Endpoint.m_Host.c_str());
-    }
-    stream->async_handshake(ssl::stream_base::client, [this, stream, done](const error_code& error) {
-      if (stream.use_count() == 1 || error == asio::error::operation_aborted)
-        return;
-      if (error)
-        return done(HandshakeFailure(*stream, error));
-      m_Stream.reset();
-      done(std::make_unique<AsioByteStream<TlsStream>>(stream));
+  // The handler holds the stream, so that its operations can complete after Cancel; that of a cancelled
+  // attempt finds that it is not the current one any more.
+  void Handshake(tcp::socket socket, const Done& done) {
+    const auto stream = m_Stream = std::make_shared<TlsStream>(std::move(socket), m_Context);
+    error_code ignored;
+    stream->lowest_layer().set_option(tcp::no_delay(true), ignored);
+    Expect(m_Host, stream->native_handle());
+    const auto distrust = std::make_shared<String>();
+    stream->set_verify_callback([distrust, host = m_Host](bool accepted, ssl::verify_context& verification) {
+      if (!accepted)
+        *distrust = WhyNotTrusted(verification.native_handle(), host);
+      return accepted;
     });
+    stream->async_handshake(
+        ssl::stream_base::client, [this, stream, distrust, done](const error_code& error) {
+          if (stream.use_count() == 1 || error == asio::error::operation_aborted)
+            return;
+          if (error)
+            return done(distrust->empty() ? ExplainHandshake(error, Own()) : ConnectFailure{*distrust, true});
+          m_Stream.reset();
+          done(std::make_unique<AsioByteStream<TlsStream>>(stream));
+        });
   }
 
-  ConnectFailure HandshakeFailure(TlsStream& stream, const error_code& error) const {
-    const long verified = SSL_get_verify_result(stream.native_handle());
-    if (verified != X509_V_OK)
-      return {fmt::format("its certificate is not accepted: {}", X509_verify_cert_error_string(verified)),
-              true};
-    if (IsTls(error) && error != asio::ssl::error::stream_truncated && !Alert(error))
-      return {fmt::format("it does not speak TLS 1.3 ({})", error.message()), false};
-    return Classify(error);
+  static void Expect(const String& host, SSL* tls) {
+    X509_VERIFY_PARAM* expected = SSL_get0_param(tls);
+    if (X509_VERIFY_PARAM_set1_ip_asc(expected, host.c_str()) == 1)
+      return;
+    X509_VERIFY_PARAM_set1_host(expected, host.c_str(), host.size());
+    SSL_set_tlsext_host_name(tls, host.c_str());
   }
+
+  const X509* Own() const { return SSL_CTX_get0_certificate(m_ContextHandle); }
 
   asio::io_context& m_Io;
   const Endpoint m_Endpoint;
+  const String m_Host;
   ssl::context m_Context;
+  SSL_CTX* const m_ContextHandle = m_Context.native_handle();
   Lookup m_Lookup;
-  std::shared_ptr<TlsStream> m_Stream; // of the attempt under way
+  Dialer m_Dialer;
+  std::shared_ptr<TlsStream> m_Stream; // of the handshake under way
 };
 
 } // namespace

@@ -189,8 +189,10 @@ INSTANTIATE_TEST_SUITE_P(
         FinalCase{"VersionGoodbye", WithGoodbye(wire::Goodbye::PROTOCOL_VERSION),
                   "The Master at fake:1 closed the connection: because of the test; use a release of this "
                   "program that goes with the Master's"},
-        FinalCase{"ProtocolError", WithGoodbye(wire::Goodbye::PROTOCOL_ERROR),
-                  "The Master at fake:1 closed the connection: because of the test"},
+        FinalCase{
+            "ProtocolError", WithGoodbye(wire::Goodbye::PROTOCOL_ERROR),
+            "The Master at fake:1 closed the connection: because of the test; compare the versions of this "
+            "program and of the Master"},
         FinalCase{
             "Version", WithVersion(9),
             "The Master at fake:1 answers in version 9 of the protocol; it speaks version 9, this program "
@@ -200,12 +202,18 @@ INSTANTIATE_TEST_SUITE_P(
         FinalCase{
             "TooLarge", WithGarbage(std::string("\4\0\0\1", 4)),
             "The Master at fake:1 does not keep to the protocol: received a frame of 67108865 bytes, where "
-            "67108864 are allowed"},
+            "67108864 are allowed; check that the address and port are a Master's, and compare the versions "
+            "of this program and of the Master"},
         FinalCase{
             "Undecodable", WithGarbage(std::string("\0\0\0\2\xff\xff", 6)),
-            "The Master at fake:1 does not keep to the protocol: received a frame that cannot be decoded"},
-        FinalCase{"NoWelcome", WithGarbage(AnswerBeforeWelcome()),
-                  "The Master at fake:1 does not keep to the protocol: received a frame before the welcome"}),
+            "The Master at fake:1 does not keep to the protocol: received a frame that cannot be decoded; "
+            "check that the address and port are a Master's, and compare the versions of this program and of "
+            "the Master"},
+        FinalCase{
+            "NoWelcome", WithGarbage(AnswerBeforeWelcome()),
+            "The Master at fake:1 does not keep to the protocol: received a frame before the welcome; "
+            "check that the address and port are a Master's, and compare the versions of this program and of "
+            "the Master"}),
     [](const auto& info) { return info.param.m_Name; });
 
 TEST_F(ClientTest, AMalformedFrameIsAnsweredWithAGoodbyeThatSaysWhy) {
@@ -245,8 +253,8 @@ TEST_F(ClientTest, ASilentMasterIsGivenUpAfterTheAttemptsTimeAndTriedAgain) {
   m_App.m_OnProducts = [this] { m_App.Stop(); };
   EXPECT_EQ(Run(), 0);
   EXPECT_GE(m_Master.Connections(), 2);
-  EXPECT_THAT(m_Lines,
-              HasSubstr("Cannot connect to the Master at fake:1: no answer within 0.02 s; trying again"));
+  EXPECT_THAT(m_Lines, HasSubstr("Cannot connect to the Master at fake:1: no answer within 0.02 s; check the "
+                                 "address and port, and that the Master runs; trying again"));
 }
 
 TEST_F(ClientTest, ConnectTimeoutEndsTheRunWithTheLastReason) {
@@ -256,6 +264,17 @@ TEST_F(ClientTest, ConnectTimeoutEndsTheRunWithTheLastReason) {
   EXPECT_EQ(m_Lines,
             "Cannot connect to the Master at fake:1: Connection refused; trying again for up to 0.03 s\n"
             "No connection to the Master at fake:1 within 0.03 s: Connection refused\n");
+}
+
+TEST_F(ClientTest, ConnectTimeoutWithinTheFirstAttemptSaysWhatToDo) {
+  Plan silent;
+  silent.m_Silent = true;
+  m_Master.m_Plans = {silent};
+  m_App.m_ConnectTimeout = std::chrono::milliseconds(30);
+  EXPECT_EQ(Run(), 3);
+  EXPECT_EQ(m_Lines,
+            "No connection to the Master at fake:1 within 0.03 s: no answer; check the address and port, "
+            "and that the Master runs\n");
 }
 
 TEST_F(ClientTest, ConnectTimeoutDoesNotEndARunThatIsConnected) {

@@ -86,7 +86,8 @@ TEST_F(ClientTest, AMalformedFrameLaterOnIsFinalToo) {
   EXPECT_EQ(m_Master.Connections(), 1);
   EXPECT_EQ(m_App.m_ProductsSeen, 1);
   EXPECT_EQ(m_Lines,
-            "The Master at fake:1 does not keep to the protocol: received a frame that cannot be decoded\n");
+            "The Master at fake:1 does not keep to the protocol: received a frame that cannot be decoded; "
+            "compare the versions of this program and of the Master\n");
 }
 
 TEST_F(ClientTest, AnExceptionFromASlotReachesOnExceptionAndEndsTheRunWithOne) {

@@ -1,4 +1,4 @@
-// Which version of the protocol is spoken.
+// Which version of the protocol is spoken, and what a Master says that does not let the client in.
 #include "ClientTest.h"
 #include "wire/Versions.h"
 
@@ -15,6 +15,13 @@ protected:
     m_Master.m_Plans[0].m_Versions = range;
     m_App.m_OnProducts = [this] { m_App.Stop(); };
     return Run();
+  }
+  /// The only line of a run against a Master that says this instead of Welcome.
+  std::string LineAfter(const wire::Frame& frame) {
+    m_Master.m_Plans[0].m_Garbage = wire::Encode(frame);
+    EXPECT_EQ(Run(), 3);
+    EXPECT_EQ(m_Master.Connections(), 1);
+    return m_Lines;
   }
 };
 
@@ -48,6 +55,20 @@ TEST_F(GreetingTest, AMasterThatSpeaksOnlyLaterVersionsIsFinal) {
             std::string("the Master at fake:1 answers in version 2 of the protocol; it speaks version 2, "
                         "this program version 1") +
                 k_UseMatchingRelease);
+}
+
+TEST_F(GreetingTest, WhatAMasterSaysIsShownEscaped) {
+  wire::Frame frame;
+  frame.mutable_goodbye()->set_reason(wire::Goodbye::REJECTED);
+  frame.mutable_goodbye()->set_text("two\nlines\x1b[2J");
+  EXPECT_EQ(LineAfter(frame), "the Master at fake:1 does not let this client in: two\\nlines\\x1b[2J\n");
+}
+
+TEST_F(GreetingTest, AMasterThatRejectsWithoutAReasonSendsToItsAdministrator) {
+  wire::Frame frame;
+  frame.mutable_goodbye()->set_reason(wire::Goodbye::REJECTED);
+  EXPECT_EQ(LineAfter(frame),
+            "the Master at fake:1 does not let this client in: it gives no reason; ask its administrator\n");
 }
 
 } // namespace

@@ -83,7 +83,8 @@ TEST_F(InterruptTest, ConnectTimeoutEndsTheProgramWith3WhileTheListenerSaysNothi
   EXPECT_EQ(Wait(), 3);
   const std::string address = "127.0.0.1:" + std::to_string(m_Listener.local_endpoint().port());
   EXPECT_EQ(ReadTextFile(m_Folder / "stderr"),
-            "No connection to the Master at " + address + " within 0.1 s: it does not answer\n");
+            "No connection to the Master at " + address +
+                " within 0.1 s: no answer; check the address and port, and that the Master runs\n");
 }
 
 } // namespace

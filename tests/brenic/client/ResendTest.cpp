@@ -214,8 +214,8 @@ TEST_F(ClientTest, AnotherMasterAtTheSameAddressEndsTheRun) {
   EXPECT_EQ(Run(), 4);
   EXPECT_EQ(m_Master.Connections(), 2);
   EXPECT_THAT(m_Master.Requests(2), SizeIs(0));
-  EXPECT_THAT(m_Lines, HasSubstr("The Master at fake:1 is another Master now. The outcome of 1 request(s) is "
-                                 "unknown"));
+  EXPECT_THAT(m_Lines, HasSubstr("The Master at fake:1 is another Master now; check which one runs there. "
+                                 "The outcome of 1 request(s) is unknown"));
 }
 
 TEST_F(ClientTest, AMasterThatEndsForNowIsFoundAgain) {

@@ -57,7 +57,7 @@ TestCertificate MakeCertificate(const CertificateWish& wish, const TestCertifica
   Require(made.m_Key && certificate);
   X509_set_version(certificate, 2);
   ASN1_INTEGER_set(X509_get_serialNumber(certificate), ++s_Serial);
-  X509_gmtime_adj(X509_getm_notBefore(certificate), -7200);
+  X509_gmtime_adj(X509_getm_notBefore(certificate), wish.m_ValidFrom);
   X509_gmtime_adj(X509_getm_notAfter(certificate), wish.m_ValidFor);
   X509_NAME* name = X509_get_subject_name(certificate);
   const std::string common = "test " + std::to_string(s_Serial);

@@ -28,6 +28,7 @@ enum class Purpose { k_Authority, k_Server, k_Client };
 struct CertificateWish {
   Purpose m_Purpose = Purpose::k_Server;
   std::string m_Names = "DNS:localhost,IP:127.0.0.1"; // of a server
+  long m_ValidFrom = -7200;                           // seconds from now
   long m_ValidFor = 3600;                             // seconds from now; negative: expired
 };
 
