@@ -138,6 +138,24 @@ class Credentials(FarmTest):
     def test_a_missing_configuration_says_what_to_do(self):
         self.refused(self.farm.folder / "nowhere.conf", "nowhere.conf", "No such file")
 
+    def test_a_configuration_that_is_not_understood_ends_the_run(self):
+        good = self.farm.credentials.read_text()
+        for text, part in ((good + "Mastr = 127.0.0.1\n", "line 6: the name 'Mastr' is not known"),
+                           (good + "Master = 127.0.0.1\n", "line 6: 'Master' is given a second time"),
+                           (good.replace("[Client]", "[Clients]"), "line 1: the section [Clients] is not known")):
+            self.farm.credentials.write_text(text)
+            self.refused(self.farm.credentials, f"'{self.farm.credentials}' cannot be used: {part}")
+        self.farm.credentials.unlink()
+        os.mkfifo(self.farm.credentials)
+        self.refused(self.farm.credentials, "it is not a regular file")
+
+    def test_an_address_that_nobody_can_have_ends_the_run(self):
+        for address in ("[farm]", "me@farm", "farm/8730", "farm..example", "010.0.0.1"):
+            process = self.farm.start("-Option", "a", "1", address=address)  # without -ConnectTimeout
+            result = finish(process)
+            self.assertDone(result, 3)
+            self.assertOneLine(result.err, f"-Master '{address}' is not an address: ")
+
     def test_a_key_readable_by_others_is_not_used(self):
         key = self.farm.credentials.parent / "client.key"
         key.chmod(0o640)
