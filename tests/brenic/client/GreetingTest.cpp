@@ -43,7 +43,7 @@ TEST_F(GreetingTest, AVersionThatThisProgramDoesNotSpeakIsFinal) {
   EXPECT_EQ(RunWith(2, wire::VersionRange{1, 2}), 3);
   EXPECT_EQ(m_Master.Connections(), 1);
   EXPECT_EQ(m_Lines,
-            std::string("the Master at fake:1 answers in version 2 of the protocol; it speaks versions 1 "
+            std::string("The Master at fake:1 answers in version 2 of the protocol; it speaks versions 1 "
                         "to 2, this program version 1") +
                 k_UseMatchingRelease);
 }
@@ -52,7 +52,7 @@ TEST_F(GreetingTest, AMasterThatSpeaksOnlyLaterVersionsIsFinal) {
   EXPECT_EQ(RunWith(2, wire::VersionRange{2, 2}), 3);
   EXPECT_EQ(m_Master.Connections(), 1);
   EXPECT_EQ(m_Lines,
-            std::string("the Master at fake:1 answers in version 2 of the protocol; it speaks version 2, "
+            std::string("The Master at fake:1 answers in version 2 of the protocol; it speaks version 2, "
                         "this program version 1") +
                 k_UseMatchingRelease);
 }
@@ -61,14 +61,14 @@ TEST_F(GreetingTest, WhatAMasterSaysIsShownEscaped) {
   wire::Frame frame;
   frame.mutable_goodbye()->set_reason(wire::Goodbye::REJECTED);
   frame.mutable_goodbye()->set_text("two\nlines\x1b[2J");
-  EXPECT_EQ(LineAfter(frame), "the Master at fake:1 does not let this client in: two\\nlines\\x1b[2J\n");
+  EXPECT_EQ(LineAfter(frame), "The Master at fake:1 does not let this client in: two\\nlines\\x1b[2J\n");
 }
 
 TEST_F(GreetingTest, AMasterThatRejectsWithoutAReasonSendsToItsAdministrator) {
   wire::Frame frame;
   frame.mutable_goodbye()->set_reason(wire::Goodbye::REJECTED);
   EXPECT_EQ(LineAfter(frame),
-            "the Master at fake:1 does not let this client in: it gives no reason; ask its administrator\n");
+            "The Master at fake:1 does not let this client in: it gives no reason; ask its administrator\n");
 }
 
 } // namespace
