@@ -127,7 +127,7 @@ TEST_F(ConfigurationTest, AFileThatTheEnvironmentNamesMustExist) {
 // --- a configuration that is there is used as a whole or not at all ---
 
 TEST_F(ConfigurationTest, WhatIsNotUnderstoodIsRefusedWithItsLine) {
-  const std::string k_Names = "[Client] takes Master, CA, Certificate, Key";
+  const std::string k_Names = "[Client] takes Master, CA, Certificate, Key, ConnectTimeout";
   const struct {
     std::string m_Text;
     std::string m_Problem;

@@ -244,7 +244,9 @@ TEST_F(WaitTest, AnswersThatCameBeforeTheEndCountAlsoWhenAWaitInASlotSawTheEndFi
   EXPECT_EQ(
       m_Lines,
       "The Master at fake:1 closed the connection: because of the test; compare the versions of this "
-      "program and of the Master. The outcome of 1 request(s) is unknown: look before you repeat them\n");
+      "program and of the Master. The outcome of 1 request(s) is unknown: look before you repeat them\n"
+      "Committed: the options of the section Distribution. Outcome unknown: the options of the section "
+      "Distribution. Repeat only what was not committed, and look before you repeat what is unknown\n");
 }
 
 } // namespace
