@@ -9,6 +9,7 @@
 #include "manage/Initialise.h"
 #include "manage/ServerCertificate.h"
 #include "net/Endpoint.h"
+#include "rlib/Escape.h"
 #include "rlib/Failures.h"
 #include "rlib/Stream.h"
 #include "serve/Serve.h"
@@ -47,6 +48,13 @@ int Run(void (*command)(const Arguments&), const Arguments& arguments) {
   return k_ExitFailed;
 }
 
+/// What is said of wrong options: it quotes them.
+std::string AboutOptions(const CLI::App* app, const CLI::Error& error) {
+  return CLI::FailureMessage::simple(
+      app,
+      CLI::Error(error.get_name(), rlib::EscapeControls(String(error.what())).str(), error.get_exit_code()));
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -54,6 +62,7 @@ int main(int argc, char** argv) {
   Arguments arguments;
   CLI::App app("The Master: holds a render farm's settings and answers its clients.");
   app.set_version_flag("--version", "brenic-master " + rlib::VER_STRING(k_Version).str());
+  app.failure_message(AboutOptions);
   app.require_subcommand(1);
   int status = k_ExitDone;
   const auto add = [&](const char* name, const char* description, void (*command)(const Arguments&)) {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "Descriptor.h"
+#include "rlib/Escape.h"
 #include "rlib/Exception.h"
 #include "rlib/Failures.h"
 
@@ -19,7 +20,8 @@ union NeverDestroyed {
   T m_Value;
 };
 
-constinit NeverDestroyed<LineStream> s_StdErr(STDERR_FILENO, "standard error");
+constinit NeverDestroyed<LineStream> s_StdErr(STDERR_FILENO, "standard error", nullptr,
+                                              LineStream::Controls::k_Escaped);
 constinit NeverDestroyed<LineStream> s_StdOut(STDOUT_FILENO, "standard output", &s_StdErr.m_Value);
 
 } // namespace
@@ -57,9 +59,7 @@ void LineStream::EndLine(std::string_view eol) {
   Result<> written;
   {
     const std::lock_guard lock(m_Mutex);
-    std::string& pending = Pending();
-    pending.append(eol);
-    written = Emit(pending);
+    written = Emit(Pending(), eol);
     // A thread that ends leaves nothing behind.
     std::erase_if(m_Pending,
                   [self = std::this_thread::get_id()](auto& entry) { return entry.first == self; });
@@ -68,11 +68,10 @@ void LineStream::EndLine(std::string_view eol) {
 }
 
 void LineStream::PutLine(const String& text) {
-  const std::string line = text.str() + "\n";
   Result<> written;
   {
     const std::lock_guard lock(m_Mutex);
-    written = Emit(line);
+    written = Emit(text, "\n");
   }
   Complain(written);
 }
@@ -83,7 +82,7 @@ void LineStream::Close(bool discard) {
     const std::lock_guard lock(m_Mutex);
     for (auto& [thread, text] : m_Pending)
       if (!discard && written)
-        written = Emit(text);
+        written = Emit(text, {});
     m_Pending.clear();
   }
   Complain(written);
@@ -94,7 +93,9 @@ void LineStream::Capture(std::string* sink) {
   m_Capture = sink;
 }
 
-Result<> LineStream::Emit(std::string_view line) {
+Result<> LineStream::Emit(std::string_view text, std::string_view eol) {
+  std::string line = m_Controls == Controls::k_Escaped ? EscapeControls(text).str() : std::string(text);
+  line.append(eol);
   if (m_Capture) {
     m_Capture->append(line);
     return {};

@@ -12,7 +12,7 @@ rlib::Result<> CheckText(const String& text, size_t limit) {
     return rlib::Failure(fmt::format("{} bytes, where {} are allowed", text.size(), limit));
   if (!IsUtf8(text))
     return rlib::Failure("it is not valid UTF-8");
-  if (rlib::EscapeControls(text) != text)
+  if (rlib::HoldsControls(text))
     return rlib::Failure("it holds a control character");
   return {};
 }

@@ -99,7 +99,7 @@ Json StepsJson(const char* keyName, const std::map<Key, Step<State>>& steps) {
 /// The request; null when its bytes were not kept, or are not those any more or cannot be used.
 shared_ptr<Message> KeptMessage(const AuditRecord& record) {
   wire::Envelope envelope;
-  if (!record.m_Request || Sha256(*record.m_Request) != record.m_Digest ||
+  if (!record.m_Request || (!record.IsShortened() && Sha256(*record.m_Request) != record.m_Digest) ||
       !envelope.ParseFromString(*record.m_Request))
     return nullptr;
   try {
@@ -147,11 +147,16 @@ Json RequestFields(const AuditRecord& record) {
     const Json fields = Json::parse(record.m_FieldsOfLayout1, nullptr, false);
     return fields.is_object() ? fields : Json::object();
   }
-  if (const auto message = KeptMessage(record))
-    return AuditFields(*message);
+  const Json whole = {{"digest", Hex(record.m_Digest)}, {"size", record.m_Size}};
+  if (const auto message = KeptMessage(record)) {
+    Json fields = AuditFields(*message);
+    if (record.IsShortened())
+      fields.update(whole);
+    return fields;
+  }
   if (const auto product = InstalledProduct(record))
     return {{"product", ToJson(product)}};
-  return {{"digest", Hex(record.m_Digest)}, {"size", record.m_Size}};
+  return whole;
 }
 
 Json ChangeJson(const Change& change) {

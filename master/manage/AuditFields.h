@@ -9,7 +9,8 @@ namespace brenic::master {
 /// A JSON object with the fields of the message; one that is too long is replaced by its digest and size.
 Json AuditFields(const Message& message);
 
-/// A JSON object with the fields of the record's request, as far as they were kept; else its digest and size.
+/// A JSON object with the fields of the record's request, as far as they were kept; where that is not all of
+/// them, with its digest and size.
 Json RequestFields(const AuditRecord& record);
 
 /// A JSON object with the state before and after of everything that changed; null stands for what was or is

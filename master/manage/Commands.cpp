@@ -3,6 +3,7 @@
 #include "manage/ClientCredentials.h"
 #include "manage/Initialise.h"
 #include "manage/Printing.h"
+#include "rlib/Escape.h"
 #include "rlib/Stream.h"
 #include "store/DataFolder.h"
 #include "store/SqliteStore.h"
@@ -16,6 +17,11 @@ void Print(const std::string& text) {
   rlib::stdOut.Close();
 }
 
+/// What was done, as one line: it quotes arguments.
+void Tell(const String& line) {
+  rlib::stdOut.PutLine(rlib::EscapeControls(line));
+}
+
 SqliteStore OpenToRead(const Path& folder) {
   RequireInitialised(folder);
   return SqliteStore(folder, Database::Mode::k_ReadOnly);
@@ -25,9 +31,8 @@ SqliteStore OpenToRead(const Path& folder) {
 
 void Init(const Arguments& arguments) {
   Initialise({arguments.m_Folder, arguments.m_Name, arguments.m_Hosts, arguments.m_Port});
-  rlib::stdOut.PutLine("Made a Master in '" + arguments.m_Folder +
-                       "'; the first administrator's credentials are in '" + arguments.m_Folder +
-                       "/clients/admin'");
+  Tell("Made a Master in '" + arguments.m_Folder + "'; the first administrator's credentials are in '" +
+       arguments.m_Folder + "/clients/admin'");
 }
 
 void IssueClientCredentials(const Arguments& arguments) {
@@ -36,7 +41,7 @@ void IssueClientCredentials(const Arguments& arguments) {
       arguments.m_Role == RoleName(Role::k_Administrator) ? Role::k_Administrator : Role::k_Component;
   IssueCredentials({arguments.m_Folder, arguments.m_Name, role, arguments.m_Out, arguments.m_ValidDays,
                     arguments.m_Hosts.empty() ? String() : String(arguments.m_Hosts.front())});
-  rlib::stdOut.PutLine("Issued credentials for '" + arguments.m_Name + "' in '" + arguments.m_Out + "'");
+  Tell("Issued credentials for '" + arguments.m_Name + "' in '" + arguments.m_Out + "'");
 }
 
 void PrintState(const Arguments& arguments) {

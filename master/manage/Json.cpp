@@ -1,9 +1,15 @@
 #include "manage/Json.h"
 
+#include "rlib/Escape.h"
+
 namespace brenic::master {
 
 std::string ToText(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string ToLine(const Json& json) {
+  return rlib::EscapeControlsInJson(ToText(json));
 }
 
 void AddMember(Json& object, std::string key, Json value) {

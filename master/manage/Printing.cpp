@@ -37,6 +37,11 @@ Json ProductsJson(const ProductCatalogue& catalogue) {
   return products;
 }
 
+/// A text of unknown origin, for people.
+std::string Shown(const String& text) {
+  return rlib::EscapeControls(text).str();
+}
+
 /// Quoted whenever the text as it stands could be read as something else.
 std::string IniText(const String& text) {
   static constexpr std::string_view k_Plain =
@@ -67,7 +72,7 @@ void AddOptions(std::string& out, const std::string& section, const OptionMap& o
 
 std::string ProductName(const Farm& farm, const UID& type) {
   const auto product = farm.m_Products.Find(type);
-  return product ? product->Name().str() : type.ToString().str();
+  return product ? Shown(product->Name()) : type.ToString().str();
 }
 
 } // namespace
@@ -93,7 +98,7 @@ std::string StateJson(const MasterRecord& master, const Farm& farm) {
   for (const auto& translation : farm.m_Translations)
     state["pathTranslations"].push_back(TranslationJson(translation));
   state["products"] = ProductsJson(farm.m_Products);
-  return ToText(state);
+  return ToLine(state);
 }
 
 std::string StateIni(const Farm& farm) {
@@ -111,14 +116,14 @@ std::string StateIni(const Farm& farm) {
   out += "\n";
   for (const auto& [type, options] : farm.m_TypeOptions) {
     const auto product = farm.m_Products.Find(type);
-    out += fmt::format("; {}\n", product ? rlib::EscapeControls(product->Name()).str()
+    out += fmt::format("; {}\n", product ? Shown(product->Name())
                                          : "There is no product of this type: setwright skips the section");
     if (options.size() > 1)
       out += "; setwright sends only the last option of a product type: copy the others one at a time\n";
     for (const auto& [name, value] : options) {
       if (product && product->IsDefaultParam(name, value))
         out += fmt::format("; setwright does not send {}: the product has this value by default\n",
-                           IniText(name));
+                           Shown(IniText(name)));
     }
     AddOptions(out, type.ToString().str(), options);
   }
@@ -126,33 +131,33 @@ std::string StateIni(const Farm& farm) {
 }
 
 std::string StateText(const MasterRecord& master, const Farm& farm) {
-  std::string out = fmt::format("Master '{}' {}\n", master.m_Name.str(), master.m_ID.ToString().str());
+  std::string out = fmt::format("Master '{}' {}\n", Shown(master.m_Name), master.m_ID.ToString().str());
   out += fmt::format("\nOptions: {}\n", farm.m_Options.size());
   for (const auto& [name, value] : farm.m_Options)
-    out += fmt::format("  {} = {}\n", name.str(), value.str());
+    out += fmt::format("  {} = {}\n", Shown(name), Shown(value));
   for (const auto& [type, options] : farm.m_TypeOptions) {
     out += fmt::format("\nOptions of {}: {}\n", ProductName(farm, type), options.size());
     for (const auto& [name, value] : options)
-      out += fmt::format("  {} = {}\n", name.str(), value.str());
+      out += fmt::format("  {} = {}\n", Shown(name), Shown(value));
   }
   out += fmt::format("\nWorker limits: {}\n", farm.m_Limits.size());
   for (const auto& [type, limit] : farm.m_Limits)
     out += fmt::format("  {}: {}\n", ProductName(farm, type), limit < 0 ? "none" : std::to_string(limit));
   out += fmt::format("\nRestrictions: {}\n", farm.m_Restrictions.size());
   for (const String& name : farm.m_Restrictions)
-    out += fmt::format("  {}\n", name.str());
+    out += fmt::format("  {}\n", Shown(name));
   out += fmt::format("\nPath translations: {}\n", farm.m_Translations.size());
   for (const auto& translation : farm.m_Translations) {
     std::string line;
     for (const auto& [platform, root] : translation)
       line += fmt::format("{}{}: {}", line.empty() ? "  " : ", ", rlib::Platform::Name(platform).str(),
-                          root.str().str());
+                          Shown(root.str()));
     out += line + "\n";
   }
   const ProductMap& products = farm.m_Products.Effective();
   out += fmt::format("\nProducts: {}\n", products.size());
   for (const auto& [type, product] : products)
-    out += fmt::format("  {} {}{}\n", type.ToString().str(), product->Name().str(),
+    out += fmt::format("  {} {}{}\n", type.ToString().str(), Shown(product->Name()),
                        farm.m_Products.IsCustom(type) ? " (custom)" : "");
   return out;
 }
@@ -198,20 +203,21 @@ std::string AuditJson(const AuditRecord& record) {
                {"reason", record.m_Reason}};
   if (Json change = HiddenChange(record, fields); !change.is_null())
     json["change"] = std::move(change);
-  return ToText(json);
+  return ToLine(json);
 }
 
 std::string AuditText(const AuditRecord& record) {
   const std::string reason = record.m_Reason.empty() ? "" : ": " + record.m_Reason;
   const Json fields = RequestFields(record);
-  std::string shown = record.IsOfLayout1() ? record.m_FieldsOfLayout1 : ToText(fields);
+  std::string shown =
+      record.IsOfLayout1() ? rlib::EscapeControlsInJson(record.m_FieldsOfLayout1) : ToLine(fields);
   if (const Json change = HiddenChange(record, fields); !change.is_null()) {
-    const std::string text = ToText(change);
+    const std::string text = ToLine(change);
     shown += text.size() <= k_MaxAuditField ? " " + text : " (--json shows what it changed)";
   }
-  return fmt::format("{} {} {}@{} {} {} {}{}", record.m_Sequence, Time(record.m_Time).Iso8601().str(),
-                     rlib::EscapeControls(record.m_ClientName).str(), record.m_Address, record.m_Class, shown,
-                     record.m_Result, rlib::EscapeControls(reason).str());
+  return Shown(fmt::format("{} {} {}@{} {} {} {}{}", record.m_Sequence, Time(record.m_Time).Iso8601().str(),
+                           record.m_ClientName.str(), record.m_Address, record.m_Class, shown,
+                           record.m_Result, reason));
 }
 
 std::optional<int64_t> ParseTime(const std::string& text) {

@@ -33,6 +33,27 @@ size_t MaxReply(const Message& message) {
   return std::min(bytes, wire::k_MaxFrame);
 }
 
+/// The encoded message without the options that are long; without any where the others are still too many.
+std::shared_ptr<const std::string> SmallOptions(const SetMasterOptionsMsg& message) {
+  constexpr size_t k_Small = 1024;
+  constexpr size_t k_SmallTogether = k_MaxAuditField / 2;
+  SetMasterOptionsMsg kept;
+  kept.m_ID = message.m_ID;
+  kept.m_Section = message.m_Section.size() <= k_Small ? message.m_Section : String();
+  size_t bytes = 0;
+  for (const auto& [name, value] : message.m_Options) {
+    if (name.size() + value.size() > k_Small)
+      continue;
+    bytes += name.size() + value.size();
+    kept.m_Options[name] = value;
+  }
+  if (bytes > k_SmallTogether)
+    kept.m_Options.clear();
+  wire::Envelope envelope;
+  wire::ToWire(kept, envelope);
+  return std::make_shared<const std::string>(envelope.SerializeAsString());
+}
+
 } // namespace
 
 Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::Envelope& envelope,
@@ -68,11 +89,16 @@ std::string DigestOfLayout1(const Request& request) {
   return Sha256(envelope.SerializeAsString());
 }
 
-bool IsKept(const Request& request, const Change& change) {
+std::shared_ptr<const std::string> KeptBytes(const Request& request, const Change& change) {
   constexpr size_t k_VeryShort = 4 * 1024;
   if (!request.m_Message)
-    return false;
-  return request.m_Bytes->size() <= (IsAllIn(change, *request.m_Message) ? k_VeryShort : k_MaxAuditField);
+    return nullptr;
+  const bool isAllIn = IsAllIn(change, *request.m_Message);
+  if (request.m_Bytes->size() <= (isAllIn ? k_VeryShort : k_MaxAuditField))
+    return request.m_Bytes;
+  if (isAllIn || request.m_Message->Type() != SetMasterOptionsMsg::s_Type)
+    return nullptr;
+  return SmallOptions(static_cast<const SetMasterOptionsMsg&>(*request.m_Message));
 }
 
 } // namespace brenic::master

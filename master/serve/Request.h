@@ -37,9 +37,11 @@ Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::En
 /// The SHA-256 of the request, as a Master of layout 1 made it: of its bytes decoded and encoded again.
 std::string DigestOfLayout1(const Request& request);
 
-/// Whether the audit trail keeps the request's bytes beside the change that the request made. Large ones, and
-/// contents that were not decoded, are known by their digest and size. So are a list and a product unless
-/// they are very short: the change tells all of them, a list in much less space.
-bool IsKept(const Request& request, const Change& change);
+/// What the audit trail keeps of the request beside the change that the request made: its bytes, or null
+/// where it is known by its digest and size alone. Those are large requests and contents that were not
+/// decoded; a list and a product unless they are very short, for the change tells all of them, a list in much
+/// less space. Of options that are large together a message with the small ones is kept, which has fewer
+/// bytes than the request.
+std::shared_ptr<const std::string> KeptBytes(const Request& request, const Change& change);
 
 } // namespace brenic::master

@@ -284,8 +284,7 @@ AuditRecord Writer::MakeRecord(const Request& request, const Decision& decision,
   record.m_Class = request.m_Class ? request.m_Class : "Unknown";
   record.m_Digest = digest;
   record.m_Size = request.m_Bytes->size();
-  if (IsKept(request, *change))
-    record.m_Request = request.m_Bytes;
+  record.m_Request = KeptBytes(request, *change);
   if (!change->IsEmpty())
     record.m_Change = std::move(change);
   record.m_Result = ResultName(decision.m_Outcome, decision.m_Judgement.m_Reply != nullptr);

@@ -44,7 +44,8 @@ struct ClientRecord {
   Role m_Role = Role::k_Component;
 };
 
-/// A request of more bytes is not kept in the audit trail; a field that is longer as JSON text is not shown.
+/// A request of more bytes is not kept as it came in the audit trail; a field that is longer as JSON text is
+/// not shown.
 inline constexpr size_t k_MaxAuditField = 64 * 1024;
 
 /// One request in the audit trail.
@@ -60,10 +61,12 @@ struct AuditRecord {
   std::string m_Address;
   UID m_MessageId;
   std::string m_Class;
-  std::string m_Digest;                         // SHA-256 of the request's bytes
-  size_t m_Size = 0;                            // of the request, in bytes
-  std::shared_ptr<const std::string> m_Request; // its bytes; null where they are not kept
-  std::shared_ptr<const Change> m_Change;       // what it did; null for nothing
+  std::string m_Digest; // SHA-256 of the request's bytes
+  size_t m_Size = 0;    // of the request, in bytes
+  /// The request's bytes; null where they are not kept. Fewer than m_Size: a message with its small fields
+  /// alone.
+  std::shared_ptr<const std::string> m_Request;
+  std::shared_ptr<const Change> m_Change; // what it did; null for nothing
   /// In a record that was read, in place of m_Change: decodes it, which few readers need. Empty for nothing.
   /// Usable while the store is; throws StoreFailure.
   std::function<std::shared_ptr<const Change>()> m_LoadChange;
@@ -76,6 +79,7 @@ struct AuditRecord {
 
   /// What it did, whether it was read or is to be written; null for nothing. Throws StoreFailure.
   std::shared_ptr<const Change> LoadedChange() const { return m_LoadChange ? m_LoadChange() : m_Change; }
+  bool IsShortened() const { return m_Request && m_Request->size() < m_Size; }
   bool IsOfLayout1() const { return !m_FieldsOfLayout1.empty(); }
 };
 

@@ -90,3 +90,38 @@ class SmallChange(FarmTest):
 
     def test_a_limit_among_thousands_of_users_with_short_names_is_shown_and_kept_alone(self):
         self.edits_of([f"user{number:05}={number % 90 + 1}" for number in range(5000)])
+
+
+class Oversize(FarmTest):
+    def test_a_long_request_is_shown_with_its_small_options(self):
+        self.assertDone(self.farm.run("-Option", "long", "x" * 70_000, "-Option", "short", "1"), 1)
+        self.assertDone(self.farm.run("-Option", "one", "x" * 40_000, "-Option", "two", "x" * 40_000, "-Option", "b", "2"))
+        for record, result, options in zip(self.farm.audit(), ("refused", "committed"), ({"short": "1"}, {"b": "2"})):
+            message = record["message"]
+            self.assertEqual((record["result"], message["m_Section"], message["m_Options"]),
+                             (result, "Distribution", options))
+            self.assertGreater(message["size"], 70_000)
+        self.assertEqual(len(record["change"]["options"]), 3)
+        for line in self.farm.admin("audit", "--data-dir", self.farm.data).splitlines():
+            self.assertIn('"m_Section":"Distribution","m_Options":{', line)
+
+
+class Terminal(FarmTest):
+    WILD = "\x1b[2J\x7f\u009b\u202e\n"
+    UNSAFE = set("\x1b\x7f\u009b\u202e")
+
+    def test_gets_no_control_characters_from_the_trail_or_a_refusal(self):
+        refused = self.farm.run("-Option", self.WILD, "1")
+        self.assertDone(refused, 1)
+        self.assertOneLine(refused.err, "The Master refused", "\\x1b[2J")
+        self.assertDone(self.farm.run("-Option", "a", "\u202e\u2066"))
+        for arguments in (("audit",), ("audit", "--json"), ("state",)):
+            out = self.farm.admin(*arguments, "--data-dir", self.farm.data)
+            self.assertEqual(self.UNSAFE & set(out), set(), arguments)
+        self.assertEqual(self.farm.audit()[1]["message"]["m_Options"], {"a": "\u202e\u2066"})
+
+    def test_gets_no_control_characters_from_an_argument(self):
+        for arguments in (("-CopyFile", self.WILD), ("-Limit", self.WILD, "1"), ("-Limit", "fluid", self.WILD)):
+            result = self.farm.run(*arguments)
+            self.assertEqual(self.UNSAFE & set(result.err), set(), result)
+            self.assertIn("\\x1b[2J", result.err)

@@ -73,6 +73,43 @@ TEST_F(StreamTest, NulBytesAndNullPointersAreHarmless) {
   EXPECT_EQ(Written(), std::string("a\0b\n", 4));
 }
 
+/// What the action writes to the standard stream of that descriptor.
+template <typename Action>
+std::string WrittenTo(int fd, int file, Action action) {
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(file, fd);
+    action();
+    _exit(0);
+  }
+  EXPECT_EQ(waitpid(child, nullptr, 0), child);
+  std::string text(1000, '\0');
+  text.resize(static_cast<size_t>(pread(file, text.data(), text.size(), 0)));
+  return text;
+}
+
+TEST_F(StreamTest, StandardErrorShowsControlCharacters) {
+  EXPECT_EQ(WrittenTo(STDERR_FILENO, m_Fd,
+                      [] {
+                        rlib::stdErr.Put("a\nb\x1b[31m\xc2");
+                        rlib::stdErr.Put(String("\x9b\u202e\x7f"));
+                        rlib::stdErr.PutEOL();
+                        rlib::stdErr.PutLine("c\r\nd");
+                        rlib::stdErr.Put("e\tf");
+                        rlib::stdErr.Close();
+                      }),
+            "a\\nb\\x1b[31m\\xc2\\x9b\\xe2\\x80\\xae\\x7f\nc\\r\\nd\ne\\tf");
+}
+
+TEST_F(StreamTest, StandardOutputWritesWhatItIsGiven) {
+  EXPECT_EQ(WrittenTo(STDOUT_FILENO, m_Fd,
+                      [] {
+                        rlib::stdOut.Put("a\nb\x1b[31m\u202e");
+                        rlib::stdOut.PutEOL();
+                      }),
+            "a\nb\x1b[31m\u202e\n");
+}
+
 TEST_F(StreamTest, CloseWritesWhatHasNoEndOfLineYet) {
   LineStream stream(m_Fd, "test");
   stream.Put("dropped");

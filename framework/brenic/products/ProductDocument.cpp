@@ -61,7 +61,7 @@ Result<> CheckNames(const Product& product) {
           fmt::format("aliases: '{}' is its name or an alias already", rlib::EscapeControls(alias).str()));
   }
   for (const String& name : seen) {
-    if (rlib::EscapeControls(name) != name)
+    if (rlib::HoldsControls(name))
       return Failure(
           fmt::format("the name '{}' holds a control character", rlib::EscapeControls(name).str()));
     if (name.size() > 256)

@@ -49,8 +49,13 @@ protected:
 /// for complaints, and everything put later is dropped. Never throws. The process must ignore SIGPIPE.
 class LineStream : public OutStream {
 public:
-  constexpr LineStream(int fd, const char* name, LineStream* complaints = nullptr)
-      : m_Fd(fd), m_Name(name), m_Complaints(complaints) {}
+  /// What becomes of the control characters of a text (EscapeControls in Escape.h). Escaped, also its line
+  /// feeds: then only PutEOL and PutLine end a line.
+  enum class Controls { k_AsTheyAre, k_Escaped };
+
+  constexpr LineStream(int fd, const char* name, LineStream* complaints = nullptr,
+                       Controls controls = Controls::k_AsTheyAre)
+      : m_Fd(fd), m_Name(name), m_Complaints(complaints), m_Controls(controls) {}
 
   /// One whole line, without touching text that is still accumulating.
   void PutLine(const String& text);
@@ -68,7 +73,7 @@ protected:
 
 private:
   /// Fails only once: what is to be complained about. Under the lock.
-  Result<> Emit(std::string_view line);
+  Result<> Emit(std::string_view text, std::string_view eol);
   /// Notes and reports a line that could not be written. Without the lock.
   void Complain(const Result<>& written);
   std::string& Pending();
@@ -76,13 +81,15 @@ private:
   const int m_Fd;
   const char* const m_Name;
   LineStream* const m_Complaints;
+  const Controls m_Controls;
   std::mutex m_Mutex;
   std::vector<std::pair<std::thread::id, std::string>> m_Pending;
   std::string* m_Capture = nullptr;
   bool m_Failed = false;
 };
 
-/// Standard output and standard error. Usable from any thread and at any time, static initialisation and
+/// Standard output, which writes what it is given, and standard error, which escapes control characters: its
+/// texts quote arguments, files and peers. Usable from any thread and at any time, static initialisation and
 /// destruction included; never destroyed.
 extern LineStream& stdOut;
 extern LineStream& stdErr;

@@ -164,6 +164,17 @@ TEST(Serve, ReportsAnAddressThatItCannotListenOn) {
   }
 }
 
+TEST(Usage, WhatItQuotesOfTheLineDoesNothingToATerminal) {
+  const std::string wild = "\x1b[2J\n\u009b\u202e";
+  for (const Ended& ended :
+       {RunMaster({"state", "--data-dir", wild}), RunMaster({"state", "--data-dir", "x", wild}),
+        RunMaster({"audit", "--data-dir", "x", "--since", "1970-01-01", "--" + wild})}) {
+    EXPECT_THAT(ended.m_Errors, HasSubstr("\\x1b[2J\\n\\xc2\\x9b\\xe2\\x80\\xae"));
+    EXPECT_THAT(ended.m_Errors,
+                testing::Not(testing::AnyOf(HasSubstr("\x1b"), HasSubstr("\u009b"), HasSubstr("\u202e"))));
+  }
+}
+
 TEST(Usage, HasAnExitStatusOfItsOwn) {
   EXPECT_GT(RunMaster({}).m_Status, 1);
   EXPECT_GT(RunMaster({"serve"}).m_Status, 1);

@@ -3,7 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "farm/Samples.h"
+#include "manage/Json.h"
+#include "rlib/Escape.h"
 #include "rlib/IniFile.h"
+#include "wire/Contents.h"
+#include "wire/Digest.h"
 
 namespace brenic::master {
 namespace {
@@ -55,6 +59,19 @@ TEST(StateIni, IsReadBackAsItWas) {
   EXPECT_EQ(sections[Type(2).ToString().str()], (OptionMap{{"k", "v"}}));
 }
 
+TEST(StateText, ShowsControlCharacters) {
+  Farm farm;
+  farm.m_Options = {{"a\u202e", "b\x1b[2J\u009b"}};
+  farm.m_Restrictions = {"r\nr"};
+  farm.m_Translations = {{{1, "/x\x7f"}}};
+  MasterRecord master;
+  master.m_Name = "F\rarm";
+  const std::string text = StateText(master, farm);
+  for (const char* part :
+       {"Master 'F\\rarm'", "  a\\xe2\\x80\\xae = b\\x1b[2J\\xc2\\x9b\n", "  r\\nr\n", "Linux: /x\\x7f\n"})
+    EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+}
+
 TEST(StateIni, MentionsAValueThatIsTooLongForALine) {
   Farm farm;
   farm.m_Options = {{"UserLimits", String(std::string(rlib::IniFile::k_MaxLine, 'x'))}, {"short", "1"}};
@@ -89,6 +106,55 @@ TEST(AuditJson, HasItsKeysInTheirOrder) {
       R"("name":"admin","role":"administrator","kind":3,"address":"127.0.0.1:50012"},)"
       R"("message":{"id":"ab000000-0000-0000-0000-000000000002","class":"GetMasterOptionsMsg","m_OptionNames":["a"]},)"
       R"("result":"answered","reason":""})");
+}
+
+/// What a terminal must not be given, and the same as JSON.
+constexpr char k_Wild[] = "\x7f\u009b\u202e\u2066";
+constexpr char k_WildInJson[] = R"(\u007f\u009b\u202e\u2066)";
+
+AuditRecord WildRecord() {
+  AuditRecord record;
+  record.m_ClientName = k_Wild;
+  record.m_Class = "GetMasterOptionsMsg";
+  record.m_Address = k_Wild;
+  record.m_Result = "refused";
+  record.m_Reason = std::string("no ") + k_Wild + "\n";
+  const auto message = Make<GetMasterOptionsMsg>([](auto& m) { m.m_OptionNames = {k_Wild}; });
+  wire::Envelope envelope;
+  wire::ToWire(*message, envelope);
+  record.m_Request = std::make_shared<const std::string>(envelope.SerializeAsString());
+  record.m_Size = record.m_Request->size();
+  record.m_Digest = Sha256(*record.m_Request);
+  return record;
+}
+
+TEST(AuditJson, GivesATerminalNoControlCharacters) {
+  const std::string json = AuditJson(WildRecord());
+  EXPECT_EQ(rlib::EscapeControls(json), json);
+  EXPECT_NE(json.find(std::string("\"m_OptionNames\":[\"") + k_WildInJson + "\"]"), std::string::npos)
+      << json;
+  EXPECT_EQ(Json::parse(json)["client"]["name"], k_Wild);
+  EXPECT_EQ(Json::parse(json)["reason"], std::string("no ") + k_Wild + "\n");
+}
+
+TEST(AuditText, GivesATerminalNoControlCharacters) {
+  const std::string text = AuditText(WildRecord());
+  EXPECT_EQ(rlib::EscapeControls(text), text);
+  EXPECT_NE(text.find(k_WildInJson), std::string::npos) << text;
+  AuditRecord old = WildRecord();
+  old.m_FieldsOfLayout1 = std::string("{\"a\":\"") + k_Wild + "\"}";
+  EXPECT_EQ(rlib::EscapeControls(AuditText(old)), AuditText(old));
+  EXPECT_EQ(rlib::EscapeControls(AuditJson(old)), AuditJson(old));
+}
+
+TEST(AuditText, OfALongRequestShowsItsSmallFields) {
+  AuditRecord record = WildRecord();
+  record.m_Digest = std::string(32, 'd');
+  record.m_Size = 100'000;
+  for (const std::string& shown : {AuditText(record), AuditJson(record)}) {
+    EXPECT_NE(shown.find(k_WildInJson), std::string::npos) << shown;
+    EXPECT_NE(shown.find("\"size\":100000"), std::string::npos) << shown;
+  }
 }
 
 TEST(ParseTime, TakesDatesAndTimesInUtc) {

@@ -11,14 +11,18 @@ namespace {
 constexpr size_t k_VeryShort = 4 * 1024;
 constexpr size_t k_Small = 64 * 1024;
 
-/// Whether the trail keeps the message's bytes when the farm takes it.
-bool IsKept(const Farm& farm, const Message& message) {
+Request RequestOf(const Message& message) {
   wire::Envelope envelope;
   wire::ToWire(message, envelope);
   auto peer = std::make_shared<Peer>();
   peer->m_Role = Role::k_Administrator;
-  const Request request = MakeRequest(1, peer, envelope, envelope.SerializeAsString());
-  return IsKept(request, ChangeOf(farm, message));
+  return MakeRequest(1, peer, envelope, envelope.SerializeAsString());
+}
+
+/// Whether the trail keeps all of the message's bytes when the farm takes it.
+bool IsKept(const Farm& farm, const Message& message) {
+  const Request request = RequestOf(message);
+  return KeptBytes(request, ChangeOf(farm, message)) == request.m_Bytes;
 }
 
 String Long(size_t size) {
@@ -78,6 +82,34 @@ TEST(KeptRequests, AreSmallOnesOfWhichUserLimitsAreAPart) {
                        message.m_Section = o_Distribution;
                        message.m_Options = {{o_UserLimits, "ann=1;"}, {"a", Long(2 * k_VeryShort)}};
                      })));
+}
+
+/// Sizes of the options that are kept of these where they are refused, with their section in front.
+std::map<std::string, size_t> KeptOptions(const OptionMap& options) {
+  const auto kept = KeptBytes(RequestOf(*Make<SetMasterOptionsMsg>([&](auto& message) {
+                                message.m_Section = o_Distribution;
+                                message.m_Options = options;
+                              })),
+                              Change());
+  wire::Envelope envelope;
+  if (!kept || !envelope.ParseFromString(*kept))
+    return {};
+  const auto message = wire::FromWire(envelope);
+  const auto& set = static_cast<const SetMasterOptionsMsg&>(*message);
+  std::map<std::string, size_t> sizes{{"in " + set.m_Section.str(), 0}};
+  for (const auto& [name, value] : set.m_Options)
+    sizes[name.str()] = value.size();
+  return sizes;
+}
+
+TEST(KeptRequests, AreTheSmallOptionsOfALargeRequest) {
+  using Sizes = std::map<std::string, size_t>;
+  EXPECT_EQ(KeptOptions({{"a", Long(2 * k_Small)}, {"b", "1"}, {"c", Long(1000)}}),
+            (Sizes{{"in Distribution", 0}, {"b", 1}, {"c", 1000}}));
+  OptionMap many;
+  for (int i = 0; i < 100; ++i)
+    many[String(std::to_string(i))] = Long(1000);
+  EXPECT_EQ(KeptOptions(many), (Sizes{{"in Distribution", 0}}));
 }
 
 } // namespace
