@@ -1,14 +1,11 @@
 #include "rlib/IniFile.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
-#include <limits>
-#include <memory>
 #include <sys/stat.h>
 
 #include "Descriptor.h"
-#include "rlib/Escape.h"
+#include "TextLines.h"
 #include "rlib/Exception.h"
 #include "rlib/Failures.h"
 #include "rlib/Log.h"
@@ -27,56 +24,73 @@ std::string_view Trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(k_Space) - first + 1);
 }
 
-/// Size of the quoted text at the start, both quotes included; 0 when there is none or it has no end.
-size_t QuotedSize(std::string_view text) {
-  if (!text.starts_with('"'))
-    return 0;
-  for (size_t i = 1; i < text.size(); ++i) {
-    if (text[i] == '"')
-      return i + 1;
-    if (text[i] == '\\' && i + 1 < text.size() && (text[i + 1] == '"' || text[i + 1] == '\\'))
-      ++i;
-  }
-  return 0;
+bool IsComment(std::string_view text) {
+  return text.starts_with(';') || text.starts_with('#');
 }
 
-std::string Unquoted(std::string_view quoted) {
-  const std::string_view inner = quoted.substr(1, quoted.size() - 2);
-  std::string text;
-  text.reserve(inner.size());
-  for (size_t i = 0; i < inner.size(); ++i) {
-    if (inner[i] == '\\' && i + 1 < inner.size() && (inner[i + 1] == '"' || inner[i + 1] == '\\'))
-      ++i;
-    text += inner[i];
+/// The section's name in a header line; no value when the header has no end.
+std::optional<std::string_view> SectionName(std::string_view line) {
+  for (size_t end = line.find(']'); end != std::string_view::npos; end = line.find(']', end + 1)) {
+    const std::string_view behind = Trimmed(line.substr(end + 1));
+    if (behind.empty() || IsComment(behind))
+      return Trimmed(line.substr(1, end - 1));
   }
-  return text;
+  return std::nullopt;
+}
+
+/// Where the '=' stands behind a name that begins with a quote and ends with one; npos where it is no such
+/// name.
+size_t EqualsBehindQuotes(std::string_view line) {
+  if (!line.starts_with('"'))
+    return std::string_view::npos;
+  for (size_t end = line.find('"', 1); end != std::string_view::npos; end = line.find('"', end + 1)) {
+    const size_t next = line.find_first_not_of(k_Space, end + 1);
+    if (next != std::string_view::npos && line[next] == '=')
+      return next;
+  }
+  return std::string_view::npos;
+}
+
+std::string_view Unquoted(std::string_view text) {
+  return text.size() >= 2 && text.starts_with('"') && text.ends_with('"') ? text.substr(1, text.size() - 2)
+                                                                          : text;
 }
 
 } // namespace
 
+IniFile::IniFile(bool optional) : m_Optional(optional) {}
+
+IniFile::~IniFile() = default;
+
 bool IniFile::Load(bool quotes, bool report) {
-  Clear();
-  if (const Result<> read = ReadFile(quotes, report); !read) {
-    Clear();
-    if (report) {
-      NoteInputFailure();
-      Report(Log::k_Error, "Cannot read options file '" + FileName() + "': " + read.Reason());
-    }
-    return false;
-  }
-  if (report && m_Skipped > 0)
-    stdErr.PutLine(SFormat("Options file '%s': skipped %u %s that could not be understood, see the log",
-                           EscapeControls(FileName()), m_Skipped, m_Skipped == 1 ? "line" : "lines"));
-  return true;
+  m_Quotes = quotes;
+  m_Report = report;
+  const Result<> opened = Open();
+  const Result<> read = LookThrough();
+  if (!opened || !read)
+    ReportFailure((opened ? read : opened).Reason());
+  else if (report && m_Skipped > 0)
+    ReportSkipped();
+  return opened && read;
 }
 
-Result<> IniFile::ReadFile(bool quotes, bool report) {
+bool IniFile::LoadText(std::string_view text, bool quotes) {
+  m_Quotes = quotes;
+  m_Report = false;
+  m_Lines = std::make_unique<TextLines>(text, k_MaxLine);
+  return static_cast<bool>(LookThrough());
+}
+
+Result<> IniFile::Open() {
+  m_Lines.reset();
   if (FileName().empty())
     return Failure("no file name was given");
   // Not to wait for somebody who writes into a FIFO.
-  const Descriptor file(open(FileName().c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!file && errno == ENOENT && m_Optional)
+  Descriptor file(open(FileName().c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file && errno == ENOENT && m_Optional) {
+    m_Lines = std::make_unique<TextLines>("", k_MaxLine);
     return {};
+  }
   struct stat status {};
   if (!file || fstat(file.Get(), &status) != 0)
     return Failure(ErrorText(errno));
@@ -84,138 +98,128 @@ Result<> IniFile::ReadFile(bool quotes, bool report) {
     return Failure("it is a folder");
   if (!S_ISREG(status.st_mode))
     return Failure("it is not a regular file");
-  return ReadLines([&file](char* buffer, size_t size) { return ReadSome(file.Get(), buffer, size); }, quotes,
-                   report);
-}
-
-void IniFile::LoadText(std::string_view text, bool quotes) {
-  Clear();
-  const auto read = [&text](char* buffer, size_t size) {
-    const size_t taken = text.copy(buffer, size);
-    text.remove_prefix(taken);
-    return Result<size_t>(taken);
-  };
-  static_cast<void>(ReadLines(read, quotes, false)); // A text can always be read.
-}
-
-void IniFile::Clear() {
-  m_Text.clear();
-  m_Items.clear();
-  m_Line = m_Skipped = m_NextItem = m_NextText = 0;
-  m_SectionName = String();
-}
-
-/// Splits what read() gives into lines, in memory bounded by the longest line allowed.
-template <typename Read>
-Result<> IniFile::ReadLines(Read read, bool quotes, bool report) {
-  constexpr size_t k_ChunkSize = 64 << 10;
-  const auto chunk = std::make_unique_for_overwrite<char[]>(k_ChunkSize);
-  std::string line;
-  bool tooLong = false;
-  const auto take = [&] {
-    if (line.ends_with('\r'))
-      line.pop_back();
-    TakeLine(line, tooLong || line.size() > k_MaxLine, quotes, report);
-    line.clear();
-    tooLong = false;
-  };
-  for (;;) {
-    const Result<size_t> got = read(chunk.get(), k_ChunkSize);
-    if (!got)
-      return got.Why();
-    if (*got == 0)
-      break;
-    std::string_view rest(chunk.get(), *got);
-    while (!rest.empty()) {
-      const size_t end = rest.find('\n');
-      const std::string_view piece = rest.substr(0, end);
-      // One more than allowed for the carriage return of CRLF.
-      tooLong = tooLong || line.size() + piece.size() > k_MaxLine + 1;
-      if (!tooLong)
-        line.append(piece);
-      if (end == std::string_view::npos)
-        break;
-      rest.remove_prefix(end + 1);
-      take();
-    }
-  }
-  if (!line.empty() || tooLong)
-    take();
+  m_Lines = std::make_unique<TextLines>(std::move(file), k_MaxLine);
   return {};
 }
 
-void IniFile::TakeLine(std::string_view line, bool tooLong, bool quotes, bool report) {
-  ++m_Line;
-  if (tooLong)
-    return Skip("it is longer than 1 MiB", report);
-  if (m_Line == 1 && line.starts_with("\xef\xbb\xbf"))
-    line.remove_prefix(3);
-  line = Trimmed(line);
-  if (line.empty() || line.front() == ';' || line.front() == '#')
-    return;
-
-  if (line.front() == '[') {
-    const bool ended = line.back() == ']';
-    const std::string_view section = ended ? Trimmed(line.substr(1, line.size() - 2)) : std::string_view();
-    // What follows a malformed header does not belong to the section before it.
-    Add(true, section, {});
-    if (section.empty())
-      Skip(ended ? "the section has no name" : "the section header has no end", report);
-    return;
+/// Finds what is malformed, so that it is told before anything is delivered, and begins anew.
+Result<> IniFile::LookThrough() {
+  m_Skipped = 0;
+  m_Complaints.clear();
+  m_IsUnderMalformed = false;
+  m_IsBeforeFirst = true;
+  m_Next = {};
+  m_SectionName = String();
+  if (!m_Lines)
+    return {};
+  for (;;) {
+    const Result<Item> item = ReadItem();
+    if (!item) {
+      m_Skipped = 0;
+      return item.Why();
+    }
+    if (item->m_Kind == Kind::k_End)
+      break;
+    if (item->m_Kind == Kind::k_Malformed && m_Skipped++ < k_MostLogged)
+      m_Complaints.push_back(SFormat("line %u skipped: %s", m_Lines->Number(), item->m_Why).str());
   }
+  m_LineCount = m_Lines->Number();
+  m_Lines->Rewind();
+  m_IsUnderMalformed = false;
+  Advance();
+  return {};
+}
 
-  const size_t quotedName = quotes ? QuotedSize(line) : 0;
-  const std::string_view behindName = Trimmed(line.substr(quotedName));
-  const size_t equals = behindName.find('=');
-  if (equals == std::string_view::npos || (quotedName > 0 && equals != 0))
-    return Skip("it is neither section, pair nor comment", report);
-  const std::string name = quotedName > 0 ? Unquoted(line.substr(0, quotedName))
-                                          : std::string(Trimmed(behindName.substr(0, equals)));
+void IniFile::ReportSkipped() const {
+  NoteInputFailure();
+  for (const std::string& complaint : m_Complaints)
+    LogWarning("Options file '" + FileName() + "', " + complaint);
+  stdErr.PutLine(SFormat("Options file '%s': skipped %u %s that could not be understood, see the log",
+                         FileName(), m_Skipped, m_Skipped == 1 ? "line" : "lines"));
+}
+
+void IniFile::ReportFailure(const String& why) const {
+  if (!m_Report)
+    return;
+  NoteInputFailure();
+  Report(Log::k_Error, "Cannot read options file '" + FileName() + "': " + why);
+}
+
+Result<IniFile::Item> IniFile::ReadItem() {
+  for (;;) {
+    const Result<bool> there = m_Lines->Next();
+    if (!there)
+      return there.Why();
+    if (!*there)
+      return Item();
+    const std::string_view line = Trimmed(m_Lines->Line());
+    if (!m_Lines->IsTooLong() && (line.empty() || IsComment(line)))
+      continue;
+    Item item = m_Lines->IsTooLong() ? Item{Kind::k_Malformed, {}, {}, "it is longer than 1 MiB"}
+                                     : ItemOf(line, m_Quotes);
+    if (line.starts_with('['))
+      m_IsUnderMalformed = item.m_Kind == Kind::k_Malformed;
+    else if (m_IsUnderMalformed)
+      return Item{Kind::k_Malformed, {}, {}, "the section header above it is malformed"};
+    return item;
+  }
+}
+
+IniFile::Item IniFile::ItemOf(std::string_view line, bool quotes) {
+  const auto malformed = [](const char* why) { return Item{Kind::k_Malformed, {}, {}, why}; };
+  if (line.starts_with('[')) {
+    const auto section = SectionName(line);
+    if (!section)
+      return malformed("the section header has no end");
+    if (section->empty())
+      return malformed("the section has no name");
+    return {Kind::k_Section, std::string(*section), {}, nullptr};
+  }
+  const size_t behindQuotes = quotes ? EqualsBehindQuotes(line) : std::string_view::npos;
+  const size_t equals = behindQuotes != std::string_view::npos ? behindQuotes : line.find('=');
+  if (equals == std::string_view::npos)
+    return malformed("it is neither section, pair nor comment");
+  const std::string_view name = Trimmed(line.substr(0, equals));
+  const std::string_view value = Trimmed(line.substr(equals + 1));
   if (name.empty())
-    return Skip("the name is empty", report);
-  const std::string_view value = Trimmed(behindName.substr(equals + 1));
-  if (quotes && QuotedSize(value) == value.size() && !value.empty())
-    return Add(false, name, Unquoted(value));
-  Add(false, name, value);
+    return malformed("the name is empty");
+  return {Kind::k_Pair, std::string(quotes ? Unquoted(name) : name),
+          std::string(quotes ? Unquoted(value) : value), nullptr};
 }
 
-void IniFile::Skip(const char* reason, bool report) {
-  ++m_Skipped;
-  if (report)
-    LogWarning(SFormat("Options file '%s', line %u skipped: %s", FileName(), m_Line, reason));
-}
-
-void IniFile::Add(bool isSection, std::string_view name, std::string_view value) {
-  static_assert(k_MaxLine < std::numeric_limits<uint32_t>::max());
-  if (m_Items.empty() && !isSection)
-    m_Items.push_back({0, 0, true});
-  m_Items.push_back({static_cast<uint32_t>(name.size()), static_cast<uint32_t>(value.size()), isSection});
-  m_Text.append(name).append(value);
+/// The next item that is to be delivered.
+void IniFile::Advance() {
+  do {
+    Result<Item> item = ReadItem();
+    if (!item) {
+      m_Next = {};
+      return ReportFailure(item.Reason());
+    }
+    m_Next = std::move(*item);
+  } while (m_Next.m_Kind == Kind::k_Malformed);
+  if (m_Next.m_Kind == Kind::k_End && m_Lines->Number() != m_LineCount)
+    ReportFailure("it was changed while it was read");
 }
 
 bool IniFile::SetNextSection() {
-  for (; m_NextItem < m_Items.size(); ++m_NextItem) {
-    const Item& item = m_Items[m_NextItem];
-    if (item.m_IsSection) {
-      m_SectionName = String(m_Text.substr(m_NextText, item.m_NameSize));
-      m_NextText += item.m_NameSize;
-      ++m_NextItem;
-      return true;
-    }
-    m_NextText += item.m_NameSize + item.m_ValueSize;
-  }
   m_SectionName = String();
-  return false;
+  if (std::exchange(m_IsBeforeFirst, false) && m_Next.m_Kind == Kind::k_Pair)
+    return true; // without a header
+  while (m_Next.m_Kind == Kind::k_Pair)
+    Advance();
+  if (m_Next.m_Kind == Kind::k_End)
+    return false;
+  m_SectionName = String(std::move(m_Next.m_Name));
+  Advance();
+  return true;
 }
 
 bool IniFile::GetNextValue(String& name, String& value) {
-  // Before the first SetNextSection the next item is a header.
-  if (m_NextItem >= m_Items.size() || m_Items[m_NextItem].m_IsSection)
+  if (m_IsBeforeFirst || m_Next.m_Kind != Kind::k_Pair)
     return false;
-  const Item& item = m_Items[m_NextItem++];
-  name = String(m_Text.substr(m_NextText, item.m_NameSize));
-  value = String(m_Text.substr(m_NextText + item.m_NameSize, item.m_ValueSize));
-  m_NextText += item.m_NameSize + item.m_ValueSize;
+  name = String(std::move(m_Next.m_Name));
+  value = String(std::move(m_Next.m_Value));
+  Advance();
   return true;
 }
 

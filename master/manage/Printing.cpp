@@ -48,25 +48,32 @@ std::string IniText(const String& text) {
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_./+,:";
   if (!text.empty() && text.str().find_first_not_of(k_Plain) == std::string::npos)
     return text.str();
-  std::string quoted = "\"";
-  for (const char c : text.str()) {
-    if (c == '"' || c == '\\')
-      quoted += '\\';
-    quoted += c;
-  }
-  return quoted + '"';
+  return "\"" + text.str() + "\"";
+}
+
+bool ReadsBack(const std::string& line, const String& name, const String& value) {
+  rlib::IniFile ini;
+  String readName, readValue;
+  return ini.LoadText(line) && ini.SetNextSection() && ini.GetNextValue(readName, readValue) &&
+         readName == name && readValue == value && !ini.GetNextValue(readName, readValue);
+}
+
+/// A pair as it is read back; a comment where there is no such line.
+std::string IniLine(const String& name, const String& value) {
+  const std::string line = IniText(name) + " = " + IniText(value) + "\n";
+  if (line.size() > rlib::IniFile::k_MaxLine + 1)
+    return fmt::format("; {} is left out: its value of {} bytes is too long for a line\n",
+                       Shown(IniText(name)), value.size());
+  if (!ReadsBack(line, name, value))
+    return fmt::format("; {} is left out: an INI file cannot hold its name or its value\n",
+                       Shown(IniText(name)));
+  return line;
 }
 
 void AddOptions(std::string& out, const std::string& section, const OptionMap& options) {
   out += fmt::format("[{}]\n", section);
-  for (const auto& [name, value] : options) {
-    const std::string line = IniText(name) + " = " + IniText(value);
-    // Such a line would be skipped when the file is read.
-    out += line.size() <= rlib::IniFile::k_MaxLine
-               ? line + "\n"
-               : fmt::format("; {} is left out: its value of {} bytes is too long for a line\n",
-                             IniText(name), value.size());
-  }
+  for (const auto& [name, value] : options)
+    out += IniLine(name, value);
   out += "\n";
 }
 
@@ -106,7 +113,7 @@ std::string StateIni(const Farm& farm) {
   AddOptions(out, o_Distribution, farm.m_Options);
   out += fmt::format("[{}]\n", o_Restrictions);
   for (const String& name : farm.m_Restrictions)
-    out += IniText(name) + " = true\n";
+    out += IniLine(name, "true");
   out += fmt::format("\n[{}]\n", o_Limit);
   for (const auto& [type, limit] : farm.m_Limits)
     out += fmt::format(

@@ -7,8 +7,9 @@ namespace brenic::master {
 
 /// One JSON object, on one line.
 std::string StateJson(const MasterRecord& master, const Farm& farm);
-/// Options, limits and restrictions as an INI file that IniFile reads back. A value too long for its lines is
-/// only mentioned in a comment.
+/// Options, limits and restrictions as an INI file that IniFile reads back the same. What none of its lines
+/// can hold (a value that is too long, a name with a quote and an '=' behind it) is only mentioned in a
+/// comment.
 std::string StateIni(const Farm& farm);
 /// For people.
 std::string StateText(const MasterRecord& master, const Farm& farm);

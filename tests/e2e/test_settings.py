@@ -68,11 +68,12 @@ class Settings(FarmTest):
 [DISTRIBUTION]
 MaxJobs = 5
 maxjobs = 6
-"a = b" = "say \\"hi\\" \\\\ "
+"a = b" = "say "hi" \\ "
+share = "\\\\server\\share\\"
 [Restrictions]
 NoDelete = yes
 NoSubmit = off
-[limit]
+[limit] ; of workers
 raymarch = 12abc
 {LUMEN} =
 nobody = 7
@@ -91,7 +92,8 @@ Message = again
         self.assertDone(result)
         self.assertEqual((result.out, result.err), ("", ""))
         state = self.farm.state()
-        self.assertEqual(state["options"], {"a = b": 'say "hi" \\ ', "MaxJobs": "6", "Message": "again"})
+        self.assertEqual(state["options"], {"a = b": 'say "hi" \\ ', "MaxJobs": "6", "Message": "again",
+                                            "share": "\\\\server\\share\\"})
         self.assertEqual(state["restrictions"], ["NoDelete"])
         self.assertEqual(state["limits"], {RAYMARCH: 12, LUMEN: 0})
         self.assertEqual(state["typeOptions"], {DRIFTWATER: {"Resume": "false"}})
@@ -104,12 +106,36 @@ Message = again
         self.assertEqual([(m["m_Section"], m["m_Options"]) for m in self.messages("SetMasterOptionsMsg")],
                          [("Distribution", state["options"]), (DRIFTWATER, {"Resume": "false"})])
 
-    def test_pairs_behind_a_malformed_header_are_no_options_of_the_section_before_it(self):
-        path = self.write("[Distribution]\na = 1\n[Limit] ; per type\nraymarch = 5\n[Distribution]\nb = 2\n")
+    def test_pairs_behind_a_malformed_header_are_skipped_and_counted(self):
+        path = self.write("[Distribution]\na = 1\n[Limit] per type\nraymarch = 5\n[Distribution]\nb = 2\n")
         result = self.farm.run("-CopyFile", path)
-        self.assertDone(result)
-        self.assertOneLine(result.err, "skipped 1 line")
+        self.assertDone(result, 1)
+        self.assertOneLine(result.err, str(path), "skipped 2 lines")
         self.assertEqual(self.farm.state()["options"], {"a": "1", "b": "2"})
+        self.assertEqual(self.farm.state()["limits"], {})
+
+    def test_of_many_malformed_lines_the_first_are_logged(self):
+        path = self.write("[Distribution]\n" + "junk\n" * 100 + "a = 1\n")
+        result = self.farm.run("-CopyFile", path)
+        self.assertDone(result, 1)
+        self.assertOneLine(result.err, "skipped 100 lines")
+        self.assertEqual((self.farm.folder / "log/setwright.log").read_text().count(" skipped: "), 20)
+        self.assertEqual(self.farm.state()["options"], {"a": "1"})
+
+    def test_an_empty_name_is_refused_by_the_master(self):
+        result = self.farm.run("-CopyFile", self.write('[Distribution]\n"" = 1\n'))
+        self.assertDone(result, 1)
+        self.assertOneLine(result.err, "The Master refused", "empty")
+
+    def test_a_file_that_is_no_text_is_refused_whole(self):
+        for name, content, part in (("utf16.ini", "[Distribution]\na = 1\n".encode("utf-16"), "UTF-16"),
+                                    ("nul.ini", b"[Distribution]\na = 1\n\0\n", "line 3")):
+            path = self.farm.folder / name
+            path.write_bytes(content)
+            result = self.farm.run("-CopyFile", path)
+            self.assertDone(result, 1)
+            self.assertOneLine(result.err, str(path), part)
+        self.assertEqual(self.farm.audit(), [])
 
     def test_a_file_that_cannot_be_read_does_not_stop_the_rest(self):
         fifo = self.farm.folder / "fifo"
@@ -134,9 +160,23 @@ Message = again
         _, status, usage = os.wait4(process.pid, 0)
         process.returncode = os.waitstatus_to_exitcode(status)
         result = finish(process)
-        self.assertDone(result)
+        self.assertDone(result, 1)
         self.assertOneLine(result.err, "skipped 1 line")
         self.assertEqual(self.farm.state()["options"], {"before": "1", "after": "2"})
+        if "BRENIC_CHANGES" not in os.environ:  # a sanitizer's build takes more
+            self.assertLess(usage.ru_maxrss, 50 * 1024, "KiB")
+
+    def test_sections_that_nobody_asked_for_take_no_memory(self):
+        path = self.farm.folder / "large.ini"
+        with open(path, "wb") as out:
+            for _ in range(1000):
+                out.write(b"[No such product]\n" + b"name = value of some length\n" * 3000)
+            out.write(b"[Distribution]\na = 1\n")
+        process = self.farm.start("-CopyFile", path)
+        _, status, usage = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        self.assertDone(finish(process))
+        self.assertEqual(self.farm.state()["options"], {"a": "1"})
         if "BRENIC_CHANGES" not in os.environ:  # a sanitizer's build takes more
             self.assertLess(usage.ru_maxrss, 50 * 1024, "KiB")
 

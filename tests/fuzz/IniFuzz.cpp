@@ -1,54 +1,52 @@
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 #include <string_view>
 
 #include "rlib/IniFile.h"
 
-// What the reader delivers can be written down so that it reads back the same.
+namespace {
+
+void Require(bool good) {
+  if (!good)
+    std::abort();
+}
+
+} // namespace
+
+// What the reader delivers can be written down in quotes, so that it reads back the same.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const auto quoted = [](const rlib::String& text) {
-    std::string out = "\"";
-    for (const char c : text.str()) {
-      if (c == '"' || c == '\\')
-        out += '\\';
-      out += c;
-    }
-    return out + "\"";
-  };
   const std::string_view text(reinterpret_cast<const char*>(data), size);
-  rlib::IniFile first(false);
-  first.LoadText(text);
+  rlib::IniFile first;
+  const bool isText = text.find('\0') == std::string_view::npos && !text.starts_with("\xff\xfe") &&
+                      !text.starts_with("\xfe\xff");
+  Require(first.LoadText(text) == isText);
   std::string written;
-  size_t nameless = 0;
   rlib::String name;
   rlib::String value;
   while (first.SetNextSection()) {
-    written += "[" + first.GetCurrentSection().str() + "]\n";
-    nameless += first.GetCurrentSection().empty() ? 1 : 0;
+    Require(isText);
+    // Only the first section may be without a header, and so without a name.
+    Require(!first.GetCurrentSection().empty() || written.empty());
+    if (!first.GetCurrentSection().empty())
+      written += "[" + first.GetCurrentSection().str() + "]\n";
     while (first.GetNextValue(name, value)) {
-      if (name.empty() || name.str().find('\n') != std::string::npos)
-        std::abort();
-      written += quoted(name) + "=" + quoted(value) + "\n";
+      Require(name.str().find('\n') == std::string::npos && value.str().find('\n') == std::string::npos);
+      written += "\"" + name.str() + "\"=\"" + value.str() + "\"\n";
     }
   }
 
-  first.LoadText(text);
-  rlib::IniFile second(false);
-  second.LoadText(written);
-  if (second.SkippedLines() != nameless) // a header without a name is skipped, and begins such a section
-    std::abort();
+  Require(first.LoadText(text) == isText);
+  rlib::IniFile second;
+  Require(second.LoadText(written) && second.SkippedLines() == 0);
   rlib::String otherName;
   rlib::String otherValue;
   while (first.SetNextSection()) {
-    if (!second.SetNextSection() || first.GetCurrentSection() != second.GetCurrentSection())
-      std::abort();
+    Require(second.SetNextSection() && first.GetCurrentSection() == second.GetCurrentSection());
     while (first.GetNextValue(name, value))
-      if (!second.GetNextValue(otherName, otherValue) || name != otherName || value != otherValue)
-        std::abort();
-    if (second.GetNextValue(otherName, otherValue))
-      std::abort();
+      Require(second.GetNextValue(otherName, otherValue) && name == otherName && value == otherValue);
+    Require(!second.GetNextValue(otherName, otherValue));
   }
-  if (second.SetNextSection())
-    std::abort();
+  Require(!second.SetNextSection());
   return 0;
 }

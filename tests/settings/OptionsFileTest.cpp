@@ -267,6 +267,29 @@ TEST_F(OptionsFileTest, LinesThatAreNoPairsAreLoggedAndCountedAndTheOthersAreTak
             "Options file '" + m_File + "': skipped 2 lines that could not be understood, see the log\n");
 }
 
+TEST_F(OptionsFileTest, MalformedLinesEndInExitStatusOneAfterTheRestWasDone) {
+  WriteTextFile(m_File, "[Limit] tail\nAlpha=1\nBeta=2\n[Distribution] ; global\na=\"C:\\dir\\\"\n\"\"=2\n");
+  EXPECT_EQ(Run({"-CopyFile", m_File.c_str(), "-Option", "b", "1"}), 1);
+  EXPECT_EQ(m_Recorder.m_Err,
+            "Options file '" + m_File + "': skipped 3 lines that could not be understood, see the log\n");
+  ASSERT_THAT(m_Script.SentClasses(), ElementsAre("SetMasterOptionsMsg"));
+  EXPECT_THAT(static_cast<const SetMasterOptionsMsg&>(*m_Script.m_Sent[0]).m_Options,
+              ElementsAre(Pair("", "2"), Pair("a", "C:\\dir\\"), Pair("b", "1")));
+}
+
+TEST_F(OptionsFileTest, AFileThatIsNoTextIsOneLineAndSendsNothing) {
+  for (const std::string& text :
+       {std::string("\xff\xfe[\1"), "[Distribution]\na=1\nb=" + std::string(1, '\0') + "\n"}) {
+    WriteTextFile(m_File, text);
+    m_Recorder.m_Err.clear();
+    EXPECT_TRUE(Copy({"-CopyFile", m_File.c_str()}));
+    EXPECT_THAT(m_Recorder.m_Err, testing::StartsWith("Cannot read options file '" + m_File + "': "));
+    EXPECT_EQ(std::count(m_Recorder.m_Err.begin(), m_Recorder.m_Err.end(), '\n'), 1);
+    EXPECT_TRUE(rlib::AnyFailureNoted());
+    ExpectNothingPending();
+  }
+}
+
 TEST_F(OptionsFileTest, IsTraced) {
   EXPECT_EQ(TraceOf([&] { Copy({"-CopyFile"}); }), "SetwrightApp::AddFile (Setwright");
 }

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,34 +12,44 @@
 
 namespace rlib {
 
+class TextLines;
+
 /// Delivers sections and their pairs in file order, repeated ones each time.
 ///
 ///   ; comment          # comment          (on lines of their own)
-///   [Section]
+///   [Section]          ; comment          (or behind a section)
 ///   name = value                          space around both is dropped
-///   "a = b" = "say \"hi\" \\ "            quotes keep space, '=' and comment signs
+///   "a = b" = " C:\dir\ "                 quotes keep space, '=' and comment signs
 ///
-/// Pairs before the first header, or behind one that is malformed, belong to a section with the empty name. A
-/// byte order mark and CRLF are accepted. A line that is neither header, pair nor comment, that has an empty
-/// name, or that exceeds 1 MiB is skipped. Not for use by several threads at once.
+/// Quotes are dropped where they stand at both ends of a name or a value; nothing between them is an escape.
+/// A quoted name ends at the first quote that an '=' follows, so no name can be written that holds both with
+/// nothing but space between. "" is a name, the empty one. Pairs before the first header belong to a section
+/// with the empty name. A byte order mark and CRLF are accepted.
+///
+/// A line that is neither header, pair nor comment, that has no name, or that exceeds 1 MiB is malformed and
+/// skipped, and so is everything under a malformed header. What begins with a mark of UTF-16 or holds a NUL
+/// byte is not read at all. Memory follows what GetNextValue delivers, not the file. Not for use by several
+/// threads at once.
 class IniFile : public File {
 public:
   static constexpr size_t k_MaxLine = 1 << 20;
+  static constexpr size_t k_MostLogged = 20;
 
   /// With optional, a file that does not exist reads as an empty one, without a report.
-  explicit IniFile(bool optional = false) : m_Optional(optional) {}
+  explicit IniFile(bool optional = false);
+  ~IniFile() override;
 
-  /// Reads the file that SetFileName named, in place of what was read before; true when it could be read.
-  /// With quotes, double quotes around names and values are taken off. With report, an unreadable file is
-  /// reported and noted as an input failure, each skipped line is a warning in the log, and stdErr gets one
-  /// summary line; skipped lines do not make the result false. Never throws for the file's sake, never blocks
-  /// (FIFO, device).
+  /// Opens the file that SetFileName named, in place of what was read before, and looks through all of it;
+  /// true when it can be read. With quotes, double quotes around names and values are taken off. With report,
+  /// an unreadable file is reported; the first malformed lines (k_MostLogged) are warnings in the log, and
+  /// stdErr gets one summary line. Either is noted as an input failure; malformed lines do not make the
+  /// result false. Never throws for the file's sake, never blocks (FIFO, device).
   bool Load(bool quotes, bool report);
 
-  /// Reads the text instead of a file; skipped lines are only counted.
-  void LoadText(std::string_view text, bool quotes = true);
+  /// Reads a copy of the text instead of a file, without a report.
+  bool LoadText(std::string_view text, bool quotes = true);
 
-  /// Lines that the last load skipped.
+  /// Malformed lines that the last load found.
   size_t SkippedLines() const { return m_Skipped; }
 
   /// Moves to the next section, the first one on the first call; false when there are no more.
@@ -50,28 +60,32 @@ public:
   bool GetNextValue(String& name, String& value);
 
 private:
-  /// Texts lie one behind the other in m_Text; a section's name comes before its pairs.
+  enum class Kind { k_End, k_Section, k_Pair, k_Malformed };
   struct Item {
-    uint32_t m_NameSize;
-    uint32_t m_ValueSize;
-    bool m_IsSection;
+    Kind m_Kind = Kind::k_End;
+    std::string m_Name;
+    std::string m_Value;
+    const char* m_Why = nullptr; // it is malformed
   };
 
-  void Clear();
-  Result<> ReadFile(bool quotes, bool report);
-  void TakeLine(std::string_view line, bool tooLong, bool quotes, bool report);
-  void Skip(const char* reason, bool report);
-  void Add(bool isSection, std::string_view name, std::string_view value);
-  template <typename Read>
-  Result<> ReadLines(Read read, bool quotes, bool report);
+  static Item ItemOf(std::string_view line, bool quotes);
+  Result<> Open();
+  Result<> LookThrough();
+  Result<Item> ReadItem();
+  void Advance();
+  void ReportFailure(const String& why) const;
+  void ReportSkipped() const;
 
   const bool m_Optional;
-  std::string m_Text;
-  std::vector<Item> m_Items;
-  size_t m_Line = 0;
+  bool m_Quotes = true;
+  bool m_Report = false;
+  std::unique_ptr<TextLines> m_Lines; // null when nothing is loaded
+  size_t m_LineCount = 0;
   size_t m_Skipped = 0;
-  size_t m_NextItem = 0;
-  size_t m_NextText = 0;
+  std::vector<std::string> m_Complaints; // of the first malformed lines
+  bool m_IsUnderMalformed = false;
+  bool m_IsBeforeFirst = true; // SetNextSection was not called yet
+  Item m_Next;                 // is delivered next
   String m_SectionName;
 };
 

@@ -36,8 +36,10 @@ TEST(StateJson, HasItsKeysInTheirOrder) {
 }
 
 TEST(StateIni, IsReadBackAsItWas) {
-  const OptionMap awkward{{"a = b", " spaced "}, {"[x]", "say \"hi\" \\"}, {";c", "# d"}, {"plain", "1"},
-                          {"empty", ""},         {"ümlaut", "=;"}};
+  const OptionMap awkward{
+      {"a = b", " spaced "}, {"[x]", "say \"hi\" \\"}, {";c", "# d"},   {"plain", "1"},
+      {"empty", ""},         {"ümlaut", "=;"},         {"\"q\"", "\""}, {"a=\"b", "C:\\dir\\"},
+      {"\"", "\"\""},        {"", "\\\\server\\share"}};
   Farm farm;
   farm.m_Options = awkward;
   farm.m_Restrictions = {"No = Pause"};
@@ -57,6 +59,19 @@ TEST(StateIni, IsReadBackAsItWas) {
   EXPECT_EQ(sections["Restrictions"], (OptionMap{{"No = Pause", "true"}}));
   EXPECT_EQ(sections["Limit"], (OptionMap{{Type(1).ToString(), "4"}}));
   EXPECT_EQ(sections[Type(2).ToString().str()], (OptionMap{{"k", "v"}}));
+}
+
+TEST(StateIni, MentionsWhatAnIniFileCannotHold) {
+  Farm farm;
+  farm.m_Options = {{"a\"=b", "1"}, {"c\nd", "2"}, {"e", String("f\0g", 3)}, {"h", "3"}};
+  farm.m_Restrictions = {"x\" ="};
+  EXPECT_EQ(StateIni(farm),
+            "[Distribution]\n"
+            "; \"a\"=b\" is left out: an INI file cannot hold its name or its value\n"
+            "; \"c\\nd\" is left out: an INI file cannot hold its name or its value\n"
+            "; e is left out: an INI file cannot hold its name or its value\n"
+            "h = 3\n\n[Restrictions]\n"
+            "; \"x\" =\" is left out: an INI file cannot hold its name or its value\n\n[Limit]\n\n");
 }
 
 TEST(StateText, ShowsControlCharacters) {
