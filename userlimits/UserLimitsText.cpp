@@ -23,8 +23,9 @@ Around Find(const std::string& limits, const String& user) {
   return {limits.substr(0, entry), end == std::string::npos ? limits : limits.substr(end + 1)};
 }
 
-int Number(const std::string& text) {
-  return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
+/// Wider than any limit that is sent: what another program stored is shown as it is.
+long Number(const std::string& text) {
+  return std::strtol(text.c_str(), nullptr, 10);
 }
 
 } // namespace

@@ -108,6 +108,13 @@ TEST(UserLimitsTextTest, ANumberIsReadAsFarAsItGoes) {
                           Line("f", "9"), Line("g", "10"), Line("h", "0")));
 }
 
+TEST(UserLimitsTextTest, ANumberBeyond32BitsIsShownWhole) {
+  EXPECT_THAT(
+      LimitLines("a=2147483648;b=4294967296;c=-4294967297;d=99999999999999999999;e=-99999999999999999999"),
+      ElementsAre(Line("a", "2147483648"), Line("b", "4294967296"), Line("c", "-4294967297"),
+                  Line("d", "9223372036854775807"), Line("e", "-9223372036854775808")));
+}
+
 TEST(UserLimitsTextTest, QuotesAndEscapesAreThoseOfTokens) {
   EXPECT_THAT(LimitLines(R"("a;b=3;c"=4;a\;b=5;"x y"=6;a\\b=7;\"q\"=8;"open;end=9)"),
               ElementsAre(Line("a;b", "3"), Line("a;b", "5"), Line("x y", "6"), Line("a\\b", "7"),
