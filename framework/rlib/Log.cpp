@@ -22,6 +22,7 @@ namespace {
 
 constexpr size_t k_RingLines = 10000;
 constexpr size_t k_RingBytes = 8 << 20;
+constexpr size_t k_EarlyLines = 100;
 constexpr size_t k_RingLineBytes = 64 << 10;
 constexpr const char* k_LevelNames[] = {"NOTHING", "ERROR", "WARNING", "SYSTEM", "INFO", "DEBUG", "TRACE"};
 
@@ -29,6 +30,8 @@ using Observer = std::function<void(int, const String&)>;
 
 struct State {
   std::mutex m_Mutex;
+  std::vector<std::pair<int, std::string>> m_Early; // levels and lines of before the first file
+  bool m_HadFile = false;
   std::deque<std::string> m_Ring;
   size_t m_RingBytes = 0;
   LogFile m_File;
@@ -54,6 +57,18 @@ void Remember(State& state, const std::string& line) {
     state.m_RingBytes -= state.m_Ring.front().size();
     state.m_Ring.pop_front();
   }
+}
+
+/// What was said before there was a file belongs into the first one, too.
+Result<> WriteEarly(State& state) {
+  state.m_HadFile = true;
+  for (const auto& [level, line] : std::exchange(state.m_Early, {})) {
+    if (level > state.m_FileLevel)
+      continue;
+    if (Result<> appended = state.m_File.Append(line); !appended)
+      return appended;
+  }
+  return {};
 }
 
 mode_t FolderMode(const Path& folder) {
@@ -110,8 +125,11 @@ Result<> Log::Open(const String& application, const Path& folder, int fileLevel,
   if (const Result<> made = MakeFolders(folder.str().str(), FolderMode(folder)); !made)
     return Failure("Cannot make the log folder '" + folder.str() + "': " + made.Reason());
   const Path path = folder / Path(state.m_Application + ".log");
-  if (const Result<> opened = state.m_File.Open(path.str().str()); !opened)
-    return Failure("Cannot write the log file '" + path.str() + "': " + opened.Reason());
+  Result<> written = state.m_File.Open(path.str().str());
+  if (written)
+    written = WriteEarly(state);
+  if (!written)
+    return Failure("Cannot write the log file '" + path.str() + "': " + written.Reason());
   return {};
 }
 
@@ -137,6 +155,8 @@ void Log::Write(Level level, const String& text) {
     line = SFormat("%s %d %d %s ", Time::Now().Iso8601(), getpid(), gettid(), k_LevelNames[level]) + body;
     const std::string whole = line.str() + "\n";
     Remember(state, whole);
+    if (!state.m_HadFile && state.m_Early.size() < k_EarlyLines)
+      state.m_Early.emplace_back(level, state.m_Ring.back());
     if (level <= state.m_FileLevel && state.m_File.IsOpen()) {
       const Result<> appended = state.m_File.Append(whole);
       if (!appended && !std::exchange(state.m_Complained, true))
@@ -147,7 +167,7 @@ void Log::Write(Level level, const String& text) {
     observer = state.m_Observer;
   }
   if (complaint)
-    stdErr.PutLine(EscapeControls(*complaint));
+    stdErr.PutLine(*complaint);
   if (display)
     stdErr.PutLine(line);
   if (observer)
@@ -211,7 +231,7 @@ void LogTrace(const String& text) {
 
 void Report(Log::Level level, const String& line) {
   Log::Write(level, line);
-  stdErr.PutLine(EscapeControls(line));
+  stdErr.PutLine(line);
 }
 
 } // namespace rlib

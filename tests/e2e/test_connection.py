@@ -232,13 +232,18 @@ class Output(FarmTest):
             result = self.farm.run("-Info", *switches)
             self.assertDone(result)
             self.assertOneLine(result.err, part)
-        process = subprocess.Popen([BIN / "setwright", "-Info", "-Master", self.farm.address,
-                                    "-LogFolder", "/proc/no/such"], env=self.farm.environment(),
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        result = finish(process)
-        self.assertDone(result)
-        self.assertOneLine(result.err, "/proc/no/such")
-        self.assertIn("Master Name:", result.out)
+            self.assertIn(" ERROR " + result.err, (self.farm.folder / "log/setwright.log").read_text())
+        for folder in (["/proc/no/such"], [""]):
+            process = subprocess.Popen(
+                [BIN / "setwright", "-Info", "-Master", self.farm.address, "-LogFolder", *folder],
+                env={**self.farm.environment(), "XDG_STATE_HOME": str(self.farm.folder / "state")},
+                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            result = finish(process)
+            self.assertDone(result)
+            self.assertOneLine(result.err, folder[0], str(self.farm.folder / "state/brenic/log"))
+            self.assertIn("Master Name:", result.out)
+            log = (self.farm.folder / "state/brenic/log/setwright.log").read_text()
+            self.assertIn(" ERROR " + result.err, log)
 
     def test_the_log_tells_the_run(self):
         self.assertDone(self.farm.run("-Option", "a", "1"))

@@ -36,6 +36,12 @@ std::string WhyNot(const rlib::Result<>& result) {
 
 class LogTest : public testing::Test {
 protected:
+  /// What other tests of this process have said until now goes to the first file, which is this one.
+  static void SetUpTestSuite() {
+    const TempFolder folder;
+    ASSERT_TRUE(Log::Open("test", folder.Name(), Log::k_Trace, Log::k_Nothing));
+    Log::Close();
+  }
   void SetUp() override {
     rlib::ResetNotedFailures();
     rlib::stdErr.Capture(&m_Shown);

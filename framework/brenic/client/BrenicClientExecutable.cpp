@@ -31,11 +31,17 @@ int LogLevel(const CommandLine& cmd, const char* name, int fallback) {
   return fallback;
 }
 
-void OpenLog(const CommandLine& cmd, const String& program, const Path& folder) {
+/// Where the log cannot be in `folder`, it is in the usual one, which then stands there.
+void OpenLog(const CommandLine& cmd, const String& program, Path& folder) {
   const int file = LogLevel(cmd, "LogFileLevel", rlib::Log::k_DefaultFileLevel);
   const int display = LogLevel(cmd, "LogDisplayLevel", rlib::Log::k_DefaultDisplayLevel);
-  if (const rlib::Result<> opened = rlib::Log::Open(program, folder, file, display); !opened)
-    rlib::Report(rlib::Log::k_Error, "There will be no log file: " + opened.Reason());
+  const rlib::Result<> opened = rlib::Log::Open(program, folder, file, display);
+  if (!opened) {
+    const Path refused = std::exchange(folder, rlib::Log::DefaultFolder());
+    const bool elsewhere = folder != refused && rlib::Log::Open(program, folder, file, display);
+    rlib::Report(rlib::Log::k_Error, elsewhere ? opened.Reason() + "; the log is in '" + folder.str() + "'"
+                                               : "There will be no log file: " + opened.Reason());
+  }
   rlib::InstallCrashHandler(folder, program);
 }
 

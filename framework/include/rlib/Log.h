@@ -11,9 +11,9 @@
 namespace rlib {
 
 /// The log of the process. Every line goes to a ring of recent lines in memory; lines up to the file level go
-/// to the log file, lines up to the display level to stdErr. Usable from any thread and at any time; before
-/// Open only the ring is filled. No operation throws. A line: UTC time with milliseconds, process, thread,
-/// level, text; control characters are written escaped.
+/// to the log file, lines up to the display level to stdErr. Usable from any thread and at any time; what is
+/// said before the first file is open is written to it then (the first 100 lines). No operation throws. A
+/// line: UTC time with milliseconds, process, thread, level, text; control characters are written escaped.
 class Log {
 public:
   enum Level { k_Nothing, k_Error, k_Warning, k_System, k_Info, k_Debug, k_Trace };
