@@ -59,6 +59,7 @@ std::string AboutOptions(const CLI::App* app, const CLI::Error& error) {
 
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   Arguments arguments;
   CLI::App app("The Master: holds a render farm's settings and answers its clients.");
   app.set_version_flag("--version", "brenic-master " + rlib::VER_STRING(k_Version).str());

@@ -8,8 +8,8 @@
 #include <unistd.h>
 
 #include "Descriptor.h"
+#include "TemporaryFile.h"
 #include "rlib/Exception.h"
-#include "rlib/UID.h"
 
 namespace rlib {
 namespace {
@@ -38,10 +38,21 @@ Result<> SyncFolder(const Path& folder) {
   return {};
 }
 
+/// Failures by which a system says that a file must not be replaced, though it may be written: no right to
+/// the folder or to give the file away, a file of somebody else in a shared folder, a mounted one.
+bool IsNotAllowed(int error) {
+  return error == EACCES || error == EPERM || error == EROFS || error == EBUSY;
+}
+
+int ErrnoUnless(bool good) {
+  return good ? 0 : errno;
+}
+
 } // namespace
 
 OutFile::OutFile(const Path& path, int mode, bool exclusive, bool createFolders, int permissions)
-    : m_Path(path), m_Exclusive(exclusive) {
+    : m_Path(path), m_Exclusive(exclusive),
+      m_Permissions(permissions < 0 ? 0666 : static_cast<mode_t>(permissions)) {
   if ((mode & (k_Write | k_Truncate)) != (k_Write | k_Truncate))
     Fail(EINVAL);
   if (path.empty())
@@ -68,94 +79,118 @@ OutFile::OutFile(const Path& path, int mode, bool exclusive, bool createFolders,
     m_Fd = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (m_Fd < 0)
       Fail(errno);
-    return;
-  }
-  if (!exists) {
+  } else if (exists) {
+    if (faccessat(AT_FDCWD, m_Target.c_str(), W_OK, AT_EACCESS) != 0)
+      Fail(errno); // A file that is read-only is not replaced either.
+    m_Earlier = {status.st_mode & 07777, status.st_uid, status.st_gid};
+  } else {
     if (!(mode & k_Create))
       Fail(ENOENT);
     const Path folder = m_Target.Parent();
     if (createFolders && !folder.empty())
       if (const Result<> made = MakeFolders(folder.str().str(), 0755); !made)
         Fail(made.Why());
-  } else if (faccessat(AT_FDCWD, m_Target.c_str(), W_OK, AT_EACCESS) != 0) {
-    Fail(errno); // A file that is read-only is not replaced either.
   }
-  OpenTemporary(exists, status.st_mode & 07777, status.st_uid, status.st_gid, permissions);
+  m_IsOpen = true;
 }
 
 OutFile::~OutFile() {
   Abandon();
 }
 
-void OutFile::OpenTemporary(bool exists, mode_t mode, uid_t owner, gid_t group, int permissions) {
-  m_Temporary = m_Target.Parent() / Path(".brenic-" + UID(true).ToString() + ".tmp");
-  const mode_t initial = exists ? 0600 : permissions < 0 ? 0666 : static_cast<mode_t>(permissions);
-  m_Fd = open(m_Temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, initial);
-  if (m_Fd < 0) {
-    const int error = errno;
-    m_Temporary = Path(); // Not ours to remove.
-    Fail(error);
-  }
-  struct stat status {};
-  if (!exists)
-    return;
-  if (fstat(m_Fd, &status) != 0)
-    Fail(errno);
-  if ((status.st_uid != owner || status.st_gid != group) && fchown(m_Fd, owner, group) != 0)
-    Fail(errno); // Replacing it would take it away from its owner.
-  if (fchmod(m_Fd, mode) != 0)
-    Fail(errno);
-}
-
 void OutFile::Write(std::string_view text) {
-  if (m_Fd < 0)
+  if (!m_IsOpen)
     Fail(EBADF);
-  m_Buffer.append(text);
-  if (m_Buffer.size() >= k_BufferSize)
-    Flush();
-}
-
-void OutFile::Flush() {
-  const int error = WriteAll(m_Fd, m_Buffer);
-  m_Buffer.clear();
-  if (error != 0)
-    Fail(error);
+  m_Text.append(text);
+  if (m_Fd >= 0 && m_Text.size() >= k_BufferSize)
+    if (const int error = Flush())
+      Fail(error);
 }
 
 void OutFile::Close(bool discard) {
-  if (m_Fd < 0)
-    return;
-  if (discard)
+  if (!m_IsOpen || discard)
     return Abandon();
-  Flush();
-  const bool replace = !m_Temporary.empty();
-  if (replace && fsync(m_Fd) != 0)
-    Fail(errno);
+  if (m_Fd >= 0) {
+    if (const int error = CloseThrough())
+      Fail(error);
+    return Abandon();
+  }
+  int error = Replace();
+  const bool replaced = error == 0;
+  if (m_Earlier && IsNotAllowed(error))
+    error = WriteOver();
+  if (error != 0)
+    Fail(error);
+  Abandon();
+  if (!replaced)
+    return;
+  if (const Result<> synced = SyncFolder(m_Target.Parent()); !synced)
+    throw new Exception(
+        "'" + m_Path.str() +
+        "' was written, but a power cut may undo that: its folder cannot be synced: " + synced.Reason());
+}
+
+int OutFile::Flush() {
+  const int error = WriteAll(m_Fd, m_Text);
+  m_Text.clear();
+  return error;
+}
+
+int OutFile::CloseThrough() {
+  if (const int error = Flush())
+    return error;
   const int fd = m_Fd;
   m_Fd = -1;
-  if (close(fd) != 0)
-    Fail(errno);
-  if (!replace)
-    return;
-  // link() instead of rename() never replaces what somebody made in the meantime.
-  if (m_Exclusive ? link(m_Temporary.c_str(), m_Target.c_str()) != 0
-                  : rename(m_Temporary.c_str(), m_Target.c_str()) != 0)
-    Fail(errno);
-  if (m_Exclusive)
-    unlink(m_Temporary.c_str());
-  m_Temporary = Path();
-  if (const Result<> synced = SyncFolder(m_Target.Parent()); !synced)
-    Fail(synced.Why());
+  return ErrnoUnless(close(fd) == 0);
+}
+
+int OutFile::Replace() {
+  TemporaryFile file(m_Target);
+  if (const int error = file.Make(m_Earlier ? 0600 : m_Permissions))
+    return error;
+  if (m_Earlier) {
+    struct stat status {};
+    if (fstat(file.Get(), &status) != 0)
+      return errno;
+    const bool isItsOwners = status.st_uid == m_Earlier->m_Owner && status.st_gid == m_Earlier->m_Group;
+    if (!isItsOwners && fchown(file.Get(), m_Earlier->m_Owner, m_Earlier->m_Group) != 0)
+      return errno;
+    if (fchmod(file.Get(), m_Earlier->m_Mode) != 0)
+      return errno;
+  }
+  if (const int error = WriteAll(file.Get(), m_Text))
+    return error;
+  if (fsync(file.Get()) != 0)
+    return errno;
+  return file.Move(m_Exclusive);
+}
+
+/// The earlier contents are gone only once there is room for the new.
+int OutFile::WriteOver() {
+  const Descriptor file(open(m_Target.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file)
+    return errno;
+  struct stat status {};
+  if (fstat(file.Get(), &status) != 0)
+    return errno;
+  const auto size = static_cast<off_t>(m_Text.size());
+  if (size > status.st_size) {
+    if (const int error = posix_fallocate(file.Get(), status.st_size, size - status.st_size)) {
+      static_cast<void>(ftruncate(file.Get(), status.st_size));
+      return error;
+    }
+  }
+  if (const int error = WriteAll(file.Get(), m_Text))
+    return error;
+  return ErrnoUnless(ftruncate(file.Get(), size) == 0 && fsync(file.Get()) == 0);
 }
 
 void OutFile::Abandon() noexcept {
   if (m_Fd >= 0)
     close(m_Fd);
   m_Fd = -1;
-  if (!m_Temporary.empty())
-    unlink(m_Temporary.c_str());
-  m_Temporary = Path();
-  m_Buffer.clear();
+  m_IsOpen = false;
+  m_Text.clear();
 }
 
 void OutFile::Fail(int error) {

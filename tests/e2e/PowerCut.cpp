@@ -10,6 +10,8 @@
 //                    for written: it can be read as long as the machine runs, and no later sync writes it
 //   POWERCUT_BAD     every sync of the file of this name fails so
 //   POWERCUT_LIE     syncs do nothing and report success
+//   POWERCUT_LONGEST no file gets longer than so many bytes: the process is killed in the midst of the write
+//                    that would make it so. Needs none of the others
 // A file that was removed or renamed is so at once on the disk too: what survives longest is the worst for a
 // program that relies on contents that it did not sync.
 #include <dlfcn.h>
@@ -186,11 +188,22 @@ int Truncated(int file, int result, off_t length) {
   return result;
 }
 
+void KillWhereTooLong(int file, const void* bytes, size_t size, off_t offset) {
+  static const std::string s_Longest = Setting("POWERCUT_LONGEST");
+  const off_t room = s_Longest.empty() ? INT64_MAX : std::stoll(s_Longest) - offset;
+  if (room >= static_cast<off_t>(size))
+    return;
+  if (room > 0)
+    (void)!RealPwrite()(file, bytes, static_cast<size_t>(room), offset);
+  kill(getpid(), SIGKILL);
+}
+
 } // namespace
 
 extern "C" {
 
 ssize_t pwrite64(int file, const void* bytes, size_t size, off_t offset) {
+  KillWhereTooLong(file, bytes, size, offset);
   return Written(file, RealPwrite()(file, bytes, size, offset), offset);
 }
 

@@ -16,6 +16,7 @@ import unittest
 BIN = pathlib.Path(os.environ["BRENIC_BIN"])
 TREE = pathlib.Path(__file__).resolve().parents[2]
 LONGEST = 60  # seconds that any process may run
+NOBODY = 65534  # user and group
 
 
 class Result:
@@ -106,6 +107,21 @@ class Farm:
         env["BRENIC_CONFIG"] = str(credentials or self.credentials)
         env["HOME"] = str(self.folder)
         return env
+
+    def ordinary_user(self):
+        """Options for start and run, by which the program has no privileges, also where the tests run as root."""
+        if os.geteuid() != 0:
+            return {}
+        home, log = self.folder / "ordinary", self.folder / "log"
+        if not home.exists():
+            self.folder.chmod(0o755)
+            shutil.copytree(self.credentials.parent, home)
+            shutil.copy(BIN / "setwright", home)
+            log.mkdir(exist_ok=True)
+            for path in (home, *home.iterdir(), log, *log.iterdir()):
+                os.chown(path, NOBODY, NOBODY)
+        return {"user": NOBODY, "group": NOBODY, "extra_groups": [], "program": home / "setwright",
+                "credentials": home / "brenic.conf"}
 
     def start(self, *args, program="setwright", address=None, credentials=None, **options):
         """Starts a program against this Master."""

@@ -2,6 +2,7 @@
 
 import json
 import os
+import resource
 import signal
 import subprocess
 
@@ -71,6 +72,33 @@ class Products(FarmTest):
             self.assertEqual(path.read_text(), "earlier")
         finally:
             subprocess.run(["umount", small], check=True)
+
+    def test_a_file_in_a_folder_that_may_not_be_written_is_written_in_place(self):
+        folder = self.farm.folder / "shared"
+        folder.mkdir()
+        path = folder / "fluid.json"
+        path.write_text("earlier")
+        path.chmod(0o666)
+        folder.chmod(0o555)
+        result = self.farm.run("-ExportProduct", "fluid", path, **self.farm.ordinary_user())
+        self.assertDone(result)
+        self.assertEqual(json.loads(path.read_text())["id"], FLUID)
+        result = self.farm.run("-ExportProduct", "fluid", folder / "new", **self.farm.ordinary_user())
+        self.assertDone(result, 1)
+        self.assertOneLine(result.out, "Could not export product: ", "Permission denied")
+        folder.chmod(0o755)
+
+    def test_a_limit_of_the_size_of_files_is_an_error(self):
+        path = self.farm.folder / "fluid.json"
+        path.write_text("earlier")
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (100, resource.RLIM_INFINITY))
+
+        result = self.farm.run("-ExportProduct", "fluid", path, "-LogFileLevel", "0", preexec_fn=limit)
+        self.assertDone(result, 1)
+        self.assertOneLine(result.out, "Could not export product: ", "File too large")
+        self.assertEqual(path.read_text(), "earlier")
 
     def test_errors_are_told_and_the_rest_is_done(self):
         result = self.farm.run("-ExportProduct", "nothing", self.farm.folder / "x", "-RemoveProduct", "nothing",

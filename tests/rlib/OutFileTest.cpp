@@ -2,13 +2,14 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <memory>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
+#include "AsOrdinaryUser.h"
 #include "TempFolder.h"
-#include "rlib/Exception.h"
+#include "rlib/OutFileActions.h"
 
 using rlib::OutFile;
 using rlib::String;
@@ -19,23 +20,6 @@ mode_t ModeOf(const std::string& path) {
   struct stat status {};
   EXPECT_EQ(lstat(path.c_str(), &status), 0);
   return status.st_mode & 07777;
-}
-
-/// Message of the exception that the action throws, empty when it throws none.
-template <typename Action>
-std::string ThrownBy(Action action) {
-  try {
-    action();
-  } catch (rlib::Exception* e) {
-    return std::unique_ptr<rlib::Exception>(e)->Message().str();
-  }
-  return {};
-}
-
-void WriteWhole(const std::string& path, const char* text) {
-  OutFile file(path, 22, false, false, -1);
-  file.Put(String(text));
-  file.Close(false);
 }
 
 class OutFileTest : public testing::Test {
@@ -160,13 +144,32 @@ TEST_F(OutFileTest, SaysWhyAFileCannotBeWritten) {
 }
 
 TEST_F(OutFileTest, ReadOnlyFileIsNotReplaced) {
-  if (geteuid() == 0)
-    GTEST_SKIP() << "root writes everything";
   WriteTextFile(m_Folder / "a", "earlier");
   chmod((m_Folder / "a").c_str(), 0444);
-  EXPECT_EQ(ThrownBy([&] { WriteWhole(m_Folder / "a", "x"); }),
-            "Cannot write '" + (m_Folder / "a") + "': Permission denied");
+  AsOrdinaryUser(m_Folder, [&] {
+    EXPECT_EQ(ThrownBy([&] { WriteWhole(m_Folder / "a", "x"); }),
+              "Cannot write '" + (m_Folder / "a") + "': Permission denied");
+  });
   EXPECT_EQ(ReadTextFile(m_Folder / "a"), "earlier");
+}
+
+TEST_F(OutFileTest, TwoExportsOfOneFileDoNotDisturbEachOther) {
+  std::vector<std::thread> threads;
+  for (const char c : {'a', 'b', 'c', 'd'})
+    threads.emplace_back([this, c] {
+      for (int i = 0; i < 50; ++i)
+        EXPECT_EQ(ThrownBy([&] { WriteWhole(m_Folder / "a", std::string(1000, c)); }), "");
+    });
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(ReadTextFile(m_Folder / "a").size(), 1000u);
+  EXPECT_EQ(m_Folder.Count(), 1u);
+}
+
+TEST_F(OutFileTest, ALongNameLeavesRoomForTheTemporaryOne) {
+  const std::string name(255, 'n');
+  EXPECT_EQ(ThrownBy([&] { WriteWhole(m_Folder / name, "x"); }), "");
+  EXPECT_EQ(ReadTextFile(m_Folder / name), "x");
 }
 
 TEST_F(OutFileTest, ExclusiveFileDoesNotReplaceOneThatAppearedMeanwhile) {

@@ -71,7 +71,9 @@ void Executable::SetWake(std::function<void()> wake) {
 
 int Executable::Start(int argc, char** argv) {
   OccupyStandardDescriptors();
-  std::signal(SIGPIPE, SIG_IGN); // a closed pipe shows as a failed write
+  // A closed pipe, and a file that may not grow further, show as failed writes.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   m_CommandLine = CommandLine(argc, argv);
   Application& application = *Application::Instance();
   application.SetProgramName(argc > 0 ? BaseName(argv[0]) : String("brenic"));

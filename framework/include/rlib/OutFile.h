@@ -1,6 +1,7 @@
 // Writing a file as a whole, so that nobody ever sees half of it.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <sys/types.h>
 
@@ -10,10 +11,13 @@
 
 namespace rlib {
 
-/// Writes a whole file. A regular file is replaced in one step when it is closed, so that readers see the
-/// earlier contents or the new, and a failure leaves the earlier file as it was; mode and owner are kept, a
-/// symbolic link is resolved. What is not a regular file (device, pipe) is written through. Every failure is
-/// thrown as an Exception*. Not for use by several threads at once.
+/// Writes a whole file. The text is kept in memory until Close, which replaces a regular file in one step, so
+/// that readers see the earlier contents or the new, and a failure leaves the earlier file as it was. Mode
+/// and owner are kept, a symbolic link is resolved; further hard links go on leading to the earlier contents,
+/// and extended attributes are not carried over. Where the folder, or the owner of the file, does not allow
+/// to replace a file that may be written, Close writes over its contents, having made sure of the room for
+/// them. What is not a regular file (device, pipe) is written through. Every failure is thrown as an
+/// Exception*. Not for use by several threads at once. The process must ignore SIGXFSZ.
 class OutFile : public OutStream {
 public:
   /// Bits of the mode. Contents are always replaced: k_Write and k_Truncate are required.
@@ -35,18 +39,30 @@ protected:
   void Write(std::string_view text) override;
 
 private:
-  void OpenTemporary(bool exists, mode_t mode, uid_t owner, gid_t group, int permissions);
-  void Flush();
+  struct Earlier {
+    mode_t m_Mode;
+    uid_t m_Owner;
+    gid_t m_Group;
+  };
+
+  // Each returns 0 or the errno value of its failure.
+  int Flush();
+  int CloseThrough();
+  int Replace();
+  int WriteOver();
+
   void Abandon() noexcept;
   [[noreturn]] void Fail(int error);
   [[noreturn]] void Fail(const Failure& why);
 
   const Path m_Path;
   Path m_Target;
-  Path m_Temporary; // empty when written through
-  bool m_Exclusive;
-  int m_Fd = -1;
-  std::string m_Buffer;
+  const bool m_Exclusive;
+  const mode_t m_Permissions;
+  std::optional<Earlier> m_Earlier; // the regular file that is to be replaced
+  bool m_IsOpen = false;
+  int m_Fd = -1; // of what is written through
+  std::string m_Text;
 };
 
 } // namespace rlib
