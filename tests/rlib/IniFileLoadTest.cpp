@@ -1,6 +1,5 @@
 // IniFile and the files that it reads.
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -106,33 +105,6 @@ TEST_F(IniFileLoadTest, AFileWithANulByteIsAnInputErrorAndItsLineIsTold) {
   const std::string path = m_Folder / "a.ini";
   WriteTextFile(path, "[A]\njunk\nx=1\ny=" + std::string(1, '\0') + "\n");
   ExpectInputError(path, "line 4 holds a NUL byte, which no text does");
-}
-
-TEST_F(IniFileLoadTest, MemoryDoesNotFollowWhatIsNotAskedFor) {
-  const std::string path = m_Folder / "a.ini";
-  {
-    std::ofstream file(path);
-    const std::string line = "name=" + std::string(1000, 'v') + "\n";
-    for (int i = 0; i < 200'000; ++i)
-      file << (i % 100 == 0 ? "[Section]\n" : "") << line;
-    file << "[Wanted]\nx=1\n";
-  }
-  IniFile ini;
-  ini.SetFileName(path);
-  const auto peak = [] {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
-  };
-  const long before = peak();
-  ASSERT_TRUE(ini.Load(true, true));
-  int sections = 0;
-  while (ini.SetNextSection() && ini.GetCurrentSection() != "Wanted")
-    ++sections;
-  String name, value;
-  EXPECT_TRUE(ini.GetNextValue(name, value));
-  EXPECT_EQ(sections, 2000);
-  EXPECT_LT(peak() - before, 50 * 1024) << "KiB, for a file of 200 MB";
 }
 
 TEST_F(IniFileLoadTest, AFileThatIsChangedWhileItIsReadIsAnInputError) {
