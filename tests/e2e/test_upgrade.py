@@ -199,7 +199,7 @@ class Failing(Earlier):
     def small_disk(self, size):
         folder = self.farm.folder / f"disk-{size}"
         folder.mkdir()
-        mount = subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size}", "none", folder], capture_output=True)
+        mount = subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size},mode=700", "none", folder], capture_output=True)
         if mount.returncode != 0:
             self.skipTest(f"no small file system: {mount.stderr.decode()}")
         self.addCleanup(subprocess.run, ["umount", folder], check=True)
