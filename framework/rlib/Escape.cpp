@@ -1,5 +1,8 @@
 #include "rlib/Escape.h"
 
+#include "rlib/SFormat.h"
+#include "rlib/Utf8.h"
+
 namespace rlib {
 namespace {
 
@@ -87,6 +90,27 @@ bool HoldsControls(std::string_view text) {
     text.remove_prefix(beginning.m_Bytes);
   }
   return false;
+}
+
+String Excerpt(const String& text) {
+  constexpr size_t k_Most = 64;
+  std::string_view rest = Utf8Beginning(text, k_Most);
+  const bool isCut = rest.size() < text.size();
+  String shown;
+  while (!rest.empty()) {
+    const auto character = FirstCharacter(rest);
+    const String part(rest.substr(0, character ? character->m_Bytes : 1));
+    rest.remove_prefix(part.size());
+    if (!character)
+      shown += SFormat("\\x%02x", static_cast<unsigned char>(part.c_str()[0]));
+    else if (const String escaped = EscapeControls(part); escaped != part)
+      shown += escaped;
+    else if (IsInvisible(character->m_Code))
+      shown += SFormat("\\u{%x}", static_cast<unsigned>(character->m_Code));
+    else
+      shown += part;
+  }
+  return isCut ? shown + "..." : shown;
 }
 
 } // namespace rlib

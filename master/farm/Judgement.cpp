@@ -11,6 +11,7 @@
 #include "farm/TextCheck.h"
 #include "rlib/Escape.h"
 #include "rlib/Number.h"
+#include "rlib/Platform.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
 #include "wire/WholeValue.h"
@@ -28,25 +29,34 @@ struct Bench {
   const MachineCommandLines& m_Commands;
 };
 
-/// The beginning of a text, fit to be shown in a refusal.
+/// A text of somebody else, fit to be quoted in a refusal.
 std::string Shown(const String& text) {
-  constexpr size_t k_Most = 64;
-  std::string shown = rlib::EscapeControls(text.str().substr(0, k_Most)).str();
-  return text.size() > k_Most ? shown + "..." : shown;
+  return rlib::Excerpt(text).str();
 }
 
-Result<> CheckName(const char* field, const String& name) {
+/// What an administrator calls a product: its name, as far as one is known of the type.
+std::string Called(const Farm& farm, const UID& type) {
+  auto product = farm.m_Products.Find(type);
+  if (const auto byDefault = farm.m_Products.Defaults().find(type);
+      !product && byDefault != farm.m_Products.Defaults().end())
+    product = byDefault->second;
+  return product ? fmt::format("product '{}'", Shown(product->Name()))
+                 : fmt::format("product {}", type.ToString().str());
+}
+
+/// `what` is "option" or the like, with its article.
+Result<> CheckName(const char* article, const char* what, const String& name) {
   if (name.empty())
-    return Failure(fmt::format("{}: a name is empty", field));
+    return Failure(fmt::format("The name of {} {} is empty", article, what));
   if (const auto text = CheckText(name, k_MaxName); !text)
-    return Failure(fmt::format("{}: the name '{}': {}", field, Shown(name), text.Reason().str()));
+    return Failure(fmt::format("The name of the {} '{}' {}", what, Shown(name), text.Reason().str()));
   return {};
 }
 
 Result<> CheckMinutes(const String& text) {
   const auto minutes = rlib::ParseInt32(text);
   if (!text.empty() && (!minutes || *minutes < 0))
-    return Failure("it must be a whole number of minutes");
+    return Failure("is not a whole number of minutes");
   return {};
 }
 
@@ -60,13 +70,13 @@ Result<> CheckValue(const String& name, const String& value, bool global) {
       check = minutes.Why();
   }
   if (!check)
-    return Failure(fmt::format("m_Options: the value of '{}': {}", Shown(name), check.Reason().str()));
+    return Failure(fmt::format("The value of the option '{}' {}", Shown(name), check.Reason().str()));
   return {};
 }
 
-Result<> CheckType(const char* field, const Farm& farm, const UID& type) {
+Result<> CheckType(const Farm& farm, const UID& type) {
   if (!farm.m_Products.Find(type))
-    return Failure(fmt::format("{}: there is no product of the type {}", field, type.ToString().str()));
+    return Failure(fmt::format("The {} is not installed", Called(farm, type)));
   return {};
 }
 
@@ -76,9 +86,9 @@ Result<UID> SectionOf(const Farm& farm, const String& section) {
     return UID::Null;
   UID type;
   if (!type.FromString(section))
-    return Failure(fmt::format("m_Section: '{}' is neither '{}' nor the identifier of a product type",
+    return Failure(fmt::format("The section '{}' is neither '{}' nor the identifier of a product",
                                Shown(section), o_Distribution));
-  if (const auto check = CheckType("m_Section", farm, type); !check)
+  if (const auto check = CheckType(farm, type); !check)
     return check.Why();
   return type;
 }
@@ -121,7 +131,7 @@ Result<Judgement> JudgeAs(const Bench& bench, const SetMasterOptionsMsg& message
     return section.Why();
   Judgement judgement;
   for (const auto& [name, value] : message.m_Options) {
-    if (const auto check = CheckName("m_Options", name); !check)
+    if (const auto check = CheckName("an", "option", name); !check)
       return check.Why();
     if (const auto check = CheckValue(name, value, section->IsNull()); !check)
       return check.Why();
@@ -129,8 +139,8 @@ Result<Judgement> JudgeAs(const Bench& bench, const SetMasterOptionsMsg& message
   }
   if (const size_t bytes = TextBytes(judgement.m_Change); bytes > k_MaxChange)
     return Failure(
-        fmt::format("m_Options: the values before and after have {} bytes, where {} are allowed; change "
-                    "fewer options at a time",
+        fmt::format("The values before and after have {} bytes, where {} are allowed; change fewer options "
+                    "at a time",
                     bytes, k_MaxChange));
   return judgement;
 }
@@ -139,7 +149,7 @@ Result<Judgement> JudgeAs(const Bench& bench, const GetMasterOptionsMsg& message
   const auto reply = MessageFactory::Create<SetMasterOptionsMsg>();
   reply->m_Section = o_Distribution;
   for (const String& name : message.m_OptionNames) {
-    if (const auto check = CheckName("m_OptionNames", name); !check)
+    if (const auto check = CheckName("an", "option", name); !check)
       return check.Why();
     reply->m_Options.emplace(name, bench.m_Farm.Option(name));
   }
@@ -150,11 +160,11 @@ Result<Judgement> JudgeAs(const Bench& bench, const SetMasterLimitsMsg& message)
   Judgement judgement;
   const auto& limits = bench.m_Farm.m_Limits;
   for (const auto& [type, limit] : message.m_Limits) {
-    if (const auto check = CheckType("m_Limits", bench.m_Farm, type); !check)
+    if (const auto check = CheckType(bench.m_Farm, type); !check)
       return check.Why();
     if (limit < -1)
-      return Failure(
-          fmt::format("m_Limits: the limit {} of the type {} is below -1", limit, type.ToString().str()));
+      return Failure(fmt::format("The limit {} of the {} is below -1, which lifts it", limit,
+                                 Called(bench.m_Farm, type)));
     const auto current = limits.find(type);
     const auto before = current != limits.end() ? std::optional(current->second) : std::nullopt;
     if (before != limit)
@@ -166,7 +176,7 @@ Result<Judgement> JudgeAs(const Bench& bench, const SetMasterLimitsMsg& message)
 Result<Judgement> JudgeAs(const Bench& bench, const SetMasterRestrictionsMsg& message) {
   Judgement judgement;
   for (const auto& [name, on] : message.m_Restrictions) {
-    if (const auto check = CheckName("m_Restrictions", name); !check)
+    if (const auto check = CheckName("a", "restriction", name); !check)
       return check.Why();
     if (bench.m_Farm.m_Restrictions.contains(name) != on)
       judgement.m_Change.m_Restrictions[name] = on;
@@ -190,19 +200,18 @@ bool IsTooLong(const rlib::vector<TranslationSet>& translations) {
 Result<Judgement> JudgeAs(const Bench& bench, const PathTranslationsMsg& message) {
   const auto& translations = message.m_Translations;
   if (translations.size() > k_MaxTranslationCount)
-    return Failure(fmt::format("m_Translations: {} translations, where {} are allowed", translations.size(),
-                               k_MaxTranslationCount));
+    return TooManyTranslations(translations.size());
   for (size_t i = 0; i < translations.size(); ++i) {
     for (const auto& [platform, root] : translations[i]) {
       if (platform < 0 || platform > 2)
-        return Failure(fmt::format("m_Translations[{}]: there is no platform {}", i, platform));
+        return Failure(fmt::format("translation {}: there is no platform {}", i + 1, platform));
       if (const auto check = CheckText(root.str(), k_MaxRoot); !check)
-        return Failure(fmt::format("m_Translations[{}]: the root of the platform {}: {}", i, platform,
-                                   check.Reason().str()));
+        return Failure(fmt::format("translation {}: its {} root {}", i + 1,
+                                   rlib::Platform::Name(platform).str(), check.Reason().str()));
     }
   }
   if (IsTooLong(translations))
-    return Failure(fmt::format("m_Translations: the list exceeds {} bytes", wire::k_MaxTranslations));
+    return Failure(fmt::format("The list of path translations exceeds {} bytes", wire::k_MaxTranslations));
   Judgement judgement;
   judgement.m_Change.m_Translations =
       ListDifference<TranslationSet>::Between(bench.m_Farm.m_Translations, translations);
@@ -223,7 +232,7 @@ Result<Judgement> JudgeAs(const Bench& bench, const ProductMsg& message) {
   if (check)
     check = CheckNames(bench.m_Farm.m_Products, product);
   if (!check)
-    return Failure("product: " + check.Reason());
+    return check.Why();
   Judgement judgement;
   SetProduct(bench.m_Farm, product.Type(), Customisation{message.m_Product}, judgement.m_Change);
   judgement.m_ProductTold = product.Type();
@@ -239,7 +248,7 @@ Result<Judgement> JudgeAs(const Bench& bench, const RemoveProductMsg& message) {
       SetProduct(bench.m_Farm, entry.first, std::nullopt, judgement.m_Change);
     return judgement;
   }
-  if (const auto check = CheckType("productType", bench.m_Farm, type); !check)
+  if (const auto check = CheckType(bench.m_Farm, type); !check)
     return check.Why();
   // A default product stays removed; of another one nothing is left.
   const bool isDefault = bench.m_Farm.m_Products.IsDefault(type);
@@ -259,11 +268,11 @@ Result<Judgement> JudgeAs(const Bench&, const ShutdownMsg&) {
 Result<Judgement> JudgeAs(const Bench& bench, const MachineMsg& message) {
   const bool reboot = message.m_Command == MachineMsg::k_Reboot;
   if (!reboot && message.m_Command != MachineMsg::k_Shutdown)
-    return Failure(fmt::format("m_Command: there is no machine command {}", message.m_Command));
+    return Failure(fmt::format("There is no machine command {}", message.m_Command));
   if (!message.m_Machine.IsNull())
-    return Failure("m_Machine: the Master can only reboot or shut down its own machine");
+    return Failure("The Master can only reboot or shut down its own machine");
   if ((reboot ? bench.m_Commands.m_Reboot : bench.m_Commands.m_Shutdown).empty())
-    return Failure(fmt::format("this Master is not set up to {} its machine; its configuration has no {}",
+    return Failure(fmt::format("This Master is not set up to {} its machine; its configuration has no {}",
                                reboot ? "reboot" : "shut down",
                                reboot ? "RebootCommand" : "ShutdownCommand"));
   return Judgement();
@@ -275,10 +284,15 @@ Result<Judgement> Judge(const Farm& farm, const MachineCommandLines& commands, c
   const Bench bench{farm, commands};
   return VisitMessage(message, [&]<typename Class>(const Class& typed) -> Result<Judgement> {
     if constexpr (Class::k_Description.m_Sender == Sender::k_Master)
-      return Failure(fmt::format("a client may not send {}", typed.ClassName()));
+      return Failure("Only a Master sends this message");
     else
       return JudgeAs(bench, typed);
   });
+}
+
+Failure TooManyTranslations(size_t count) {
+  return Failure(
+      fmt::format("There are {} translations, where {} are allowed", count, k_MaxTranslationCount));
 }
 
 Result<> CheckBasis(const Farm& farm, const Message& message, const std::string& basis) {
@@ -297,7 +311,7 @@ Result<> CheckBasis(const Farm& farm, const Message& message, const std::string&
     return {};
   return Failure(fmt::format(
       "{} changed by someone else in the meantime; this request changed nothing and can be repeated",
-      translations ? "the path translations were" : "the user limits were"));
+      translations ? "The path translations were" : "The user limits were"));
 }
 
 } // namespace brenic::master

@@ -38,8 +38,12 @@ struct MachineCommandLines {
   String m_Shutdown;
 };
 
-/// Checks the contents of `message` and says what it changes. A refusal names the field and the reason.
+/// Checks the contents of `message` and says what it changes. A refusal says in an administrator's words what
+/// is wrong with what.
 rlib::Result<Judgement> Judge(const Farm& farm, const MachineCommandLines& commands, const Message& message);
+
+/// Why so many path translations are refused.
+rlib::Failure TooManyTranslations(size_t count);
 
 /// Checks the basis of a write of a whole value: `basis` is the SHA-256 of the value that the change was made
 /// from, empty when it was made from none.

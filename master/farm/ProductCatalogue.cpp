@@ -5,8 +5,8 @@ namespace brenic::master {
 namespace {
 
 rlib::vector<String> AllNames(const Product& product) {
-  rlib::vector<String> names = product.Aliases();
-  names.push_back(product.Name());
+  rlib::vector<String> names{product.Name()};
+  names.insert(names.end(), product.Aliases().begin(), product.Aliases().end());
   return names;
 }
 
@@ -53,12 +53,12 @@ shared_ptr<const Product> ProductCatalogue::Find(const UID& type) const {
   return found != m_Effective.end() ? found->second : nullptr;
 }
 
-shared_ptr<const Product> ProductCatalogue::FindNameClash(const Product& product) const {
+std::optional<NameClash> ProductCatalogue::FindNameClash(const Product& product) const {
   for (const String& name : AllNames(product)) {
     if (const auto other = m_Names.find(name); other != m_Names.end() && other->second != product.Type())
-      return Find(other->second);
+      return NameClash{name, Find(other->second)};
   }
-  return nullptr;
+  return std::nullopt;
 }
 
 void ProductCatalogue::Withdraw(const UID& type) {

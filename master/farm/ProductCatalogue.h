@@ -19,6 +19,11 @@ struct Customisation {
   friend bool operator==(const Customisation& a, const Customisation& b);
 };
 
+struct NameClash {
+  String m_Name;
+  shared_ptr<const Product> m_Product; // never null
+};
+
 /// A value. A default product with a name that an installed one has does not show while that is installed.
 /// Every change costs the logarithm of the number of products for each type that it concerns.
 class ProductCatalogue {
@@ -44,9 +49,9 @@ public:
   /// The default products that do not show because an installed one has one of their names.
   const std::set<UID>& Hidden() const { return m_Hidden; }
 
-  /// Another product of the farm that has one of this product's names (name and aliases, ASCII case ignored);
-  /// null when there is none.
-  shared_ptr<const Product> FindNameClash(const Product& product) const;
+  /// One of this product's names (name and aliases, ASCII case ignored) that another product of the farm has,
+  /// and that product.
+  std::optional<NameClash> FindNameClash(const Product& product) const;
 
 private:
   /// Brings what shows of a type up to date.

@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 
 #include "products/ProductDocument.h"
+#include "rlib/Escape.h"
 
 namespace brenic::master {
 
@@ -12,20 +13,21 @@ rlib::Result<> CheckDocument(const Product& product) {
     return result.Why();
   const auto& parsed = *result;
   if (parsed->Type() != product.Type())
-    return rlib::Failure("its identifier is not the one of its document");
+    return rlib::Failure("The identifier sent with the product is not that of its definition");
   if (parsed->Name() != product.Name())
-    return rlib::Failure("its name is not the one of its document");
+    return rlib::Failure("The name sent with the product is not that of its definition");
   if (parsed->Aliases() != product.Aliases())
-    return rlib::Failure("its aliases are not those of its document");
+    return rlib::Failure("The aliases sent with the product are not those of its definition");
   return {};
 }
 
 rlib::Result<> CheckNames(const ProductCatalogue& products, const Product& product) {
-  const auto other = products.FindNameClash(product);
-  if (!other)
+  const auto clash = products.FindNameClash(product);
+  if (!clash)
     return {};
-  return rlib::Failure(fmt::format("the product '{}' ({}) already has its name or one of its aliases",
-                                   other->Name().str(), other->Type().ToString().str()));
+  return rlib::Failure(fmt::format(
+      "The name '{}' already belongs to the product '{}' ({})", rlib::Excerpt(clash->m_Name).str(),
+      rlib::Excerpt(clash->m_Product->Name()).str(), clash->m_Product->Type().ToString().str()));
 }
 
 } // namespace brenic::master

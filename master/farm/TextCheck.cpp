@@ -2,18 +2,18 @@
 
 #include <fmt/core.h>
 
-#include "farm/Utf8.h"
 #include "rlib/Escape.h"
+#include "rlib/Utf8.h"
 
 namespace brenic::master {
 
 rlib::Result<> CheckText(const String& text, size_t limit) {
   if (text.size() > limit)
-    return rlib::Failure(fmt::format("{} bytes, where {} are allowed", text.size(), limit));
-  if (!IsUtf8(text))
-    return rlib::Failure("it is not valid UTF-8");
+    return rlib::Failure(fmt::format("has {} bytes, where {} are allowed", text.size(), limit));
+  if (!rlib::IsUtf8(text))
+    return rlib::Failure("is not valid UTF-8");
   if (rlib::HoldsControls(text))
-    return rlib::Failure("it holds a control character");
+    return rlib::Failure("holds a control character");
   return {};
 }
 

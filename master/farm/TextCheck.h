@@ -6,7 +6,8 @@
 
 namespace brenic::master {
 
-/// Whether `text` can be stored: UTF-8, no control characters, at most `limit` bytes.
+/// Whether `text` can be stored: UTF-8, no control characters, at most `limit` bytes. A reason goes on from
+/// what the text is: "holds a control character".
 rlib::Result<> CheckText(const String& text, size_t limit);
 
 } // namespace brenic::master

@@ -90,9 +90,9 @@ Path FirstAdministrator(const Path& folder) {
 void CheckPartyName(const char* party, const String& name) {
   rlib::Result<> check = CheckText(name, 64);
   if (name.empty())
-    check = rlib::Failure("it is empty");
+    check = rlib::Failure("is empty");
   if (!check)
-    throw new Exception(fmt::format("The {}'s name cannot be used: {}", party, check.Reason().str()));
+    throw new Exception(fmt::format("The {}'s name cannot be used: it {}", party, check.Reason().str()));
 }
 
 void IssueCredentials(const ClientOptions& options) {

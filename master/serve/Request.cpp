@@ -70,8 +70,7 @@ Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::En
     request.m_Refusal = String(fmt::format(
         "the client '{}' is a component; only an administrator may send requests", peer->m_Name.str()));
   else if (translations > k_MaxTranslationCount)
-    request.m_Refusal = String(fmt::format("m_Translations: {} translations, where {} are allowed",
-                                           translations, k_MaxTranslationCount));
+    request.m_Refusal = TooManyTranslations(translations).Reason();
   if (bytes.size() <= k_AlwaysDecoded || !request.m_Refusal)
     request.m_Message = wire::FromWire(envelope);
   if (!request.m_Refusal && envelope.has_get_master_options())

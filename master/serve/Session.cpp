@@ -3,8 +3,8 @@
 #include <fmt/core.h>
 
 #include "farm/Judgement.h"
-#include "farm/Utf8.h"
 #include "rlib/Log.h"
+#include "rlib/Utf8.h"
 #include "wire/Contents.h"
 #include "wire/Versions.h"
 
@@ -156,7 +156,8 @@ void Session::SendWelcome(const wire::Hello& hello) {
     frame.mutable_welcome()->set_protocol_version(*version);
   frame.mutable_welcome()->set_default_idle_timeout(snapshot->m_DefaultIdleTimeout);
   // A longer one may be stored from the time when it was taken.
-  frame.mutable_welcome()->set_message(std::string(Utf8Beginning(snapshot->m_Message.str(), k_MaxMessage)));
+  frame.mutable_welcome()->set_message(
+      std::string(rlib::Utf8Beginning(snapshot->m_Message.str(), k_MaxMessage)));
   m_Stream->Send(frame);
   m_Stream->Send(snapshot->m_Translations);
 

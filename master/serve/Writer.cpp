@@ -259,7 +259,7 @@ Writer::Decision Writer::DecideNew(const Request& request) const {
   }
   auto judgement = Judge(m_Farm, m_Commands, *request.m_Message);
   if (judgement && judgement->m_Reply && !FitsFrame(*judgement->m_Reply))
-    judgement = rlib::Failure("m_OptionNames: the reply would be too long; ask for fewer options at a time");
+    judgement = rlib::Failure("The reply would be too long; ask for fewer options at a time");
   if (!judgement) {
     decision.m_Reason = judgement.Reason();
     return decision;

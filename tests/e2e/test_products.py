@@ -144,6 +144,12 @@ class Products(FarmTest):
         self.assertEqual([r["result"] for r in self.farm.audit()], ["refused", "refused"])
         self.assertNotIn("Own Tool", self.products())
 
+    def test_a_refusal_speaks_of_products_by_their_names(self):
+        result = self.farm.run("-Limit", "fluid", "-5")
+        self.assertDone(result, 1)
+        self.assertEqual(result.err, "The Master refused to set limits: The limit -5 of the product 'Driftwater Fluid "
+                                     "Simulation' is below -1, which lifts it\n")
+
     def test_a_product_is_replaced_by_another_of_its_name(self):
         self.assertDone(self.farm.run("-RemoveProduct", "fluid", "-ImportProduct", self.own(aliases=["fluid"])))
         self.assertEqual(self.products()["Own Tool"], "custom")

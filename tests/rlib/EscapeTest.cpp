@@ -47,4 +47,23 @@ TEST(HoldsControls, MeansControlCharactersAlone) {
     EXPECT_FALSE(rlib::HoldsControls(text)) << text;
 }
 
+TEST(Excerpt, IsTheWholeOfAShortText) {
+  EXPECT_EQ(rlib::Excerpt("Größe 50% 夜"), "Größe 50% 夜");
+  EXPECT_EQ(rlib::Excerpt(String(std::string(64, 'x'))), String(std::string(64, 'x')));
+}
+
+TEST(Excerpt, EndsBetweenTwoCharacters) {
+  EXPECT_EQ(rlib::Excerpt(String(std::string(65, 'x'))), String(std::string(64, 'x') + "..."));
+  EXPECT_EQ(rlib::Excerpt(String(std::string(63, 'x') + "é")), String(std::string(63, 'x') + "..."));
+  EXPECT_EQ(rlib::Excerpt(String(std::string(62, 'x') + "夜")), String(std::string(62, 'x') + "..."));
+}
+
+TEST(Excerpt, ShowsWhatOnesEyesWouldMiss) {
+  EXPECT_EQ(rlib::Excerpt("a\n\x1b[31m\xc2\x9b"), "a\\n\\x1b[31m\\xc2\\x9b");
+  EXPECT_EQ(rlib::Excerpt("a\xe2\x80\x8b\xe2\x80\xae"
+                          "b\xc2\xa0"),
+            "a\\u{200b}\\u{202e}b\\u{a0}");
+  EXPECT_EQ(rlib::Excerpt("\xff-\xc3"), "\\xff-\\xc3");
+}
+
 } // namespace

@@ -20,4 +20,9 @@ std::string EscapeControlsInJson(std::string_view json);
 /// Whether there is a control character in it: up to U+001F, U+007F to U+009F.
 bool HoldsControls(std::string_view text);
 
+/// The way to quote in a line what somebody else wrote: its first 64 bytes, cut between two characters and
+/// then followed by "...". Controls as above; what else one would not see (zero-width, marks of direction,
+/// non-breaking spaces) as \u{HEX}, bytes that are no UTF-8 as \xHH.
+String Excerpt(const String& text);
+
 } // namespace rlib

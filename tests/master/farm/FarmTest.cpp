@@ -76,8 +76,8 @@ TEST(Catalogue, DoesNotDependOnTheOrderInWhichTypesAreCustomised) {
   oneByOne.Customise({{Type(3), Customisation{two}}});
   together.Customise({{Type(3), Customisation{two}}, {Type(5), Customisation{one}}});
   for (const ProductCatalogue& products : {oneByOne, together}) {
-    EXPECT_EQ(products.FindNameClash(*MakeProduct(9, "SHELL")), two);
-    EXPECT_EQ(products.FindNameClash(*MakeProduct(9, "one")), one);
+    EXPECT_EQ(products.FindNameClash(*MakeProduct(9, "SHELL"))->m_Product, two);
+    EXPECT_EQ(products.FindNameClash(*MakeProduct(9, "one"))->m_Product, one);
     EXPECT_FALSE(products.FindNameClash(*MakeProduct(9, "Shell Task")));
     EXPECT_EQ(products.Effective().size(), 2u);
     EXPECT_TRUE(products.Hidden().empty());
