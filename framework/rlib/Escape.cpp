@@ -103,12 +103,10 @@ String Excerpt(const String& text) {
     rest.remove_prefix(part.size());
     if (!character)
       shown += SFormat("\\x%02x", static_cast<unsigned char>(part.c_str()[0]));
-    else if (const String escaped = EscapeControls(part); escaped != part)
-      shown += escaped;
-    else if (IsInvisible(character->m_Code))
+    else if (!HoldsControls(part) && IsInvisible(character->m_Code))
       shown += SFormat("\\u{%x}", static_cast<unsigned>(character->m_Code));
     else
-      shown += part;
+      shown += EscapeControls(part);
   }
   return isCut ? shown + "..." : shown;
 }

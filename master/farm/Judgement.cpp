@@ -34,12 +34,16 @@ std::string Shown(const String& text) {
   return rlib::Excerpt(text).str();
 }
 
+/// The product of the type, or the default one that does not show; null when there is neither.
+shared_ptr<const Product> Known(const Farm& farm, const UID& type) {
+  const auto product = farm.m_Products.Find(type);
+  const auto byDefault = farm.m_Products.Defaults().find(type);
+  return product || byDefault == farm.m_Products.Defaults().end() ? product : byDefault->second;
+}
+
 /// What an administrator calls a product: its name, as far as one is known of the type.
 std::string Called(const Farm& farm, const UID& type) {
-  auto product = farm.m_Products.Find(type);
-  if (const auto byDefault = farm.m_Products.Defaults().find(type);
-      !product && byDefault != farm.m_Products.Defaults().end())
-    product = byDefault->second;
+  const auto product = Known(farm, type);
   return product ? fmt::format("product '{}'", Shown(product->Name()))
                  : fmt::format("product {}", type.ToString().str());
 }
@@ -227,15 +231,17 @@ void SetProduct(const Farm& farm, const UID& type, const std::optional<Customisa
 }
 
 Result<Judgement> JudgeAs(const Bench& bench, const ProductMsg& message) {
-  const Product& product = *message.m_Product;
-  auto check = CheckDocument(product);
-  if (check)
-    check = CheckNames(bench.m_Farm.m_Products, product);
-  if (!check)
-    return check.Why();
+  const auto product = CheckDocument(*message.m_Product);
+  if (!product)
+    return product.Why();
+  const UID& type = (*product)->Type();
+  if (const auto traps = CheckTraps(**product, Known(bench.m_Farm, type).get()); !traps)
+    return traps.Why();
+  if (const auto names = CheckNames(bench.m_Farm.m_Products, **product); !names)
+    return names.Why();
   Judgement judgement;
-  SetProduct(bench.m_Farm, product.Type(), Customisation{message.m_Product}, judgement.m_Change);
-  judgement.m_ProductTold = product.Type();
+  SetProduct(bench.m_Farm, type, Customisation{*product}, judgement.m_Change);
+  judgement.m_ProductTold = type;
   return judgement;
 }
 

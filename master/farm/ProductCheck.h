@@ -6,8 +6,14 @@
 
 namespace brenic::master {
 
-/// Fails unless the product's document can be taken and agrees with the index that came with it.
-rlib::Result<> CheckDocument(const Product& product);
+/// The product as it is kept, read anew from its document. Fails unless that can be taken and agrees with the
+/// index that came with it.
+rlib::Result<shared_ptr<const Product>> CheckDocument(const Product& product);
+
+/// Fails when the product is a trap for those who use it: a name that a command line takes for something else
+/// or that one cannot see, parameters that one cannot tell apart, a default that its type does not allow.
+/// What the product `held` of the same type has as well, if there is one, is no reason.
+rlib::Result<> CheckTraps(const Product& product, const Product* held);
 
 /// Fails when `product` cannot stand beside the others: another one already has one of its names.
 rlib::Result<> CheckNames(const ProductCatalogue& products, const Product& product);

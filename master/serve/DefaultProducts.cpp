@@ -25,12 +25,12 @@ public:
 
   /// Fails when the file does not hold a product.
   rlib::Result<shared_ptr<const Product>> Load(const Path& file) const {
-    rlib::Result<std::string> document = ReadProductFile(file);
+    const rlib::Result<std::string> document = ReadProductFile(file);
     if (!document)
       return document.Why();
     if (const auto known = m_Products.find(*document); known != m_Products.end())
       return known->second;
-    const auto product = ParseProduct(std::move(*document));
+    const auto product = ParseProduct(*document);
     if (!product)
       return product.Why();
     return *product;
@@ -76,10 +76,17 @@ ProductMap LoadDefaultProducts(const std::vector<Path>& files, const ProductMap&
     const rlib::Result<> fits = products.IsDefault(product->Type())
                                     ? rlib::Failure("another file has the same identifier")
                                     : CheckNames(products, *product);
-    if (fits)
-      products.AddDefault(product);
-    else
+    if (!fits) {
       leaveOut(file, fits.Reason());
+      continue;
+    }
+    products.AddDefault(product);
+    // Taken all the same: a farm is not to lose a product that it has had.
+    const auto held = earlier.find(product->Type());
+    const bool isKnown = held != earlier.end() && held->second == product;
+    if (const auto traps = isKnown ? rlib::Result<>() : CheckTraps(*product, nullptr); !traps)
+      rlib::LogWarning(fmt::format("The product of '{}' is taken, but could not be imported: {}",
+                                   file.str().str(), traps.Reason().str()));
   }
   return products.Defaults();
 }

@@ -3,6 +3,7 @@
 import json
 import os
 import resource
+import shutil
 import signal
 import subprocess
 
@@ -126,7 +127,7 @@ class Products(FarmTest):
             result = self.farm.run("-ImportProduct", path)
             self.assertDone(result, 1)
             self.assertEqual(result.out, f"Could not import product: Failed to load product file: {path}\n")
-            self.assertEqual(result.err, "")
+            self.assertOneLine(result.err, f"Product file '{path}': ")
         missing = folder / "missing.json"
         result = self.farm.run("-ImportProduct", missing)
         self.assertDone(result, 1)
@@ -135,6 +136,60 @@ class Products(FarmTest):
         log = (folder / "log/setwright.log").read_text()
         self.assertIn("twice.json", log)
         self.assertIn("stands twice", log)
+
+    def test_why_a_file_is_no_product_is_told_with_its_place(self):
+        path = self.own()
+        for text, why in (('{\n  "id": "%s",\n  "name": "n",\n}' % OWN,
+                           "line 4, column 1: a member's name in double quotes is expected"),
+                          ('{\n  "id": "%s",\n  "name": "n",\n  "aliases": "n"\n}' % OWN,
+                           'line 4, column 14: "aliases" is "n", where a list in [ ] is expected'),
+                          ('{"id": "1234", "name": "n"}',
+                           'line 1, column 8: "id" is "1234", where a non-null identifier like '
+                           '3b5e9c20-7a41-4d0e-8f10-000000000001 is expected')):
+            path.write_text(text)
+            result = self.farm.run("-ImportProduct", path)
+            self.assertDone(result, 1)
+            self.assertEqual(result.err, f"Product file '{path}': {why}\n")
+
+    def test_a_product_may_come_out_of_a_pipe(self):
+        out, into = os.pipe()
+        self.addCleanup(os.close, out)
+        os.write(into, self.own().read_bytes())
+        os.close(into)
+        self.assertDone(self.farm.run("-ImportProduct", f"/dev/fd/{out}", pass_fds=[out]))
+        self.assertEqual(self.products()["Own Tool"], "custom")
+
+    def test_what_was_exported_can_be_imported(self):
+        # Laid out, each number of two bytes takes a line of eight.
+        self.assertDone(self.farm.run("-ImportProduct", self.own(**{"numbers": [1] * 300_000})))
+        exported = self.export("own", "large.json")
+        self.assertGreater(exported.stat().st_size, 2 * 1024 * 1024)
+        self.assertDone(self.farm.run("-RemoveProduct", "own", "-ImportProduct", exported))
+        self.assertEqual(self.export("own", "again.json").read_bytes(), exported.read_bytes())
+
+    def test_a_name_that_is_a_trap_is_refused_unless_the_farm_has_it(self):
+        for name in ("Limit", "-own", OWN, " Own", "O\u200bwn"):
+            result = self.farm.run("-ImportProduct", self.own(name=name))
+            self.assertDone(result, 1)
+            self.assertOneLine(result.err, "The Master refused to install the product: The name '",
+                               "; choose another one")
+        self.assertNotIn(OWN, [p["id"] for p in self.farm.state()["products"]])
+        self.own_defaults().joinpath("own.json").write_text(self.own(name="Limit").read_text())
+        self.restart()
+        self.assertEqual(self.products()["Limit"], "default")
+        self.assertDone(self.farm.run("-ImportProduct", self.own(name="Limit", version="2")))
+        self.assertEqual(self.products()["Limit"], "custom")
+
+    def own_defaults(self):
+        """A folder of its own for the default products, from the next start on."""
+        folder = self.farm.folder / "products"
+        shutil.copytree(self.farm.products, folder)
+        self.farm.products = folder
+        return folder
+
+    def restart(self):
+        self.farm.kill()
+        self.farm.serve()
 
     def test_a_name_that_another_product_has_is_refused(self):
         for changes in ({"name": "driftwater fluid simulation"}, {"aliases": ["FLUID"]}):

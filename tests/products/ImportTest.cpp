@@ -18,6 +18,12 @@ protected:
   bool Import(std::vector<const char*> arguments, int index = 0) {
     return Handle(&SetwrightAppAccess::PrepareImport, std::move(arguments), index);
   }
+  /// The loading failed for the reason that stands on standard error.
+  void ExpectFailedLoad(const std::string& file, const std::string& why) {
+    EXPECT_EQ(m_Recorder.m_Err, why + "\n");
+    m_Recorder.m_Err.clear();
+    ExpectProductError("Could not import product: Failed to load product file: " + file);
+  }
   const Product& Imported(size_t number) {
     return *dynamic_cast<const ProductMsg&>(*m_Access.m_ProductMsgs.at(number)).m_Product;
   }
@@ -102,25 +108,27 @@ TEST_F(ImportTest, NoExtensionIsAddedToTheFileName) {
   ExpectProductError("Could not import product: Filename does not exist: " + (m_Folder / "seven"));
 }
 
-TEST_F(ImportTest, AFileThatIsNoProductIsAnErrorAndTheLogSaysWhy) {
+TEST_F(ImportTest, AFileThatIsNoProductIsAnErrorWithItsReason) {
   WriteTextFile(m_File, R"({"id":"00000000-0000-0000-0000-000000000007"})");
   EXPECT_TRUE(Import({"-ImportProduct", m_File.c_str()}));
-  ExpectProductError("Could not import product: Failed to load product file: " + m_File);
+  const std::string why = "Product file '" + m_File + "': line 1, column 1: the definition has no \"name\"";
+  ExpectFailedLoad(m_File, why);
   ASSERT_EQ(m_Recorder.m_Log.size(), 2u);
-  EXPECT_THAT(m_Recorder.m_Log[0], testing::StartsWith("ERROR Product file '" + m_File + "': "));
+  EXPECT_EQ(m_Recorder.m_Log[0], "ERROR " + why);
   EXPECT_THAT(m_Access.m_ProductMsgs, IsEmpty());
 }
 
 TEST_F(ImportTest, AFolderIsNoProduct) {
   EXPECT_TRUE(Import({"-ImportProduct", m_Folder.Name().c_str()}));
-  ExpectProductError("Could not import product: Failed to load product file: " + m_Folder.Name());
+  ExpectFailedLoad(m_Folder.Name(),
+                   "Product file '" + m_Folder.Name() + "': it is neither a regular file nor a pipe");
 }
 
 TEST_F(ImportTest, APipeThatNobodyWritesIsNoProductAndDoesNotHoldUpTheRun) {
   const std::string pipe = m_Folder / "pipe.json";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   EXPECT_TRUE(Import({"-ImportProduct", pipe.c_str()}));
-  ExpectProductError("Could not import product: Failed to load product file: " + pipe);
+  ExpectFailedLoad(pipe, "Product file '" + pipe + "': nothing came out of the pipe for 5 s");
 }
 
 TEST_F(ImportTest, AFailedImportFailsTheRunAndTheOthersAreSent) {

@@ -1,104 +1,20 @@
 #include "products/JsonText.h"
 
-#include <algorithm>
-#include <optional>
-#include <set>
-#include <vector>
-
-#include <fmt/core.h>
-#include <nlohmann/json.hpp>
-
-#include "rlib/Escape.h"
+#include "products/JsonReader.h"
 
 namespace brenic {
 
 namespace {
 
 using nlohmann::json;
-using rlib::Failure;
-using rlib::Result;
 
 std::string Quoted(const std::string& text) {
   return json(text).dump();
 }
 
-/// What both readers of a text have in common: a place in the document, and how they end.
-class TextReader : public nlohmann::json_sax<json> {
+class LayoutWriter : public JsonReader {
 public:
-  /// Why the reading ended early; only when it did.
-  const Failure& Why() const { return *m_Failure; }
-
-  bool parse_error(size_t position, const std::string&, const json::exception& error) override {
-    return FailNotJson(Reason(error.what()), position);
-  }
-  /// Bytes are counted from 1.
-  bool FailNotJson(const std::string& reason, size_t byte) {
-    return Fail(fmt::format("it is no JSON: {} (byte {})", reason, byte));
-  }
-  bool binary(binary_t&) override { return Fail("it holds binary data"); } // JSON text has none
-
-protected:
-  /// Ends the reading.
-  bool Fail(const std::string& reason) {
-    m_Failure.emplace(reason);
-    return false;
-  }
-
-private:
-  /// The library's message without its own error numbers and positions.
-  static std::string Reason(const std::string& what) {
-    const size_t number = what.find("] ");
-    const size_t dashes = what.find(" - ");
-    const size_t colon = what.find(": ");
-    const size_t start = dashes != std::string::npos   ? dashes + 3
-                         : colon != std::string::npos  ? colon + 2
-                         : number != std::string::npos ? number + 2
-                                                       : 0;
-    return rlib::EscapeControls(what.substr(start, 200)).str();
-  }
-
-  std::optional<Failure> m_Failure;
-};
-
-class Checker : public TextReader {
-public:
-  explicit Checker(int maxDepth) : m_MaxDepth(static_cast<size_t>(maxDepth)) {}
-
-  bool null() override { return true; }
-  bool boolean(bool) override { return true; }
-  bool number_integer(number_integer_t) override { return true; }
-  bool number_unsigned(number_unsigned_t) override { return true; }
-  bool number_float(number_float_t, const string_t&) override { return true; }
-  bool string(string_t&) override { return true; }
-  bool start_object(size_t) override { return Open(); }
-  bool start_array(size_t) override { return Open(); }
-  bool end_object() override { return Close(); }
-  bool end_array() override { return Close(); }
-  bool key(string_t& key) override {
-    if (m_Open.back().insert(key).second)
-      return true;
-    return Fail(fmt::format("the key {} stands twice in one object", Quoted(key)));
-  }
-
-private:
-  bool Open() {
-    if (m_Open.size() == m_MaxDepth)
-      return Fail(fmt::format("it is more than {} levels deep", m_MaxDepth));
-    m_Open.emplace_back();
-    return true;
-  }
-  bool Close() {
-    m_Open.pop_back();
-    return true;
-  }
-
-  const size_t m_MaxDepth;
-  std::vector<std::set<std::string>> m_Open; // the keys so far of each open object; of a list, none
-};
-
-class LayoutWriter : public TextReader {
-public:
-  explicit LayoutWriter(bool compact) : m_Compact(compact) {}
+  LayoutWriter(const std::string& text, bool compact) : JsonReader(text), m_Compact(compact) {}
 
   std::string m_Out;
 
@@ -118,7 +34,7 @@ public:
     Separate();
     m_Out += Quoted(key) + (m_Compact ? ":" : ": ");
     m_AfterKey = true;
-    return true;
+    return Done();
   }
 
 private:
@@ -141,13 +57,13 @@ private:
   bool Put(const std::string& value) {
     Separate();
     m_Out += value;
-    return true;
+    return Done();
   }
   bool Open(char bracket) {
     Separate();
     m_Out += bracket;
     m_Filled.push_back(false);
-    return true;
+    return Done();
   }
   bool Close(char bracket) {
     const bool filled = m_Filled.back();
@@ -155,7 +71,7 @@ private:
     if (filled)
       Break(m_Filled.size());
     m_Out += bracket;
-    return true;
+    return Done();
   }
 
   const bool m_Compact;
@@ -163,32 +79,32 @@ private:
   std::vector<bool> m_Filled; // for each open list or object: whether something stands in it
 };
 
-/// Fails unless the text is one JSON value that the reader takes.
-Result<> Read(const std::string& text, TextReader& reader) {
-  // The library takes a NUL byte for the end of the text, whatever follows.
-  const size_t nul = text.find('\0');
-  bool taken = json::sax_parse(text.data(), text.data() + std::min(nul, text.size()), &reader);
-  if (taken && nul != std::string::npos)
-    taken = reader.FailNotJson("a NUL byte", nul + 1);
-  if (!taken)
-    return reader.Why();
-  return {};
-}
-
 } // namespace
 
-Result<> CheckJson(const std::string& text, int maxDepth) {
-  Checker checker(maxDepth);
-  return Read(text, checker);
-}
-
 std::string LayOut(const std::string& document, bool compact) {
-  LayoutWriter writer(compact);
-  if (const Result<> read = Read(document, writer); !read)
+  LayoutWriter writer(document, compact);
+  if (const rlib::Result<> read = writer.Read(); !read)
     throw new Exception("The product's document cannot be read: " + read.Reason());
   if (!compact)
     writer.m_Out += '\n';
   return std::move(writer.m_Out);
+}
+
+std::string WithoutLayout(std::string_view text, size_t most) {
+  std::string out;
+  bool isQuoted = false;
+  bool isEscaped = false;
+  for (const char c : text) {
+    if (out.size() == most)
+      break;
+    if (!isQuoted && (c == ' ' || c == '\t' || c == '\r' || c == '\n'))
+      continue;
+    out += c;
+    if (c == '"' && !isEscaped)
+      isQuoted = !isQuoted;
+    isEscaped = isQuoted && c == '\\' && !isEscaped;
+  }
+  return out;
 }
 
 } // namespace brenic

@@ -1,5 +1,6 @@
 #include "products/ProductDocument.h"
 
+#include <cmath>
 #include <set>
 
 #include <fmt/core.h>
@@ -12,6 +13,7 @@
 
 #include "ProductSchema.h"
 #include "products/JsonText.h"
+#include "products/SchemaWords.h"
 #include "rlib/Escape.h"
 
 namespace brenic {
@@ -22,69 +24,79 @@ using nlohmann::json;
 using rlib::Failure;
 using rlib::Result;
 
+/// As published, but for what the validator would take too long for or do in bytes where characters are
+/// meant; CheckNames does that.
+const json& SchemaDocument() {
+  static const json s_Document = [] {
+    json document = json::parse(k_ProductSchema);
+    document["definitions"]["name"].erase("pattern");
+    document["properties"]["aliases"].erase("uniqueItems");
+    return document;
+  }();
+  return s_Document;
+}
+
 /// Thread-safe once made: validation changes nothing in it.
 const valijson::Schema& Schema() {
   static const auto s_Schema = [] {
     auto schema = std::make_unique<valijson::Schema>();
-    const json document = json::parse(k_ProductSchema);
     valijson::SchemaParser(valijson::SchemaParser::kDraft7)
-        .populateSchema(valijson::adapters::NlohmannJsonAdapter(document), *schema);
+        .populateSchema(valijson::adapters::NlohmannJsonAdapter(SchemaDocument()), *schema);
     return schema;
   }();
   return *s_Schema;
 }
 
-/// "parameters[2].name: ..." for the innermost of the validator's complaints, which come innermost first.
-String FirstComplaint(valijson::ValidationResults& results) {
+/// The place of the validator's first complaint: of the innermost, which come first.
+JsonPath PathOf(valijson::ValidationResults& results) {
   valijson::ValidationResults::Error error;
-  if (!results.popError(error))
-    return "it is not valid against the schema";
-  std::string place;
-  for (std::string step : error.context) {
-    if (step == "<root>")
-      continue;
-    if (step.size() > 2 && step.front() == '[' && step.back() == ']') {
-      const std::string inner = step.substr(1, step.size() - 2);
-      const bool number = inner.find_first_not_of("0123456789") == std::string::npos;
-      step = number ? step : (place.empty() ? "" : ".") + inner;
-    }
-    place += step;
+  JsonPath path;
+  results.popError(error);
+  for (const std::string& step : error.context) {
+    if (step.size() > 2 && step.front() == '[' && step.back() == ']')
+      path.push_back(step.substr(1, step.size() - 2));
   }
-  return fmt::format("{}: {}", place.empty() ? "the document" : place, error.description);
+  return path;
 }
 
-Result<> CheckNames(const Product& product) {
-  std::set<String, String::ciless> seen{product.Name()};
-  for (const String& alias : product.Aliases()) {
-    if (!seen.insert(alias).second)
-      return Failure(
-          fmt::format("aliases: '{}' is its name or an alias already", rlib::EscapeControls(alias).str()));
-  }
-  for (const String& name : seen) {
-    if (rlib::HoldsControls(name))
-      return Failure(
-          fmt::format("the name '{}' holds a control character", rlib::EscapeControls(name).str()));
-    if (name.size() > 256)
-      return Failure(fmt::format("the name '{}' is longer than 256 bytes", name.str()));
-  }
-  return {};
-}
-
-/// Fails with what of the schema the document breaks.
-Result<> CheckSchema(const json& document) {
-  const valijson::adapters::NlohmannJsonAdapter adapter(document);
+/// Fails with what of the schema the document breaks, and where.
+Result<> CheckSchema(const json& parsed, const std::string& document) {
+  const valijson::adapters::NlohmannJsonAdapter adapter(parsed);
   // Most documents are valid, and finding that out is quicker without noting where in the document one is.
   if (valijson::Validator().validate(Schema(), adapter, nullptr))
     return {};
   valijson::ValidationResults results;
   valijson::Validator().validate(Schema(), adapter, &results);
-  return Failure(FirstComplaint(results));
+  const JsonPath path = PathOf(results);
+  return Failure(PlaceOf(document, path) + ": " + Complaint(SchemaDocument(), parsed, path));
+}
+
+/// What the schema cannot say of names, or the validator not check.
+Result<> CheckNames(const Product& product, const json& parsed, const std::string& document) {
+  std::set<String, String::ciless> seen;
+  const auto check = [&](const String& name, const JsonPath& path) -> Result<> {
+    const char* const wrong = rlib::EscapeControls(name) != name ? "holds a control character"
+                              : name.size() > k_MaxProductName   ? "is longer than 256 bytes"
+                              : !seen.insert(name).second        ? "is its name or an alias already"
+                                                                 : nullptr;
+    if (!wrong)
+      return {};
+    return Failure(fmt::format("{}: {}, '{}', {}", PlaceOf(document, path), Called(parsed, path),
+                               rlib::Excerpt(name).str(), wrong));
+  };
+  if (auto checked = check(product.Name(), {"name"}); !checked)
+    return checked;
+  for (size_t i = 0; i < product.Aliases().size(); ++i) {
+    if (auto checked = check(product.Aliases()[i], {"aliases", std::to_string(i)}); !checked)
+      return checked;
+  }
+  return {};
 }
 
 Result<shared_ptr<Product>> ReadIndex(const json& parsed, std::string document) {
   UID type;
   if (!type.FromString(parsed["id"].get<std::string>()))
-    return Failure("id: it is not an identifier");
+    return Failure("\"id\" is no identifier");
   rlib::vector<String> aliases;
   if (const auto found = parsed.find("aliases"); found != parsed.end()) {
     for (const json& alias : *found)
@@ -94,20 +106,52 @@ Result<shared_ptr<Product>> ReadIndex(const json& parsed, std::string document) 
                                      std::move(document));
 }
 
+bool Fits(const json& fallback, const std::string& type) {
+  if (fallback.is_null() || type.empty())
+    return true;
+  if (type == "boolean")
+    return fallback.is_boolean();
+  if (type == "number")
+    return fallback.is_number();
+  if (type == "integer") // 5.0 counts, as in the schema's own language
+    return fallback.is_number_integer() ||
+           (fallback.is_number_float() && fallback.get<double>() == std::floor(fallback.get<double>()));
+  return fallback.is_string();
+}
+
 } // namespace
 
-Result<shared_ptr<Product>> ParseProduct(std::string document) {
-  if (document.size() > k_MaxProductDocument)
-    return Failure(fmt::format("it is longer than {} bytes", k_MaxProductDocument));
+std::vector<ProductParameter> ParametersOf(const Product& product) {
+  std::vector<ProductParameter> parameters;
+  const json document = json::parse(product.Document());
+  const auto found = document.find("parameters");
+  if (found == document.end())
+    return parameters;
+  for (const json& entry : *found) {
+    ProductParameter& parameter = parameters.emplace_back();
+    parameter.m_Name = entry["name"].get<std::string>();
+    parameter.m_Type = entry.value("type", "");
+    parameter.m_Default = entry.contains("default") ? entry["default"].dump() : "";
+    parameter.m_DefaultFits = !entry.contains("default") || Fits(entry["default"], parameter.m_Type);
+  }
+  return parameters;
+}
+
+Result<shared_ptr<Product>> ParseProduct(const std::string& document) {
+  const bool isLong = document.size() > k_MaxProductDocument;
+  // What is kept of a long one is as short as can be; of another, the text as it came.
+  std::string kept = isLong ? WithoutLayout(document, k_MaxProductDocument + 1) : document;
+  if (kept.size() > k_MaxProductDocument)
+    return Failure(fmt::format("it is longer than {} bytes, the layout not counted", k_MaxProductDocument));
   if (const Result<> checked = CheckJson(document, k_MaxProductDepth); !checked)
     return checked.Why();
-  const json parsed = json::parse(document);
-  if (const Result<> checked = CheckSchema(parsed); !checked)
+  const json parsed = json::parse(kept);
+  if (const Result<> checked = CheckSchema(parsed, document); !checked)
     return checked.Why();
-  Result<shared_ptr<Product>> product = ReadIndex(parsed, std::move(document));
+  Result<shared_ptr<Product>> product = ReadIndex(parsed, std::move(kept));
   if (!product)
     return product;
-  if (const Result<> checked = CheckNames(**product); !checked)
+  if (const Result<> checked = CheckNames(**product, parsed, document); !checked)
     return checked.Why();
   return product;
 }

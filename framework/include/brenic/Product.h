@@ -42,8 +42,9 @@ private:
 /// `compact`, without any layout. Throws Exception* when the document is not JSON.
 String SSaveProduct(const Product& product, bool compact);
 
-/// Reads a product definition, checked against the schema. Null when that fails; the log says why and where.
-/// Never throws, and never waits: what is not a regular file is not read.
+/// Reads a product definition, checked against the schema. Null when that fails; one line on stdErr and in
+/// the log says why and where. Never throws. Waits for nothing but a pipe, at most 5 s for each part of what
+/// comes out of it; a device is not read.
 shared_ptr<Product> SLoadProductFile(const Path& file);
 
 } // namespace brenic

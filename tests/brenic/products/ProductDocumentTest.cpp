@@ -55,34 +55,42 @@ TEST(ParseProduct, TakesUnknownMembersAnywhere) {
       "");
 }
 
-TEST(ParseProduct, NamesThePlaceThatBreaksTheSchema) {
-  const std::vector<std::pair<const char*, const char*>> cases{
-      {R"(,"version":1)", "version"},
-      {R"(,"description":null)", "description"},
-      {R"(,"aliases":"a")", "aliases"},
-      {R"(,"aliases":["a",5])", "aliases[1]"},
-      {R"(,"aliases":[""])", "aliases[0]"},
-      {R"(,"parameters":{})", "parameters"},
-      {R"(,"parameters":["p"])", "parameters[0]"},
-      {R"(,"parameters":[{}])", "parameters[0]"},
-      {R"(,"parameters":[{"name":"p"},{"name":5}])", "parameters[1].name"},
-      {R"(,"parameters":[{"name":""}])", "parameters[0].name"},
-      {R"(,"parameters":[{"name":"p","type":"float"}])", "parameters[0].type"},
-      {R"(,"parameters":[{"name":"p","description":5}])", "parameters[0].description"},
-      {R"(,"executables":[])", "executables"},
-      {R"(,"executables":{"linux":["/bin/sh"]})", "executables.linux"}};
-  for (const auto& [more, place] : cases)
-    EXPECT_THAT(ProblemOf(Document(more)), StartsWith(place + std::string(": "))) << more;
+TEST(ParseProduct, SaysWhatOfTheSchemaIsBrokenAndWhere) {
+  const std::string text = ", where a text in double quotes is expected";
+  const std::string list = ", where a list in [ ] is expected";
+  const std::string object = ", where an object in { } is expected";
+  const std::string name = ", where a text of 1 to 256 characters is expected";
+  const std::vector<std::pair<const char*, std::string>> cases{
+      {R"("version":1)", "11: \"version\" is 1" + text},
+      {R"("description":null)", "15: \"description\" is null" + text},
+      {R"("aliases":"a")", "11: \"aliases\" is \"a\"" + list},
+      {R"("aliases":["a",5])", "16: entry 2 of \"aliases\" is 5" + name},
+      {R"("aliases":[""])", "12: entry 1 of \"aliases\" is \"\"" + name},
+      {R"("parameters":{})", "14: \"parameters\" is an object" + list},
+      {R"("parameters":["p"])", "15: entry 1 of \"parameters\" is \"p\"" + object},
+      {R"("parameters":[{}])", "15: entry 1 of \"parameters\" has no \"name\""},
+      {R"("parameters":[{"name":"p"},{"name":5}])", "36: \"name\" of entry 2 of \"parameters\" is 5" + name},
+      {R"("parameters":[{"name":"p","type":"float"}])",
+       "34: \"type\" of entry 1 of \"parameters\" is \"float\", where one of \"string\", \"integer\", "
+       "\"number\", "
+       "\"boolean\", \"path\" is expected"},
+      {R"("executables":[])", "15: \"executables\" is a list" + object},
+      {R"("executables":{"linux":["/bin/sh"]})", "24: \"linux\" of \"executables\" is a list" + text}};
+  for (const auto& [more, expected] : cases)
+    EXPECT_EQ(ProblemOf(Document(std::string(",\n") + more)), "line 2, column " + expected) << more;
 }
 
 TEST(ParseProduct, RefusesWhatIsNoObject) {
   for (const char* document : {"[]", "5", "null", "\"Sample\""})
-    EXPECT_THAT(ProblemOf(document), StartsWith("the document: ")) << document;
+    EXPECT_THAT(ProblemOf(document), testing::AllOf(StartsWith("line 1, column 1: the definition is "),
+                                                    HasSubstr(", where an object in { } is expected")))
+        << document;
 }
 
 TEST(ParseProduct, NamesTheMemberThatIsMissing) {
-  EXPECT_THAT(ProblemOf(R"({"name":"Sample"})"), HasSubstr("'id'"));
-  EXPECT_THAT(ProblemOf(std::string("{\"id\":\"") + k_ProductId + "\"}"), HasSubstr("'name'"));
+  EXPECT_EQ(ProblemOf(R"({"name":"Sample"})"), "line 1, column 1: the definition has no \"id\"");
+  EXPECT_EQ(ProblemOf(std::string("{\"id\":\"") + k_ProductId + "\"}"),
+            "line 1, column 1: the definition has no \"name\"");
 }
 
 TEST(ParseProduct, RefusesMalformedIdentifiers) {
@@ -96,21 +104,27 @@ TEST(ParseProduct, RefusesMalformedIdentifiers) {
         std::string("00000000-0000-0000-0000-000000000001\\n"),
         std::string("x\\n00000000-0000-0000-0000-000000000001"),
         std::string("00000000-0000-0000-0000-000000000000"), std::string(500'000, 'a')})
-    EXPECT_THAT(ProblemOf("{\"id\":\"" + id + "\",\"name\":\"n\"}"), StartsWith("id: ")) << id.substr(0, 60);
+    EXPECT_THAT(ProblemOf("{\"id\":\"" + id + "\",\"name\":\"n\"}"),
+                StartsWith("line 1, column 7: \"id\" is \""))
+        << id.substr(0, 60);
   for (const char* id : {"5", "null", "[]", "{}"})
-    EXPECT_THAT(ProblemOf(std::string("{\"id\":") + id + ",\"name\":\"n\"}"), StartsWith("id: ")) << id;
+    EXPECT_THAT(ProblemOf(std::string("{\"id\":") + id + ",\"name\":\"n\"}"),
+                StartsWith("line 1, column 7: \"id\" is "))
+        << id;
 }
 
 TEST(ParseProduct, RefusesAnAliasThatIsItsNameOrAnAliasAlready) {
   EXPECT_EQ(ProblemOf(Document(R"(,"aliases":["sAMPLE"])")),
-            "aliases: 'sAMPLE' is its name or an alias already");
+            "line 1, column 73: entry 1 of \"aliases\", 'sAMPLE', is its name or an alias already");
   EXPECT_EQ(ProblemOf(Document(R"(,"aliases":["a","b","A"])")),
-            "aliases: 'A' is its name or an alias already");
+            "line 1, column 81: entry 3 of \"aliases\", 'A', is its name or an alias already");
 }
 
 TEST(ParseProduct, RefusesControlCharactersInNames) {
-  EXPECT_EQ(ProblemOf(Document(R"(,"aliases":["a\nb"])")), "the name 'a\\nb' holds a control character");
-  EXPECT_EQ(ProblemOf(Document(R"(,"aliases":["a\u0000"])")), "the name 'a\\x00' holds a control character");
+  EXPECT_THAT(ProblemOf(Document(R"(,"aliases":["a\nb"])")),
+              HasSubstr("entry 1 of \"aliases\", 'a\\nb', holds a control character"));
+  EXPECT_THAT(ProblemOf(Document(R"(,"aliases":["a\u0000"])")),
+              HasSubstr("'a\\x00', holds a control character"));
   EXPECT_THAT(ProblemOf(Document(R"(,"aliases":["a\u0085"])")), HasSubstr("holds a control character"));
 }
 
@@ -121,7 +135,8 @@ TEST(ParseProduct, TakesAllOtherCharactersInNames) {
 TEST(ParseProduct, LimitsNamesInBytes) {
   const auto alias = [](const std::string& name) { return Document(",\"aliases\":[\"" + name + "\"]"); };
   EXPECT_EQ(ProblemOf(alias(std::string(256, 'x'))), "");
-  EXPECT_THAT(ProblemOf(alias(std::string(257, 'x'))), StartsWith("aliases[0]: "));
+  EXPECT_THAT(ProblemOf(alias(std::string(257, 'x'))),
+              HasSubstr("a text of 1 to 256 characters is expected"));
   std::string umlauts;
   for (int i = 0; i < 129; ++i)
     umlauts += "ä";
@@ -129,13 +144,52 @@ TEST(ParseProduct, LimitsNamesInBytes) {
   EXPECT_EQ(ProblemOf(alias(umlauts.substr(2))), "");
 }
 
-TEST(ParseProduct, LimitsTheSize) {
-  const size_t rest = Document(R"(,"x":"")").size();
-  const auto sized = [&](size_t size) {
-    return Document(",\"x\":\"" + std::string(size - rest, 'x') + "\"");
-  };
-  EXPECT_EQ(ProblemOf(sized(k_MaxProductDocument)), "");
-  EXPECT_EQ(ProblemOf(sized(k_MaxProductDocument + 1)), "it is longer than 1048576 bytes");
+/// A document of so many bytes without layout.
+std::string Sized(size_t size) {
+  return Document(",\"x\":\"" + std::string(size - Document(R"(,"x":"")").size(), 'x') + "\"");
+}
+
+TEST(ParseProduct, LimitsTheSizeWithoutTheLayout) {
+  const char* const tooLong = "it is longer than 1048576 bytes, the layout not counted";
+  EXPECT_EQ(ProblemOf(Sized(k_MaxProductDocument)), "");
+  EXPECT_EQ(ProblemOf(Sized(k_MaxProductDocument + 1)), tooLong);
+  const std::string layout(3 * k_MaxProductDocument, '\n');
+  EXPECT_EQ(ProblemOf(layout + Sized(k_MaxProductDocument) + layout), "");
+  EXPECT_EQ(ProblemOf(layout + Sized(k_MaxProductDocument + 1) + layout), tooLong);
+}
+
+TEST(ParseProduct, KeepsALongDocumentWithoutItsLayout) {
+  const std::string compact = Sized(k_MaxProductDocument);
+  const auto product = ParseProduct("\n" + compact + " ");
+  ASSERT_TRUE(product);
+  EXPECT_TRUE((*product)->Document() == compact);
+}
+
+TEST(ParseProduct, TellsPlacesInALongDocumentByItsLayout) {
+  EXPECT_THAT(ProblemOf(std::string(k_MaxProductDocument, '\n') + "{\"id\": 5}"),
+              StartsWith("line 1048577, column 8: "));
+}
+
+/// Deep lists, which take most room for their layout.
+std::string Deep() {
+  const std::string entry = std::string(15, '[') + "1" + std::string(15, ']');
+  std::string lists = std::string(k_MaxProductDepth - 16, '[') + entry;
+  for (int i = 0; i != 3000; ++i)
+    lists += "," + entry;
+  return Document(",\"x\":" + lists + std::string(k_MaxProductDepth - 16, ']'));
+}
+
+TEST(ParseProduct, TakesWhatWasTakenAndThenLaidOut) {
+  const auto product = ParseProduct(Deep());
+  ASSERT_TRUE(product) << product.Reason();
+  const std::string saved = SSaveProduct(**product, false).str();
+  EXPECT_GT(saved.size(), 8 * k_MaxProductDocument);
+  const size_t atMost = Deep().size() * (k_MaxProductFile / k_MaxProductDocument) + 1;
+  EXPECT_GT(saved.size(), atMost / 2) << "the limit is not far from what there can be";
+  EXPECT_LE(saved.size(), atMost);
+  const auto again = ParseProduct(saved);
+  ASSERT_TRUE(again) << again.Reason();
+  EXPECT_TRUE((*again)->Document() == Deep());
 }
 
 TEST(ParseProduct, LimitsTheDepth) {
@@ -143,8 +197,8 @@ TEST(ParseProduct, LimitsTheDepth) {
     return Document(",\"x\":" + std::string(lists, '[') + std::string(lists, ']'));
   };
   EXPECT_EQ(ProblemOf(nested(63)), "");
-  EXPECT_EQ(ProblemOf(nested(64)), "it is more than 64 levels deep");
-  EXPECT_EQ(ProblemOf(nested(100'000)), "it is more than 64 levels deep");
+  EXPECT_THAT(ProblemOf(nested(64)), HasSubstr("it is more than 64 levels deep"));
+  EXPECT_THAT(ProblemOf(nested(100'000)), HasSubstr("it is more than 64 levels deep"));
 }
 
 TEST(ParseProduct, TakesTensOfThousandsOfMembersAndStillSeesAKeyTwice) {
@@ -152,7 +206,25 @@ TEST(ParseProduct, TakesTensOfThousandsOfMembersAndStillSeesAKeyTwice) {
   for (int i = 0; i < 60'000; ++i)
     members += ",\"k" + std::to_string(i) + "\":1";
   EXPECT_EQ(ProblemOf(Document(members)), "");
-  EXPECT_EQ(ProblemOf(Document(members + ",\"k0\":1")), "the key \"k0\" stands twice in one object");
+  EXPECT_THAT(ProblemOf(Document(members + ",\"k0\":1")),
+              HasSubstr("the key \"k0\" stands twice in one object"));
+}
+
+TEST(ParametersOf, TellsWhetherADefaultFitsItsType) {
+  const auto fits = [](const std::string& parameter) {
+    const auto product = ParseProduct(Document(",\"parameters\":[{\"name\":\"p\"" + parameter + "}]"));
+    return ParametersOf(**product).at(0).m_DefaultFits;
+  };
+  for (const char* good : {"", R"(,"type":"integer")", R"(,"default":[{}])",
+                           R"(,"type":"integer","default":-5)", R"(,"type":"integer","default":5.0)",
+                           R"(,"type":"number","default":5)", R"(,"type":"number","default":1e-3)",
+                           R"(,"type":"boolean","default":false)", R"(,"type":"string","default":"")",
+                           R"(,"type":"path","default":"/x")", R"(,"type":"integer","default":null)"})
+    EXPECT_TRUE(fits(good)) << good;
+  for (const char* bad : {R"(,"type":"integer","default":"5")", R"(,"type":"integer","default":5.5)",
+                          R"(,"type":"number","default":true)", R"(,"type":"boolean","default":"true")",
+                          R"(,"type":"string","default":5)", R"(,"type":"path","default":["/x"])"})
+    EXPECT_FALSE(fits(bad)) << bad;
 }
 
 } // namespace

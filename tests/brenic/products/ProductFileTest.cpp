@@ -1,12 +1,16 @@
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <thread>
+
 #include <gmock/gmock.h>
 
 #include "TempFolder.h"
 #include "brenic/Product.h"
+#include "products/ProductFile.h"
 #include "rlib/Log.h"
 
 using namespace brenic;
@@ -29,7 +33,8 @@ protected:
   void ExpectProblem(const std::string& file, const std::string& problem) {
     m_Log.clear();
     EXPECT_FALSE(SLoadProductFile(file));
-    EXPECT_THAT(m_Log, ElementsAre(StartsWith("1 Product file '" + file + "': " + problem)));
+    const auto line = "Product file '" + file + "': " + problem;
+    EXPECT_THAT(m_Log, ElementsAre(StartsWith("1 " + line)));
   }
   void ExpectProblemOfText(const std::string& text, const std::string& problem) {
     WriteTextFile(m_File, text);
@@ -90,13 +95,41 @@ TEST_F(ProductFileTest, ThatIsMissingIsLogged) {
 }
 
 TEST_F(ProductFileTest, ThatIsAFolderIsLogged) {
-  ExpectProblem(m_Folder.Name(), "it is not a regular file");
+  ExpectProblem(m_Folder.Name(), "it is neither a regular file nor a pipe");
 }
 
-TEST_F(ProductFileTest, ThatIsAPipeOrADeviceIsNotWaitedFor) {
+TEST_F(ProductFileTest, ThatIsADeviceIsNotRead) {
+  ExpectProblem("/dev/zero", "it is neither a regular file nor a pipe");
+}
+
+TEST_F(ProductFileTest, MayBeAPipe) {
   ASSERT_EQ(mkfifo(m_File.c_str(), 0600), 0);
-  ExpectProblem(m_File, "it is not a regular file");
-  ExpectProblem("/dev/zero", "it is not a regular file");
+  std::thread writer([this] { WriteTextFile(m_File, k_Document); }); // opens it once it is being read
+  const auto product = SLoadProductFile(m_File);
+  writer.join();
+  ASSERT_TRUE(product);
+  EXPECT_EQ(product->Document(), k_Document);
+}
+
+TEST_F(ProductFileTest, MayBeAPipeWithoutAName) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const std::string document = k_Document;
+  ASSERT_EQ(write(ends[1], document.data(), document.size()), static_cast<ssize_t>(document.size()));
+  close(ends[1]);
+  EXPECT_TRUE(SLoadProductFile("/dev/fd/" + std::to_string(ends[0])));
+  close(ends[0]);
+}
+
+TEST_F(ProductFileTest, ThatIsASilentPipeIsGivenUp) {
+  ASSERT_EQ(mkfifo(m_File.c_str(), 0600), 0);
+  const auto silent = [this] { return ReadProductFile(m_File, std::chrono::milliseconds(20)).Reason(); };
+  EXPECT_EQ(silent(), "nothing came out of the pipe for 0.02 s") << "nobody writes";
+  const int fd = open(m_File.c_str(), O_RDWR);
+  ASSERT_EQ(write(fd, "{", 1), 1);
+  EXPECT_EQ(silent(), "nothing came out of the pipe for 0.02 s") << "somebody wrote, and does not end";
+  close(fd);
+  EXPECT_EQ(ReadProductFile(m_File).Reason(), "it is not a regular file") << "no pipe is wanted";
 }
 
 TEST_F(ProductFileTest, ThatIsASocketIsLogged) {
@@ -111,22 +144,21 @@ TEST_F(ProductFileTest, ThatIsASocketIsLogged) {
 }
 
 TEST_F(ProductFileTest, ThatIsTooLongIsLogged) {
-  ExpectProblemOfText(std::string(2 * 1024 * 1024, ' '), "it is longer than 1048576 bytes");
+  ExpectProblemOfText(std::string(2 * 1024 * 1024, '1'), "it is longer than 1048576 bytes");
 }
 
 TEST_F(ProductFileTest, ThatIsNoProductIsLoggedWithItsPlace) {
-  ExpectProblemOfText("", "it is no JSON: ");
-  ExpectProblemOfText("{\"id\":", "it is no JSON: ");
-  ExpectProblemOfText(std::string(k_Document) + "x", "it is no JSON: ");
-  ExpectProblemOfText(std::string(k_Document) + '\0', "it is no JSON: ");
-  ExpectProblemOfText("[]", "the document: ");
-  ExpectProblemOfText("{}", "the document: ");
-  ExpectProblemOfText(R"({"id":"7","name":"Seven"})", "id: ");
+  ExpectProblemOfText("", "line 1, column 1: ");
+  ExpectProblemOfText("{\"id\":", "line 1, column 7: ");
+  ExpectProblemOfText(std::string(k_Document) + "\nx", "line 2, column 1: ");
+  ExpectProblemOfText(std::string(k_Document) + '\0', "line 1, column ");
+  ExpectProblemOfText("[]", "line 1, column 1: the definition is a list");
+  ExpectProblemOfText("{}", "line 1, column 1: the definition has no \"id\"");
+  ExpectProblemOfText(R"({"id":"7","name":"Seven"})",
+                      "line 1, column 7: \"id\" is \"7\", where a non-null identifier");
   ExpectProblemOfText(R"({"id":"00000000-0000-0000-0000-000000000007","name":"a","name":"b"})",
-                      "the key \"name\" stands twice in one object");
-  ExpectProblemOfText(R"({"id":"00000000-0000-0000-0000-000000000007","name":"a","parameters":[{"name":1}]})",
-                      "parameters[0].name: ");
-  ExpectProblemOfText(std::string(100'000, '['), "it is more than 64 levels deep");
+                      "line 1, column 57: the key \"name\" stands twice in one object");
+  ExpectProblemOfText(std::string(100'000, '['), "line 1, column 65: it is more than 64 levels deep");
 }
 
 } // namespace

@@ -232,6 +232,17 @@ TEST(ProductRequest, IsRefusedWhenANameIsTaken) {
             "The name 'beta' already belongs to the product 'Beta' (" + Type(2).ToString().str() + ")");
 }
 
+TEST(ProductRequest, IsRefusedForATrapUnlessTheFarmHasIt) {
+  Farm farm;
+  const auto trap = MakeProduct(1, "Limit");
+  EXPECT_FALSE(Judge(farm, {}, *InstallProduct(trap)));
+  farm.m_Products.AddDefault(trap);
+  EXPECT_TRUE(Judge(farm, {}, *InstallProduct(trap)));
+  farm.Take(ChangeOf(farm, *RemoveProduct(Type(1))));
+  EXPECT_TRUE(Judge(farm, {}, *InstallProduct(trap))) << "a removed default product may come back";
+  EXPECT_FALSE(Judge(farm, {}, *InstallProduct(MakeProduct(2, "Restrictions"))));
+}
+
 TEST(RemovalOfAProduct, NeedsAnExistingOrTheNullType) {
   const auto remove = [](const UID& type) {
     return Make<RemoveProductMsg>([&](auto& message) { message.m_ProductType = type; });

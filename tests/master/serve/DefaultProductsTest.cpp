@@ -7,6 +7,7 @@
 
 #include "TempFolder.h"
 #include "farm/Samples.h"
+#include "rlib/Log.h"
 
 namespace brenic::master {
 namespace {
@@ -37,6 +38,21 @@ TEST(DefaultProducts, AreTakenFromTheEarlierOnesWhereTheFileIsTheSame) {
   const ProductMap products = LoadDefaultProducts(DefaultProductFiles(folder.Name()), {{Type(1), alpha}});
   ASSERT_EQ(products.size(), 2u);
   EXPECT_EQ(products.at(Type(1)), alpha);
+}
+
+TEST(DefaultProducts, MayHaveTrapsOfWhichTheLogWarnsOnce) {
+  const TempFolder folder;
+  WriteTextFile(folder / "a.json", MakeProduct(1, "Limit")->Document());
+  std::vector<std::string> log;
+  rlib::Log::SetObserver([&](int, const String& text) { log.push_back(text.str()); });
+  const ProductMap products = LoadDefaultProducts(DefaultProductFiles(folder.Name()));
+  LoadDefaultProducts(DefaultProductFiles(folder.Name()), products);
+  rlib::Log::SetObserver({});
+  EXPECT_EQ(products.size(), 1u);
+  EXPECT_THAT(log,
+              testing::ElementsAre("The product of '" + (folder / "a.json") +
+                                   "' is taken, but could not be imported: The name 'Limit' is that of a "
+                                   "section of option files; choose another one"));
 }
 
 TEST(SampleProducts, AreAllTaken) {
