@@ -4,7 +4,7 @@ namespace brenic::master {
 
 bool Change::IsEmpty() const {
   return m_Options.empty() && !m_UserLimits && m_Limits.empty() && m_Restrictions.empty() &&
-         m_Translations.IsEmpty() && m_Products.empty();
+         m_Translations.IsEmpty() && m_Products.empty() && m_Defaults.empty();
 }
 
 Change Inverse(const Change& change) {
@@ -20,8 +20,10 @@ Change Inverse(const Change& change) {
   for (auto& [name, on] : inverse.m_Restrictions)
     on = !on;
   inverse.m_Translations = inverse.m_Translations.Inverse();
-  for (auto& [type, product] : inverse.m_Products)
-    std::swap(product.m_Before, product.m_After);
+  for (auto* const products : {&inverse.m_Products, &inverse.m_Defaults}) {
+    for (auto& [type, product] : *products)
+      std::swap(product.m_Before, product.m_After);
+  }
   return inverse;
 }
 

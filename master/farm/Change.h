@@ -50,6 +50,7 @@ struct Change {
   std::map<String, bool> m_Restrictions; // whether it is on after the change; before, it was the other way
   ListDifference<TranslationSet> m_Translations;
   std::map<UID, Step<Customisation>> m_Products; // by type; a type without customisation is as by default
+  std::map<UID, Step<Customisation>> m_Defaults; // the default products that were read anew; none is null
 
   bool IsEmpty() const;
 

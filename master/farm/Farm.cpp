@@ -35,12 +35,15 @@ void Farm::Take(const Change& change) {
   }
   if (!change.m_Translations.IsEmpty())
     m_Translations = Applied(change.m_Translations, std::move(m_Translations));
-  if (change.m_Products.empty())
+  if (change.m_Products.empty() && change.m_Defaults.empty())
     return;
   ProductCatalogue::States states;
   for (const auto& [type, product] : change.m_Products)
     states.emplace(type, product.m_After);
-  m_Products.Customise(states);
+  ProductMap defaults;
+  for (const auto& [type, product] : change.m_Defaults)
+    defaults.emplace(type, product.m_After ? product.m_After->m_Installed : nullptr);
+  m_Products.Customise(states, defaults);
 }
 
 void Farm::Take(const OptionChange& change) {
@@ -68,6 +71,22 @@ String Farm::Option(const String& name) const {
 unsigned Farm::DefaultIdleTimeout() const {
   const auto minutes = rlib::ParseInt32(Option(o_DefaultIdleTimeout));
   return minutes && *minutes > 0 ? static_cast<unsigned>(*minutes) : 0;
+}
+
+void AddDefaults(const Farm& farm, const ProductMap& defaults, Change& change) {
+  const ProductMap& earlier = farm.m_Products.Defaults();
+  for (const auto& [type, product] : earlier) {
+    if (!defaults.contains(type))
+      change.m_Defaults[type] = {Customisation{product}, std::nullopt};
+  }
+  for (const auto& [type, product] : defaults) {
+    const auto held = earlier.find(type);
+    const Step<Customisation> step{held != earlier.end() ? std::optional(Customisation{held->second})
+                                                         : std::nullopt,
+                                   Customisation{product}};
+    if (step.m_Before != step.m_After)
+      change.m_Defaults[type] = step;
+  }
 }
 
 String Applied(const UserLimitsChange& change, const String& text) {

@@ -34,6 +34,9 @@ private:
   void Take(const OptionChange& change);
 };
 
+/// Adds to a change of the farm what becomes of its default products when they are `defaults`.
+void AddDefaults(const Farm& farm, const ProductMap& defaults, Change& change);
+
 /// What the change makes of the text of the user limits. Throws Exception* when it was made from another
 /// text.
 String Applied(const UserLimitsChange& change, const String& text);

@@ -29,32 +29,11 @@ struct Bench {
   const MachineCommandLines& m_Commands;
 };
 
-/// A text of somebody else, fit to be quoted in a refusal.
-std::string Shown(const String& text) {
-  return rlib::Excerpt(text).str();
-}
-
-/// The product of the type, or the default one that does not show; null when there is neither.
-shared_ptr<const Product> Known(const Farm& farm, const UID& type) {
-  const auto product = farm.m_Products.Find(type);
-  const auto byDefault = farm.m_Products.Defaults().find(type);
-  return product || byDefault == farm.m_Products.Defaults().end() ? product : byDefault->second;
-}
-
 /// What an administrator calls a product: its name, as far as one is known of the type.
 std::string Called(const Farm& farm, const UID& type) {
-  const auto product = Known(farm, type);
-  return product ? fmt::format("product '{}'", Shown(product->Name()))
+  const auto product = farm.m_Products.Known(type);
+  return product ? fmt::format("product '{}'", rlib::Excerpt(product->Name()).str())
                  : fmt::format("product {}", type.ToString().str());
-}
-
-/// `what` is "option" or the like, with its article.
-Result<> CheckName(const char* article, const char* what, const String& name) {
-  if (name.empty())
-    return Failure(fmt::format("The name of {} {} is empty", article, what));
-  if (const auto text = CheckText(name, k_MaxName); !text)
-    return Failure(fmt::format("The name of the {} '{}' {}", what, Shown(name), text.Reason().str()));
-  return {};
 }
 
 Result<> CheckMinutes(const String& text) {
@@ -74,7 +53,8 @@ Result<> CheckValue(const String& name, const String& value, bool global) {
       check = minutes.Why();
   }
   if (!check)
-    return Failure(fmt::format("The value of the option '{}' {}", Shown(name), check.Reason().str()));
+    return Failure(
+        fmt::format("The value of the option '{}' {}", rlib::Excerpt(name).str(), check.Reason().str()));
   return {};
 }
 
@@ -91,7 +71,7 @@ Result<UID> SectionOf(const Farm& farm, const String& section) {
   UID type;
   if (!type.FromString(section))
     return Failure(fmt::format("The section '{}' is neither '{}' nor the identifier of a product",
-                               Shown(section), o_Distribution));
+                               rlib::Excerpt(section).str(), o_Distribution));
   if (const auto check = CheckType(farm, type); !check)
     return check.Why();
   return type;
@@ -235,7 +215,7 @@ Result<Judgement> JudgeAs(const Bench& bench, const ProductMsg& message) {
   if (!product)
     return product.Why();
   const UID& type = (*product)->Type();
-  if (const auto traps = CheckTraps(**product, Known(bench.m_Farm, type).get()); !traps)
+  if (const auto traps = CheckTraps(**product, bench.m_Farm.m_Products.Known(type).get()); !traps)
     return traps.Why();
   if (const auto names = CheckNames(bench.m_Farm.m_Products, **product); !names)
     return names.Why();
@@ -252,6 +232,7 @@ Result<Judgement> JudgeAs(const Bench& bench, const RemoveProductMsg& message) {
   if (type.IsNull()) {
     for (const auto& entry : bench.m_Farm.m_Products.Customised())
       SetProduct(bench.m_Farm, entry.first, std::nullopt, judgement.m_Change);
+    judgement.m_ReloadsDefaults = true;
     return judgement;
   }
   if (const auto check = CheckType(bench.m_Farm, type); !check)

@@ -9,7 +9,6 @@
 namespace brenic::master {
 
 /// Limits of what the Master takes, in bytes unless said otherwise.
-inline constexpr size_t k_MaxName = 256;
 inline constexpr size_t k_MaxValue = 64 * 1024;
 /// Of the global option `Message`, which travels in every Welcome: that stays below 64 KiB, the most that
 /// clients once took before they were welcome.
@@ -30,6 +29,7 @@ struct Judgement {
   shared_ptr<Message> m_Reply; // to a request that only reads
   /// The product type that clients are told of, whether it changed or not; the null type: of all.
   std::optional<UID> m_ProductTold;
+  bool m_ReloadsDefaults = false; // AddDefaults is to add what that changes
 };
 
 /// The machine commands that this Master can carry out; empty ones are not configured.

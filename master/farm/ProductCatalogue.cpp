@@ -23,10 +23,17 @@ void ProductCatalogue::AddDefault(const shared_ptr<const Product>& product) {
   Refresh(product->Type());
 }
 
-void ProductCatalogue::Customise(const States& states) {
+void ProductCatalogue::Customise(const States& states, const ProductMap& defaults) {
   // Names are given up before any is taken, so that the order of the types does not matter.
   for (const auto& entry : states)
     Withdraw(entry.first);
+  for (const auto& [type, product] : defaults) {
+    Withdraw(type);
+    if (product)
+      m_Defaults[type] = product;
+    else
+      m_Defaults.erase(type);
+  }
   for (const auto& [type, customisation] : states) {
     if (customisation)
       m_Customised[type] = *customisation;
@@ -34,6 +41,8 @@ void ProductCatalogue::Customise(const States& states) {
       m_Customised.erase(type);
   }
   for (const auto& entry : states)
+    Refresh(entry.first);
+  for (const auto& entry : defaults)
     Refresh(entry.first);
   RefreshHidden();
 }
@@ -51,6 +60,12 @@ bool ProductCatalogue::IsCustom(const UID& type) const {
 shared_ptr<const Product> ProductCatalogue::Find(const UID& type) const {
   const auto found = m_Effective.find(type);
   return found != m_Effective.end() ? found->second : nullptr;
+}
+
+shared_ptr<const Product> ProductCatalogue::Known(const UID& type) const {
+  const auto product = Find(type);
+  const auto byDefault = m_Defaults.find(type);
+  return product || byDefault == m_Defaults.end() ? product : byDefault->second;
 }
 
 std::optional<NameClash> ProductCatalogue::FindNameClash(const Product& product) const {

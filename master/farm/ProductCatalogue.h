@@ -32,8 +32,9 @@ public:
   using States = rlib::map<UID, std::optional<Customisation>>;
 
   void AddDefault(const shared_ptr<const Product>& product);
-  /// An installed product hides the default one of its type. A removed type does not show.
-  void Customise(const States& states);
+  /// An installed product hides the default one of its type. A removed type does not show. `defaults` are the
+  /// default products of their types from now on; null: there is none any more.
+  void Customise(const States& states, const ProductMap& defaults = {});
 
   /// The customised types, as they are.
   const rlib::map<UID, Customisation>& Customised() const { return m_Customised; }
@@ -43,6 +44,8 @@ public:
   const ProductMap& Effective() const { return m_Effective; }
   /// Null when the farm has no product of the type.
   shared_ptr<const Product> Find(const UID& type) const;
+  /// The product of the type, or the default one of it that does not show; null when there is neither.
+  shared_ptr<const Product> Known(const UID& type) const;
   bool IsCustom(const UID& type) const;
   bool IsDefault(const UID& type) const { return m_Defaults.count(type) > 0; }
   const ProductMap& Defaults() const { return m_Defaults; }

@@ -17,4 +17,13 @@ rlib::Result<> CheckText(const String& text, size_t limit) {
   return {};
 }
 
+rlib::Result<> CheckName(const char* article, const char* what, const String& name) {
+  if (name.empty())
+    return rlib::Failure(fmt::format("The name of {} {} is empty", article, what));
+  if (const auto text = CheckText(name, k_MaxName); !text)
+    return rlib::Failure(
+        fmt::format("The name of the {} '{}' {}", what, rlib::Excerpt(name).str(), text.Reason().str()));
+  return {};
+}
+
 } // namespace brenic::master

@@ -10,4 +10,9 @@ namespace brenic::master {
 /// what the text is: "holds a control character".
 rlib::Result<> CheckText(const String& text, size_t limit);
 
+inline constexpr size_t k_MaxName = 256; // bytes
+
+/// Whether `name` can be that of an option or a restriction, which `what` says, with its article.
+rlib::Result<> CheckName(const char* article, const char* what, const String& name);
+
 } // namespace brenic::master

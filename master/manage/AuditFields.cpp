@@ -176,6 +176,8 @@ Json ChangeJson(const Change& change) {
     json["pathTranslations"] = ToJson(change.m_Translations);
   if (!change.m_Products.empty())
     json["products"] = StepsJson("type", change.m_Products);
+  if (!change.m_Defaults.empty())
+    json["defaultProducts"] = StepsJson("type", change.m_Defaults);
   return json;
 }
 

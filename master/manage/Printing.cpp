@@ -7,6 +7,7 @@
 
 #include "Release.h"
 #include "brenic/Options.h"
+#include "brenic/ProductMessages.h"
 #include "manage/AuditFields.h"
 #include "rlib/Escape.h"
 #include "rlib/IniFile.h"
@@ -181,7 +182,10 @@ bool IsHidden(const Json& fields) {
 
 /// What the record's request did, where its fields do not tell; null where they do.
 Json HiddenChange(const AuditRecord& record, const Json& fields) {
-  if (!IsHidden(fields))
+  // What a reset of the products found in the folder of default products, its fields do not tell either.
+  const bool isReset = record.m_Class == RemoveProductMsg::k_Description.m_ClassName &&
+                       fields.contains("productType") && fields["productType"] == UID::Null.ToString().str();
+  if (!isReset && !IsHidden(fields))
     return nullptr;
   try {
     const auto change = record.LoadedChange();

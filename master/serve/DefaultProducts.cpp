@@ -42,16 +42,17 @@ private:
 
 } // namespace
 
-std::vector<Path> DefaultProductFiles(const Path& folder) {
+rlib::Result<std::vector<Path>> DefaultProductFiles(const Path& folder) {
   namespace fs = std::filesystem;
   std::error_code error;
   std::vector<fs::path> found;
-  for (const auto& entry : fs::directory_iterator(folder.str().str(), error)) {
-    if (entry.path().extension() == ".json")
-      found.push_back(entry.path());
+  for (fs::directory_iterator entry(folder.str().str(), error); !error && entry != fs::directory_iterator();
+       entry.increment(error)) {
+    if (entry->path().extension() == ".json")
+      found.push_back(entry->path());
   }
   if (error)
-    throw new Exception(
+    return rlib::Failure(
         fmt::format("Cannot read the folder of products '{}': {}", folder.str().str(), error.message()));
   std::sort(found.begin(), found.end());
   std::vector<Path> files;
@@ -83,7 +84,7 @@ ProductMap LoadDefaultProducts(const std::vector<Path>& files, const ProductMap&
     products.AddDefault(product);
     // Taken all the same: a farm is not to lose a product that it has had.
     const auto held = earlier.find(product->Type());
-    const bool isKnown = held != earlier.end() && held->second == product;
+    const bool isKnown = held != earlier.end() && held->second->Document() == product->Document();
     if (const auto traps = isKnown ? rlib::Result<>() : CheckTraps(*product, nullptr); !traps)
       rlib::LogWarning(fmt::format("The product of '{}' is taken, but could not be imported: {}",
                                    file.str().str(), traps.Reason().str()));

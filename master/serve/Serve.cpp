@@ -100,14 +100,18 @@ void Serve(const ServeOptions& options) {
   serverOptions.m_Places = ClientPlaces();
   serverOptions.m_ConnectionsPerCertificate = configuration.m_ConnectionsPerCertificate;
   const Path products = ProductsFolder(options, configuration);
-  const auto productFiles = products.empty() ? std::vector<Path>() : DefaultProductFiles(products);
+  serverOptions.m_Products = products;
+  const rlib::Result<std::vector<Path>> productFiles =
+      products.empty() ? std::vector<Path>() : DefaultProductFiles(products);
+  if (!productFiles)
+    throw new Exception(productFiles.Reason());
   CheckListen(serverOptions.m_Listen);
 
   // Last, for there is no way back: an earlier Master does not read the new layout.
   SqliteStore::BringToThisLayout(options.m_Folder);
   auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadWrite);
   if (!products.empty())
-    UpdateDefaultProducts(*store, productFiles);
+    UpdateDefaultProducts(*store, *productFiles);
   options.m_RenewCertificate(*store);
   auto directory = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadOnly);
 

@@ -7,6 +7,7 @@
 #include "brenic/MessageClasses.h"
 #include "brenic/Options.h"
 #include "rlib/Log.h"
+#include "serve/DefaultProducts.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
 
@@ -75,9 +76,10 @@ size_t Batch::Bytes() const {
   return bytes;
 }
 
-Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run)
+Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run,
+               Path products)
     : m_Store(std::move(store)), m_Commands(std::move(commands)), m_Deliver(std::move(deliver)),
-      m_Run(std::move(run)), m_Farm(m_Store->LoadFarm()) {
+      m_Run(std::move(run)), m_Products(std::move(products)), m_Farm(m_Store->LoadFarm()) {
   Publish(true, true);
   for (const UID& type : m_Farm.m_Products.Hidden())
     rlib::LogWarning("The default product " + type.ToString() +
@@ -260,6 +262,10 @@ Writer::Decision Writer::DecideNew(const Request& request) const {
   auto judgement = Judge(m_Farm, m_Commands, *request.m_Message);
   if (judgement && judgement->m_Reply && !FitsFrame(*judgement->m_Reply))
     judgement = rlib::Failure("The reply would be too long; ask for fewer options at a time");
+  if (judgement && judgement->m_ReloadsDefaults) {
+    if (const auto reloaded = ReloadDefaults(judgement->m_Change); !reloaded)
+      judgement = reloaded.Why();
+  }
   if (!judgement) {
     decision.m_Reason = judgement.Reason();
     return decision;
@@ -267,6 +273,18 @@ Writer::Decision Writer::DecideNew(const Request& request) const {
   decision.m_Outcome = wire::Answer::COMMITTED;
   decision.m_Judgement = std::move(*judgement);
   return decision;
+}
+
+rlib::Result<> Writer::ReloadDefaults(Change& change) const {
+  if (m_Products.empty())
+    return {};
+  const auto files = DefaultProductFiles(m_Products);
+  if (!files) {
+    rlib::LogError("The products are not reset: " + files.Reason());
+    return rlib::Failure(files.Reason() + "; nothing was changed");
+  }
+  AddDefaults(m_Farm, LoadDefaultProducts(*files, m_Farm.m_Products.Defaults()), change);
+  return {};
 }
 
 AuditRecord Writer::MakeRecord(const Request& request, const Decision& decision, const std::string& digest,

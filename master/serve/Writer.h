@@ -43,8 +43,10 @@ public:
   /// Called on the writer's thread.
   using Deliver = std::function<void(Batch batch)>;
 
-  /// `run` names this process of the Master in the audit trail.
-  Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run);
+  /// `run` names this process of the Master in the audit trail. A reset of the products reads the default
+  /// ones from the folder `products`, on the writer's thread; with an empty one they stay as they are.
+  Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run,
+         Path products = {});
   /// Finishes what was submitted, and the store.
   ~Writer();
 
@@ -74,6 +76,7 @@ private:
   void WaitUntilTaken();
   Decision Decide(const Request& request, const std::string& digest);
   Decision DecideNew(const Request& request) const;
+  rlib::Result<> ReloadDefaults(Change& change) const;
   Decision Repeat(const Request& request, const AuditRecord& earlier, const std::string& digest) const;
   AuditRecord MakeRecord(const Request& request, const Decision& decision, const std::string& digest,
                          std::shared_ptr<const Change> change) const;
@@ -83,6 +86,7 @@ private:
   const MachineCommandLines m_Commands;
   const Deliver m_Deliver;
   const std::string m_Run;
+  const Path m_Products;
   Farm m_Farm;
   std::shared_ptr<const Snapshot> m_Snapshot;
 

@@ -52,6 +52,26 @@ std::optional<Customisation> Decode(bool present, const bytes::Customisation& fi
   return Customisation{field.digest().empty() ? nullptr : findDocument(field.digest())};
 }
 
+using ProductSteps = std::map<UID, Step<Customisation>>;
+using ProductFields = google::protobuf::RepeatedPtrField<bytes::ProductStep>;
+
+void EncodeProducts(const ProductSteps& steps, ProductFields& fields) {
+  for (const auto& [type, product] : steps) {
+    bytes::ProductStep& step = *fields.Add();
+    step.set_type(wire::IdentifierBytes(type));
+    Encode(product.m_Before, [&] { return step.mutable_before(); });
+    Encode(product.m_After, [&] { return step.mutable_after(); });
+  }
+}
+
+ProductSteps DecodeProducts(const ProductFields& fields, const FindDocument& findDocument) {
+  ProductSteps steps;
+  for (const bytes::ProductStep& step : fields)
+    steps[wire::Identifier(step.type())] = {Decode(step.has_before(), step.before(), findDocument),
+                                            Decode(step.has_after(), step.after(), findDocument)};
+  return steps;
+}
+
 std::optional<String> Text(bool present, const std::string& field) {
   return present ? std::optional(String(field)) : std::nullopt;
 }
@@ -115,10 +135,8 @@ Change FromBytes(const bytes::Change& in, const FindDocument& findDocument) {
     change.m_Restrictions[step.name()] = step.on();
   change.m_Translations = DecodeRuns<TranslationSet>(
       in.translations(), [](const wire::PathTranslation& field) { return wire::FromWire(field); });
-  for (const bytes::ProductStep& step : in.products())
-    change.m_Products[wire::Identifier(step.type())] = {
-        Decode(step.has_before(), step.before(), findDocument),
-        Decode(step.has_after(), step.after(), findDocument)};
+  change.m_Products = DecodeProducts(in.products(), findDocument);
+  change.m_Defaults = DecodeProducts(in.defaults(), findDocument);
   return change;
 }
 
@@ -135,12 +153,8 @@ std::string EncodeChange(const Change& change) {
   }
   EncodeRuns(change.m_Translations, out.mutable_translations(),
              [](const TranslationSet& set, wire::PathTranslation* field) { wire::ToWire(set, *field); });
-  for (const auto& [type, product] : change.m_Products) {
-    bytes::ProductStep& step = *out.add_products();
-    step.set_type(wire::IdentifierBytes(type));
-    Encode(product.m_Before, [&] { return step.mutable_before(); });
-    Encode(product.m_After, [&] { return step.mutable_after(); });
-  }
+  EncodeProducts(change.m_Products, *out.mutable_products());
+  EncodeProducts(change.m_Defaults, *out.mutable_defaults());
   return out.SerializeAsString();
 }
 

@@ -18,14 +18,16 @@ void SqliteStore::Record(const AuditRecord& record) {
            Blob{record.m_Digest}, record.m_FieldsOfLayout1, record.m_Result, record.m_Reason, record.m_Run,
            static_cast<int64_t>(record.m_Size), OptionalBlob{record.m_Request.get()},
            OptionalBlob{record.m_Change ? &change : nullptr});
-  if (!record.m_Change || record.m_Change->m_Products.empty())
+  if (!record.m_Change)
     return;
   const int64_t sequence = sqlite3_last_insert_rowid(m_Database.Handle());
-  for (const auto& [type, step] : record.m_Change->m_Products) {
-    for (const auto& state : {step.m_Before, step.m_After}) {
-      if (state && state->m_Installed)
-        Prepared("INSERT OR IGNORE INTO change_document VALUES (?,?)")
-            .Run(Blob{KeepDocument(*state->m_Installed)}, sequence);
+  for (const auto* products : {&record.m_Change->m_Products, &record.m_Change->m_Defaults}) {
+    for (const auto& [type, step] : *products) {
+      for (const auto& state : {step.m_Before, step.m_After}) {
+        if (state && state->m_Installed)
+          Prepared("INSERT OR IGNORE INTO change_document VALUES (?,?)")
+              .Run(Blob{KeepDocument(*state->m_Installed)}, sequence);
+      }
     }
   }
 }

@@ -127,6 +127,12 @@ void SqliteStore::ApplyProducts(const Change& change) {
     else
       Prepared("INSERT INTO product VALUES (?, 'removed', NULL)").Run(type);
   }
+  for (const auto& [type, step] : change.m_Defaults) {
+    Prepared("DELETE FROM product WHERE type = ? AND origin = 'default'").Run(type);
+    if (step.m_After && step.m_After->m_Installed)
+      Prepared("INSERT INTO product VALUES (?, 'default', ?)")
+          .Run(type, Blob{KeepDocument(*step.m_After->m_Installed)});
+  }
 }
 
 std::string SqliteStore::KeepDocument(const Product& product) {

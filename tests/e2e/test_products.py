@@ -191,6 +191,39 @@ class Products(FarmTest):
         self.farm.kill()
         self.farm.serve()
 
+    def test_the_reset_reads_the_default_products_again(self):
+        folder = self.own_defaults()
+        self.restart()
+        defaults = self.products()
+        self.assertDone(self.farm.run("-ImportProduct", self.own(), "-RemoveProduct", "fluid"))
+        (folder / "new.json").write_text(json.dumps({"id": OWN, "name": "New Tool"}))
+        (folder / "driftwater-simulation.json").write_text("{")
+        self.assertDone(self.farm.run("-RemoveProduct", NULL))
+        expected = {**defaults, "New Tool": "default"}
+        del expected["Driftwater Fluid Simulation"]
+        self.assertEqual(self.products(), expected)
+        self.assertIn("Left out the product of", (self.farm.data / "log/brenic-master.log").read_text())
+        change = self.farm.audit()[-1]["change"]["defaultProducts"]
+        self.assertEqual([(step["type"], (step["before"] or {}).get("name"), (step["after"] or {}).get("name"))
+                          for step in change],
+                         [(OWN, None, "New Tool"), (FLUID, "Driftwater Fluid Simulation", None)])
+        self.export("new tool", "new.json")
+        self.restart()
+        self.assertEqual(self.products(), expected)
+
+    def test_a_folder_that_cannot_be_read_is_not_taken_for_an_empty_one(self):
+        folder = self.own_defaults()
+        self.restart()
+        self.assertDone(self.farm.run("-ImportProduct", self.own()))
+        before = self.products()
+        folder.rename(self.farm.folder / "away")
+        result = self.farm.run("-RemoveProduct", NULL)
+        self.assertDone(result, 1)
+        self.assertOneLine(result.err, "The Master refused to remove the product: Cannot read the folder of products",
+                           "; nothing was changed")
+        self.assertEqual(self.products(), before)
+        self.assertIn("Cannot read the folder", (self.farm.data / "log/brenic-master.log").read_text())
+
     def test_a_name_that_another_product_has_is_refused(self):
         for changes in ({"name": "driftwater fluid simulation"}, {"aliases": ["FLUID"]}):
             result = self.farm.run("-ImportProduct", self.own(**changes))

@@ -75,10 +75,10 @@ Result<> CheckSchema(const json& parsed, const std::string& document) {
 Result<> CheckNames(const Product& product, const json& parsed, const std::string& document) {
   std::set<String, String::ciless> seen;
   const auto check = [&](const String& name, const JsonPath& path) -> Result<> {
-    const char* const wrong = rlib::EscapeControls(name) != name ? "holds a control character"
-                              : name.size() > k_MaxProductName   ? "is longer than 256 bytes"
-                              : !seen.insert(name).second        ? "is its name or an alias already"
-                                                                 : nullptr;
+    const char* const wrong = rlib::HoldsControls(name)        ? "holds a control character"
+                              : name.size() > k_MaxProductName ? "is longer than 256 bytes"
+                              : !seen.insert(name).second      ? "is its name or an alias already"
+                                                               : nullptr;
     if (!wrong)
       return {};
     return Failure(fmt::format("{}: {}, '{}', {}", PlaceOf(document, path), Called(parsed, path),

@@ -242,6 +242,37 @@ TEST(ProductsChange, OfTheNullTypeTakesBackEveryCustomisation) {
   EXPECT_EQ(TakenAndTurnedRound(farm, RemoveProduct(UID::Null)), Change());
 }
 
+TEST(DefaultsChange, HoldsWhatIsOtherInTheFolder) {
+  Farm farm = SampleFarm();
+  const auto alpha = farm.m_Products.Find(Type(1)), beta = farm.m_Products.Find(Type(2));
+  // The new Alpha has the name of Beta, which has become another product.
+  const auto newAlpha = MakeProduct(1, "Beta"), newBeta = MakeProduct(2, "Gamma"),
+             own = MakeProduct(3, "New");
+  Change change;
+  AddDefaults(farm, {{Type(1), newAlpha}, {Type(2), newBeta}, {Type(3), own}}, change);
+  EXPECT_EQ(change.m_Defaults,
+            (std::map<UID, Step<Customisation>>{{Type(1), {Custom(alpha), Custom(newAlpha)}},
+                                                {Type(2), {Custom(beta), Custom(newBeta)}},
+                                                {Type(3), {std::nullopt, Custom(own)}}}));
+  EXPECT_FALSE(change.IsEmpty());
+  farm.Take(change);
+  EXPECT_EQ(farm.m_Products.Find(Type(1))->Name(), "Beta");
+  EXPECT_EQ(farm.m_Products.Find(Type(2))->Name(), "Gamma");
+  EXPECT_TRUE(farm.m_Products.Hidden().empty());
+  EXPECT_FALSE(farm.m_Products.IsCustom(Type(1)));
+
+  Change none;
+  AddDefaults(farm, farm.m_Products.Defaults(), none);
+  EXPECT_TRUE(none.IsEmpty());
+  Change gone;
+  AddDefaults(farm, {}, gone);
+  farm.Take(gone);
+  EXPECT_TRUE(farm.m_Products.Effective().empty());
+  farm.Take(Inverse(gone));
+  farm.Take(Inverse(change));
+  EXPECT_EQ(Describe(farm), Describe(SampleFarm()));
+}
+
 TEST(ProductsChange, BringsBackADefaultProductThatGaveWayAndHidesItAgain) {
   Farm farm = FarmWithHiddenProduct();
   ASSERT_EQ(farm.m_Products.Hidden(), std::set<UID>{Type(8)});

@@ -59,7 +59,7 @@ protected:
           m_Batches.push_back(std::move(batch));
           m_Arrived.notify_all();
         },
-        run);
+        run, m_Products);
   }
 
   void Submit(const shared_ptr<Message>& message, const std::string& basis = {},
@@ -105,6 +105,7 @@ protected:
   }
 
   const TempFolder m_Folder;
+  Path m_Products; // folder of the default products, from the next Restart on
   std::mutex m_Mutex;
   std::condition_variable m_Arrived;
   std::vector<Batch> m_Batches;

@@ -155,6 +155,40 @@ TEST_F(WriterTest, GivesEachBatchWhatItPublishesAndNotWhatCameLater) {
     EXPECT_EQ(m_Batches[i].m_Snapshot->m_Products->m_Products.size(), 3 + i);
 }
 
+TEST_F(WriterTest, ReadsTheDefaultProductsAgainForAReset) {
+  const TempFolder products;
+  m_Products = products.Name();
+  Restart("second run");
+  m_Writer->Start();
+  WriteTextFile(products / "alpha.json", MakeProduct(1, "Alpha", {"a"})->Document());
+  WriteTextFile(products / "gamma.json", MakeProduct(3, "Gamma")->Document());
+  WriteTextFile(products / "broken.json", "{");
+  EXPECT_EQ(Ask(RemoveProduct(UID::Null)).m_Answer.outcome(), wire::Answer::COMMITTED);
+  const Batch& batch = m_Batches.back();
+  EXPECT_TRUE(batch.m_ProductsChanged);
+  EXPECT_FALSE(batch.m_ChangedProducts) << "clients are told all of them";
+  ProductMap shown = batch.m_Snapshot->m_Products->m_Products;
+  ASSERT_EQ(shown.size(), 2u);
+  EXPECT_EQ(shown.at(Type(3))->Name(), "Gamma");
+  // Before this process or the next one reads the folder again.
+  SqliteStore stored(m_Folder.Name(), Database::Mode::k_ReadOnly);
+  shown = stored.LoadFarm().m_Products.Effective();
+  EXPECT_EQ(shown.size(), 2u);
+  EXPECT_TRUE(shown.contains(Type(1)) && shown.contains(Type(3)));
+}
+
+TEST_F(WriterTest, RefusesAResetWhenTheFolderCannotBeRead) {
+  m_Products = m_Folder / "gone";
+  Restart("second run");
+  m_Writer->Start();
+  Ask(InstallProduct(MakeProduct(3, "Gamma")));
+  const Told told = Ask(RemoveProduct(UID::Null));
+  EXPECT_EQ(told.m_Answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_EQ(told.m_Answer.reason(), "Cannot read the folder of products '" + (m_Folder / "gone") +
+                                        "': No such file or directory; nothing was changed");
+  EXPECT_EQ(m_Batches.back().m_Snapshot->m_Products->m_Products.size(), 3u);
+}
+
 TEST_F(WriterTest, RecordsALargeRefusedRequestByDigestAndSize) {
   m_Writer->Start();
   Ask(Make<SetMasterOptionsMsg>([](auto& message) {

@@ -19,10 +19,12 @@ class Documents {
 public:
   void Add(const shared_ptr<const Product>& product) { m_Products[Sha256(product->Document())] = product; }
   void AddAll(const Change& change) {
-    for (const auto& [type, step] : change.m_Products) {
-      for (const auto& state : {step.m_Before, step.m_After}) {
-        if (state && state->m_Installed)
-          Add(state->m_Installed);
+    for (const auto* products : {&change.m_Products, &change.m_Defaults}) {
+      for (const auto& [type, step] : *products) {
+        for (const auto& state : {step.m_Before, step.m_After}) {
+          if (state && state->m_Installed)
+            Add(state->m_Installed);
+        }
       }
     }
   }
@@ -102,6 +104,18 @@ TEST(GoldenChange, Products) {
                "32140a10000000000000000000000000000000001a00"
                "32380a10f0f1f2f3f4f5f6f7f8f9fafbfcfdfeff12220a20"
                "44136fa355b3678a1146ad16f7e8649e94fb4fc21fe77e8310c060f61caaff8a1a00",
+               documents);
+}
+
+TEST(GoldenChange, DefaultProducts) {
+  Documents documents;
+  const auto product = boost::make_shared<const Product>(k_Type, "n", rlib::vector<String>(), "{}");
+  documents.Add(product);
+  Change change;
+  change.m_Defaults = {{k_Type, {Customisation{product}, std::nullopt}}};
+  ExpectGolden(change,
+               "3a360a10f0f1f2f3f4f5f6f7f8f9fafbfcfdfeff12220a20"
+               "44136fa355b3678a1146ad16f7e8649e94fb4fc21fe77e8310c060f61caaff8a",
                documents);
 }
 

@@ -233,6 +233,27 @@ TEST_F(StoredChanges, KeepTheDocumentsThatTheyReferTo) {
   EXPECT_EQ(m_Store->LoadFarm().m_Products.Find(Type(3))->Document(), own->Document());
 }
 
+TEST_F(StoredChanges, HoldDefaultProductsThatWereReadAnew) {
+  const Farm farm = m_Store->LoadFarm();
+  Change change;
+  AddDefaults(farm, {{Type(1), MakeProduct(1, "Alpha", {"new"})}, {Type(3), MakeProduct(3, "Gamma")}},
+              change);
+  m_Store->Begin();
+  m_Store->Apply(change);
+  m_Store->Record(RecordOf(change));
+  m_Store->Commit();
+  Open();
+  Farm taken = farm;
+  taken.Take(change);
+  EXPECT_EQ(Stored(), Describe(taken));
+  EXPECT_EQ(*Trail().back().LoadedChange(), change);
+  EXPECT_EQ(ChangeJson(change)["defaultProducts"].size(), 3u);
+  m_Store->Begin();
+  m_Store->Apply(Inverse(*Trail().back().LoadedChange()));
+  m_Store->Commit();
+  EXPECT_EQ(Stored(), Describe(farm));
+}
+
 TEST_F(StoredChanges, KeepTheDocumentsOfInstalledProductsWithoutARecord) {
   const auto own = MakeProduct(3, "Own");
   m_Store->Apply(ChangeOf(m_Store->LoadFarm(), *InstallProduct(own)));
