@@ -49,7 +49,7 @@ RequestResult MakeResult(const Request& request, const wire::Answer::Outcome out
 void NoteNews(const Farm& farm, const Judgement& judgement, Batch& batch) {
   batch.m_TranslationsChanged |= !judgement.m_Change.m_Translations.IsEmpty();
   const auto& told = judgement.m_ProductTold;
-  if (!told || judgement.m_Change.m_Products.empty())
+  if (!told || (judgement.m_Change.m_Products.empty() && judgement.m_Change.m_Defaults.empty()))
     return;
   batch.m_ProductsChanged = true;
   // A hidden default product may come to show with any change.
