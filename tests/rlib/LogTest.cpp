@@ -97,10 +97,13 @@ TEST_F(LogTest, ControlCharactersAreEscaped) {
   EXPECT_EQ(std::ranges::count(Written(), '\n'), 1);
 }
 
-TEST_F(LogTest, ReportShowsTheLineAndLogsItWithItsLevel) {
+TEST_F(LogTest, ReportLogsTheLineWithItsLevelThenShowsIt) {
   ASSERT_TRUE(Open());
   std::vector<std::pair<int, std::string>> logged;
-  Log::SetObserver([&](int level, const String& text) { logged.emplace_back(level, text.str()); });
+  Log::SetObserver([&](int level, const String& text) {
+    EXPECT_EQ(static_cast<size_t>(std::ranges::count(m_Shown, '\n')), logged.size());
+    logged.emplace_back(level, text.str());
+  });
   rlib::Report(Log::k_Error, "Cannot read it");
   rlib::Report(Log::k_Warning, "P:\\proj \xc3\xa4 \xff %s");
   Log::SetObserver({});

@@ -26,6 +26,7 @@ public:
       static constexpr const char* k_Names[] = {"NOTHING", "ERROR", "WARNING", "SYSTEM",
                                                 "INFO",    "DEBUG", "TRACE"};
       m_Log.push_back(k_Names[level] + (" " + text.str()));
+      m_WrittenAtLastLine = m_Out + m_Err;
       TheScript().m_Events.push_back(m_Log.back());
     });
   }
@@ -42,6 +43,7 @@ public:
   std::vector<std::string> m_Log;
   std::string m_Out;
   std::string m_Err;
+  std::string m_WrittenAtLastLine; // what stood on both streams when the last log line was written
 };
 
 } // namespace scripted

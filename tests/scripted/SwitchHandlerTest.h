@@ -21,19 +21,21 @@ protected:
     return m_Access.ParseCommandLine();
   }
 
-  /// The text stands on standard error and in the log, and nothing else was said.
+  /// The text stands in the log, then on standard error, and nothing else was said.
   void ExpectError(const std::string& text) {
     EXPECT_EQ(m_Recorder.m_Err, text + "\n");
     EXPECT_THAT(m_Recorder.m_Log, testing::ElementsAre("ERROR " + text));
+    EXPECT_EQ(m_Recorder.m_WrittenAtLastLine, "");
     EXPECT_EQ(m_Recorder.m_Out, "");
     EXPECT_EQ(m_Access.m_ExitCode, 0);
   }
-  /// The text stands on standard output and ends the log, and the run will end with 1.
+  /// The text stands on standard output, then ends the log, and the run will end with 1.
   void ExpectProductError(const std::string& text) {
     EXPECT_EQ(m_Recorder.m_Out, text + "\n");
     EXPECT_EQ(m_Recorder.m_Err, "");
     ASSERT_FALSE(m_Recorder.m_Log.empty());
     EXPECT_EQ(m_Recorder.m_Log.back(), "ERROR " + text);
+    EXPECT_EQ(m_Recorder.m_WrittenAtLastLine, text + "\n");
     EXPECT_EQ(m_Access.m_ExitCode, 1);
   }
   void ExpectSilence() {

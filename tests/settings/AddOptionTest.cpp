@@ -23,6 +23,7 @@ protected:
   void ExpectError(const std::string& text) {
     EXPECT_EQ(m_Recorder.m_Err, text + "\n");
     EXPECT_THAT(m_Recorder.m_Log, ElementsAre("ERROR " + text));
+    EXPECT_EQ(m_Recorder.m_WrittenAtLastLine, "");
     EXPECT_EQ(m_Recorder.m_Out, "");
   }
 
