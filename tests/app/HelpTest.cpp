@@ -1,5 +1,6 @@
 #include "TempFolder.h"
 #include "scripted/SetwrightTest.h"
+#include "scripted/Writes.h"
 
 using namespace scripted;
 using testing::ElementsAre;
@@ -29,6 +30,21 @@ TEST_F(HelpTest, BeginsWithAnEmptyLineAndTheNameWithItsTrailingSpace) {
 TEST_F(HelpTest, EndsWithOneEmptyLine) {
   m_Access.Usage();
   EXPECT_TRUE(m_Recorder.m_Out.ends_with("Override Master port only\n\n"));
+}
+
+TEST_F(HelpTest, IsWrittenLineByLine) {
+  const Writes writes = WritesOf(m_Recorder, [this] { m_Access.Usage(); });
+  std::string text;
+  for (const std::string& line : writes.m_Texts) {
+    EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
+    text += line;
+  }
+  EXPECT_EQ(text, ReadTextFile(HELP_TEXT));
+}
+
+TEST_F(HelpTest, IsTraced) {
+  const Writes writes = WritesOf(m_Recorder, [this] { m_Access.Usage(); });
+  EXPECT_THAT(writes.m_OpenCalls, testing::HasSubstr("\n  SetwrightApp::Usage (Setwright:"));
 }
 
 class HelpSwitchTest : public SetwrightTest, public testing::WithParamInterface<std::vector<const char*>> {};
