@@ -96,6 +96,17 @@ TEST(TranslationTableTest, WidthsAreInBytes) {
                                                                             "/1234\n");
 }
 
+TEST(TranslationTableTest, TheLongestRootsOfAFarmHaveTheirWidth) {
+  const std::string root(4096, 'x');
+  const std::string rest(4096 - 3, ' ');
+  EXPECT_EQ(TranslationTable({{{2, Path("")}}, {{2, Path(root)}}}, 1).str(),
+            "Mac" + rest + "\n" + std::string(4096, '-') + "\n" + std::string(4096, ' ') + "\n" + root +
+                "\n");
+  EXPECT_EQ(TranslationTable({{{2, Path(root)}}, {{2, Path("")}}}, 2).str(),
+            "* Mac *" + std::string(4098 - 7, ' ') + "\n" + std::string(4098, '-') + "\n(" + root + ")\n()" +
+                std::string(4096, ' ') + "\n");
+}
+
 TEST(TranslationTableTest, RootsStandAsTheyAre) {
   EXPECT_EQ(TranslationTable({{{0, Path("\"%s\\n\" | ")}}}, 1), "Windows  \n"
                                                                 "---------\n"
@@ -120,6 +131,19 @@ TEST(TranslationLineTest, RootsStandInTheOrderOfKeysWithoutThem) {
 
 TEST(TranslationLineTest, NothingIsEscaped) {
   EXPECT_EQ(TranslationLine({{{0, Path("\\\\s\\\"x\"\t,]ü%s")}}}), "[[\"\\\\s\\\"x\"\t,]ü%s\"]]");
+}
+
+TEST(TranslationLineTest, ControlCharactersStandAsTheyAre) {
+  std::string controls = "\x7f";
+  for (char c = 0x1f; c > 0; --c)
+    controls += c;
+  EXPECT_EQ(TranslationLine({{{0, Path(controls)}}}).str(), "[[\"" + controls + "\"]]");
+}
+
+TEST(TranslationLineTest, TheLongestRootsOfAFarmStandWhole) {
+  const std::string root(4096, 'x');
+  EXPECT_EQ(TranslationLine({{{0, Path(root)}, {1, Path("")}, {2, Path(root)}}}).str(),
+            "[[\"" + root + "\",\"\",\"" + root + "\"]]");
 }
 
 } // namespace

@@ -1,9 +1,5 @@
 #include <boost/weak_ptr.hpp>
-#include <chrono>
-#include <thread>
-#include <unistd.h>
 
-#include "Layout.h"
 #include "ProcessTest.h"
 
 using namespace brenic;
@@ -89,66 +85,6 @@ TEST_F(ProcessTest, ALaterCallFindsNothingToDoAndKeepsTheMessage) {
   EXPECT_FALSE(m_Access.m_CurrentTranslationsMsg);
 }
 
-TEST_F(ProcessTest, ShowsTheTableBetweenEmptyLines) {
-  Have({Roots("X:", "/mnt/x", "/Volumes/x"), Roots("P:\\proj", "/mnt/proj", "")});
-  m_Access.m_ShowPathTranslations = true;
-  m_Access.ProcessPathTranslations();
-  EXPECT_EQ(m_Recorder.m_Out, "\n"
-                              "Windows | * Linux *   | Mac       \n"
-                              "--------+-------------+-----------\n"
-                              "X:      | (/mnt/x)    | /Volumes/x\n"
-                              "P:\\proj | (/mnt/proj) |           \n"
-                              "\n");
-  EXPECT_FALSE(m_Access.m_ShowPathTranslations);
-  EXPECT_FALSE(m_Access.m_CurrentTranslationsMsg);
-  EXPECT_THAT(m_Script.m_Events, IsEmpty());
-  EXPECT_EQ(m_Recorder.m_Err, "");
-}
-
-TEST_F(ProcessTest, ShowsOneLineForScripts) {
-  Have({Roots("X:", "/mnt/x", "/Volumes/x"), Roots("P:\\proj", "/mnt/proj", "")});
-  m_Access.m_ShowPathTranslations = m_Access.m_DisplayJSON = true;
-  m_Access.ProcessPathTranslations();
-  EXPECT_EQ(m_Recorder.m_Out, "[[\"X:\",\"/mnt/x\",\"/Volumes/x\"],[\"P:\\proj\",\"/mnt/proj\",\"\"]]\n");
-  EXPECT_FALSE(m_Access.m_ShowPathTranslations);
-}
-
-TEST_F(ProcessTest, ShowsAnEmptyListAsTwoEmptyLines) {
-  Have({});
-  m_Access.m_ShowPathTranslations = true;
-  m_Access.ProcessPathTranslations();
-  EXPECT_EQ(m_Recorder.m_Out, "\n\n");
-}
-
-TEST_F(ProcessTest, ShowsAnEmptyListAsBracketsForScripts) {
-  Have({});
-  m_Access.m_ShowPathTranslations = m_Access.m_DisplayJSON = true;
-  m_Access.ProcessPathTranslations();
-  EXPECT_EQ(m_Recorder.m_Out, "[]\n");
-}
-
-TEST_F(ProcessTest, IsShownOnlyOnce) {
-  Have({});
-  m_Access.m_ShowPathTranslations = true;
-  m_Access.ProcessPathTranslations();
-  Have({k_A});
-  m_Access.ProcessPathTranslations();
-  EXPECT_EQ(m_Recorder.m_Out, "\n\n");
-}
-
-TEST_F(ProcessTest, TheListIsShownAsItWasBeforeTheChanges) {
-  std::string shown;
-  m_Script.m_OnSend = [&](const auto&) { shown = m_Recorder.m_Out; };
-  Have({k_A});
-  m_Access.m_ShowPathTranslations = m_Access.m_DisplayJSON = true;
-  m_Access.m_AddTranslations = {k_New};
-  m_Access.m_RemoveRoots = {"A:"};
-  m_Access.ProcessPathTranslations();
-  EXPECT_EQ(shown, "[[\"A:\",\"/a\",\"/Va\"]]\n");
-  EXPECT_EQ(m_Recorder.m_Out, shown);
-  EXPECT_THAT(Sent(), ElementsAre(k_New));
-}
-
 TEST_F(ProcessTest, TheLastListThatArrivedIsKept) {
   m_App.Startup(m_Access.m_CommandLine);
   m_Script.m_Events.clear();
@@ -200,34 +136,6 @@ TEST_F(ProcessTest, AListThatArrivesAfterTheChangeIsReleasedByTheNextPass) {
   EXPECT_EQ(m_Script.m_Sent.size(), 1u);
 }
 
-TEST_F(ProcessTest, TheSwitchForScriptsAloneShowsNothing) {
-  m_Script.m_Passes = {[] {
-    Arrive(ListOf({k_A}));
-    ProductsArrive();
-  }};
-  EXPECT_EQ(Run({"-DumpLogs", "-JSON"}), 0);
-  EXPECT_EQ(m_Recorder.m_Out, "");
-  EXPECT_THAT(m_Script.SentClasses(), ElementsAre("LogDumpMsg"));
-}
-
-TEST_F(ProcessTest, TheSwitchForScriptsCountsWhereverItStands) {
-  for (const std::vector<const char*>& line :
-       {std::vector<const char*>{"-json", "-GetPathTranslations"},
-        std::vector<const char*>{"-GetPathTranslations", "-DumpLogs", "-JSON"}}) {
-    SetwrightApp app;
-    m_Recorder.m_Out.clear();
-    m_Script.m_Executes = 0;
-    m_Script.m_Passes = {[] {
-      Arrive(ListOf({}));
-      ProductsArrive();
-    }};
-    std::vector<const char*> arguments{"setwright"};
-    arguments.insert(arguments.end(), line.begin(), line.end());
-    EXPECT_EQ(app.Start(static_cast<int>(arguments.size()), const_cast<char**>(arguments.data())), 0);
-    EXPECT_EQ(m_Recorder.m_Out, "[]\n");
-  }
-}
-
 TEST_F(ProcessTest, IsTracedWithItsLine) {
   std::string calls;
   rlib::Log::SetObserver([&](int, const rlib::String&) { calls = rlib::OpenCallEntries().str(); });
@@ -249,37 +157,36 @@ TEST_F(ProcessTest, TheSlotOfTheListIsTracedWithItsLine) {
   EXPECT_THAT(calls, HasSubstr("\n  SetwrightApp::OnPathTranslations (Setwright:206)\n"));
 }
 
-TEST_F(ProcessTest, TheDisplayIsTracedWithItsLine) {
-  // While a display that is larger than any pipe is read, its call is open on the other thread.
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  const int output = dup(STDOUT_FILENO);
-  fflush(stdout);
-  dup2(ends[1], STDOUT_FILENO);
-  close(ends[1]);
-  rlib::stdOut.Capture(nullptr);
-
-  Have(SetList(20000, Roots("X:", std::string(200, 'x').c_str(), "")));
-  m_Access.m_ShowPathTranslations = true;
-  const size_t size = TranslationTable(m_Access.m_CurrentTranslationsMsg->m_Translations, 1).size() + 2;
-  std::string calls;
-  size_t received = 0;
-  std::thread reader([&] {
-    std::vector<char> buffer(1 << 16);
-    for (ssize_t count = 1; count > 0; received += static_cast<size_t>(count)) {
-      count = read(ends[0], buffer.data(), received == 0 ? 1 : buffer.size());
-      if (received == 0)
-        calls = rlib::OpenCallEntries().str();
-    }
+TEST_F(ProcessTest, AChangeIsLoggedMadeSentAndForgottenInThisOrder) {
+  const auto earlier = m_Access.m_PathTranslationsMsg = ListOf({});
+  std::vector<std::string> steps;
+  m_Access.m_CurrentTranslationsMsg.reset(new PathTranslationsMsg, [&](PathTranslationsMsg* list) {
+    steps.push_back("released");
+    EXPECT_THAT(m_Access.m_RemoveRoots, IsEmpty());
+    EXPECT_THAT(m_Access.m_AddTranslations, IsEmpty());
+    delete list;
   });
+  m_Access.m_CurrentTranslationsMsg->m_Translations = {k_A, k_B};
+  m_Access.m_AddTranslations = {k_New};
+  m_Access.m_RemoveRoots = {"/a"};
+  const auto expectAllPending = [&] {
+    EXPECT_TRUE(m_Access.m_CurrentTranslationsMsg);
+    EXPECT_EQ(m_Access.m_AddTranslations.size(), 1u);
+    EXPECT_EQ(m_Access.m_RemoveRoots.size(), 1u);
+  };
+  rlib::Log::SetObserver([&](int, const rlib::String& line) {
+    steps.push_back(line.str());
+    EXPECT_EQ(m_Access.m_PathTranslationsMsg, earlier);
+    expectAllPending();
+  });
+  m_Script.m_OnSend = [&](const boost::shared_ptr<Message>& message) {
+    steps.push_back("sent");
+    EXPECT_EQ(m_Access.m_PathTranslationsMsg, message);
+    EXPECT_THAT(m_Access.m_PathTranslationsMsg->m_Translations, ElementsAre(k_B, k_New));
+    expectAllPending();
+  };
   m_Access.ProcessPathTranslations();
-  dup2(output, STDOUT_FILENO);
-  close(output);
-  reader.join();
-  close(ends[0]);
-  EXPECT_EQ(received, size);
-  EXPECT_THAT(calls, HasSubstr("\n  SetwrightApp::DisplayPathTranslations (Setwright:213)\n"
-                               "  SetwrightApp::ProcessPathTranslations (Setwright:297)\n"));
+  EXPECT_THAT(steps, ElementsAre("Adding/Removing path translations", "sent", "released"));
 }
 
 } // namespace

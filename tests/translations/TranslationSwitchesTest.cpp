@@ -118,6 +118,18 @@ TEST_F(TranslationSwitchesTest, AThirdRootMayLookLikeASwitch) {
   EXPECT_FALSE(m_Access.m_ShowInfo);
 }
 
+TEST_F(TranslationSwitchesTest, AThirdRootMayBeAnyText) {
+  const std::string longest(4096, 'x');
+  for (const char* root : {"", " ", "-", "--", "-h", "-JSON", "-PathTranslation", "-RemovePathTranslation",
+                           "\"\"", "a\nb", "%s%n", "\xff", "X:", longest.c_str()}) {
+    m_Access.m_AddTranslations.clear();
+    EXPECT_TRUE(Parse({"-PathTranslation", "A", "B", root})) << root;
+    EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("A", "B", root)));
+    EXPECT_THAT(m_Access.m_RemoveRoots, IsEmpty()) << root;
+  }
+  ExpectSilence();
+}
+
 TEST_F(TranslationSwitchesTest, ExactlyThreeRootsAreConsumed) {
   EXPECT_TRUE(Parse({"-PathTranslation", "-Info", "-DumpLogs", "-Reboot", "-SuperExit", "stray"}));
   EXPECT_THAT(m_Access.m_AddTranslations, ElementsAre(Roots("-Info", "-DumpLogs", "-Reboot")));
