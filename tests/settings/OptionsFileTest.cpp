@@ -1,39 +1,13 @@
-#include <sys/stat.h>
-
+#include "OptionsFileTest.h"
 #include "brenic/Options.h"
-#include "scripted/SwitchHandlerTest.h"
 
 using namespace brenic;
 using namespace scripted;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Pair;
 
 namespace {
-
-class OptionsFileTest : public SwitchHandlerTest {
-protected:
-  OptionsFileTest() {
-    Install(1, "Alpha", {"first"}, R"([{"name":"Depth","default":5},{"name":"Fast","default":true}])");
-    Install(2, "Beta");
-  }
-  bool Copy(std::vector<const char*> arguments, int index = 0) {
-    return Handle(&SetwrightAppAccess::AddFile, std::move(arguments), index);
-  }
-  /// Reads a file with these contents.
-  bool CopyText(const std::string& text) {
-    WriteTextFile(m_File, text);
-    return Copy({"-CopyFile", m_File.c_str()});
-  }
-  void ExpectNothingPending() {
-    EXPECT_FALSE(m_Access.m_OptionsMsg || m_Access.m_LimitsMsg || m_Access.m_RestrictionsMsg);
-    EXPECT_THAT(m_Access.m_TypeOptionsMsgs, IsEmpty());
-  }
-
-  const TempFolder m_Folder;
-  const std::string m_File = m_Folder / "options.ini";
-};
 
 TEST_F(OptionsFileTest, EverySectionGoesToItsRequestWithoutAWord) {
   EXPECT_TRUE(CopyText("[Distribution]\nMaxJobs=5\n[Restrictions]\nNoDelete=yes\n[Limit]\nBeta=3\n"
@@ -150,6 +124,31 @@ TEST_F(OptionsFileTest, DefaultValuesOfATypeAreSkipped) {
   ExpectSilence();
 }
 
+TEST_F(OptionsFileTest, DefaultValuesDoNotEndTheSectionOfAType) {
+  EXPECT_TRUE(CopyText("[Alpha]\nDepth=5\nA=1\nFast=true\n[Beta]\nb=2\n"));
+  EXPECT_THAT(m_Access.m_TypeOptionsMsgs.at(Type(1))->m_Options, ElementsAre(Pair("A", "1")));
+  EXPECT_THAT(m_Access.m_TypeOptionsMsgs.at(Type(2))->m_Options, ElementsAre(Pair("b", "2")));
+  EXPECT_TRUE(CopyText("[Alpha]\nA=1\nDepth=5\nB=2\n"));
+  EXPECT_THAT(m_Access.m_TypeOptionsMsgs.at(Type(1))->m_Options, ElementsAre(Pair("B", "2")));
+}
+
+TEST_F(OptionsFileTest, ADefaultValueDoesNotTakeTheSameOptionBack) {
+  EXPECT_TRUE(CopyText("[Alpha]\nDepth=6\nDepth=5\n"));
+  EXPECT_THAT(m_Access.m_TypeOptionsMsgs.at(Type(1))->m_Options, ElementsAre(Pair("Depth", "6")));
+  WriteTextFile(m_File, "[Alpha]\nFast=true\n");
+  EXPECT_TRUE(Parse({"-TypeOption", "Alpha", "Fast", "false", "-CopyFile", m_File.c_str()}));
+  EXPECT_THAT(m_Access.m_TypeOptionsMsgs.at(Type(1))->m_Options, ElementsAre(Pair("Fast", "false")));
+}
+
+TEST_F(OptionsFileTest, AnEmptyValueOfATypeIsStoredUnlessItIsTheDefault) {
+  Install(3, "Delta", {}, R"([{"name":"Label","default":""}])");
+  EXPECT_TRUE(CopyText("[Alpha]\nDepth=\n[Beta]\nb=\"\"\n[Delta]\nLabel=\n"));
+  EXPECT_THAT(m_Access.m_TypeOptionsMsgs.at(Type(1))->m_Options, ElementsAre(Pair("Depth", "")));
+  EXPECT_THAT(m_Access.m_TypeOptionsMsgs.at(Type(2))->m_Options, ElementsAre(Pair("b", "")));
+  EXPECT_EQ(m_Access.m_TypeOptionsMsgs.size(), 2u);
+  ExpectSilence();
+}
+
 TEST_F(OptionsFileTest, OfSeveralOptionsOfATypeOnlyTheLastThatIsNoDefaultIsKept) {
   EXPECT_TRUE(CopyText("[Alpha]\nA=1\nB=2\nDepth=5\n"));
   EXPECT_THAT(m_Access.m_TypeOptionsMsgs.at(Type(1))->m_Options, ElementsAre(Pair("B", "2")));
@@ -225,69 +224,6 @@ TEST_F(OptionsFileTest, OnlyAPositionBehindTheLineIsTooFewParameters) {
   EXPECT_FALSE(Copy({"-CopyFile"}, 1));
   ExpectError("Not enough parameters for commandline switch -CopyFile");
   EXPECT_EQ(m_Index, 1);
-}
-
-TEST_F(OptionsFileTest, AMissingFileIsOneLineAndExitStatusOneAndTheRestOfTheLineIsDone) {
-  const std::string missing = m_Folder / "missing.ini";
-  EXPECT_EQ(Run({"-CopyFile", missing.c_str(), "-Option", "a", "1"}), 1);
-  const std::string line = "Cannot read options file '" + missing + "': No such file or directory";
-  EXPECT_EQ(m_Recorder.m_Err, line + "\n");
-  EXPECT_EQ(m_Recorder.m_Out, "");
-  EXPECT_THAT(m_Recorder.m_Log, testing::Contains("ERROR " + line).Times(1));
-  EXPECT_THAT(m_Script.SentClasses(), ElementsAre("SetMasterOptionsMsg"));
-}
-
-TEST_F(OptionsFileTest, AMissingFileAloneDoesNotShowTheHelp) {
-  EXPECT_EQ(Run({"-CopyFile", (m_Folder / "missing.ini").c_str()}), 1);
-  EXPECT_EQ(m_Recorder.m_Out, "");
-}
-
-TEST_F(OptionsFileTest, AFolderIsOneLineAndStoresNothing) {
-  const std::string folder = m_Folder.Name();
-  EXPECT_TRUE(Copy({"-CopyFile", folder.c_str()}));
-  EXPECT_THAT(m_Recorder.m_Err, testing::StartsWith("Cannot read options file '" + folder + "': "));
-  EXPECT_EQ(std::count(m_Recorder.m_Err.begin(), m_Recorder.m_Err.end(), '\n'), 1);
-  EXPECT_TRUE(rlib::AnyFailureNoted());
-  ExpectNothingPending();
-}
-
-TEST_F(OptionsFileTest, APipeThatNobodyWritesDoesNotHoldUpTheRun) {
-  const std::string pipe = m_Folder / "pipe.ini";
-  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  EXPECT_EQ(Run({"-CopyFile", pipe.c_str(), "-Option", "a", "1"}), 1);
-  EXPECT_THAT(m_Recorder.m_Err, testing::StartsWith("Cannot read options file '" + pipe + "': "));
-  EXPECT_EQ(m_Script.m_Sent.size(), 1u);
-}
-
-TEST_F(OptionsFileTest, LinesThatAreNoPairsAreLoggedAndCountedAndTheOthersAreTaken) {
-  EXPECT_TRUE(CopyText("[Distribution]\nnonsense\n=5\na=1\n"));
-  EXPECT_THAT(m_Access.m_OptionsMsg->m_Options, ElementsAre(Pair("a", "1")));
-  EXPECT_THAT(m_Recorder.m_Log, ElementsAre(HasSubstr("line 2"), HasSubstr("line 3")));
-  EXPECT_EQ(m_Recorder.m_Err,
-            "Options file '" + m_File + "': skipped 2 lines that could not be understood, see the log\n");
-}
-
-TEST_F(OptionsFileTest, MalformedLinesEndInExitStatusOneAfterTheRestWasDone) {
-  WriteTextFile(m_File, "[Limit] tail\nAlpha=1\nBeta=2\n[Distribution] ; global\na=\"C:\\dir\\\"\n\"\"=2\n");
-  EXPECT_EQ(Run({"-CopyFile", m_File.c_str(), "-Option", "b", "1"}), 1);
-  EXPECT_EQ(m_Recorder.m_Err,
-            "Options file '" + m_File + "': skipped 3 lines that could not be understood, see the log\n");
-  ASSERT_THAT(m_Script.SentClasses(), ElementsAre("SetMasterOptionsMsg"));
-  EXPECT_THAT(static_cast<const SetMasterOptionsMsg&>(*m_Script.m_Sent[0]).m_Options,
-              ElementsAre(Pair("", "2"), Pair("a", "C:\\dir\\"), Pair("b", "1")));
-}
-
-TEST_F(OptionsFileTest, AFileThatIsNoTextIsOneLineAndSendsNothing) {
-  for (const std::string& text :
-       {std::string("\xff\xfe[\1"), "[Distribution]\na=1\nb=" + std::string(1, '\0') + "\n"}) {
-    WriteTextFile(m_File, text);
-    m_Recorder.m_Err.clear();
-    EXPECT_TRUE(Copy({"-CopyFile", m_File.c_str()}));
-    EXPECT_THAT(m_Recorder.m_Err, testing::StartsWith("Cannot read options file '" + m_File + "': "));
-    EXPECT_EQ(std::count(m_Recorder.m_Err.begin(), m_Recorder.m_Err.end(), '\n'), 1);
-    EXPECT_TRUE(rlib::AnyFailureNoted());
-    ExpectNothingPending();
-  }
 }
 
 TEST_F(OptionsFileTest, IsTraced) {

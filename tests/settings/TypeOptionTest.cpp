@@ -87,6 +87,14 @@ TEST_F(TypeOptionTest, ADefaultValueLeavesTheOptionBeforeItAlone) {
   EXPECT_THAT(OptionsOf(1), ElementsAre(Pair("A", "1")));
 }
 
+TEST_F(TypeOptionTest, ADefaultValueDoesNotTakeTheSameOptionBack) {
+  EXPECT_TRUE(Add({"-TypeOption", "Alpha", "Depth", "6"}));
+  const auto message = m_Access.m_TypeOptionsMsgs.at(Type(1));
+  EXPECT_TRUE(Add({"-TypeOption", "Alpha", "Depth", "5"}));
+  EXPECT_EQ(m_Access.m_TypeOptionsMsgs.at(Type(1)), message);
+  EXPECT_THAT(OptionsOf(1), ElementsAre(Pair("Depth", "6")));
+}
+
 TEST_F(TypeOptionTest, EveryTypeHasAMessageOfItsOwnAndTheyGoOutInTheOrderOfTheTypes) {
   EXPECT_EQ(Run({"-TypeOption", "Beta", "b", "2", "-TypeOption", "Alpha", "a", "1"}), 0);
   ASSERT_EQ(m_Script.m_Sent.size(), 2u);
