@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include "Memory.h"
 #include "scripted/SwitchHandlerTest.h"
 
 using namespace brenic;
@@ -216,6 +217,16 @@ TEST_F(ExportTest, AFailureBeforeTheFileIsOpenedIsReportedLikeOneOfTheFile) {
   s_ExtensionFails = false;
   ExpectProductError("Could not export product: No extension today");
   EXPECT_EQ(m_Folder.Count(), 0u);
+}
+
+TEST_F(ExportTest, WantOfMemoryComesThroughAndLeavesTheEarlierFileAsItWas) {
+  WriteTextFile(m_File, "earlier");
+  Install(2, "Beta", {}, "[\"" + std::string(500'000, 'x') + "\"]");
+  EXPECT_TRUE(RunsOutOfMemory(400'000, [&] { ExportTo(m_File, "Beta"); }));
+  EXPECT_EQ(m_Recorder.m_Out, "");
+  EXPECT_EQ(m_Access.m_ExitCode, 0);
+  EXPECT_EQ(ReadTextFile(m_File), "earlier");
+  EXPECT_EQ(m_Folder.Count(), 1u) << "a temporary file was left behind";
 }
 
 TEST_F(ExportTest, IsTraced) {

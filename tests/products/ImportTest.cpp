@@ -1,5 +1,6 @@
 #include <sys/stat.h>
 
+#include "Memory.h"
 #include "scripted/SwitchHandlerTest.h"
 
 using namespace brenic;
@@ -135,6 +136,20 @@ TEST_F(ImportTest, AFailedImportFailsTheRunAndTheOthersAreSent) {
   EXPECT_EQ(Run({"-ImportProduct", "missing.json", "-ImportProduct", m_File.c_str(), "-DumpLogs"}), 1);
   EXPECT_EQ(m_Recorder.m_Out, "Could not import product: Filename does not exist: missing.json\n");
   EXPECT_THAT(m_Script.SentClasses(), ElementsAre("LogDumpMsg", "ProductMsg"));
+}
+
+TEST_F(ImportTest, AnExceptionComesThrough) {
+  WriteTextFile(m_File, "{"); // which the framework logs
+  EXPECT_TRUE(LetsThrough([&] { Import({"-ImportProduct", m_File.c_str()}); }));
+  EXPECT_EQ(m_Recorder.m_Out, "");
+  EXPECT_EQ(m_Access.m_ExitCode, 0);
+}
+
+TEST_F(ImportTest, WantOfMemoryComesThrough) {
+  WriteTextFile(m_File, std::string(500'000, ' '));
+  EXPECT_TRUE(RunsOutOfMemory(400'000, [&] { Import({"-ImportProduct", m_File.c_str()}); }));
+  EXPECT_EQ(m_Recorder.m_Out, "");
+  EXPECT_THAT(m_Access.m_ProductMsgs, IsEmpty());
 }
 
 TEST_F(ImportTest, IsTraced) {

@@ -1,3 +1,4 @@
+#include "Memory.h"
 #include "scripted/SwitchHandlerTest.h"
 
 using namespace brenic;
@@ -84,6 +85,19 @@ TEST_F(RemoveTest, AnUnknownProductIsAnErrorInTheWordsOfTheExportBehindIt) {
 TEST_F(RemoveTest, AFailedRemovalFailsTheRunAndTheOthersAreSent) {
   EXPECT_EQ(Run({"-RemoveProduct", "Gamma", "-RemoveProduct", "Alpha", "-DumpLogs"}), 1);
   EXPECT_THAT(m_Script.SentClasses(), ElementsAre("LogDumpMsg", "RemoveProductMsg"));
+}
+
+TEST_F(RemoveTest, AnExceptionComesThrough) {
+  EXPECT_TRUE(LetsThrough([&] { Remove({"-RemoveProduct", "Gamma"}); }));
+  EXPECT_THAT(m_Recorder.m_Log, IsEmpty());
+  EXPECT_EQ(m_Access.m_ExitCode, 0);
+}
+
+TEST_F(RemoveTest, WantOfMemoryComesThrough) {
+  const std::string product(500'000, 'x');
+  m_Access.m_CommandLine = Arguments({"-RemoveProduct", product.c_str()});
+  EXPECT_TRUE(RunsOutOfMemory(400'000, [&] { m_Access.PrepareRemove(m_Index); }));
+  EXPECT_EQ(m_Recorder.m_Out, "");
 }
 
 TEST_F(RemoveTest, IsTraced) {
