@@ -138,11 +138,53 @@ TEST_F(UserLimitReplyTest, AChangeIsAMessageOfItsOwn) {
 }
 
 TEST_F(UserLimitReplyTest, ThePendingOperationIsLeftAsItIs) {
-  Reply("", "bob", 3);
-  EXPECT_EQ(m_Access.m_UserLimitName, "bob");
-  EXPECT_EQ(m_Access.m_UserLimitValue, 3);
-  Reply("", "bob", -3);
-  EXPECT_EQ(m_Access.m_UserLimitValue, -3);
+  for (const int value : {3, 0, -1, -2, -3, -4}) {
+    Reply("ann=2;bob=5;", "bob", value);
+    EXPECT_EQ(m_Access.m_UserLimitName, "bob");
+    EXPECT_EQ(m_Access.m_UserLimitValue, value);
+    EXPECT_FALSE(m_Access.m_UserLimitsMsg);
+  }
+}
+
+TEST_F(UserLimitReplyTest, RemovingAllIsSentAlsoWhenThereAreNone) {
+  Reply("", "", -2);
+  EXPECT_EQ(Sent(), "");
+}
+
+TEST_F(UserLimitReplyTest, AReplyOfAnySectionIsTakenAndTheChangeIsOneOfTheGlobalSection) {
+  for (const char* section : {"", "Other", "00000000-0000-0000-0000-000000000001"}) {
+    m_Script.m_Sent.clear();
+    const auto reply = ReplyWith({{"UserLimits", "ann=2;"}});
+    reply->m_Section = section;
+    m_Access.m_UserLimitName = "bob";
+    m_Access.m_UserLimitValue = 3;
+    Arrive(reply);
+    EXPECT_EQ(Sent(), "ann=2;bob=3;") << section;
+  }
+}
+
+TEST_F(UserLimitReplyTest, LongNamesAreEditedAndShownWhole) {
+  const std::string name(100'000, 'x');
+  Reply(("ann=2;" + name + "=1;bob=5;").c_str(), name.c_str(), 7);
+  EXPECT_EQ(Sent(), "ann=2;" + name + "=7;bob=5;");
+  Reply((name + "=1;bob=5;").c_str(), name.c_str(), -1);
+  EXPECT_EQ(Sent(), "bob=5;");
+  Reply((name + "=1;").c_str(), "", -3);
+  EXPECT_EQ(m_Recorder.m_Out, "\nUser: '" + name + "' with a worker limit of '1'\n\n");
+}
+
+TEST_F(UserLimitReplyTest, ThousandsOfLimitsAreEditedAndShownAll) {
+  std::string limits;
+  std::string shown = "\n";
+  for (int user = 0; user < 5000; ++user) {
+    const std::string number = std::to_string(user);
+    limits += "user" + number + "=" + number + ";";
+    shown += "User: 'user" + number + "' with a worker limit of '" + number + "'\n";
+  }
+  Reply(limits.c_str(), "", -3);
+  EXPECT_EQ(m_Recorder.m_Out, shown + "\n");
+  Reply((limits + "last=1;").c_str(), "last", 2);
+  EXPECT_EQ(Sent(), limits + "last=2;");
 }
 
 TEST_F(UserLimitReplyTest, TheOptionIsFoundInAnyCase) {
@@ -158,6 +200,7 @@ TEST_F(UserLimitReplyTest, AReplyWithoutTheOptionIsReportedAndChangesNothing) {
     m_Access.m_UserLimitValue = value;
     Arrive(ReplyWith({{"UserLimit", "bob=2;"}}));
     EXPECT_THAT(m_Recorder.m_Log, ElementsAre(std::string("ERROR ") + k_NoData));
+    EXPECT_EQ(m_Recorder.m_WrittenAtLastLine, "");
     EXPECT_EQ(m_Recorder.m_Err, std::string(k_NoData) + "\n");
     EXPECT_EQ(m_Recorder.m_Out, "");
     EXPECT_THAT(m_Script.m_Sent, IsEmpty());

@@ -50,6 +50,7 @@ protected:
   void ExpectError(const std::string& text) {
     EXPECT_EQ(m_Recorder.m_Err, text + "\n");
     EXPECT_THAT(m_Recorder.m_Log, ElementsAre("ERROR " + text));
+    EXPECT_EQ(m_Recorder.m_WrittenAtLastLine, "");
     EXPECT_EQ(m_Recorder.m_Out, "");
     EXPECT_EQ(m_Access.m_ExitCode, 0);
     ExpectNothingPending();
@@ -225,6 +226,24 @@ TEST_F(UserLimitSwitchTest, RejectedSwitchesAloneAreNotValid) {
 TEST_F(UserLimitSwitchTest, OnlyOneRequestIsSent) {
   EXPECT_EQ(Run({"-SetUserLimit", "ann", "4", "-GetUserLimits", "-SetUserLimit", "bob", "5"}), 0);
   EXPECT_THAT(m_Script.SentClasses(), ElementsAre("GetMasterOptionsMsg"));
+}
+
+TEST_F(UserLimitSwitchTest, TheRequestIsPreparedBeforeItIsLogged) {
+  std::vector<std::string> lines;
+  const auto expectPending = [&](const char* name, int value, auto call) {
+    m_Access.m_UserLimitsMsg.reset();
+    rlib::Log::SetObserver([&](int, const rlib::String& line) {
+      lines.push_back(line.str());
+      ExpectPending(name, value);
+    });
+    EXPECT_TRUE(call());
+    rlib::Log::SetObserver({});
+  };
+  expectPending("ann", 4, [this] { return Set({"-SetUserLimit", "ann", "4"}); });
+  expectPending("bob", -1, [this] { return Remove({"-RemoveUserLimit", "bob"}); });
+  expectPending("", -2, [this] { return Remove({}, 0); });
+  expectPending("", -3, [this] { return m_Access.GetUserLimit(); });
+  EXPECT_EQ(lines.size(), 4u);
 }
 
 TEST_F(UserLimitSwitchTest, AreTraced) {
