@@ -1,4 +1,5 @@
 #include "scripted/SetwrightTest.h"
+#include "scripted/Writes.h"
 
 using namespace scripted;
 using testing::ElementsAre;
@@ -29,6 +30,18 @@ TEST_F(InfoTest, ShowsSevenLinesWithATabBehindEachLabel) {
                               "Default Idle Timeout:\t4000000000 minutes\n"
                               "Message:\tDown on Sunday\n");
   EXPECT_EQ(m_Recorder.m_Err, "");
+}
+
+TEST_F(InfoTest, IsShownBeforeAnythingIsQueued) {
+  ReceiveProducts({"-Info", "-DumpLogs"});
+  EXPECT_EQ(m_Recorder.m_Log.back(), "SYSTEM Queue Messages");
+  EXPECT_EQ(m_Recorder.m_WrittenAtLastLine, m_Recorder.m_Out);
+}
+
+TEST_F(InfoTest, IsWrittenLineByLine) {
+  const Writes writes = WritesOf(m_Recorder, [this] { ReceiveProducts({"-Info"}); });
+  EXPECT_EQ(writes.m_Texts.size(), 7u);
+  EXPECT_THAT(writes.m_Texts, testing::Each(testing::ContainsRegex("^[A-Za-z ]+:\t[^\n]*\n$")));
 }
 
 TEST_F(InfoTest, AsksForTheDescriptionAfreshForEachLine) {

@@ -1,4 +1,5 @@
 #include "scripted/SetwrightTest.h"
+#include "scripted/Writes.h"
 
 using namespace scripted;
 
@@ -35,6 +36,12 @@ TEST_F(OnExceptionTest, IsTraced) {
 TEST_F(OnExceptionTest, WithoutAnExceptionUsesItsOwnSpelling) {
   EXPECT_FALSE(m_App.OnException(nullptr));
   EXPECT_EQ(m_Recorder.m_Out, "Termianted by UNKNOWN excpetion\n\n");
+}
+
+TEST_F(OnExceptionTest, TheLineAndTheEmptyOneAreWrittenEachByItself) {
+  FileException e("");
+  EXPECT_THAT(WritesOf(m_Recorder, [&] { m_App.OnException(&e); }).m_Texts,
+              testing::ElementsAre("Terminated by File exception\n", "\n"));
 }
 
 TEST_F(OnExceptionTest, AnExceptionFromTheLoopEndsTheRunWithOneAndCleansUp) {

@@ -32,6 +32,17 @@ TEST_F(ProductsPhaseTest, NothingValidLogsShowsHelpAndEndsTheLoopButGoesOn) {
   EXPECT_THAT(m_Script.m_Sent, IsEmpty());
 }
 
+TEST_F(ProductsPhaseTest, NothingValidIsLoggedThenTheHelpIsShownThenTheRunIsToEnd) {
+  std::vector<std::string> written;
+  rlib::Log::SetObserver([&](int, const rlib::String&) {
+    written.push_back(m_Recorder.m_Out);
+    EXPECT_EQ(m_App.EndRequested(), written.size() == 3);
+    EXPECT_EQ(m_Access.m_ExitCode, written.size() == 3 ? 1 : 0);
+  });
+  ReceiveProducts({"-Unknown"});
+  EXPECT_THAT(written, ElementsAre("", "", ReadTextFile(HELP_TEXT)));
+}
+
 TEST_F(ProductsPhaseTest, NothingValidStillPrintsTheInformationBehindTheHelp) {
   // "-Info" makes a command line valid by itself, so the flag is set directly.
   m_Access.m_ShowInfo = true;

@@ -14,6 +14,16 @@ TEST_F(StartupTest, DeclaresTheClientBeforeItLetsTheFrameworkConnect) {
   EXPECT_THAT(m_Script.m_Events, ElementsAre("SetClientInfo", "Startup"));
 }
 
+TEST_F(StartupTest, DeclaresTheClientOnceItsSlotsAreConnected) {
+  CommandLine cmd = Arguments({"-JSON"});
+  m_Script.m_OnClientInfo = [&] {
+    EXPECT_EQ(m_App.SenderCount(), 3u);
+    EXPECT_TRUE(m_Access.m_DisplayJSON);
+  };
+  m_App.Startup(cmd);
+  EXPECT_EQ(m_Script.m_ClientInfo.size(), 1u);
+}
+
 TEST_F(StartupTest, DeclaresAFreshIdentifierAndTheKindThree) {
   CommandLine cmd = Arguments({});
   SetwrightApp other;

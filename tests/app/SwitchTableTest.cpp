@@ -163,6 +163,32 @@ TEST_F(SwitchTableTest, HasTheSwitchesThatTheHelpExplainsOnceEach) {
   EXPECT_EQ(HelpNames(false), TableNames());
 }
 
+TEST_F(SwitchTableTest, IsInTheOrderInWhichArgumentsAreCompared) {
+  std::vector<std::string> names;
+  for (const SwitchRow& row : SwitchTable::Rows())
+    names.emplace_back(row.m_Name);
+  EXPECT_THAT(names, testing::ElementsAreArray({"-Option",
+                                                "-TypeOption",
+                                                "-Limit",
+                                                "-AddRestriction",
+                                                "-RemoveRestriction",
+                                                "-SetUserLimit",
+                                                "-RemoveUserLimit",
+                                                "-GetUserLimits",
+                                                "-CopyFile",
+                                                "-ExportProduct",
+                                                "-ImportProduct",
+                                                "-RemoveProduct",
+                                                "-Info",
+                                                "-DumpLogs",
+                                                "-SuperExit",
+                                                "-GetPathTranslations",
+                                                "-PathTranslation",
+                                                "-RemovePathTranslation",
+                                                "-Reboot",
+                                                "-Shutdown"}));
+}
+
 TEST_F(SwitchTableTest, OnlyTheProductSwitchesVary) {
   std::set<std::string> varying;
   for (const SwitchRow& row : SwitchTable::Rows()) {

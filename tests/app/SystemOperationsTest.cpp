@@ -45,6 +45,20 @@ TEST_F(SystemOperationsTest, EachIsTracedUnderItsName) {
   }
 }
 
+TEST_F(SystemOperationsTest, EachLogsItsLineBeforeItRecordsTheRequest) {
+  for (const Operation& operation : k_Operations) {
+    SetwrightApp app;
+    SetwrightAppAccess access(app);
+    int lines = 0;
+    rlib::Log::SetObserver([&](int, const rlib::String&) {
+      ++lines;
+      EXPECT_FALSE(access.m_Reboot || access.m_Shutdown || access.m_SuperExit || access.m_LogDumpMsg);
+    });
+    (access.*operation.m_Call)();
+    EXPECT_EQ(lines, 1);
+  }
+}
+
 TEST_F(SystemOperationsTest, EachRecordsItsOwnRequestAlone) {
   m_Access.Reboot();
   EXPECT_TRUE(m_Access.m_Reboot);

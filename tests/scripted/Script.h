@@ -35,6 +35,7 @@ struct Script {
   std::map<rlib::UID, int> m_Undelivered;
   std::function<void(const boost::shared_ptr<brenic::Message>&)> m_OnSend;
   std::function<void(const rlib::UID&)> m_OnWait; // before the answer
+  std::function<void()> m_OnClientInfo;
   std::function<void()> m_OnStartup;
   std::function<void()> m_OnCleanup;
 

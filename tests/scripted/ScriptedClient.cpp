@@ -10,6 +10,8 @@ namespace brenic {
 void Messenger::SetClientInfo(const UID& id, int kind) {
   TheScript().m_ClientInfo.emplace_back(id, kind);
   TheScript().m_Events.emplace_back("SetClientInfo");
+  if (TheScript().m_OnClientInfo)
+    TheScript().m_OnClientInfo();
 }
 
 void Messenger::Send(const shared_ptr<Message>& message) {

@@ -1,4 +1,5 @@
 #include "scripted/SetwrightTest.h"
+#include "scripted/Writes.h"
 
 using namespace brenic;
 using namespace scripted;
@@ -217,6 +218,12 @@ TEST_F(UserLimitReplyTest, LimitsAreShownBetweenEmptyLines) {
                               "\n");
   EXPECT_THAT(m_Script.m_Events, IsEmpty()); // nothing sent, awaited or logged
   EXPECT_EQ(m_Recorder.m_Err, "");
+}
+
+TEST_F(UserLimitReplyTest, LimitsAreWrittenLineByLine) {
+  EXPECT_THAT(WritesOf(m_Recorder, [this] { Reply("ann=2;12", "", -3); }).m_Texts,
+              ElementsAre("\n", "User: 'ann' with a worker limit of '2'\n",
+                          "User: '12' with a worker limit of '12'\n", "\n"));
 }
 
 TEST_F(UserLimitReplyTest, NoLimitsAreShownAsTwoEmptyLines) {
