@@ -122,6 +122,16 @@ TEST_F(AddOptionTest, AnErrorNextToAGoodSwitchDoesNotFailTheRun) {
   EXPECT_EQ(m_Script.m_Sent.size(), 1u);
 }
 
+TEST_F(AddOptionTest, TheRequestStandsWhenItIsLogged) {
+  rlib::Log::SetObserver([&](int, const rlib::String& line) {
+    m_Recorder.m_Log.push_back(line.str());
+    ASSERT_TRUE(m_Access.m_OptionsMsg);
+    EXPECT_THAT(m_Access.m_OptionsMsg->m_Options, ElementsAre(Pair("a", "1")));
+  });
+  Add({"-Option", "a", "1"});
+  EXPECT_EQ(m_Recorder.m_Log.size(), 1u);
+}
+
 TEST_F(AddOptionTest, IsTraced) {
   std::vector<std::string> calls;
   rlib::Log::SetObserver([&](int, const rlib::String&) { calls = OpenCalls(); });

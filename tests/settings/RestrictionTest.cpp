@@ -100,6 +100,16 @@ TEST_F(RestrictionTest, RemovingAnEmptyNameIsAnErrorBehindIt) {
   EXPECT_FALSE(m_Access.m_RestrictionsMsg);
 }
 
+TEST_F(RestrictionTest, TheRequestStandsWhenItIsLogged) {
+  rlib::Log::SetObserver([&](int, const rlib::String& line) {
+    m_Recorder.m_Log.push_back(line.str());
+    ASSERT_TRUE(m_Access.m_RestrictionsMsg);
+    EXPECT_THAT(m_Access.m_RestrictionsMsg->m_Restrictions, ElementsAre(Pair("a", false)));
+  });
+  Remove({"-RemoveRestriction", "a"});
+  EXPECT_EQ(m_Recorder.m_Log.size(), 1u);
+}
+
 TEST_F(RestrictionTest, BothAreTracedUnderTheNameOfAdding) {
   EXPECT_EQ(TraceOf([&] { Add({"-AddRestriction", "a"}); }), "SetwrightApp::AddRestriction (Setwright");
   EXPECT_EQ(TraceOf([&] { Remove({"-RemoveRestriction", "a"}); }), "SetwrightApp::AddRestriction (Setwright");

@@ -117,6 +117,16 @@ TEST_F(TypeLimitsTest, AnErrorLeavesEarlierLimitsAlone) {
   EXPECT_THAT(m_Access.m_LimitsMsg->m_Limits, ElementsAre(Pair(Type(1), 4)));
 }
 
+TEST_F(TypeLimitsTest, TheRequestStandsWhenItIsLogged) {
+  rlib::Log::SetObserver([&](int, const rlib::String& line) {
+    m_Recorder.m_Log.push_back(line.str());
+    ASSERT_TRUE(m_Access.m_LimitsMsg);
+    EXPECT_THAT(m_Access.m_LimitsMsg->m_Limits, ElementsAre(Pair(Type(1), 4)));
+  });
+  Add({"-Limit", "Alpha", "4"});
+  EXPECT_EQ(m_Recorder.m_Log.size(), 1u);
+}
+
 TEST_F(TypeLimitsTest, IsTraced) {
   EXPECT_EQ(TraceOf([&] { Add({"-Limit", "Alpha", "4"}); }), "SetwrightApp::AddLimit (Setwright");
 }

@@ -162,6 +162,16 @@ TEST_F(TypeOptionTest, AnErrorLeavesTheEarlierOptionAlone) {
   EXPECT_THAT(OptionsOf(1), ElementsAre(Pair("A", "1")));
 }
 
+TEST_F(TypeOptionTest, TheRequestStandsWhenItIsLogged) {
+  rlib::Log::SetObserver([&](int, const rlib::String& line) {
+    m_Recorder.m_Log.push_back(line.str());
+    ASSERT_EQ(m_Access.m_TypeOptionsMsgs.size(), 1u);
+    EXPECT_THAT(OptionsOf(1), ElementsAre(Pair("a", "1")));
+  });
+  Add({"-TypeOption", "Alpha", "a", "1"});
+  EXPECT_EQ(m_Recorder.m_Log.size(), 1u);
+}
+
 TEST_F(TypeOptionTest, IsTracedUnderTheNameOfTheGlobalOptionsHandler) {
   EXPECT_EQ(TraceOf([&] { Add({"-TypeOption", "Alpha", "a", "1"}); }), "SetwrightApp::AddOption (Setwright");
 }
