@@ -205,6 +205,15 @@ TEST_F(DispatchTest, AFailedSettingsSwitchDoesNotMakeTheLineValid) {
     EXPECT_FALSE(Parse({name})) << name;
 }
 
+TEST_F(DispatchTest, TheArgumentsAreCountedAgainBehindEachHandler) {
+  m_Access.m_CommandLine = Arguments({"-DumpLogs"});
+  rlib::Log::SetObserver([&](int, const rlib::String&) {
+    m_Access.m_CommandLine = Arguments({"-DumpLogs", "-Reboot"});
+  });
+  m_Access.ParseCommandLine();
+  EXPECT_TRUE(m_Access.m_Reboot);
+}
+
 TEST_F(DispatchTest, EveryRepetitionIsHandled) {
   Parse({"-Reboot", "-REBOOT"});
   EXPECT_EQ(m_Recorder.m_Log.size(), 2u);
