@@ -68,7 +68,7 @@ Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::En
   const auto translations = static_cast<size_t>(envelope.path_translations().translations_size());
   if (peer->m_Role != Role::k_Administrator)
     request.m_Refusal = String(fmt::format(
-        "the client '{}' is a component; only an administrator may send requests", peer->m_Name.str()));
+        "The client '{}' is a component; only an administrator may send requests", peer->m_Name.str()));
   else if (translations > k_MaxTranslationCount)
     request.m_Refusal = TooManyTranslations(translations).Reason();
   if (bytes.size() <= k_AlwaysDecoded || !request.m_Refusal)
@@ -76,7 +76,7 @@ Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::En
   if (!request.m_Refusal && envelope.has_get_master_options())
     request.m_MaxReply = MaxReply(*request.m_Message);
   if (!request.m_Message && !request.m_Refusal)
-    request.m_Refusal = "this Master does not know this kind of request";
+    request.m_Refusal = "This Master does not know this kind of request";
   request.m_Peer = std::move(peer);
   request.m_Bytes = std::make_shared<const std::string>(std::move(bytes));
   return request;

@@ -142,6 +142,8 @@ void Session::OnHello(const wire::Hello& hello) {
                       fmt::format("this Master speaks {} of the protocol, the client {}",
                                   wire::Words(wire::k_SpokenVersions), wire::Words(spoken)));
   }
+  if (!rlib::IsUtf8(hello.name()))
+    throw wire::Malformed("a Hello whose name is not valid UTF-8");
   m_Peer->m_ClientId = wire::Identifier(hello.client_id()).ToString().str();
   m_Peer->m_Kind = hello.kind();
   SendWelcome(hello);

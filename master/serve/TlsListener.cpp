@@ -111,7 +111,7 @@ private:
       arrival.m_Peer.m_Role = client->m_Role;
     } else {
       arrival.m_Rejection =
-          String(fmt::format("this Master does not know the certificate with the serial number {}; "
+          String(fmt::format("This Master does not know the certificate with the serial number {}; "
                              "ask its administrator for new credentials",
                              arrival.m_Peer.m_Key));
     }

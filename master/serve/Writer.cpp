@@ -166,8 +166,8 @@ Batch Writer::Process(Requests requests) {
     m_Store->Rollback();
     m_Farm = m_Store->LoadFarm();
     return AnswerWithoutStoring(requests, failure.Which() == StoreFailure::Kind::k_Full
-                                              ? "the Master's disk is full; this request changed nothing"
-                                              : "another program holds the Master's database; this request "
+                                              ? "The Master's disk is full; this request changed nothing"
+                                              : "Another program holds the Master's database; this request "
                                                 "changed nothing and can be repeated");
   }
 }
@@ -233,7 +233,7 @@ Writer::Decision Writer::Repeat(const Request& request, const AuditRecord& earli
   Decision decision;
   decision.m_Record = false;
   if (earlier.m_Digest != (earlier.IsOfLayout1() ? DigestOfLayout1(request) : digest)) {
-    decision.m_Reason = "its identifier was already used for another request";
+    decision.m_Reason = "Its identifier was already used for another request";
     return decision;
   }
   decision.m_Reason = earlier.m_Reason;
@@ -243,7 +243,7 @@ Writer::Decision Writer::Repeat(const Request& request, const AuditRecord& earli
   const bool isDoneOnce = description && description->m_DoneOnce;
   decision.m_Outcome = isDoneOnce && earlier.m_Run != m_Run ? wire::Answer::UNKNOWN : wire::Answer::COMMITTED;
   if (decision.m_Outcome == wire::Answer::UNKNOWN)
-    decision.m_Reason = "the Master was started anew after it had accepted this; whether it was carried out "
+    decision.m_Reason = "The Master was started anew after it had accepted this; whether it was carried out "
                         "is unknown, and it is not repeated";
   return decision;
 }

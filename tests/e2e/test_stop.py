@@ -60,7 +60,7 @@ class Stop(FarmTest):
         other.close()
         _, err = tool.communicate(timeout=LONGEST)
         self.assertEqual(tool.returncode, 1, err)
-        self.assertIn(b"another program holds the Master's database", err)
+        self.assertIn(b"Another program holds the Master's database", err)
 
     def test_a_handshake_that_hangs_does_not_delay_it(self):
         with socket.create_connection(("127.0.0.1", self.farm.port)):

@@ -95,7 +95,7 @@ TEST_F(Layout1WriterTest, RefusesAnIdentifierThatWasUsedForSomethingElse) {
         continue;
       const auto answer = Ask(request["client_key"], other);
       EXPECT_EQ(answer.outcome(), wire::Answer::REFUSED) << request["sequence"];
-      EXPECT_EQ(answer.reason(), "its identifier was already used for another request")
+      EXPECT_EQ(answer.reason(), "Its identifier was already used for another request")
           << request["sequence"];
     }
   }

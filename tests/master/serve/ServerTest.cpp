@@ -232,7 +232,7 @@ TEST_F(ServerTest, RefusesARequestThatItDoesNotKnow) {
   client.Send(frame);
   const wire::Answer answer = client.NextAnswer();
   EXPECT_EQ(answer.outcome(), wire::Answer::REFUSED);
-  EXPECT_EQ(answer.reason(), "this Master does not know this kind of request");
+  EXPECT_EQ(answer.reason(), "This Master does not know this kind of request");
 }
 
 TEST_F(ServerTest, RemembersAcrossAKillWhatItHasAnswered) {

@@ -235,6 +235,16 @@ TEST_F(SessionLimitsTest, AClientWithoutACommonVersionIsToldBothRanges) {
   }
 }
 
+TEST_F(SessionLimitsTest, ANameThatIsNoTextIsRefused) {
+  TestClient client = m_Farm.Connect();
+  wire::Frame hello;
+  hello.mutable_hello()->set_protocol_version(wire::k_ProtocolVersion);
+  hello.mutable_hello()->set_client_id(std::string(16, 'x'));
+  hello.mutable_hello()->set_name("half of \xe5\xa4");
+  client.Send(hello);
+  ExpectGoodbye(client, wire::Goodbye::PROTOCOL_ERROR, "name is not valid UTF-8");
+}
+
 TEST_F(SessionLimitsTest, WhoSaysNothingIsSentAway) {
   TestClient client = m_Farm.Connect();
   ExpectGoodbye(client, wire::Goodbye::UNSPECIFIED, "no Hello was received in time");

@@ -12,7 +12,7 @@ TEST_F(WriterTest, RefusesWritesAndAnswersReadsWhileTheDiskIsFull) {
   m_Writer->Start();
   const auto results = Finish();
   EXPECT_EQ(Read(results[0]).m_Answer.outcome(), wire::Answer::REFUSED);
-  EXPECT_EQ(Read(results[1]).m_Answer.reason(), "the Master's disk is full; this request changed nothing");
+  EXPECT_EQ(Read(results[1]).m_Answer.reason(), "The Master's disk is full; this request changed nothing");
   EXPECT_EQ(Read(results[2]).m_Answer.outcome(), wire::Answer::COMMITTED);
   EXPECT_EQ(Read(results[2]).m_Reply->m_Options.at("a"), "");
 }
@@ -33,7 +33,7 @@ TEST_F(WriterTest, RefusesWritesWhileAnotherProgramHoldsTheDatabase) {
   m_Writer->Start();
   const Told told = Ask(Set("a", "1"));
   EXPECT_EQ(told.m_Answer.outcome(), wire::Answer::REFUSED);
-  EXPECT_THAT(told.m_Answer.reason(), testing::HasSubstr("another program holds the Master's database"));
+  EXPECT_THAT(told.m_Answer.reason(), testing::HasSubstr("Another program holds the Master's database"));
   EXPECT_EQ(Ask(Get("a")).m_Reply->m_Options.at("a"), "");
   other.Execute("ROLLBACK");
   EXPECT_EQ(Ask(Set("a", "1")).m_Answer.outcome(), wire::Answer::COMMITTED);

@@ -48,7 +48,7 @@ TEST_F(WriterTest, RefusesAnIdentifierWithOtherContents) {
   second->m_ID = first->m_ID;
   const Told told = Ask(second);
   EXPECT_EQ(told.m_Answer.outcome(), wire::Answer::REFUSED);
-  EXPECT_EQ(told.m_Answer.reason(), "its identifier was already used for another request");
+  EXPECT_EQ(told.m_Answer.reason(), "Its identifier was already used for another request");
   EXPECT_EQ(Ask(second, {}, "02").m_Answer.outcome(), wire::Answer::COMMITTED)
       << "another client's identifier";
 }
