@@ -243,7 +243,7 @@ Writer::Decision Writer::Repeat(const Request& request, const AuditRecord& earli
   const bool isDoneOnce = description && description->m_DoneOnce;
   decision.m_Outcome = isDoneOnce && earlier.m_Run != m_Run ? wire::Answer::UNKNOWN : wire::Answer::COMMITTED;
   if (decision.m_Outcome == wire::Answer::UNKNOWN)
-    decision.m_Reason = "The Master was started anew after it had accepted this; whether it was carried out "
+    decision.m_Reason = "the Master was started anew after it had accepted this; whether it was carried out "
                         "is unknown, and it is not repeated";
   return decision;
 }
