@@ -10,8 +10,8 @@ namespace {
 
 using Range = std::pair<char32_t, char32_t>;
 
-template <size_t Count>
-bool IsIn(const std::array<Range, Count>& ranges, char32_t character) {
+template <size_t k_Count>
+bool IsIn(const std::array<Range, k_Count>& ranges, char32_t character) {
   return std::any_of(ranges.begin(), ranges.end(), [character](const Range& range) {
     return range.first <= character && character <= range.second;
   });
@@ -63,26 +63,30 @@ std::string_view Utf8Beginning(std::string_view text, size_t most) {
 }
 
 bool IsSpace(char32_t character) {
-  static constexpr auto s_Spaces =
-      std::to_array<Range>({{0x20, 0x20}, {0xa0, 0xa0}, {0x1680, 0x1680}, {0x2000, 0x200a}, {0x202f, 0x202f},
-                            {0x205f, 0x205f}, {0x3000, 0x3000}});
-  return IsIn(s_Spaces, character);
+  static constexpr auto k_Spaces = std::to_array<Range>({{0x20, 0x20},
+                                                         {0xa0, 0xa0},
+                                                         {0x1680, 0x1680},
+                                                         {0x2000, 0x200a},
+                                                         {0x202f, 0x202f},
+                                                         {0x205f, 0x205f},
+                                                         {0x3000, 0x3000}});
+  return IsIn(k_Spaces, character);
 }
 
 bool IsInvisible(char32_t character) {
-  static constexpr auto s_Invisible = std::to_array<Range>({
-      {0x00, 0x1f},       {0x7f, 0xa0},         // controls, non-breaking space
-      {0xad, 0xad},       {0x34f, 0x34f},       // soft hyphen, grapheme joiner
-      {0x61c, 0x61c},     {0x115f, 0x1160},     // a mark of direction, Hangul fillers
-      {0x17b4, 0x17b5},   {0x180b, 0x180f},     // Khmer inherent vowels, Mongolian selectors and separator
-      {0x2007, 0x2007},   {0x200b, 0x200f},     // figure space, zero-width, marks of direction
-      {0x2028, 0x202f},   {0x2060, 0x206f},     // line ends, directions, non-breaking; joiners, isolates
-      {0x2800, 0x2800},   {0x3164, 0x3164},     // blank Braille, Hangul filler
-      {0xfe00, 0xfe0f},   {0xfeff, 0xfeff},     // variation selectors, byte order mark
-      {0xffa0, 0xffa0},   {0xfff0, 0xfffb},     // Hangul filler, annotations
-      {0xe0000, 0xe0fff},                       // tags, selectors
+  static constexpr auto k_Invisible = std::to_array<Range>({
+      {0x00, 0x1f},       {0x7f, 0xa0},     // controls, non-breaking space
+      {0xad, 0xad},       {0x34f, 0x34f},   // soft hyphen, grapheme joiner
+      {0x61c, 0x61c},     {0x115f, 0x1160}, // a mark of direction, Hangul fillers
+      {0x17b4, 0x17b5},   {0x180b, 0x180f}, // Khmer inherent vowels, Mongolian selectors and separator
+      {0x2007, 0x2007},   {0x200b, 0x200f}, // figure space, zero-width, marks of direction
+      {0x2028, 0x202f},   {0x2060, 0x206f}, // line ends, directions, non-breaking; joiners, isolates
+      {0x2800, 0x2800},   {0x3164, 0x3164}, // blank Braille, Hangul filler
+      {0xfe00, 0xfe0f},   {0xfeff, 0xfeff}, // variation selectors, byte order mark
+      {0xffa0, 0xffa0},   {0xfff0, 0xfffb}, // Hangul filler, annotations
+      {0xe0000, 0xe0fff},                   // tags, selectors
   });
-  return IsIn(s_Invisible, character);
+  return IsIn(k_Invisible, character);
 }
 
 } // namespace rlib

@@ -20,9 +20,12 @@ public:
 
   explicit HandshakeSocket(asio::ip::tcp::socket socket) : m_Socket(std::move(socket)) {}
 
+  // The names that a stream of Asio has.
+  // NOLINTBEGIN(readability-identifier-naming)
   executor_type get_executor() { return m_Socket.get_executor(); }
   lowest_layer_type& lowest_layer() { return m_Socket; }
   const lowest_layer_type& lowest_layer() const { return m_Socket; }
+  // NOLINTEND(readability-identifier-naming)
 
   void Established() { m_Established = true; }
   /// How long the peer has been waited for; 0 while there is something of it to go on with.
@@ -33,6 +36,7 @@ public:
     return std::chrono::steady_clock::now() - *m_WaitingSince;
   }
 
+  // NOLINTBEGIN(readability-identifier-naming)
   template <typename Buffers, typename Handler>
   void async_read_some(const Buffers& buffers, Handler&& handler) {
     if (m_Established)
@@ -44,6 +48,7 @@ public:
   void async_write_some(const Buffers& buffers, Handler&& handler) {
     m_Socket.async_write_some(buffers, std::forward<Handler>(handler));
   }
+  // NOLINTEND(readability-identifier-naming)
 
 private:
   template <typename Buffers, typename Handler>

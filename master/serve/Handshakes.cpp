@@ -33,7 +33,7 @@ void Handshakes::Begin(tcp::socket socket, const tcp::endpoint& remote, const st
   asio::post(m_Own, [this, handshake] { Carry(handshake); });
 }
 
-void Handshakes::Carry(std::shared_ptr<Handshake> handshake) {
+void Handshakes::Carry(const std::shared_ptr<Handshake>& handshake) {
   m_All.insert(handshake);
   handshake->m_Timer.expires_at(handshake->m_Since + k_Within);
   handshake->m_Timer.async_wait([this, handshake](const error_code& cancelled) {

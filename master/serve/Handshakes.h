@@ -67,7 +67,7 @@ private:
   };
 
   // On the thread of the handshakes.
-  void Carry(std::shared_ptr<Handshake> handshake);
+  void Carry(const std::shared_ptr<Handshake>& handshake);
   void End(Handshake& handshake, const String& reason);
   void EndOne();
 

@@ -27,8 +27,8 @@ Failure Unreadable(const char* what, const Path& file, const String& reason) {
 /// Fails unless the file can be read. `name` is that of its entry in brenic.conf.
 Result<> CheckReadable(const char* what, const char* name, const Path& file) {
   if (file.empty())
-    return Failure(
-        fmt::format("The configuration names no {}; write '{} = FILE' into its section [Client]", what, name));
+    return Failure(fmt::format("The configuration names no {}; write '{} = FILE' into its section [Client]",
+                               what, name));
   struct stat info {};
   if (stat(file.c_str(), &info) != 0 || access(file.c_str(), R_OK) != 0)
     return Unreadable(what, file, rlib::ErrorText(errno));

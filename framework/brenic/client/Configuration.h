@@ -8,8 +8,8 @@
 
 namespace brenic {
 
-/// What `brenic.conf` says: an INI file with the section [Client] and the names Master, CA, Certificate, Key and
-/// ConnectTimeout, each at most once; relative paths are relative to the file.
+/// What `brenic.conf` says: an INI file with the section [Client] and the names Master, CA, Certificate, Key
+/// and ConnectTimeout, each at most once; relative paths are relative to the file.
 struct Configuration {
   Path m_File;
   String m_Master;

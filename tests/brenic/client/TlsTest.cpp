@@ -99,7 +99,8 @@ TEST_F(CredentialsTest, AMissingEntryOfTheConfigurationIsNamed) {
   EXPECT_EQ(problem(),
             "The configuration names no certificate; write 'Certificate = FILE' into its section [Client]");
   credentials.m_Certificate = Path(m_Folder / "client.pem");
-  EXPECT_EQ(problem(), "The configuration names no private key; write 'Key = FILE' into its section [Client]");
+  EXPECT_EQ(problem(),
+            "The configuration names no private key; write 'Key = FILE' into its section [Client]");
 }
 
 } // namespace

@@ -241,12 +241,11 @@ TEST_F(WaitTest, AnswersThatCameBeforeTheEndCountAlsoWhenAWaitInASlotSawTheEndFi
     (void)Messenger::WaitForSent(second, -1);
   };
   EXPECT_EQ(Run(), 4);
-  EXPECT_EQ(
-      m_Lines,
-      "The Master at fake:1 closed the connection: because of the test; compare the versions of this "
-      "program and of the Master. The outcome of 1 request(s) is unknown: look before you repeat them\n"
-      "Committed: the options of the section Distribution. Outcome unknown: the options of the section "
-      "Distribution. Repeat only what was not committed, and look before you repeat what is unknown\n");
+  EXPECT_EQ(m_Lines,
+            "The Master at fake:1 closed the connection: because of the test; compare the versions of this "
+            "program and of the Master. The outcome of 1 request(s) is unknown: look before you repeat them\n"
+            "Committed: the options of the section Distribution. Outcome unknown: the options of the section "
+            "Distribution. Repeat only what was not committed, and look before you repeat what is unknown\n");
 }
 
 } // namespace

@@ -96,8 +96,7 @@ TEST(Commands, DoNotTakeAFolderThatCannotBeSeenForAnEmptyOne) {
     arguments.insert(arguments.end(), {"--data-dir", folder / "file" + "/data"});
     const Ended ended = RunMaster(arguments);
     EXPECT_EQ(ended.m_Status, 1);
-    EXPECT_THAT(ended.m_Errors,
-                HasSubstr("/file/data/master.db': Not a directory"));
+    EXPECT_THAT(ended.m_Errors, HasSubstr("/file/data/master.db': Not a directory"));
   }
 }
 
