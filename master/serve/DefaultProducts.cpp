@@ -25,9 +25,6 @@ public:
 
   /// Fails when the file does not hold a product.
   rlib::Result<shared_ptr<const Product>> Load(const Path& file) const {
-    // One that nobody writes into would be waited for.
-    if (std::error_code unknown; std::filesystem::is_fifo(file.str().str(), unknown))
-      return rlib::Failure("it is a pipe");
     const rlib::Result<std::string> document = ReadProductFile(file);
     if (!document)
       return document.Why();
