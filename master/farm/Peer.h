@@ -21,6 +21,9 @@ struct Peer {
   std::string m_Address;
   std::string m_ClientId; // as the client calls itself
   uint32_t m_Kind = 0;
+
+  /// On this machine, without a certificate.
+  bool IsLocal() const { return m_Key.starts_with("uid:"); }
 };
 
 } // namespace brenic::master

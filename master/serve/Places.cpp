@@ -14,7 +14,7 @@ rlib::Result<std::unique_ptr<Places::Place>> Places::Take(const Peer& peer) {
     return rlib::Failure(
         fmt::format("all {} places for components are taken; {} of {} are kept for administrators",
                     forComponents, m_All - forComponents, m_All));
-  if (m_PerCertificate > 0 && m_TakenBy[peer.m_Key] >= m_PerCertificate)
+  if (m_PerCertificate > 0 && !peer.IsLocal() && m_TakenBy[peer.m_Key] >= m_PerCertificate)
     return rlib::Failure(
         fmt::format("'{}' (certificate {}) has {} connections, and ConnectionsPerCertificate in the "
                     "Master's configuration allows no more",

@@ -8,7 +8,6 @@
 #include "brenic/Options.h"
 #include "rlib/Log.h"
 #include "serve/DefaultProducts.h"
-#include "wire/Contents.h"
 #include "wire/Digest.h"
 
 namespace brenic::master {
@@ -27,38 +26,6 @@ const char* ResultName(wire::Answer::Outcome outcome, bool isRead) {
   _exit(1);
 }
 
-RequestResult MakeResult(const Request& request, const wire::Answer::Outcome outcome, const String& reason,
-                         const Message* reply) {
-  std::string bytes;
-  if (reply) {
-    wire::Frame frame;
-    wire::ToWire(*reply, *frame.mutable_message());
-    frame.mutable_message()->set_reply_to(wire::IdentifierBytes(request.m_Id));
-    bytes = wire::Encode(frame);
-  }
-  wire::Frame frame;
-  frame.mutable_answer()->set_id(wire::IdentifierBytes(request.m_Id));
-  frame.mutable_answer()->set_outcome(outcome);
-  frame.mutable_answer()->set_reason(reason.str());
-  bytes += wire::Encode(frame);
-  return {request.m_Session, request.Weight(), std::make_shared<const std::string>(std::move(bytes)),
-          nullptr};
-}
-
-/// To be called before the farm takes the change.
-void NoteNews(const Farm& farm, const Judgement& judgement, Batch& batch) {
-  batch.m_TranslationsChanged |= !judgement.m_Change.m_Translations.IsEmpty();
-  const auto& told = judgement.m_ProductTold;
-  if (!told || (judgement.m_Change.m_Products.empty() && judgement.m_Change.m_Defaults.empty()))
-    return;
-  batch.m_ProductsChanged = true;
-  // A hidden default product may come to show with any change.
-  if (told->IsNull() || !farm.m_Products.Hidden().empty())
-    batch.m_ChangedProducts.reset();
-  else if (batch.m_ChangedProducts)
-    batch.m_ChangedProducts->insert(*told);
-}
-
 /// A reply must fit into a frame; many names of long options might not.
 bool FitsFrame(const Message& reply) {
   size_t bytes = 0;
@@ -68,13 +35,6 @@ bool FitsFrame(const Message& reply) {
 }
 
 } // namespace
-
-size_t Batch::Bytes() const {
-  size_t bytes = 0;
-  for (const RequestResult& result : m_Results)
-    bytes += result.m_Frames->size();
-  return bytes;
-}
 
 Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run,
                Path products)
@@ -181,7 +141,7 @@ Batch Writer::Commit(Requests requests) {
     Decision decision = Decide(request, digest);
     const bool committed = decision.m_Record && decision.m_Outcome == wire::Answer::COMMITTED;
     if (decision.m_Record) {
-      NoteNews(m_Farm, decision.m_Judgement, batch);
+      batch.NoteNews(m_Farm, decision.m_Judgement);
       const auto change = std::make_shared<const Change>(std::move(decision.m_Judgement.m_Change));
       m_Store->Apply(*change);
       m_Store->Record(MakeRecord(request, decision, digest, change));

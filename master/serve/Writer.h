@@ -6,30 +6,11 @@
 #include <thread>
 
 #include "farm/Judgement.h"
-#include "serve/Request.h"
-#include "serve/Snapshot.h"
+#include "serve/Batch.h"
 #include "store/Store.h"
 #include "wire/Frames.h"
 
 namespace brenic::master {
-
-struct RequestResult {
-  uint64_t m_Session = 0;
-  size_t m_Weight = 0;             // of the request
-  Bytes m_Frames;                  // a reply, if any, and the Answer
-  shared_ptr<Message> m_Operation; // to be carried out now: its first commit
-};
-
-/// What one commit brought, in the order of the requests.
-struct Batch {
-  size_t Bytes() const; // of all frames
-  std::vector<RequestResult> m_Results;
-  std::shared_ptr<const Snapshot> m_Snapshot; // as it is with this commit and none after it
-  bool m_TranslationsChanged = false;
-  bool m_ProductsChanged = false;
-  /// The types whose products changed; without a value, any may have.
-  std::optional<std::set<UID>> m_ChangedProducts = std::set<UID>();
-};
 
 /// Owns the settings in memory and, while it runs, the store. Requests take effect in the order of Submit; a
 /// request sees those before it. A result is given out after its commit.

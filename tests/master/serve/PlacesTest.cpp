@@ -55,6 +55,7 @@ TEST(Places, ACertificateTakesNoMoreThanItMay) {
   EXPECT_EQ(TakeAll(places, k_Administrator).size(), 2u);
   first.pop_back();
   EXPECT_TRUE(places.Take(k_Component));
+  EXPECT_GT(TakeAll(places, Client(Role::k_Administrator, "uid:0")).size(), 2u) << "has no certificate";
 }
 
 } // namespace
