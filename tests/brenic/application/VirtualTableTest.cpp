@@ -24,7 +24,7 @@ std::ostream& operator<<(std::ostream& out, const Place& place) {
 }
 
 template <typename Member>
-Place PlaceOf(Member member) {
+Place SlotOf(Member member) {
   std::ptrdiff_t words[2];
   static_assert(sizeof member == sizeof words);
   std::memcpy(words, &member, sizeof words);
@@ -40,31 +40,31 @@ struct Row {
 TEST(VirtualTable, ApplicationOperationsStandInTheirOrderBehindTheDestructor) {
   using App = BrenicClientExecutable;
   const Row rows[] = {
-      {"Startup", PlaceOf(&App::Startup)},
-      {"Execute", PlaceOf(&App::Execute)},
-      {"Cleanup", PlaceOf(static_cast<void (App::*)()>(&App::Cleanup))},
-      {"OnException", PlaceOf(static_cast<bool (App::*)(Exception*)>(&App::OnException))},
-      {"SetLogDir", PlaceOf(static_cast<void (App::*)(CommandLine&)>(&App::SetLogDir))},
-      {"OnStatistics", PlaceOf(static_cast<void (App::*)(FILE*)>(&App::OnStatistics))},
-      {"IsMasterComponentProcess", PlaceOf(&App::IsMasterComponentProcess)},
-      {"IsTheMaster", PlaceOf(&App::IsTheMaster)},
-      {"IsAMirror", PlaceOf(&App::IsAMirror)},
-      {"IsAnEngine", PlaceOf(&App::IsAnEngine)},
-      {"GetJobByID", PlaceOf(&App::GetJobByID)},
-      {"GetEngineByID", PlaceOf(&App::GetEngineByID)},
-      {"GetJobParameter", PlaceOf(&App::GetJobParameter)},
-      {"GetJobParameters", PlaceOf(&App::GetJobParameters)},
-      {"GetAllJobs", PlaceOf(&App::GetAllJobs)},
-      {"GetAllEngines", PlaceOf(&App::GetAllEngines)},
-      {"GetWorkParentID", PlaceOf(&App::GetWorkParentID)},
-      {"GetPoolName", PlaceOf(&App::GetPoolName)},
-      {"OnUnhandledMessage", PlaceOf(&App::OnUnhandledMessage)},
-      {"OptionsFilename", PlaceOf(&App::OptionsFilename)},
-      {"SaveUpgradeInfo", PlaceOf(&App::SaveUpgradeInfo)},
-      {"FinishUpgradeRestart", PlaceOf(&App::FinishUpgradeRestart)},
-      {"GetClientName", PlaceOf(&App::GetClientName)},
-      {"RequestHasFailed", PlaceOf(&App::RequestHasFailed)},
-      {"OnInterrupt", PlaceOf(&App::OnInterrupt)},
+      {"Startup", SlotOf(&App::Startup)},
+      {"Execute", SlotOf(&App::Execute)},
+      {"Cleanup", SlotOf(static_cast<void (App::*)()>(&App::Cleanup))},
+      {"OnException", SlotOf(static_cast<bool (App::*)(Exception*)>(&App::OnException))},
+      {"SetLogDir", SlotOf(static_cast<void (App::*)(CommandLine&)>(&App::SetLogDir))},
+      {"OnStatistics", SlotOf(static_cast<void (App::*)(FILE*)>(&App::OnStatistics))},
+      {"IsMasterComponentProcess", SlotOf(&App::IsMasterComponentProcess)},
+      {"IsTheMaster", SlotOf(&App::IsTheMaster)},
+      {"IsAMirror", SlotOf(&App::IsAMirror)},
+      {"IsAnEngine", SlotOf(&App::IsAnEngine)},
+      {"GetJobByID", SlotOf(&App::GetJobByID)},
+      {"GetEngineByID", SlotOf(&App::GetEngineByID)},
+      {"GetJobParameter", SlotOf(&App::GetJobParameter)},
+      {"GetJobParameters", SlotOf(&App::GetJobParameters)},
+      {"GetAllJobs", SlotOf(&App::GetAllJobs)},
+      {"GetAllEngines", SlotOf(&App::GetAllEngines)},
+      {"GetWorkParentID", SlotOf(&App::GetWorkParentID)},
+      {"GetPoolName", SlotOf(&App::GetPoolName)},
+      {"OnUnhandledMessage", SlotOf(&App::OnUnhandledMessage)},
+      {"OptionsFilename", SlotOf(&App::OptionsFilename)},
+      {"SaveUpgradeInfo", SlotOf(&App::SaveUpgradeInfo)},
+      {"FinishUpgradeRestart", SlotOf(&App::FinishUpgradeRestart)},
+      {"GetClientName", SlotOf(&App::GetClientName)},
+      {"RequestHasFailed", SlotOf(&App::RequestHasFailed)},
+      {"OnInterrupt", SlotOf(&App::OnInterrupt)},
   };
   ASSERT_EQ(std::size(rows) + 1, 26u); // with the destructor
   size_t slot = 2;
@@ -74,12 +74,12 @@ TEST(VirtualTable, ApplicationOperationsStandInTheirOrderBehindTheDestructor) {
 
 TEST(VirtualTable, ExecutableOperationsStandInTheirOrderFromTheFirstPlace) {
   const Row rows[] = {
-      {"OnInterrupt", PlaceOf(&Executable::OnInterrupt)},
-      {"ThreadException", PlaceOf(&Executable::ThreadException)},
-      {"Signal", PlaceOf(&Executable::Signal)},
-      {"Start", PlaceOf(&Executable::Start)},
-      {"Go", PlaceOf(&Executable::Go)},
-      {"Stop", PlaceOf(&Executable::Stop)},
+      {"OnInterrupt", SlotOf(&Executable::OnInterrupt)},
+      {"ThreadException", SlotOf(&Executable::ThreadException)},
+      {"Signal", SlotOf(&Executable::Signal)},
+      {"Start", SlotOf(&Executable::Start)},
+      {"Go", SlotOf(&Executable::Go)},
+      {"Stop", SlotOf(&Executable::Stop)},
   };
   size_t slot = 0;
   for (const Row& row : rows)
@@ -89,9 +89,9 @@ TEST(VirtualTable, ExecutableOperationsStandInTheirOrderFromTheFirstPlace) {
 TEST(VirtualTable, ConnectionOperationsStandInTheirOrderBehindTheDestructor) {
   class Receiver : public HasSlots<ThreadPolicy::LocalThreaded> {};
   using Connection = Connection1<Receiver, const shared_ptr<EndProductsMsg>&, ThreadPolicy::LocalThreaded>;
-  EXPECT_EQ(PlaceOf(&Connection::GetSlots), (Place{2, 0}));
-  EXPECT_EQ(PlaceOf(&Connection::Emit), (Place{3, 0}));
-  EXPECT_EQ(PlaceOf(&Connection::Duplicate), (Place{4, 0}));
+  EXPECT_EQ(SlotOf(&Connection::GetSlots), (Place{2, 0}));
+  EXPECT_EQ(SlotOf(&Connection::Emit), (Place{3, 0}));
+  EXPECT_EQ(SlotOf(&Connection::Duplicate), (Place{4, 0}));
 }
 
 } // namespace
