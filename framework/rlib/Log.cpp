@@ -119,7 +119,7 @@ Result<> Log::Open(const String& application, const Path& folder, int fileLevel,
   state.m_Complained = false;
   state.m_File.Close();
   if (fileLevel <= k_Nothing)
-    return {};
+    return WriteEarly(state); // drops it
   if (folder.empty())
     return Failure("Cannot write a log: no log folder is known");
   if (const Result<> made = MakeFolders(folder.str().str(), FolderMode(folder)); !made)

@@ -35,7 +35,8 @@ protected:
     EXPECT_EQ(m_Recorder.m_Err, "");
     ASSERT_FALSE(m_Recorder.m_Log.empty());
     EXPECT_EQ(m_Recorder.m_Log.back(), "ERROR " + text);
-    EXPECT_EQ(m_Recorder.m_WrittenAtLastLine, text + "\n");
+    // Behind it the standard error, where a file may have been explained.
+    EXPECT_THAT(m_Recorder.m_WrittenAtLastLine, testing::StartsWith(text + "\n"));
     EXPECT_EQ(m_Access.m_ExitCode, 1);
   }
   void ExpectSilence() {
