@@ -9,6 +9,7 @@
 #include "farm/TextCheck.h"
 #include "rlib/IniFile.h"
 #include "rlib/OutFile.h"
+#include "store/DataFolder.h"
 #include "store/SqliteStore.h"
 
 namespace brenic::master {
@@ -98,7 +99,7 @@ void CheckPartyName(const char* party, const String& name) {
 void IssueCredentials(const ClientOptions& options) {
   CheckPartyName("client", options.m_Name);
   RequireEmpty(options.m_Out); // before anything is made
-  SqliteStore store(options.m_Folder, Database::Mode::k_ReadWrite);
+  SqliteStore store(options.m_Folder, Database::Mode::k_ReadWrite, IsServed(options.m_Folder));
   const MasterRecord master = store.LoadMaster();
   const Issued issued = IssueClient(master.m_Authority, options.m_Name, options.m_ValidDays);
   WriteCredentials(options.m_Out, master.m_Authority, issued.m_Credential,

@@ -110,9 +110,11 @@ void Initialise(const InitOptions& options) {
   MakeFolder(options.m_Folder / "clients", 0700);
   WriteCredentials(FirstAdministrator(options.m_Folder), master.m_Authority, admin.m_Credential,
                    AddressOf(options));
+  SyncFolder(options.m_Folder / "clients");
   if (rename(unfinished.c_str(), SqliteStore::File(options.m_Folder).c_str()) != 0)
     rlib::ThrowError("Cannot finish the database in '" + options.m_Folder.str() + "'", errno);
   SyncFolder(options.m_Folder);
+  SyncFolder(Path(fs::absolute(options.m_Folder.str().str()).lexically_normal().parent_path().string()));
 }
 
 } // namespace brenic::master

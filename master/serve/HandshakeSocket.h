@@ -28,12 +28,13 @@ public:
   // NOLINTEND(readability-identifier-naming)
 
   void Established() { m_Established = true; }
-  /// How long the peer has been waited for; 0 while there is something of it to go on with.
+  /// How long the peer has been waited for in all, so that it gains nothing by sending little at a time; 0
+  /// while there is something of it to go on with.
   std::chrono::steady_clock::duration Waited() {
     error_code error;
     if (!m_WaitingSince || m_Socket.available(error) > 0 || error)
       return {};
-    return std::chrono::steady_clock::now() - *m_WaitingSince;
+    return m_Waited + (std::chrono::steady_clock::now() - *m_WaitingSince);
   }
 
   // NOLINTBEGIN(readability-identifier-naming)
@@ -65,6 +66,7 @@ private:
                             bytes = m_Socket.read_some(buffers, error);
                           if (error == asio::error::would_block)
                             return ReadWhenThere(buffers, std::move(handler));
+                          m_Waited += std::chrono::steady_clock::now() - *m_WaitingSince;
                           m_WaitingSince.reset();
                           if (!error && HasLeft())
                             error = asio::error::eof;
@@ -79,6 +81,7 @@ private:
 
   asio::ip::tcp::socket m_Socket;
   std::optional<std::chrono::steady_clock::time_point> m_WaitingSince;
+  std::chrono::steady_clock::duration m_Waited{}; // before
   bool m_Established = false;
 };
 

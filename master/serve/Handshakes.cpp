@@ -37,7 +37,7 @@ void Handshakes::Carry(const std::shared_ptr<Handshake>& handshake) {
   m_All.insert(handshake);
   handshake->m_Timer.expires_at(handshake->m_Since + k_Within);
   handshake->m_Timer.async_wait([this, handshake](const error_code& cancelled) {
-    if (!cancelled)
+    if (!cancelled && m_All.contains(handshake)) // it may be done although the timer had run out
       End(*handshake, fmt::format("it was not done within {} seconds", k_Within.count()));
   });
   // The socket is watched by the I/O thread; what is done with its bytes is done here.
@@ -45,10 +45,11 @@ void Handshakes::Carry(const std::shared_ptr<Handshake>& handshake) {
     handshake->m_Timer.cancel();
     m_All.erase(handshake);
     m_RoomWanted = false;
-    if (!failed)
-      handshake->m_Stream->next_layer().Established();
     const String& reason = handshake->m_EndedBecause;
-    Ended result{failed ? nullptr : handshake->m_Stream, handshake->m_Address, handshake->m_Since,
+    const bool isDone = !failed && reason.empty();
+    if (isDone)
+      handshake->m_Stream->next_layer().Established();
+    Ended result{isDone ? handshake->m_Stream : nullptr, handshake->m_Address, handshake->m_Since,
                  reason.empty() ? Explain(failed) : reason};
     asio::post(m_Io, [this, result = std::move(result)] {
       --m_Count;

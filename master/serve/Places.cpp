@@ -1,20 +1,34 @@
 #include "serve/Places.h"
 
+#include <algorithm>
+
 #include <fmt/core.h>
 
 namespace brenic::master {
 
-Places::Places(size_t all, size_t perCertificate) : m_All(all), m_PerCertificate(perCertificate) {}
+Places::Places(size_t all, size_t perCertificate)
+    : m_All(all), m_ForComponents(all - std::min(all, k_ForAdministrators)),
+      m_PerCertificate(perCertificate > 0 ? perCertificate : std::max<size_t>(m_ForComponents, 1)) {}
+
+std::string Places::Advice() const {
+  const auto most = std::max_element(m_TakenBy.begin(), m_TakenBy.end(),
+                                     [](const auto& a, const auto& b) { return a.second < b.second; });
+  if (most == m_TakenBy.end())
+    return {};
+  return fmt::format("; {} of them with the certificate {}, which ConnectionsPerCertificate in the Master's "
+                     "configuration can limit",
+                     most->second, most->first);
+}
 
 rlib::Result<std::unique_ptr<Places::Place>> Places::Take(const Peer& peer) {
-  const size_t forComponents = m_All - std::min(m_All, k_ForAdministrators);
+  const bool isAdministrator = peer.m_Role == Role::k_Administrator;
   if (m_Taken >= m_All)
-    return rlib::Failure(fmt::format("all {} places are taken", m_All));
-  if (peer.m_Role != Role::k_Administrator && m_TakenByComponents >= forComponents)
+    return rlib::Failure(fmt::format("all {} places are taken{}", m_All, Advice()));
+  if (!isAdministrator && m_TakenByComponents >= m_ForComponents)
     return rlib::Failure(
-        fmt::format("all {} places for components are taken; {} of {} are kept for administrators",
-                    forComponents, m_All - forComponents, m_All));
-  if (m_PerCertificate > 0 && !peer.IsLocal() && m_TakenBy[peer.m_Key] >= m_PerCertificate)
+        fmt::format("all {} places for components are taken, {} of {} are kept for administrators{}",
+                    m_ForComponents, m_All - m_ForComponents, m_All, Advice()));
+  if (!peer.IsLocal() && m_TakenBy[peer.m_Key] >= m_PerCertificate)
     return rlib::Failure(
         fmt::format("'{}' (certificate {}) has {} connections, and ConnectionsPerCertificate in the "
                     "Master's configuration allows no more",

@@ -15,7 +15,8 @@ public:
   static constexpr size_t k_All = 4096;
   static constexpr size_t k_ForAdministrators = 64; // of them, and for nobody else
 
-  /// `perCertificate` is how many one certificate may take; 0: all that its role may.
+  /// `perCertificate` is how many one certificate may take; 0: all but those that
+  /// are kept for administrators, be it an administrator's.
   explicit Places(size_t all = k_All, size_t perCertificate = 0);
 
   /// Given back when it is destroyed.
@@ -35,7 +36,11 @@ public:
   rlib::Result<std::unique_ptr<Place>> Take(const Peer& peer);
 
 private:
+  /// Who has most, and what could be done.
+  std::string Advice() const;
+
   const size_t m_All;
+  const size_t m_ForComponents;
   const size_t m_PerCertificate;
   size_t m_Taken = 0;
   size_t m_TakenByComponents = 0;

@@ -55,10 +55,10 @@ size_t ClientPlaces() {
   if (limit.rlim_cur >= Places::k_All + k_Besides)
     return Places::k_All;
   const size_t places = std::max(limit.rlim_cur, k_Besides + Places::k_ForAdministrators) - k_Besides;
-  rlib::LogWarning(
-      fmt::format("There are places for {} clients instead of {}, since this process may have only {} "
-                  "files open (ulimit -n, in a unit LimitNOFILE)",
-                  places, Places::k_All, limit.rlim_cur));
+  rlib::LogWarning(fmt::format(
+      "There are places for {} clients, {} of them for components, instead of {}, since this process may "
+      "have only {} files open (ulimit -n, in a unit LimitNOFILE)",
+      places, places - Places::k_ForAdministrators, Places::k_All, limit.rlim_cur));
   return places;
 }
 
@@ -87,9 +87,12 @@ void UpdateDefaultProducts(Store& store, const std::vector<Path>& files) {
 void Serve(const ServeOptions& options) {
   if (!options.m_PortFile.empty())
     RemoveStalePortFile(options.m_PortFile);
+  // Before anything is made or changed.
+  const MasterConfiguration configuration = LoadMasterConfiguration(options.m_ConfigFile);
+  if (!options.m_Listen.empty())
+    CheckListen(options.m_Listen);
   options.m_Prepare();
   const ServeLock lock(options.m_Folder);
-  const MasterConfiguration configuration = LoadMasterConfiguration(options.m_ConfigFile);
   OpenLog(options, configuration);
 
   ServerOptions serverOptions;
@@ -105,7 +108,6 @@ void Serve(const ServeOptions& options) {
       products.empty() ? std::vector<Path>() : DefaultProductFiles(products);
   if (!productFiles)
     throw new Exception(productFiles.Reason());
-  CheckListen(serverOptions.m_Listen);
 
   // Last, for there is no way back: an earlier Master does not read the new layout.
   SqliteStore::BringToThisLayout(options.m_Folder);

@@ -199,6 +199,7 @@ void Server::BeginEnding() {
   for (const auto& listener : m_Listeners)
     listener->Close();
   m_Writer.Hurry();
+  m_Directory->Hurry();
 }
 
 void Server::ShutDownSystem() {
@@ -237,6 +238,7 @@ void Server::EndSessions(const String& text) {
 }
 
 void Server::DropSessions() {
+  m_Writer.Abandon();
   for (const auto& session : Sessions())
     session->Drop("the Master ends");
 }

@@ -214,11 +214,10 @@ void Session::LimitBacklog() {
   if (m_EndReason || !m_Welcome)
     return;
   // Reading goes on at half of the limit, so that it does not start and stop with every answer.
-  const size_t unread = m_Stream->Queued();
-  if (m_Unanswered >= k_MaxUnanswered || m_UnansweredBytes >= k_MaxUnansweredBytes || unread >= k_MaxUnread)
+  const size_t backlog = m_UnansweredBytes + m_Stream->Queued();
+  if (m_Unanswered >= k_MaxUnanswered || backlog >= k_MaxBacklog)
     m_Paused = true;
-  else if (m_Paused && m_Unanswered <= k_MaxUnanswered / 2 && m_UnansweredBytes <= k_MaxUnansweredBytes / 2 &&
-           unread <= k_MaxUnread / 2)
+  else if (m_Paused && m_Unanswered <= k_MaxUnanswered / 2 && backlog <= k_MaxBacklog / 2)
     m_Paused = false;
   else
     return;

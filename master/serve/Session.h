@@ -25,10 +25,11 @@ public:
 class Session : public std::enable_shared_from_this<Session> {
 public:
   static constexpr std::chrono::seconds k_HelloWithin{5};
-  static constexpr std::chrono::seconds k_GoodbyeWithin{1};        // for a peer to take its Goodbye and close
-  static constexpr size_t k_MaxUnanswered = 1024;                  // requests
-  static constexpr size_t k_MaxUnansweredBytes = 64 * 1024 * 1024; // with what may be replied
-  static constexpr size_t k_MaxUnread = 64 * 1024 * 1024;          // bytes, before further requests are taken
+  static constexpr std::chrono::seconds k_GoodbyeWithin{1}; // for a peer to take its Goodbye and close
+  static constexpr size_t k_MaxUnanswered = 1024;           // requests
+  /// Bytes of requests, possible replies and what is not read yet. With a reply of the largest size on top
+  /// they stay below k_MaxQueued.
+  static constexpr size_t k_MaxBacklog = 48 * 1024 * 1024;
   static constexpr size_t k_MaxQueued = 128 * 1024 * 1024; // bytes of output that the client does not read
   static constexpr std::chrono::seconds k_RefuseFor{1};    // what a client sends that may send nothing
 

@@ -85,7 +85,7 @@ void Writer::Run() {
       requests.swap(m_Queue);
     }
     try {
-      for (Requests rest(requests); !rest.empty();) {
+      for (Requests rest(requests); !rest.empty() && !m_Abandoned;) {
         WaitUntilTaken();
         Batch batch = Process(rest);
         rest = rest.subspan(batch.m_Results.size());
@@ -153,7 +153,7 @@ Batch Writer::Commit(Requests requests) {
       result.m_Operation = request.m_Message;
     bytes += result.m_Frames->size();
     batch.m_Results.push_back(std::move(result));
-    if (bytes >= k_MaxReplies)
+    if (bytes >= k_MaxReplies || m_Abandoned)
       break;
   }
   m_Store->Commit();

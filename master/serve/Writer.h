@@ -1,6 +1,7 @@
 // Decides every request, one after the other, and commits them together.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <span>
 #include <thread>
@@ -38,6 +39,8 @@ public:
   void Submit(Request request);
   /// What Deliver was called with has been dealt with. Any thread.
   void Taken(const Batch& batch);
+  /// Forgets what is not decided yet: nobody waits for it any more. Any thread.
+  void Abandon() { m_Abandoned = true; }
   /// Other programs that hold the database are not waited for from now on. Any thread.
   void Hurry() { m_Store->Hurry(); }
 
@@ -76,6 +79,7 @@ private:
   std::vector<Request> m_Queue;
   size_t m_NotTaken = 0; // bytes of frames
   bool m_Stop = false;
+  std::atomic<bool> m_Abandoned{false};
   std::thread m_Thread;
 };
 

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <filesystem>
 #include <optional>
+#include <vector>
 
 #include <fcntl.h>
 #include <fmt/core.h>
@@ -28,13 +30,9 @@ std::optional<mode_t> ModeOf(const Path& file) {
   return std::nullopt;
 }
 
-void RequireMode(const char* what, const Path& file, mode_t widest) {
+bool IsOpenToOthers(const Path& file) {
   const std::optional<mode_t> mode = ModeOf(file);
-  if (mode && (*mode & 0777 & ~widest))
-    throw new Exception(
-        fmt::format("The {} '{}' is open to other users (mode {:04o}), and holds private keys; run: "
-                    "chmod {:04o} {}",
-                    what, file.str().str(), *mode, widest, ShellWord(file).str()));
+  return mode && (*mode & 077);
 }
 
 } // namespace
@@ -54,9 +52,25 @@ void RequireInitialised(const Path& folder) {
 }
 
 void RequirePrivate(const Path& folder) {
-  RequireMode("data folder", folder, 0700);
-  for (const char* suffix : {"", "-wal", "-shm"})
-    RequireMode("database", SqliteStore::File(folder).str() + suffix, 0600);
+  std::string open;
+  std::string commands;
+  const auto close = [&](const std::string& mode, const std::vector<Path>& files) {
+    std::string words;
+    for (const Path& file : files) {
+      if (!IsOpenToOthers(file))
+        continue;
+      open += (open.empty() ? "'" : ", '") + file.str().str() + "'";
+      words += " " + ShellWord(file).str();
+    }
+    if (!words.empty())
+      commands += (commands.empty() ? "chmod " : " && chmod ") + mode + words;
+  };
+  const String database = SqliteStore::File(folder).str();
+  close("0700", {folder});
+  close("0600", {database, database + "-wal", database + "-shm"});
+  if (!open.empty())
+    throw new Exception(
+        fmt::format("Other users may look into {}, where private keys are; run: {}", open, commands));
 }
 
 String ShellWord(const Path& path) {
@@ -70,6 +84,15 @@ String ShellWord(const Path& path) {
   for (const char c : text)
     word += c == '\'' ? std::string("'\\''") : std::string(1, c);
   return word + "'";
+}
+
+bool IsServed(const Path& folder) {
+  const int file = open((folder / "lock").c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+  if (file < 0)
+    return false;
+  const bool isFree = flock(file, LOCK_SH | LOCK_NB) == 0;
+  close(file);
+  return !isFree;
 }
 
 ServeLock::ServeLock(const Path& folder) {

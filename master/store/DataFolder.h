@@ -16,6 +16,9 @@ void RequirePrivate(const Path& folder);
 /// The path as a shell takes it for one word.
 String ShellWord(const Path& path);
 
+/// Whether another process makes or serves the data folder now.
+bool IsServed(const Path& folder);
+
 /// Held while a process makes or serves a data folder. Throws Exception* when another one does.
 class ServeLock {
 public:

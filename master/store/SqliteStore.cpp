@@ -60,11 +60,12 @@ void SqliteStore::Create(const Path& file, const MasterRecord& master, const Cli
     throw StoreFailure("The new database is damaged: " + found);
 }
 
-SqliteStore::SqliteStore(const Path& dataFolder, Database::Mode mode) : m_Database(File(dataFolder), mode) {
+SqliteStore::SqliteStore(const Path& dataFolder, Database::Mode mode, bool isBesideServer)
+    : m_Database(File(dataFolder), mode) {
   if (mode != Database::Mode::k_ReadOnly)
     SetDurability(m_Database);
   CheckLayout(m_Database);
-  if (mode != Database::Mode::k_ReadOnly)
+  if (mode != Database::Mode::k_ReadOnly && !isBesideServer)
     MakeDurable();
 }
 

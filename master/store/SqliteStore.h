@@ -20,8 +20,10 @@ public:
   /// as it was. Does nothing to one of this layout. Throws StoreFailure.
   static void BringToThisLayout(const Path& dataFolder);
 
-  /// Opens an existing database of this layout and checks that commits are durable.
-  SqliteStore(const Path& dataFolder, Database::Mode mode);
+  /// Opens an existing database of this layout and checks that commits are durable. To be written, it is
+  /// first made durable as far as it was recovered, but beside a Master that serves it, which has done that
+  /// and must not wait.
+  SqliteStore(const Path& dataFolder, Database::Mode mode, bool isBesideServer = false);
 
   MasterRecord LoadMaster() override;
   void ReplaceServerCredential(const Credential& credential) override;

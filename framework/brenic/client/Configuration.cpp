@@ -69,16 +69,20 @@ namespace {
 
 constexpr size_t k_LongestFile = 1 << 20; // bytes
 
+/// Relative to the file; empty where nothing is named.
+Path Beside(const Configuration& configuration, const String& value) {
+  return value.empty() ? Path() : configuration.m_File.Parent() / value;
+}
+
 /// The names that [Client] may hold.
 constexpr struct {
   const char* m_Name;
   void (*m_Take)(Configuration& configuration, const String& value);
 } k_Names[] = {
     {"Master", [](Configuration& c, const String& value) { c.m_Master = value; }},
-    {"CA", [](Configuration& c, const String& v) { c.m_Credentials.m_Authority = c.m_File.Parent() / v; }},
-    {"Certificate",
-     [](Configuration& c, const String& v) { c.m_Credentials.m_Certificate = c.m_File.Parent() / v; }},
-    {"Key", [](Configuration& c, const String& v) { c.m_Credentials.m_Key = c.m_File.Parent() / v; }},
+    {"CA", [](Configuration& c, const String& v) { c.m_Credentials.m_Authority = Beside(c, v); }},
+    {"Certificate", [](Configuration& c, const String& v) { c.m_Credentials.m_Certificate = Beside(c, v); }},
+    {"Key", [](Configuration& c, const String& v) { c.m_Credentials.m_Key = Beside(c, v); }},
     {"ConnectTimeout", [](Configuration& c, const String& value) { c.m_ConnectTimeout = value; }},
 };
 

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <boost/asio/ssl/stream.hpp>
 #include <fmt/core.h>
 #include <openssl/ssl.h>
@@ -46,11 +48,10 @@ public:
     m_Lookup.Begin(m_Io, m_Endpoint, [this, done](const Lookup::Found& addresses) {
       if (!addresses)
         return done(ConnectFailure{addresses.Reason(), false});
-      m_Dialer.Begin(Interleaved(*addresses), [this, done](const error_code& error, tcp::socket socket) {
-        if (error)
-          return done(ConnectFailure{ExplainDialing(error), false});
-        Handshake(std::move(socket), done);
-      });
+      std::vector<tcp::endpoint> order = Interleaved(*addresses);
+      std::stable_partition(order.begin(), order.end(),
+                            [this](const auto& each) { return !IsSuspect(each); });
+      Dial(std::move(order), done);
     });
   }
 
@@ -67,6 +68,31 @@ public:
   ConnectFailure Classify(const error_code& error) const override { return ExplainRefusal(error, Own()); }
 
 private:
+  bool IsSuspect(const tcp::endpoint& address) const {
+    return std::find(m_Suspects.begin(), m_Suspects.end(), address) != m_Suspects.end();
+  }
+
+  void Dial(std::vector<tcp::endpoint> addresses, const Done& done) {
+    m_Dialer.Begin(addresses, [this, addresses, done](const error_code& error, tcp::socket socket) mutable {
+      error_code unknown;
+      const tcp::endpoint connected = error ? tcp::endpoint() : socket.remote_endpoint(unknown);
+      if (error || unknown)
+        return done(ConnectFailure{ExplainDialing(error ? error : unknown), false});
+      // Until it has proven to be the Master's: one that is silent behind its TCP is not to come first again.
+      if (!IsSuspect(connected))
+        m_Suspects.push_back(connected);
+      std::erase(addresses, connected);
+      Handshake(std::move(socket), [this, rest = std::move(addresses), done](ConnectResult result) {
+        const auto* const failure = std::get_if<ConnectFailure>(&result);
+        if (failure && !failure->m_Final && !rest.empty())
+          return Dial(rest, done);
+        if (!failure)
+          m_Suspects.clear();
+        done(std::move(result));
+      });
+    });
+  }
+
   // The handler holds the stream, so that its operations can complete after Cancel; that of a cancelled
   // attempt finds that it is not the current one any more.
   void Handshake(tcp::socket socket, const Done& done) {
@@ -108,7 +134,8 @@ private:
   SSL_CTX* const m_ContextHandle = m_Context.native_handle();
   Lookup m_Lookup;
   Dialer m_Dialer;
-  std::shared_ptr<TlsStream> m_Stream; // of the handshake under way
+  std::vector<tcp::endpoint> m_Suspects; // where something accepted connections and was no Master
+  std::shared_ptr<TlsStream> m_Stream;   // of the handshake under way
 };
 
 } // namespace

@@ -13,6 +13,10 @@ namespace {
 
 // With this much to read, a peer hears enough without an answer to its Ping. Also keeps what it queues small.
 constexpr size_t k_EnoughQueued = 4 * 1024;
+// What a frame is written in, and one of which not all can be in the system's buffers without the peer's
+// taking it.
+constexpr size_t k_Part = 256 * 1024;
+constexpr size_t k_Long = 16 * k_Part;
 
 } // namespace
 
@@ -134,24 +138,32 @@ void FrameStream::Write() {
   }
   m_Writing = true;
   const Bytes bytes = m_Output.front();
-  m_Stream->Write(asio::buffer(*bytes), [self = shared_from_this(), bytes](const error_code& error, size_t) {
-    self->m_Writing = false;
-    if (self->m_Closed)
-      return;
-    self->m_Queued -= bytes->size();
-    self->m_Output.pop_front();
-    // What arrived before the peer closed may still be read, and tells why; so reading reports the end,
-    // unless nothing is read for now.
-    if (self->m_PeerEnded && (error || self->m_Output.empty()))
-      return self->Close();
-    if (error && self->m_Paused)
-      return self->Fail({Explain(error), false, error});
-    if (error)
-      return;
-    if (self->m_Paused)
-      self->m_Heard = std::chrono::steady_clock::now();
-    self->Write();
-  });
+  const auto part = asio::buffer(*bytes) + m_Written;
+  m_Stream->Write(asio::buffer(part, k_Part),
+                  [self = shared_from_this(), bytes](const error_code& error, size_t size) {
+                    self->m_Writing = false;
+                    if (self->m_Closed)
+                      return;
+                    self->m_Written += size;
+                    if (!error && bytes->size() > k_Long)
+                      self->m_Heard = std::chrono::steady_clock::now();
+                    if (!error && self->m_Written < bytes->size())
+                      return self->Write();
+                    self->m_Written = 0;
+                    self->m_Queued -= bytes->size();
+                    self->m_Output.pop_front();
+                    // What arrived before the peer closed may still be read, and tells why; so reading
+                    // reports the end, unless nothing is read for now.
+                    if (self->m_PeerEnded && (error || self->m_Output.empty()))
+                      return self->Close();
+                    if (error && self->m_Paused)
+                      return self->Fail({Explain(error), false, error});
+                    if (error)
+                      return;
+                    if (self->m_Paused)
+                      self->m_Heard = std::chrono::steady_clock::now();
+                    self->Write();
+                  });
 }
 
 void FrameStream::WatchSilence() {

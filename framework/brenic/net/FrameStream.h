@@ -9,8 +9,9 @@
 
 namespace brenic {
 
-/// Used on the I/O thread only. Lives as long as somebody holds it or an operation is under way. A peer that
-/// does not read is not answered any more when it pings, so it cannot make the queue grow by itself.
+/// Used on the I/O thread only. Lives as long as somebody holds it or an operation is under way. Who takes
+/// parts of a long frame is heard by that. A peer that does not read is not answered any more when it pings,
+/// so it cannot make the queue grow by itself.
 class FrameStream : public std::enable_shared_from_this<FrameStream> {
 public:
   using Bytes = std::shared_ptr<const std::string>;
@@ -79,6 +80,7 @@ private:
   std::array<char, 64 * 1024> m_Input;
   std::deque<Bytes> m_Output;
   size_t m_Queued = 0;
+  size_t m_Written = 0; // of the first frame
   bool m_Writing = false;
   bool m_Reading = false;
   bool m_Paused = false;

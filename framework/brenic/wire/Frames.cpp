@@ -112,8 +112,11 @@ std::string MessageBytes(std::string_view frame) {
 }
 
 void FrameReader::Feed(std::string_view bytes) {
+  constexpr size_t k_KeptRoom = 256 * 1024; // bytes; that of a long frame is given back
   if (m_Read == m_Buffer.size()) {
     m_Buffer.clear();
+    if (m_Buffer.capacity() > k_KeptRoom)
+      m_Buffer.shrink_to_fit();
     m_Begin = m_Read = 0;
   }
   m_Buffer.append(bytes);

@@ -32,18 +32,24 @@ TEST(Places, ComponentsLeaveSomeToAdministrators) {
   Places places(100);
   auto components = TakeAll(places, k_Component);
   EXPECT_EQ(components.size(), 36u);
-  EXPECT_EQ(places.Take(Client(Role::k_Component, "03")).Reason(),
-            "all 36 places for components are taken; 64 of 100 are kept for administrators");
-  const auto administrators = TakeAll(places, k_Administrator);
-  EXPECT_EQ(administrators.size(), 64u);
-  EXPECT_EQ(places.Take(k_Administrator).Reason(), "all 100 places are taken");
+  EXPECT_EQ(
+      places.Take(Client(Role::k_Component, "03")).Reason(),
+      "all 36 places for components are taken, 64 of 100 are kept for administrators; 36 of them with the "
+      "certificate 01, which ConnectionsPerCertificate in the Master's configuration can limit");
+  const auto first = TakeAll(places, k_Administrator),
+             second = TakeAll(places, Client(Role::k_Administrator, "04"));
+  EXPECT_EQ(first.size() + second.size(), 64u);
+  EXPECT_THAT(places.Take(k_Administrator).Reason().str(), HasSubstr("all 100 places are taken; 36 of them"));
   components.pop_back();
   EXPECT_TRUE(places.Take(k_Component));
 }
 
 TEST(Places, AdministratorsMayTakeThoseOfComponentsToo) {
   Places places(100);
-  EXPECT_EQ(TakeAll(places, k_Administrator).size(), 100u);
+  const auto first = TakeAll(places, k_Administrator);
+  EXPECT_EQ(first.size(), 36u) << "one certificate leaves some to others";
+  EXPECT_EQ(TakeAll(places, Client(Role::k_Administrator, "04")).size(), 36u);
+  EXPECT_EQ(TakeAll(places, Client(Role::k_Administrator, "uid:0")).size(), 64u);
 }
 
 TEST(Places, ACertificateTakesNoMoreThanItMay) {

@@ -69,10 +69,16 @@ TEST(Serve, MakesAMasterOnlyWhenToldSo) {
     EXPECT_THAT(ended.m_Errors, HasSubstr("run: brenic-master init --data-dir " + data));
     EXPECT_EQ(folder.Count(), 0u);
   }
+  for (const std::vector<std::string>& wrong : std::vector<std::vector<std::string>>{
+           {"--config", folder / "missing.conf"}, {"--listen", "127.0.0.1:99999"}}) {
+    std::vector<std::string> arguments{"serve", "--init", "--data-dir", folder / "new"};
+    arguments.insert(arguments.end(), wrong.begin(), wrong.end());
+    EXPECT_EQ(RunMaster(arguments).m_Status, 1);
+    EXPECT_EQ(folder.Count(), 0u) << wrong[1];
+  }
   // It makes one, and then finds nowhere to listen.
-  const std::string config = folder / "missing.conf";
-  const Ended made = RunMaster({"serve", "--init", "--data-dir", folder / "new", "--config", config});
-  EXPECT_THAT(made.m_Errors, HasSubstr("missing.conf"));
+  const Ended made = RunMaster({"serve", "--init", "--data-dir", folder / "new", "--listen", "192.0.2.1:0"});
+  EXPECT_THAT(made.m_Errors, HasSubstr("Cannot listen on 192.0.2.1:0"));
   EXPECT_TRUE(IsInitialised(folder / "new"));
 }
 
@@ -82,14 +88,15 @@ TEST(Serve, RefusesWhatIsOpenToOthersWithTheCommandThatClosesIt) {
     return RunMaster({"serve", "--data-dir", farm.Data(), "--listen", "127.0.0.1:0"}).m_Errors;
   };
   ASSERT_EQ(chmod(farm.Data().c_str(), 0750), 0);
-  EXPECT_THAT(refusal(),
-              HasSubstr("(mode 0750), and holds private keys; run: chmod 0700 " + farm.Data() + "\n"));
-  ASSERT_EQ(chmod(farm.Data().c_str(), 0700), 0);
   const std::string database = farm.Data() + "/master.db";
-  ASSERT_EQ(chmod(database.c_str(), 0604), 0);
-  EXPECT_THAT(refusal(),
-              HasSubstr("(mode 0604), and holds private keys; run: chmod 0600 " + database + "\n"));
-  ASSERT_EQ(chmod(database.c_str(), 0600), 0);
+  ASSERT_EQ(chmod(database.c_str(), 0704), 0);
+  WriteTextFile(database + "-shm", "");
+  ASSERT_EQ(chmod((database + "-shm").c_str(), 0640), 0);
+  EXPECT_THAT(refusal(), HasSubstr("where private keys are; run: chmod 0700 " + farm.Data() +
+                                   " && chmod 0600 " + database + " " + database + "-shm\n"));
+  ASSERT_EQ(chmod(farm.Data().c_str(), 0700), 0);
+  ASSERT_EQ(chmod(database.c_str(), 0700), 0);
+  unlink((database + "-shm").c_str());
   farm.Serve();
 }
 
