@@ -7,6 +7,7 @@
 #include <fmt/core.h>
 
 #include "farm/TextCheck.h"
+#include "net/Endpoint.h"
 #include "rlib/IniFile.h"
 #include "rlib/OutFile.h"
 #include "store/DataFolder.h"
@@ -88,6 +89,11 @@ Path FirstAdministrator(const Path& folder) {
   return folder / "clients/admin";
 }
 
+void CheckAddress(const String& address) {
+  if (const auto endpoint = Endpoint::Parse(address); !endpoint)
+    throw new Exception("Clients cannot be told the address '" + address + "': " + endpoint.Reason());
+}
+
 void CheckPartyName(const char* party, const String& name) {
   rlib::Result<> check = CheckText(name, 64);
   if (name.empty())
@@ -99,6 +105,8 @@ void CheckPartyName(const char* party, const String& name) {
 void IssueCredentials(const ClientOptions& options) {
   CheckPartyName("client", options.m_Name);
   RequireEmpty(options.m_Out); // before anything is made
+  if (!options.m_Address.empty())
+    CheckAddress(options.m_Address);
   SqliteStore store(options.m_Folder, Database::Mode::k_ReadWrite, IsServed(options.m_Folder));
   const MasterRecord master = store.LoadMaster();
   const Issued issued = IssueClient(master.m_Authority, options.m_Name, options.m_ValidDays);

@@ -29,6 +29,9 @@ Path FirstAdministrator(const Path& dataFolder);
 /// Makes a folder that may be there already. Throws Exception*.
 void MakeFolder(const Path& folder, mode_t mode);
 
+/// Throws Exception* unless a client can be told that the Master is there.
+void CheckAddress(const String& address);
+
 /// Throws Exception* unless a party of that kind ("client") can have the name.
 void CheckPartyName(const char* party, const String& name);
 

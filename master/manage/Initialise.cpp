@@ -88,6 +88,7 @@ void Initialise(const InitOptions& options) {
   const std::string machine = MachineName();
   const String name = options.m_Name.empty() ? String(machine) : options.m_Name;
   CheckPartyName("Master", name);
+  CheckAddress(AddressOf(options));
   MakeFolder(options.m_Folder, 0700);
   CheckMayInitialise(options.m_Folder);
   const ServeLock lock(options.m_Folder);

@@ -61,7 +61,7 @@ std::optional<std::string> Host(const GENERAL_NAME& entry) {
   return std::nullopt;
 }
 
-/// As "a, b and c", the first few.
+/// As "a, b and c", the first few; empty when it names none.
 std::string Hosts(const X509* certificate) {
   auto* names =
       static_cast<GENERAL_NAMES*>(X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr));
@@ -77,7 +77,7 @@ std::string Hosts(const X509* certificate) {
   GENERAL_NAMES_free(names);
   if (more > 0)
     hosts.push_back(fmt::format("{} more", more));
-  std::string text = hosts.empty() ? "no host at all" : hosts[0];
+  std::string text = hosts.empty() ? "" : hosts[0];
   for (size_t i = 1; i < hosts.size(); ++i)
     text += (i + 1 == hosts.size() ? " and " : ", ") + hosts[i];
   return text;
@@ -117,9 +117,12 @@ std::string Why(X509_STORE_CTX* verification, const String& host) {
                        "Master ('brenic-master client')",
                        reason);
   case X509_V_ERR_HOSTNAME_MISMATCH:
-  case X509_V_ERR_IP_ADDRESS_MISMATCH:
-    return fmt::format("it is for {}, not for {}; use one of these as the address",
-                       Hosts(X509_STORE_CTX_get0_cert(verification)), host.str());
+  case X509_V_ERR_IP_ADDRESS_MISMATCH: {
+    const std::string hosts = Hosts(X509_STORE_CTX_get0_cert(verification));
+    if (hosts.empty())
+      return fmt::format("it names no host, so it is not a Master's; {}", k_CheckAddress);
+    return fmt::format("it is for {}, not for {}; use one of these as the address", hosts, host.str());
+  }
   case X509_V_ERR_INVALID_PURPOSE:
     return fmt::format("it is not one of a Master ({}); {}", reason, k_CheckAddress);
   default:

@@ -73,6 +73,20 @@ TEST(Client, CredentialsAreNotWrittenWhereAFileOrLinkIsAlready) {
   EXPECT_EQ(folder.Count(), 1u);
 }
 
+TEST(Commands, WriteNoAddressThatClientsRefuse) {
+  const TempFolder folder;
+  const TestFarm farm;
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"init", "--data-dir", folder / "data", "--host", "a/b"},
+                                             {"client", "x", "--role", "component", "--data-dir", farm.Data(),
+                                              "--out", folder / "x", "--master", "a/b"}}) {
+    const Ended ended = RunMaster(arguments);
+    EXPECT_EQ(ended.m_Status, 1);
+    EXPECT_THAT(ended.m_Errors, HasSubstr("Clients cannot be told the address 'a/b"));
+  }
+  EXPECT_EQ(folder.Count(), 0u);
+}
+
 TEST(Commands, SayThatAFolderHoldsNoMaster) {
   const TempFolder folder;
   for (const char* command : {"state", "audit"}) {
