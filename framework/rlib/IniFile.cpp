@@ -34,6 +34,8 @@ std::optional<std::string_view> SectionName(std::string_view line) {
     const std::string_view behind = Trimmed(line.substr(end + 1));
     if (behind.empty() || IsComment(behind))
       return Trimmed(line.substr(1, end - 1));
+    if (behind.starts_with('['))
+      break; // two headers in one line
   }
   return std::nullopt;
 }

@@ -22,7 +22,8 @@ Handshakes::~Handshakes() {
 }
 
 void Handshakes::Begin(tcp::socket socket, const tcp::endpoint& remote, const std::string& address) {
-  ++m_Count;
+  if (m_Count++ == 0)
+    m_Busy.emplace(m_Io.get_executor());
   const auto handshake = std::make_shared<Handshake>(
       Handshake{std::make_shared<TlsStream>(HandshakeSocket(std::move(socket)), m_Context),
                 remote.address(),
@@ -52,7 +53,8 @@ void Handshakes::Carry(const std::shared_ptr<Handshake>& handshake) {
     Ended result{isDone ? handshake->m_Stream : nullptr, handshake->m_Address, handshake->m_Since,
                  reason.empty() ? Explain(failed) : reason};
     asio::post(m_Io, [this, result = std::move(result)] {
-      --m_Count;
+      if (--m_Count == 0)
+        m_Busy.reset();
       if (!m_Closed)
         m_OnEnded(result);
     });

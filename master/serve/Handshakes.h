@@ -75,6 +75,8 @@ private:
   asio::ssl::context& m_Context;
   const OnEnded m_OnEnded;
   size_t m_Count = 0;
+  // While there are some: the I/O thread would end before the other one has begun what it is to wait for.
+  std::optional<asio::executor_work_guard<asio::io_context::executor_type>> m_Busy;
   bool m_Closed = false;
 
   asio::io_context m_Own{1};

@@ -84,6 +84,15 @@ TEST(IniFile, SkipsLinesThatAreNothing) {
   EXPECT_THAT(Parsed("[A]\njunk\n=1\nx=1\n\"a\"\n", 3), ElementsAre("[A]", "x=1"));
 }
 
+TEST(IniFile, TakesNoTwoHeadersInOneLineButBracketsInAName) {
+  IniFile ini;
+  ini.LoadText("[A] [B]\na=1\n[Fluid [beta]] ; comment\n");
+  EXPECT_EQ(ini.SkippedLines(), 2u);
+  ASSERT_TRUE(ini.SetNextSection());
+  EXPECT_EQ(ini.GetCurrentSection(), "Fluid [beta]");
+  EXPECT_FALSE(ini.SetNextSection());
+}
+
 TEST(IniFile, SkipsAndCountsWhatIsUnderAMalformedHeader) {
   for (const char* header : {"[open", "[]", "[ ]", "[B] tail", "[B] [C]x"})
     EXPECT_THAT(Parsed("[A]\na=1\n" + std::string(header) + "\nx=1\njunk\n; comment\n\ny=2\n[Z]\nz=1\n", 4),
