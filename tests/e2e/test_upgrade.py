@@ -191,6 +191,7 @@ class Failing(Earlier):
     def limited(self, size):
         """Options of a process that can make no file longer than `size`."""
         def prepare():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)  # a sanitizer writes a file before the Master ignores it
             resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
             resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
 
