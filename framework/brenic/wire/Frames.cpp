@@ -111,18 +111,22 @@ std::string MessageBytes(std::string_view frame) {
   return message;
 }
 
+void FrameReader::Forget() {
+  if (m_Read != m_Buffer.size())
+    return;
+  m_Buffer.clear();
+  if (m_Buffer.capacity() > k_KeptRoom)
+    m_Buffer.shrink_to_fit();
+  m_Begin = m_Read = 0;
+}
+
 void FrameReader::Feed(std::string_view bytes) {
-  constexpr size_t k_KeptRoom = 256 * 1024; // bytes; that of a long frame is given back
-  if (m_Read == m_Buffer.size()) {
-    m_Buffer.clear();
-    if (m_Buffer.capacity() > k_KeptRoom)
-      m_Buffer.shrink_to_fit();
-    m_Begin = m_Read = 0;
-  }
+  Forget();
   m_Buffer.append(bytes);
 }
 
 std::optional<Frame> FrameReader::Next() {
+  Forget(); // also when nothing more comes: a connection may be silent for hours
   const std::string_view rest = std::string_view(m_Buffer).substr(m_Read);
   if (rest.size() < k_LengthBytes)
     return std::nullopt;

@@ -32,6 +32,9 @@ size_t CountEntries(std::string_view frame);
 /// Cuts a byte stream into frames. Not thread-safe.
 class FrameReader {
 public:
+  /// Room that it keeps for what comes, in bytes; that of a longer frame is given back.
+  static constexpr size_t k_KeptRoom = 256 * 1024;
+
   /// Frames longer than this are malformed, and so is one of more than k_MaxEntries entries.
   void SetLimit(size_t bytes) { m_Limit = bytes; }
 
@@ -42,7 +45,13 @@ public:
   /// The bytes of that frame; valid until Feed or Next is called again.
   std::string_view Bytes() const { return std::string_view(m_Buffer).substr(m_Begin, m_Read - m_Begin); }
 
+  /// Bytes of memory that it holds.
+  size_t Room() const { return m_Buffer.capacity(); }
+
 private:
+  /// What has been taken.
+  void Forget();
+
   std::string m_Buffer;
   size_t m_Begin = 0; // of the last frame
   size_t m_Read = 0;  // how much of the buffer has been taken

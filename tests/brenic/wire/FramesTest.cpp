@@ -133,6 +133,16 @@ TEST(Frames, WhatIsNoMessageIsMalformed) {
   }
 }
 
+TEST(Frames, TheRoomOfALongFrameIsGivenBackOnceItIsDealtWith) {
+  FrameReader reader;
+  reader.SetLimit(k_MaxFrame);
+  reader.Feed(Encode(Goodbye(std::string(10 * FrameReader::k_KeptRoom, 'x'))));
+  ASSERT_TRUE(reader.Next());
+  EXPECT_GT(reader.Bytes().size(), 10 * FrameReader::k_KeptRoom);
+  EXPECT_FALSE(reader.Next());
+  EXPECT_LE(reader.Room(), FrameReader::k_KeptRoom);
+}
+
 TEST(Frames, EntriesOfAllListsCount) {
   Frame options, names, limits, restrictions, translations, product, products;
   for (int i = 0; i < 3; ++i) {
