@@ -4,6 +4,8 @@
 
 #include <fmt/core.h>
 
+#include "rlib/Utf8.h"
+
 namespace brenic {
 
 namespace {
@@ -35,14 +37,9 @@ Kind KindOf(const RequestState& state) {
   }
 }
 
-/// Cut between characters of UTF-8.
 std::string Shortened(const std::string& name) {
-  if (name.size() <= k_LongestName)
-    return name;
-  size_t end = k_LongestName;
-  while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xc0) == 0x80)
-    --end;
-  return name.substr(0, end) + "...";
+  const std::string beginning(rlib::Utf8Beginning(name, k_LongestName));
+  return beginning.size() < name.size() ? beginning + "..." : name;
 }
 
 std::string Listed(const rlib::vector<const RequestState*>& states) {
