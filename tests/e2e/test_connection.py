@@ -115,6 +115,21 @@ class Credentials(FarmTest):
         self.addCleanup(other.close)
         self.refused(other.credentials, "certificate is not accepted", "another authority", "check the address")
 
+    def test_a_file_of_several_authorities_holds_the_masters_in_any_place(self):
+        other = Farm(serve=False)
+        self.addCleanup(other.close)
+        file = self.farm.credentials.parent / "ca.pem"
+        own, next_one = file.read_text(), (other.credentials.parent / "ca.pem").read_text()
+        for text in (own + next_one, next_one + own, f"# the next\n{next_one}# the old\n{own}".replace("\n", "\r\n")):
+            file.write_text(text)
+            result = self.farm.run("-GetUserLimits")
+            self.assertDone(result)
+            self.assertEqual(result.err, "")
+        for damaged in (own + next_one.replace("-----BEGIN", "----BEGIN"), own + next_one[:300]):
+            file.write_text(damaged)
+            self.refused(self.farm.credentials, f"'{file}' cannot be used: its certificate 2 is damaged (",
+                         "take the file as 'brenic-master client' made it")
+
     def test_a_client_of_another_authority_is_not_let_in(self):
         other = Farm(serve=False)
         self.addCleanup(other.close)
