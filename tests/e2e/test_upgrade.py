@@ -103,7 +103,7 @@ class Earlier(FarmTest):
     def assertBrought(self, folder):
         """A start makes layout 4 of it, and the trail is all there."""
         self.assertEqual(self.tried(folder), (True, 0, ""))
-        self.assertEqual(layout(folder / "master.db"), 3)
+        self.assertEqual(layout(folder / "master.db"), 4)
         self.assertEqual(printed(folder, "audit"), (LAYOUT1 / "audit.txt").read_bytes())
         self.assertEqual(printed(folder, "state"), (LAYOUT1 / "state.txt").read_bytes())
 
@@ -217,7 +217,7 @@ class Failing(Earlier):
             self.assertEqual(status, 0 if ready else 1, err)
             if ready:
                 served += 1
-                self.assertEqual(layout(folder / "master.db"), 3)
+                self.assertEqual(layout(folder / "master.db"), 4)
                 continue
             failed += 1
             if layout(self.copy_of(folder)) == 1:
