@@ -56,7 +56,7 @@ rlib::Result<> TrustAuthorities(SSL_CTX* context, const Path& file) {
     if (isEnd)
       return number > 1 ? rlib::Result<>() : rlib::Failure("it holds no certificate");
     if (X509_self_signed(certificate.get(), 0) == 1 && X509_self_signed(certificate.get(), 1) != 1)
-      return Damaged(number, "it is not what its authority signed");
+      return Damaged(number, "its signature is wrong");
     if (X509_STORE_add_cert(SSL_CTX_get_cert_store(context), certificate.get()) != 1)
       return Damaged(number, TlsError());
   }

@@ -85,6 +85,12 @@ TEST_F(AuthorityFileTest, ADamagedCertificateBehindAGoodOneIsNotPassedOver) {
   }
 }
 
+TEST_F(AuthorityFileTest, ACertificateThatCanBeReadAndIsNotAsItWasSignedIsDamaged) {
+  char& changed = m_Other[m_Other.find("\n-----END") - 12]; // in the signature
+  changed = changed == 'A' ? 'B' : 'A';
+  ExpectRefusal(m_Own + m_Other, HasSubstr("its certificate 2 is damaged (its signature is wrong)"));
+}
+
 TEST_F(AuthorityFileTest, AFileWithoutACertificateIsRefused) {
   ExpectRefusal("", HasSubstr("it holds no certificate"));
   ExpectRefusal("nonsense\n", HasSubstr("it holds no certificate"));
