@@ -175,7 +175,8 @@ class Credentials(FarmTest):
 
     def test_an_expired_certificate_is_not_let_in(self):
         self.refused(self.issue("late", "--role", "administrator", "--valid-days", "-1"),
-                     "does not accept this client's certificate", "expired", "it is valid from", "by this machine's clock it is",
+                     "does not accept this client's certificate", "expired", "it is valid from",
+                     "by this machine's clock it is",
                      "have 'brenic-master client late --renew' run on the Master's machine")
 
     def test_a_certificate_that_the_master_does_not_know_is_not_let_in(self):
