@@ -117,7 +117,7 @@ class Credentials(FarmTest):
         self.addCleanup(other.close)
         self.refused(other.credentials, "certificate is not accepted", "another authority", "check the address",
                      "this machine was away while the farm's authority was renewed",
-                     "have 'brenic-master client admin --renew' run on the Master's machine")
+                     "have 'brenic-master client admin --renew --data-dir DIR --out FOLDER' run on the Master's")
 
     def test_a_file_of_several_authorities_holds_the_masters_in_any_place(self):
         other = Farm(serve=False)
@@ -155,7 +155,8 @@ class Credentials(FarmTest):
             line = self.on_terminal(soon)
             self.assertRegex(line, f"^The certificate '{soon.parent}/client.pem' ends on {end} "
                              r"\(5[89] days left, by this machine's clock\): have 'brenic-master client soon "
-                             "--renew' run on the Master's machine, and put the new files in place of these\n$")
+                             "--renew --data-dir DIR --out FOLDER' run on the Master's machine, and put the new "
+                             "files in place of these\n$")
         log.unlink()
         result = self.farm.run("-DumpLogs", credentials=soon)
         self.assertDone(result)
@@ -171,11 +172,12 @@ class Credentials(FarmTest):
         (other.credentials.parent / "ca.pem").write_text((self.farm.credentials.parent / "ca.pem").read_text())
         self.refused(other.credentials, "does not accept this client's certificate", "another authority issued it",
                      "this machine was away while the farm's authority was renewed",
-                     "have 'brenic-master client admin --renew' run on the Master's machine")
+                     "have 'brenic-master client admin --renew --data-dir DIR --out FOLDER' run on the Master's")
 
     def test_an_expired_certificate_is_not_let_in(self):
         self.refused(self.issue("late", "--role", "administrator", "--valid-days", "-1"),
-                     "does not let this client in", "The certificate of 'late' ended on", "brenic-master client --renew")
+                     "does not let this client in: The certificate of 'late' ended on",
+                     "brenic-master client --renew")
 
     def test_a_certificate_that_the_master_does_not_know_is_not_let_in(self):
         # The same authority issued it, in a copy of the Master's data.
@@ -210,6 +212,20 @@ class Credentials(FarmTest):
         key = self.farm.credentials.parent / "client.key"
         key.chmod(0o640)
         self.refused(self.farm.credentials, "client.key", "chmod 600")
+
+    def test_one_that_is_revoked_is_told_so_for_good(self):
+        credentials = self.issue("leaver", "--role", "administrator")
+        why = r"The certificate of 'leaver' .* was revoked on \d{4}-\d\d-\d\d; .*new credentials"
+        watcher = self.farm.start(program="watcher", credentials=credentials)
+        self.assertEqual(watcher.stdout.readline(), b"ready\n")
+        self.farm.admin("revoke", "leaver", "--data-dir", self.farm.data)
+        dropped = finish(watcher)
+        self.assertDone(dropped, 3)
+        self.assertRegex(dropped.err, f"^The Master at {self.farm.address} does not let this client in any more: "
+                         f"{why}\n$")
+        result = self.farm.run("-Option", "a", "1", credentials=credentials)  # without -ConnectTimeout
+        self.assertDone(result, 3)
+        self.assertRegex(result.err, f"^The Master at {self.farm.address} does not let this client in: {why}\n$")
 
     def test_a_component_is_let_in_and_may_change_nothing(self):
         component = self.issue("engine", "--role", "component")

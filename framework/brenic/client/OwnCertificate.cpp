@@ -60,7 +60,8 @@ std::optional<String> EndsSoon(const X509* certificate, const Path& file, std::t
 }
 
 std::string RenewalCommand(const X509* certificate) {
-  return fmt::format("brenic-master client {} --renew", Quoted(Name(certificate)));
+  return fmt::format("brenic-master client {} --renew --data-dir DIR --out FOLDER",
+                     Quoted(Name(certificate)));
 }
 
 std::string HowToRenew(const X509* certificate) {

@@ -15,8 +15,8 @@ namespace brenic {
 /// is valid the Master decides, and its refusal tells of that.
 std::optional<String> EndsSoon(const X509* certificate, const Path& file, std::time_t now);
 
-/// The command that makes new credentials in place of the certificate's, for the Master's machine. It can be
-/// pasted into a shell.
+/// The command that makes new credentials in place of the certificate's, for the Master's machine. What it
+/// says of the client a shell takes as it is.
 std::string RenewalCommand(const X509* certificate);
 
 /// What to do for new credentials: who runs what, as a part of a sentence.

@@ -8,6 +8,7 @@
 namespace brenic {
 namespace {
 
+const std::string k_Folders = " --data-dir DIR --out FOLDER";
 constexpr long k_Day = 24 * 60 * 60;
 constexpr std::time_t k_End = 1'800'000'000; // 2027-01-15 08:00:00 UTC
 
@@ -38,8 +39,8 @@ TEST_F(OwnCertificateTest, AWarningSaysWhichFileEndsWhenAndWhatToDo) {
   EXPECT_EQ(
       Warning(42 * k_Day + 5),
       "The certificate '/etc/brenic/client.pem' ends on 2027-01-15 (42 days left, by this machine's clock): "
-      "have 'brenic-master client render17 --renew' run on the Master's machine, and put the new files in "
-      "place of these");
+      "have 'brenic-master client render17 --renew --data-dir DIR --out FOLDER' run on the Master's machine, "
+      "and put the new files in place of these");
 }
 
 TEST_F(OwnCertificateTest, ItComesFromSixtyDaysBeforeTheEndOn) {
@@ -54,16 +55,16 @@ TEST_F(OwnCertificateTest, OneThatHasEndedIsLeftToTheMastersRefusal) {
   EXPECT_EQ(Warning(-1), "");
 }
 
-TEST_F(OwnCertificateTest, TheCommandCanBePastedWhateverTheName) {
+TEST_F(OwnCertificateTest, TheCommandsNameIsFitForAShell) {
   const auto command = [this](const std::string& name) {
     SetName(name);
     return RenewalCommand(m_Certificate.m_Certificate.get());
   };
-  EXPECT_EQ(command("render-17.farm_2"), "brenic-master client render-17.farm_2 --renew");
-  EXPECT_EQ(command("render 17"), "brenic-master client \"render 17\" --renew");
-  EXPECT_EQ(command("Büro;a"), "brenic-master client \"Büro;a\" --renew");
+  EXPECT_EQ(command("render-17.farm_2"), "brenic-master client render-17.farm_2 --renew" + k_Folders);
+  EXPECT_EQ(command("render 17"), "brenic-master client \"render 17\" --renew" + k_Folders);
+  EXPECT_EQ(command("Büro;a"), "brenic-master client \"Büro;a\" --renew" + k_Folders);
   for (const char* odd : {"it's", "a\"b", "`x`", "$x", "a\\b", "a!", "a\nb", "a\x1b[2J", ""})
-    EXPECT_EQ(command(odd), "brenic-master client NAME --renew") << odd;
+    EXPECT_EQ(command(odd), "brenic-master client NAME --renew" + k_Folders) << odd;
 }
 
 } // namespace

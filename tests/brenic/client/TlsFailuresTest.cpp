@@ -11,7 +11,8 @@ using testing::Not;
 constexpr char k_CheckAddress[] = "; check that the address and port are a Master's";
 constexpr char k_NewCredentials[] = "have 'brenic-master client \"test ";
 constexpr char k_RunThere[] =
-    "\" --renew' run on the Master's machine, and put the new files in place of these";
+    "\" --renew --data-dir DIR --out FOLDER' run on the Master's machine, and put the new files in place of "
+    "these";
 
 class TlsFailuresTest : public TlsTest {
 protected:
