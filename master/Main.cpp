@@ -89,6 +89,7 @@ int main(int argc, char** argv) {
   AddMakingCommands(line);
   AddServeCommand(line);
   AddCredentialCommands(line, AskWhoeverHolds);
+  AddLookingCommands(line);
   AddPrintingCommands(line);
   return line.Run(argc, argv);
 }

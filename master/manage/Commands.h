@@ -10,6 +10,8 @@ namespace brenic::master {
 void AddMakingCommands(CommandLine& line);
 /// `client`, `clients`, `revoke`, `hosts`, `authority`
 void AddCredentialCommands(CommandLine& line, const Ask& ask);
+/// `plan`, `lint`, `product check`
+void AddLookingCommands(CommandLine& line);
 /// `state`, `audit`
 void AddPrintingCommands(CommandLine& line);
 
