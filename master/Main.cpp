@@ -4,6 +4,7 @@
 
 #include "manage/Commands.h"
 #include "manage/Initialise.h"
+#include "manage/Restore.h"
 #include "manage/ServerCertificate.h"
 #include "net/Endpoint.h"
 #include "serve/Serve.h"
@@ -27,6 +28,7 @@ void RunMaster(const Path& folder, const ServeArguments& arguments) {
       Initialise({folder, {}, {}, 0});
     RequireInitialised(folder);
     RequirePrivate(folder);
+    RequireAccepted(folder);
   };
   Serve({folder, arguments.m_Listen, arguments.m_PortFile, arguments.m_Socket, arguments.m_Config,
          arguments.m_Products, prepare, RenewServerCertificate});
@@ -54,6 +56,7 @@ int main(int argc, char** argv) {
   CommandLine line("The Master: holds a render farm's settings and answers its clients.");
   AddMakingCommands(line);
   AddServeCommand(line);
+  AddBackupCommands(line);
   AddCredentialCommands(line);
   AddPrintingCommands(line);
   return line.Run(argc, argv);

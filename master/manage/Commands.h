@@ -7,6 +7,8 @@ namespace brenic::master {
 
 /// `init`
 void AddMakingCommands(CommandLine& line);
+/// `backup`, `restore`
+void AddBackupCommands(CommandLine& line);
 /// `client`
 void AddCredentialCommands(CommandLine& line);
 /// `state`, `audit`

@@ -1,6 +1,8 @@
 // Makes a Master.
 #pragma once
 
+#include <set>
+#include <string>
 #include <vector>
 
 #include "brenic/Types.h"
@@ -18,5 +20,9 @@ struct InitOptions {
 /// the database appears under its name last. Throws Exception* for any other folder, and when it cannot be
 /// written.
 void Initialise(const InitOptions& options);
+
+/// What a Master's certificate is valid for on this machine: its name, the loopback's names and addresses,
+/// and the others.
+std::set<std::string> HostsOfMachine(const std::vector<std::string>& others);
 
 } // namespace brenic::master

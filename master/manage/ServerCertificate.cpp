@@ -15,7 +15,8 @@ void RenewServerCertificate(Store& store) {
                     "and every client needs new credentials before it ends",
                     days));
   const int days = DaysLeft(master.m_Server);
-  if (days >= k_RenewalDays)
+  const bool isRestored = master.m_Server.m_Key.empty(); // from a backup without keys
+  if (days >= k_RenewalDays && !isRestored)
     return;
   TryToStore("The Master's certificate and key", [&] {
     store.ReplaceServerCredential(
