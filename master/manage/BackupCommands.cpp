@@ -1,8 +1,11 @@
 #include <fmt/core.h>
 
+#include "brenic/ExitStatus.h"
 #include "manage/Backup.h"
+#include "manage/Check.h"
 #include "manage/Commands.h"
 #include "manage/Restore.h"
+#include "rlib/Stream.h"
 #include "store/DataFolder.h"
 
 namespace brenic::master {
@@ -75,17 +78,7 @@ void RunRestore(const Path& folder, const RestoreArguments& arguments) {
   TellRestored(restored, folder);
 }
 
-} // namespace
-
-void AddBackupCommands(CommandLine& line) {
-  const auto file = std::make_shared<std::string>();
-  const auto withoutKeys = std::make_shared<bool>(false);
-  CLI::App& backup = line.AddOnFolder("backup", "Writes everything into one file", [=](const Path& folder) {
-    RunBackup({folder, *file, !*withoutKeys});
-  });
-  backup.add_option("FILE", *file, "gets the backup; must not exist")->required();
-  backup.add_flag("--without-keys", *withoutKeys, "leave private keys out");
-
+void AddRestoreCommand(CommandLine& line) {
   const auto arguments = std::make_shared<RestoreArguments>();
   CLI::App& restore = line.AddOnFolder("restore", "Makes a Master of a backup",
                                        [arguments](const Path& folder) { RunRestore(folder, *arguments); });
@@ -98,6 +91,44 @@ void AddBackupCommands(CommandLine& line) {
   restore.add_flag("--accept", arguments->m_Accept, "what is valid in the backup may be valid again");
   restore.add_option("--revoked", arguments->m_Revoked,
                      "the lost data folder's file of that name: what it holds stays revoked");
+}
+
+int RunCheck(const std::string& folder, const std::string& file, bool asJson) {
+  if (folder.empty() == file.empty())
+    throw new Exception("check wants either --data-dir DIR or the FILE that 'brenic-master backup' made");
+  const Findings findings = file.empty() ? CheckFolder(folder) : CheckFile(file);
+  rlib::stdOut.Put(String(asJson ? FindingsJson(findings) + "\n" : FindingsText(findings)));
+  rlib::stdOut.Close();
+  return findings.Problems().empty() ? k_ExitDone : k_ExitFailed;
+}
+
+void AddCheckCommand(CommandLine& line) {
+  struct Arguments {
+    std::string m_Folder, m_File;
+    bool m_Json = false;
+  };
+  const auto arguments = std::make_shared<Arguments>();
+  CLI::App& check =
+      line.Add("check", "Looks for what is wrong with a Master's data, or with a backup",
+               [arguments] { return RunCheck(arguments->m_Folder, arguments->m_File, arguments->m_Json); });
+  check.add_option("FILE", arguments->m_File, "what backup made");
+  check.add_option("--data-dir", arguments->m_Folder, "folder that holds everything of the Master");
+  check.add_flag("--json", arguments->m_Json, "as one JSON object");
+}
+
+} // namespace
+
+void AddBackupCommands(CommandLine& line) {
+  const auto file = std::make_shared<std::string>();
+  const auto withoutKeys = std::make_shared<bool>(false);
+  CLI::App& backup = line.AddOnFolder("backup", "Writes everything into one file", [=](const Path& folder) {
+    RunBackup({folder, *file, !*withoutKeys});
+  });
+  backup.add_option("FILE", *file, "gets the backup; must not exist")->required();
+  backup.add_flag("--without-keys", *withoutKeys, "leave private keys out");
+
+  AddRestoreCommand(line);
+  AddCheckCommand(line);
 }
 
 } // namespace brenic::master

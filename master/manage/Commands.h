@@ -7,7 +7,7 @@ namespace brenic::master {
 
 /// `init`
 void AddMakingCommands(CommandLine& line);
-/// `backup`, `restore`
+/// `backup`, `restore`, `check`
 void AddBackupCommands(CommandLine& line);
 /// `client`
 void AddCredentialCommands(CommandLine& line);

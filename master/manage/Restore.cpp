@@ -57,8 +57,7 @@ void CheckIsDatabase(const Path& file) {
 
 /// Reads all of it: what is damaged is not to be restored.
 void CheckBackup(const Path& file) {
-  CheckIsDatabase(file);
-  CheckStandsAlone(file);
+  CheckIsBackup(file);
   const auto damaged = [&](const std::string& how) {
     return new Exception(fmt::format("{} is damaged and was not restored; take another backup: {}",
                                      Named(file), how.substr(0, how.find('\n'))));
@@ -97,10 +96,6 @@ void SetAccepted(Database& database, bool isAccepted) {
   database.Execute(fmt::format("PRAGMA application_id = {}", isAccepted ? 0 : k_NotAccepted).c_str());
 }
 
-bool IsAccepted(Database& database) {
-  return database.Scalar("PRAGMA application_id") != std::to_string(k_NotAccepted);
-}
-
 /// What a restored database is to be besides what it was.
 struct Differences {
   String m_Name;
@@ -110,17 +105,23 @@ struct Differences {
 };
 
 void Identify(SqliteStore& store, const Differences& differences) {
-  MasterRecord master = store.LoadMaster();
-  if (master.m_Authority.m_Key.empty())
+  const MasterRecord master = store.LoadMaster();
+  // Clients that were away during a roll-over trust the earlier authority alone.
+  const auto authority =
+      std::find_if(master.m_Authorities.begin(), master.m_Authorities.end(),
+                   [&](const Authority& each) { return each.m_Number == master.m_ServerAuthority; });
+  if (authority == master.m_Authorities.end() || authority->m_Credential.m_Key.empty())
     throw new Exception(
         "The backup holds no private keys, so no certificate can be issued for another name or "
         "host; restore it without --name and --host");
   const std::set<std::string> hosts =
       differences.m_Hosts.empty() ? HostsOf(master.m_Server) : HostsOfMachine(differences.m_Hosts);
-  if (!differences.m_Name.empty())
-    master.m_Name = differences.m_Name;
-  store.Rename(master.m_Name);
-  store.ReplaceServerCredential(IssueServer(master.m_Authority, master.m_Name, hosts).m_Credential);
+  const String& name = differences.m_Name.empty() ? master.m_Name : differences.m_Name;
+  store.Rename(name);
+  store.ReplaceServerCredential(IssueServer(authority->m_Credential, name, hosts).m_Credential,
+                                authority->m_Number);
+  if (!differences.m_Hosts.empty())
+    store.SetAddress(differences.m_Hosts.front());
 }
 
 /// `folder` holds the database and nothing else that matters.
@@ -137,8 +138,13 @@ void Alter(const Path& folder, const Differences& differences) {
   store.Begin();
   if (changesMaster)
     Identify(store, differences);
-  for (const Revocation& revocation : differences.m_Revoked)
-    store.Revoke(revocation.m_Serial, revocation.m_Time);
+  for (const Revocation& revocation : differences.m_Revoked) {
+    auto client = store.FindClient(revocation.m_Serial);
+    if (!client || client->m_Revoked)
+      continue;
+    client->m_Revoked = revocation.m_Time;
+    store.ReplaceClient(*client);
+  }
   SetAccepted(store.Connection(), differences.m_IsAccepted);
   store.Commit();
   store.Finish();
@@ -163,6 +169,15 @@ void CheckOptions(const RestoreOptions& options) {
 }
 
 } // namespace
+
+bool IsAccepted(Database& database) {
+  return database.Scalar("PRAGMA application_id") != std::to_string(k_NotAccepted);
+}
+
+void CheckIsBackup(const Path& file) {
+  CheckIsDatabase(file);
+  CheckStandsAlone(file);
+}
 
 std::vector<ValidCertificate> ValidCertificates(Database& database) {
   const bool isRecorded = HasColumn(database, "client", "expires");

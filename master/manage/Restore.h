@@ -47,6 +47,12 @@ Restored AcceptRestored(const Path& folder, const Path& revoked);
 /// Throws Exception* for a folder that was restored and not accepted since, or that holds no private key.
 void RequireAccepted(const Path& folder);
 
+/// Whether it is, or was never restored. Throws StoreFailure.
+bool IsAccepted(Database& database);
+
+/// Throws Exception* for a file that is no database, or is only a part of one.
+void CheckIsBackup(const Path& file);
+
 /// The certificates that the database, of any layout, accepts.
 std::vector<ValidCertificate> ValidCertificates(Database& database);
 

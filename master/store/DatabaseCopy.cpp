@@ -112,30 +112,23 @@ CopiedState ReadCopiedState(Database& database) {
   return state;
 }
 
+void StopWhenLogGrows(Database& database, const Path& file, uintmax_t most) {
+  database.StopWhen([most, log = file.str().str() + "-wal"] { return SizeOf(log) > most; });
+}
+
 CopiedState CopyDatabase(const Path& source, const Path& target, const CopyOptions& options) {
-  bool isTooLong = false;
   CopiedState state;
-  try {
+  {
     Database database(target, Database::Mode::k_ReadWrite);
     // The file is given its name when all of it is there: nothing would be rolled back.
-    database.Execute("PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
+    database.Execute("PRAGMA main.journal_mode = OFF; PRAGMA main.synchronous = OFF");
     database.AttachSource(source, options.m_Mode);
-    database.StopWhen([&, log = source.str().str() + "-wal"] {
-      return isTooLong = isTooLong || SizeOf(log) > options.m_MostLog;
-    });
+    StopWhenLogGrows(database, source, options.m_MostLog);
     CopyAll(database, options.m_WithKeys);
     database.StopWhen(nullptr);
     if (const std::string found = database.Scalar("PRAGMA integrity_check"); found != "ok")
       throw StoreFailure("the copy is damaged: " + found);
     state = ReadCopiedState(database);
-  } catch (const StoreFailure& failure) {
-    if (isTooLong)
-      throw StoreFailure(
-          fmt::format("it took so long that the Master's log exceeded {} MiB meanwhile; copy to "
-                      "a faster disk, or when less is changed",
-                      options.m_MostLog / (1024 * 1024)),
-          StoreFailure::Kind::k_Busy);
-    throw;
   }
   SyncFile(target);
   return state;

@@ -5,12 +5,17 @@
 
 namespace brenic::master {
 
+/// Bytes. While one transaction reads it, a database that is served cannot begin its log anew: reading that
+/// takes so long that the log exceeds this is given up.
+inline constexpr uintmax_t k_MostLogMeanwhile = 512 * 1024 * 1024;
+
+/// Gives up what reads `file`, a database, when its log exceeds that; `database` is what reads.
+void StopWhenLogGrows(Database& database, const Path& file, uintmax_t most = k_MostLogMeanwhile);
+
 struct CopyOptions {
   Database::Mode m_Mode = Database::Mode::k_ReadOnly; // of the file that is copied
   bool m_WithKeys = true;
-  /// Bytes. While it is read, a database that is served cannot begin its log anew: a copy that takes so long
-  /// that the log exceeds this is given up.
-  uintmax_t m_MostLog = 512 * 1024 * 1024;
+  uintmax_t m_MostLog = k_MostLogMeanwhile;
 };
 
 /// What a copy holds.

@@ -117,7 +117,8 @@ void AppendRevocations(const Path& file, const std::vector<Revocation>& revocati
 
 rlib::Result<std::optional<std::vector<Revocation>>> ReadRevoked(const Path& file) {
   const auto failed = [&](const char* what) {
-    return rlib::Failure(fmt::format("Cannot {} '{}': {}", what, file.str().str(), rlib::ErrorText(errno).str()));
+    return rlib::Failure(
+        fmt::format("Cannot {} '{}': {}", what, file.str().str(), rlib::ErrorText(errno).str()));
   };
   const FileHandle handle(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   if (!handle && errno == ENOENT)

@@ -28,6 +28,10 @@ bool IsFull(sqlite3* database, int code) {
   const int code = sqlite3_extended_errcode(database);
   const bool isFull = IsFull(database, code);
   const bool isBusy = (code & 0xff) == SQLITE_BUSY;
+  if (code == SQLITE_INTERRUPT)
+    throw StoreFailure("It took so long that others made the Master's log too long meanwhile; try again when "
+                       "less is changed",
+                       StoreFailure::Kind::k_Busy);
   throw StoreFailure(
       fmt::format("{}: {} (SQLite {})", what, isFull ? "the disk is full" : sqlite3_errmsg(database), code),
       isFull   ? StoreFailure::Kind::k_Full

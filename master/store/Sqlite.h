@@ -85,8 +85,8 @@ public:
   std::string Scalar(const char* sql);
   /// Makes another file readable as the schema `source`.
   void AttachSource(const Path& file, Mode mode);
-  /// Ends what runs, with a failure, as soon as `stop` says so; it is asked every now and then. None: no
-  /// more.
+  /// Ends what reads, as soon as `stop` says so, with a busy failure that tells of the log; it is asked every
+  /// now and then. None: no more.
   void StopWhen(std::function<bool()> stop);
   /// Undoes an open transaction; never throws.
   void Rollback() noexcept;

@@ -59,4 +59,7 @@ CREATE UNIQUE INDEX audit_message ON audit (client_key, message_id) WHERE result
 CREATE INDEX audit_time ON audit (time);
 )";
 
+inline constexpr const char* k_AllTables[] = {k_CredentialTables, k_SettingsTables, k_OptionTable,
+                                              k_ProductTables, k_AuditTable};
+
 } // namespace brenic::master
