@@ -1,6 +1,7 @@
 // The subcommands that end by themselves, by family.
 #pragma once
 
+#include "manage/Administration.h"
 #include "manage/CommandLine.h"
 
 namespace brenic::master {
@@ -9,8 +10,8 @@ namespace brenic::master {
 void AddMakingCommands(CommandLine& line);
 /// `backup`, `restore`, `check`
 void AddBackupCommands(CommandLine& line);
-/// `client`
-void AddCredentialCommands(CommandLine& line);
+/// `client`, `clients`, `revoke`, `hosts`, `authority`
+void AddCredentialCommands(CommandLine& line, const Ask& ask);
 /// `state`, `audit`
 void AddPrintingCommands(CommandLine& line);
 

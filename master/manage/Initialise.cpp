@@ -2,8 +2,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <iterator>
 
+#include "manage/Addresses.h"
+#include "manage/Certificates.h"
 #include "manage/ClientCredentials.h"
 #include "manage/NewDataFolder.h"
 #include "net/Endpoint.h"
@@ -24,15 +28,17 @@ String AddressOf(const InitOptions& options) {
   Endpoint endpoint;
   endpoint.m_Host = options.m_Hosts.empty() ? String("127.0.0.1") : String(options.m_Hosts.front());
   endpoint.m_Port = options.m_Port ? options.m_Port : k_DefaultPort;
-  const bool plain = endpoint.m_Port == k_DefaultPort && endpoint.m_Host.str().find(':') == std::string::npos;
-  return plain ? endpoint.m_Host : endpoint.ToString();
+  return AddressText(endpoint);
 }
 
 } // namespace
 
-std::set<std::string> HostsOfMachine(const std::vector<std::string>& others) {
-  std::set<std::string> hosts{MachineName(), "localhost", "127.0.0.1", "::1"};
-  hosts.insert(others.begin(), others.end());
+std::vector<std::string> HostsOfMachine(const std::vector<std::string>& others) {
+  std::vector<std::string> hosts;
+  for (const std::vector<std::string>& some : {others, {MachineName(), "localhost", "127.0.0.1", "::1"}})
+    std::copy_if(some.begin(), some.end(), std::back_inserter(hosts), [&](const std::string& host) {
+      return std::find(hosts.begin(), hosts.end(), host) == hosts.end();
+    });
   return hosts;
 }
 
@@ -41,7 +47,8 @@ void Initialise(const InitOptions& options) {
     throw new Exception("'" + options.m_Folder.str() + "' already holds a Master");
   const std::string machine = MachineName();
   const String name = options.m_Name.empty() ? String(machine) : options.m_Name;
-  CheckPartyName("Master", name);
+  if (const auto problem = NameProblem("Master", name))
+    throw new Exception(*problem);
   CheckAddress(AddressOf(options));
   NewDataFolder folder(options.m_Folder);
 
@@ -49,14 +56,17 @@ void Initialise(const InitOptions& options) {
   master.m_ID = UID(true);
   master.m_Name = name;
   master.m_Authority = MakeAuthority("Brenic authority " + master.m_ID.ToString());
+  master.m_Address = AddressOf(options);
   master.m_Server =
       IssueServer(master.m_Authority, master.m_Name, HostsOfMachine(options.m_Hosts)).m_Credential;
   const Issued admin = IssueClient(master.m_Authority, "admin");
 
-  SqliteStore::Create(folder.Unfinished(), master, {admin.m_Serial, "admin", Role::k_Administrator});
+  const Validity validity = ValidityOf(admin.m_Credential.m_Certificate);
+  SqliteStore::Create(folder.Unfinished(), master,
+                      {admin.m_Serial, "admin", Role::k_Administrator, 1, validity.m_Begin, validity.m_End});
   MakeFolder(options.m_Folder / "clients", 0700);
-  WriteCredentials(FirstAdministrator(options.m_Folder), master.m_Authority, admin.m_Credential,
-                   AddressOf(options));
+  WriteCredentials(FirstAdministrator(options.m_Folder), master.m_Authority.m_Certificate, admin.m_Credential,
+                   master.m_Address);
   SyncFolder(options.m_Folder / "clients");
   folder.Finish(folder.Unfinished());
 }

@@ -1,7 +1,6 @@
 // Makes a Master.
 #pragma once
 
-#include <set>
 #include <string>
 #include <vector>
 
@@ -21,8 +20,8 @@ struct InitOptions {
 /// written.
 void Initialise(const InitOptions& options);
 
-/// What a Master's certificate is valid for on this machine: its name, the loopback's names and addresses,
-/// and the others.
-std::set<std::string> HostsOfMachine(const std::vector<std::string>& others);
+/// What a Master's certificate is valid for on this machine: the others, first, its name, and the loopback's
+/// names and addresses.
+std::vector<std::string> HostsOfMachine(const std::vector<std::string>& others);
 
 } // namespace brenic::master

@@ -8,6 +8,7 @@
 
 #include <fmt/core.h>
 
+#include "manage/Addresses.h"
 #include "manage/Certificates.h"
 #include "manage/ClientCredentials.h"
 #include "manage/Initialise.h"
@@ -104,7 +105,7 @@ struct Differences {
   bool m_IsAccepted = false;
 };
 
-void Identify(SqliteStore& store, const Differences& differences) {
+void Identify(SqliteStore& store, const Path& folder, const Differences& differences) {
   const MasterRecord master = store.LoadMaster();
   // Clients that were away during a roll-over trust the earlier authority alone.
   const auto authority =
@@ -114,14 +115,14 @@ void Identify(SqliteStore& store, const Differences& differences) {
     throw new Exception(
         "The backup holds no private keys, so no certificate can be issued for another name or "
         "host; restore it without --name and --host");
-  const std::set<std::string> hosts =
+  const std::vector<std::string> hosts =
       differences.m_Hosts.empty() ? HostsOf(master.m_Server) : HostsOfMachine(differences.m_Hosts);
   const String& name = differences.m_Name.empty() ? master.m_Name : differences.m_Name;
   store.Rename(name);
-  store.ReplaceServerCredential(IssueServer(authority->m_Credential, name, hosts).m_Credential,
+  const Validity validity = Validity::Days(k_CertificateDays).Within(authority->m_Credential.m_Certificate);
+  store.ReplaceServerCredential(IssueServer(authority->m_Credential, name, hosts, validity).m_Credential,
                                 authority->m_Number);
-  if (!differences.m_Hosts.empty())
-    store.SetAddress(differences.m_Hosts.front());
+  store.SetAddress(AddressAmong(hosts, AddressForClients(folder, master)));
 }
 
 /// `folder` holds the database and nothing else that matters.
@@ -137,7 +138,7 @@ void Alter(const Path& folder, const Differences& differences) {
   SqliteStore store(folder, Database::Mode::k_ReadWrite);
   store.Begin();
   if (changesMaster)
-    Identify(store, differences);
+    Identify(store, folder, differences);
   for (const Revocation& revocation : differences.m_Revoked) {
     auto client = store.FindClient(revocation.m_Serial);
     if (!client || client->m_Revoked)
@@ -162,10 +163,11 @@ Restored Describe(const Path& folder) {
 }
 
 void CheckOptions(const RestoreOptions& options) {
-  if (!options.m_Name.empty())
-    CheckPartyName("Master", options.m_Name);
+  if (const auto problem = NameProblem("Master", options.m_Name); problem && !options.m_Name.empty())
+    throw new Exception(*problem);
   for (const std::string& host : options.m_Hosts)
-    CheckAddress(host);
+    if (const auto problem = HostProblem(host))
+      throw new Exception(*problem);
 }
 
 } // namespace
@@ -244,7 +246,7 @@ void RequireAccepted(const Path& folder) {
                                     "has to be, and run: brenic-master "
                                     "restore --accept --data-dir {1}",
                                     Named(folder), word));
-  if (!ReadCopiedState(database).m_HasKeys)
+  if (database.Scalar("SELECT length(server_key) FROM master") == "0")
     throw new Exception(
         fmt::format("The Master in {} was restored from a backup without private keys and needs "
                     "the authority's; run: brenic-master authority --import FILE --data-dir {}",

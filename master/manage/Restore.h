@@ -1,7 +1,6 @@
 // `restore`: a backup becomes a data folder.
 #pragma once
 
-#include <set>
 #include <vector>
 
 #include "store/RevokedFile.h"

@@ -98,6 +98,8 @@ void Serve(const ServeOptions& options) {
   ServerOptions serverOptions;
   serverOptions.m_Listen = options.m_Listen.empty() ? DefaultListen(HasIPv6()) : options.m_Listen;
   serverOptions.m_Socket = options.m_Socket;
+  serverOptions.m_ManagementSocket = ManagementSocket(options.m_Folder);
+  serverOptions.m_Care = options.m_Care;
   serverOptions.m_Commands = configuration.m_Commands;
   serverOptions.m_EndSignals = {SIGTERM, SIGINT};
   serverOptions.m_Places = ClientPlaces();
@@ -114,7 +116,6 @@ void Serve(const ServeOptions& options) {
   auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadWrite);
   if (!products.empty())
     UpdateDefaultProducts(*store, *productFiles);
-  options.m_RenewCertificate(*store);
   auto directory = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadOnly);
 
   Server server(serverOptions, std::move(store), std::move(directory));

@@ -140,17 +140,28 @@ class Restored(FarmTest):
         self.assertDone(self.farm.run("-Info"))
 
     def test_a_certificate_that_was_revoked_since_stays_revoked(self):
-        self.farm.admin("backup", self.backup, "--data-dir", self.farm.data)
-        with sqlite3.connect(self.farm.data / "master.db") as database:
-            (serial,) = database.execute("SELECT serial FROM client").fetchone()
-        revoked = self.farm.folder / "revoked"
-        revoked.write_text(f"2026-01-01T00:00:00.000Z {serial} admin\n")
-        self.assertDone(self.restore("--revoked", revoked))
-        self.assertEqual((self.other / "revoked").read_text(), revoked.read_text())
+        laptop, data = self.farm.folder / "laptop", self.farm.data
+        self.farm.admin("client", "laptop", "--role", "administrator", "--data-dir", data, "--out", laptop)
+        self.farm.admin("backup", self.backup, "--data-dir", data)
+        self.assertFalse((data / "revoked").exists())
+        self.farm.admin("revoke", "laptop", "--data-dir", data)
+        self.assertRegex((data / "revoked").read_text(), r"^\d{4}-\d\d-\d\dT\S+Z [0-9a-f]+ laptop\n$")
+        self.farm.admin("check", "--data-dir", data)
+        self.assertDone(self.restore("--revoked", data / "revoked"))
+        self.assertEqual((self.other / "revoked").read_text(), (data / "revoked").read_text())
         self.assertTrue(self.serve_other())
-        with sqlite3.connect(self.other / "master.db") as database:
-            self.assertEqual(database.execute("SELECT revoked FROM client WHERE serial = ?", (serial,)).fetchone(),
-                             (1767225600000,))
+        refused = self.farm.run("-Info", credentials=laptop / "brenic.conf")
+        self.assertEqual(refused.status, 3, refused)
+        self.assertIn("revoked", refused.err)
+        self.assertDone(self.farm.run("-Info"))
+        self.farm.admin("check", "--data-dir", self.other)
+
+    def test_a_certificate_is_not_revoked_where_a_restore_could_not_be_told(self):
+        (self.farm.data / "revoked").mkdir()
+        refused = run("revoke", "admin", "--data-dir", self.farm.data)
+        self.assertEqual(refused.status, 1)
+        self.assertOneLine(refused.err, "Nothing was revoked")
+        self.assertDone(self.farm.run("-Info"))
 
     def test_a_master_moves_to_another_host(self):
         self.farm.admin("backup", self.backup, "--data-dir", self.farm.data)
@@ -167,6 +178,11 @@ class Restored(FarmTest):
         self.assertDone(self.restore("--accept"))
         self.assertFalse(self.serve_other())
         self.assertIn("run: brenic-master authority --import", self.farm.log())
+        key = self.farm.folder / "authority.pem"
+        self.farm.admin("authority", "--export", key, "--data-dir", self.farm.folder / "master")
+        self.farm.admin("authority", "--import", key, "--data-dir", self.other)
+        self.assertTrue(self.farm.try_to_serve())
+        self.assertDone(self.farm.run("-Info"))
 
     def test_an_earlier_layout_is_brought_to_this_one_when_it_serves(self):
         for layout in (1,):
