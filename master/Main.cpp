@@ -8,6 +8,7 @@
 #include "manage/Endings.h"
 #include "manage/Initialise.h"
 #include "manage/Registrar.h"
+#include "manage/Restore.h"
 #include "net/Endpoint.h"
 #include "rlib/Escape.h"
 #include "rlib/Stream.h"
@@ -43,6 +44,7 @@ void RunMaster(const Path& folder, const ServeArguments& arguments) {
       Initialise({folder, {}, {}, 0});
     RequireInitialised(folder);
     RequirePrivate(folder);
+    RequireAccepted(folder);
   };
   Serve({folder, arguments.m_Listen, arguments.m_PortFile, arguments.m_Socket, arguments.m_Config,
          arguments.m_Products, prepare, CareOf(folder)});
@@ -88,6 +90,7 @@ int main(int argc, char** argv) {
   CommandLine line("The Master: holds a render farm's settings and answers its clients.");
   AddMakingCommands(line);
   AddServeCommand(line);
+  AddBackupCommands(line);
   AddCredentialCommands(line, AskWhoeverHolds);
   AddLookingCommands(line);
   AddPrintingCommands(line);

@@ -98,14 +98,14 @@ Result<> CheckNames(const Product& product, const json& parsed, const std::strin
 
 Result<shared_ptr<Product>> ReadIndex(const json& parsed, std::string document) {
   UID type;
-  if (!type.FromString(parsed["id"].get<std::string>()))
+  if (!type.FromString(parsed.at("id").get<std::string>()))
     return Failure("\"id\" is no identifier");
   rlib::vector<String> aliases;
   if (const auto found = parsed.find("aliases"); found != parsed.end()) {
     for (const json& alias : *found)
       aliases.emplace_back(alias.get<std::string>());
   }
-  return boost::make_shared<Product>(type, parsed["name"].get<std::string>(), std::move(aliases),
+  return boost::make_shared<Product>(type, parsed.at("name").get<std::string>(), std::move(aliases),
                                      std::move(document));
 }
 
