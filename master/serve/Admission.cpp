@@ -26,10 +26,10 @@ std::optional<String> WhyRefused(const std::string& serial, const std::optional<
                               "Master's administrator for new credentials",
                               name, serial, Date(*client->m_Revoked)));
   if (client->m_Expires && *client->m_Expires <= now)
-    return String(
-        fmt::format("The certificate of '{}' ended on {}; its administrator renews it on the Master's "
-                    "machine with brenic-master client --renew",
-                    name, Date(*client->m_Expires)));
+    return String(fmt::format(
+        "The certificate of '{}' ended on {}; have 'brenic-master client NAME --renew --data-dir DIR "
+        "--out FOLDER' run on the Master's machine",
+        name, Date(*client->m_Expires)));
   return std::nullopt;
 }
 

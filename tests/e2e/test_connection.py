@@ -177,7 +177,7 @@ class Credentials(FarmTest):
     def test_an_expired_certificate_is_not_let_in(self):
         self.refused(self.issue("late", "--role", "administrator", "--valid-days", "-1"),
                      "does not let this client in: The certificate of 'late' ended on",
-                     "brenic-master client --renew")
+                     "brenic-master client NAME --renew")
 
     def test_a_certificate_that_the_master_does_not_know_is_not_let_in(self):
         # The same authority issued it, in a copy of the Master's data.

@@ -53,7 +53,7 @@ class Clients(CredentialsTest):
         self.assertDone(self.farm.run("-Info", credentials=new))
         result = self.farm.run("-Info", credentials=old)
         self.assertDone(result, 3)
-        self.assertOneLine(result.err, "The certificate of 'node7' ended on", "brenic-master client --renew")
+        self.assertOneLine(result.err, "The certificate of 'node7' ended on", "brenic-master client NAME --renew")
 
     def test_the_address_is_the_masters_own_whatever_became_of_the_first_credentials(self):
         before = (self.farm.data / "clients/admin/brenic.conf").read_text()

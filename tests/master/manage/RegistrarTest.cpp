@@ -138,6 +138,9 @@ TEST_F(RegistrarTest, RefusesWhatMakesNoSense) {
   IssueClientMsg message = Issue("a");
   message.m_Days = 100'000;
   EXPECT_THAT(Told(message), HasSubstr("refused: A certificate is valid for at most"));
+  message = Issue("a");
+  message.m_PublicKey = "rubbish";
+  EXPECT_THAT(Told(message), HasSubstr("refused: Cannot make a certificate"));
   message = Renewal("admin", -1);
   EXPECT_THAT(Told(message), HasSubstr("refused: The overlap is"));
   EXPECT_EQ(m_Store->Clients().size(), 1u);

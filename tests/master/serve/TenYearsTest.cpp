@@ -223,7 +223,7 @@ TEST_F(TenYears, NobodyWithValidCredentialsIsRefusedAndNobodyElseIsLetIn) {
   m_Farm.Pass(50);
   EXPECT_THAT(Farm10::EndOf(late), HasSubstr("The certificate of 'b' ended on"));
   Expect({{a2, true}, {b, false}, {admin2, true}}, "after the end of b");
-  EXPECT_THAT(m_Farm.Outcome(b), HasSubstr("brenic-master client --renew"));
+  EXPECT_THAT(m_Farm.Outcome(b), HasSubstr("brenic-master client NAME --renew"));
   const std::string b2 = m_Farm.Renew("b", "b2");
 
   // Revoked and demoted: open connections end.

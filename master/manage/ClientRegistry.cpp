@@ -1,0 +1,155 @@
+// Who gets a certificate, and whose ends.
+#include <algorithm>
+#include <cctype>
+
+#include "brenic/MessageFactory.h"
+#include "manage/Addresses.h"
+#include "manage/ClientCredentials.h"
+#include "manage/Office.h"
+#include "store/RevokedFile.h"
+
+namespace brenic::master {
+
+namespace {
+
+using rlib::Failure;
+using rlib::Result;
+
+constexpr int k_MostDays = k_AuthorityDays;
+
+bool IsAccepted(const ClientRecord& client, int64_t now) {
+  return !client.m_Revoked && (!client.m_Expires || *client.m_Expires > now);
+}
+
+Result<> CheckIssue(const IssueClientMsg& request, const std::vector<ClientRecord>& same) {
+  if (const auto name = NameProblem("client", request.m_Name))
+    return Failure(*name);
+  const bool isTaken =
+      std::any_of(same.begin(), same.end(), [](const ClientRecord& client) { return !client.m_Revoked; });
+  if (isTaken && !request.m_Renew)
+    return Failure(
+        fmt::format("There is already a client {}; give it a new certificate with --renew, or take "
+                    "another name",
+                    Quoted(request.m_Name)));
+  if (same.empty() && request.m_Renew)
+    return Failure(
+        fmt::format("There is no client {} whose certificate could be renewed", Quoted(request.m_Name)));
+  if (!request.m_Role.empty() && request.m_Role != RoleName(RoleOf(request.m_Role.str())))
+    return Failure(
+        fmt::format("There is no role {}; a client is administrator or component", Quoted(request.m_Role)));
+  if (request.m_Role.empty() && !request.m_Renew)
+    return Failure("A new client needs a role: administrator or component");
+  if (std::abs(request.m_Days) > k_MostDays)
+    return Failure(fmt::format("A certificate is valid for at most {} days", k_MostDays));
+  if (request.m_Overlap < 0 || request.m_Overlap > k_MostDays)
+    return Failure(fmt::format("The overlap is 0 to {} days", k_MostDays));
+  return {};
+}
+
+/// Ends what the client has, with an overlap, and gives it the role; what was done, to follow a sentence.
+std::string Supersede(const Office& office, const std::vector<ClientRecord>& same,
+                      const IssueClientMsg& request, Role role, std::vector<std::string>& dismissed) {
+  const int64_t end = office.m_Now + request.m_Overlap * k_Day;
+  std::string done;
+  for (ClientRecord client : same) {
+    if (!IsAccepted(client, office.m_Now))
+      continue;
+    client.m_Expires = std::min(client.m_Expires.value_or(end), end);
+    if (client.m_Role != role) {
+      dismissed.push_back(client.m_Serial);
+      client.m_Role = role;
+    }
+    office.m_Store.ReplaceClient(client);
+    done += fmt::format("; the one with the serial number {} ends on {}", client.m_Serial,
+                        DateText(*client.m_Expires));
+  }
+  if (!dismissed.empty())
+    done += fmt::format("; {} of them had another role, and loses it now", dismissed.size());
+  return done;
+}
+
+/// Before it is committed: a backup that is restored knows nothing of it.
+Result<> TellRestores(const Office& office, const std::vector<ClientRecord>& clients) {
+  std::vector<Revocation> revocations;
+  for (const ClientRecord& client : clients) {
+    if (!client.m_Revoked)
+      revocations.push_back({office.m_Now, client.m_Serial, rlib::Excerpt(client.m_Name)});
+  }
+  try {
+    AppendRevocations(RevokedFile(office.m_Folder), revocations);
+    return {};
+  } catch (Exception* error) {
+    const std::unique_ptr<Exception> owned(error);
+    return Failure("Nothing was revoked, since a restored backup could not be told: " + error->Message());
+  }
+}
+
+} // namespace
+
+Result<Managed> RegisterAs(const Office& office, const IssueClientMsg& request) {
+  const std::vector<ClientRecord> same = office.m_Store.ClientsNamed(request.m_Name);
+  if (const auto check = CheckIssue(request, same); !check)
+    return check.Why();
+  const MasterRecord master = office.m_Store.LoadMaster();
+  const Authority& authority = master.m_Authorities.back();
+  if (const auto check = CheckSigns(authority, office.m_Now); !check)
+    return check.Why();
+  const Role role = request.m_Role.empty() ? same.back().m_Role : RoleOf(request.m_Role.str());
+  const Validity validity = Validity::Days(request.m_Days ? request.m_Days : k_CertificateDays, office.m_Now)
+                                .Within(authority.m_Credential.m_Certificate);
+  const Issued issued =
+      IssueClientFor(authority.m_Credential, request.m_Name, request.m_PublicKey.str(), validity);
+
+  // What can be thrown comes before the first write.
+  const String address = AddressForClients(office.m_Folder, master);
+  Managed managed;
+  managed.m_Done =
+      fmt::format("Issued a certificate for the {} {} with the serial number {}, valid until {}{}",
+                  RoleName(role), Quoted(request.m_Name), issued.m_Serial, DateText(validity.m_End),
+                  Supersede(office, same, request, role, managed.m_Dismissed));
+  office.m_Store.AddClient(
+      {issued.m_Serial, request.m_Name, role, authority.m_Number, validity.m_Begin, validity.m_End, {}, {}});
+  const auto reply = MessageFactory::Create<IssuedClientMsg>();
+  reply->m_Certificate = issued.m_Credential.m_Certificate;
+  reply->m_Authorities = master.TrustedCertificates();
+  reply->m_Address = address;
+  managed.m_Reply = reply;
+  return managed;
+}
+
+Result<Managed> RegisterAs(const Office& office, const RevokeClientMsg& request) {
+  std::vector<ClientRecord> meant;
+  String serial = request.m_Client;
+  std::string lower = serial.str();
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  if (const auto client = office.m_Store.FindClient(lower))
+    meant.push_back(*client);
+  else
+    meant = office.m_Store.ClientsNamed(request.m_Client);
+  if (meant.empty())
+    return Failure(fmt::format("There is no client and no certificate {}; brenic-master clients lists them",
+                               Quoted(request.m_Client)));
+  if (const auto told = TellRestores(office, meant); !told)
+    return told.Why();
+  Managed managed;
+  std::string serials;
+  for (ClientRecord& client : meant) {
+    if (client.m_Revoked)
+      continue;
+    client.m_Revoked = office.m_Now;
+    office.m_Store.ReplaceClient(client);
+    managed.m_Dismissed.push_back(client.m_Serial);
+    serials += (serials.empty() ? "" : ", ") + client.m_Serial;
+  }
+  if (managed.m_Dismissed.empty())
+    return Failure(fmt::format("{} of {} {} revoked already",
+                               meant.size() == 1 ? "The certificate" : "All certificates",
+                               Quoted(meant.front().m_Name), meant.size() == 1 ? "is" : "are"));
+  managed.m_Done = fmt::format("Revoked {} of {}, with the serial number {}",
+                               managed.m_Dismissed.size() == 1 ? "the certificate" : "the certificates",
+                               Quoted(meant.front().m_Name), serials);
+  return managed;
+}
+
+} // namespace brenic::master
