@@ -12,6 +12,8 @@ void AddMakingCommands(CommandLine& line);
 void AddBackupCommands(CommandLine& line);
 /// `client`, `clients`, `revoke`, `hosts`, `authority`
 void AddCredentialCommands(CommandLine& line, const Ask& ask);
+/// `plan`, `lint`, `product check`
+void AddLookingCommands(CommandLine& line);
 /// `state`, `audit`
 void AddPrintingCommands(CommandLine& line);
 
