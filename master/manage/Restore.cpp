@@ -170,6 +170,19 @@ void CheckOptions(const RestoreOptions& options) {
       throw new Exception(*problem);
 }
 
+/// Whether a folder is accepted, and whether it holds the Master's private key.
+std::pair<bool, bool> Acceptance(const Path& folder) {
+  try {
+    Database database(SqliteStore::File(folder), Database::Mode::k_ReadOnly);
+    return {IsAccepted(database), database.Scalar("SELECT length(server_key) FROM master") != "0"};
+  } catch (const StoreFailure& failure) {
+    throw StoreFailure(fmt::format("The database cannot be read; make room on its disk, or look at it with "
+                                   "'brenic-master check': {}",
+                                   failure.what()),
+                       failure.Which());
+  }
+}
+
 } // namespace
 
 bool IsAccepted(Database& database) {
@@ -235,9 +248,9 @@ Restored AcceptRestored(const Path& folder, const Path& revoked) {
 }
 
 void RequireAccepted(const Path& folder) {
-  Database database(SqliteStore::File(folder), Database::Mode::k_ReadOnly);
+  const auto [isAccepted, hasKey] = Acceptance(folder);
   const std::string word = ShellWord(folder).str();
-  if (!IsAccepted(database))
+  if (!isAccepted)
     throw new Exception(fmt::format("The Master in {0} was restored from a backup, and what was revoked "
                                     "since that was made is valid in it. "
                                     "Where the lost folder's file 'revoked' is there, run: brenic-master "
@@ -246,7 +259,7 @@ void RequireAccepted(const Path& folder) {
                                     "has to be, and run: brenic-master "
                                     "restore --accept --data-dir {1}",
                                     Named(folder), word));
-  if (database.Scalar("SELECT length(server_key) FROM master") == "0")
+  if (!hasKey)
     throw new Exception(
         fmt::format("The Master in {} was restored from a backup without private keys and needs "
                     "the authority's; run: brenic-master authority --import FILE --data-dir {}",

@@ -29,10 +29,10 @@ def layout(file):
 
 
 def contents(file):
-    """Every table, with its rows."""
+    """Every table, with its rows, but when a Master last served."""
     with database(file) as connection:
         connection.text_factory = os.fsdecode  # not all texts are UTF-8
-        return list(connection.iterdump())
+        return [line for line in connection.iterdump() if not line.startswith('INSERT INTO "clock"')]
 
 
 def products_of(file, folder):
@@ -170,13 +170,13 @@ class Failing(Earlier):
         brought = self.farm.folder / "brought"
         self.prepare(brought)
         self.assertBrought(brought)
-        self.whole[3] = contents(brought / "master.db")
+        self.whole[4] = contents(brought / "master.db")
 
     def copy_of(self, folder):
         """The database in another folder, so that nothing that looks at it mends the original."""
         copy = self.farm.folder / "copy"
         shutil.rmtree(copy, ignore_errors=True)
-        shutil.copytree(folder, copy)
+        shutil.copytree(folder, copy, ignore=shutil.ignore_patterns("manage.sock"))
         return copy / "master.db"
 
     def assertWhole(self, folder):
@@ -185,7 +185,7 @@ class Failing(Earlier):
         found = layout(copy)
         self.assertEqual(contents(copy), self.whole[found])
         self.assertBrought(folder)
-        self.assertEqual(contents(folder / "master.db"), self.whole[3])
+        self.assertEqual(contents(folder / "master.db"), self.whole[4])
         return found
 
     def limited(self, size):
@@ -252,7 +252,7 @@ class Failing(Earlier):
             found.append(self.assertWhole(folder))
             shutil.rmtree(folder)
         self.assertGreater(found.count(1), 5)
-        self.assertGreater(found.count(3), 5)
+        self.assertGreater(found.count(4), 5)
         self.assertEqual(found, sorted(found))
 
     def test_killed_at_any_moment_it_is_whole(self):
