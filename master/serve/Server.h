@@ -23,6 +23,7 @@ struct ServerOptions {
   std::vector<int> m_EndSignals; // that end it cleanly
   size_t m_Places = Places::k_All;
   size_t m_ConnectionsPerCertificate = 0; // 0: all places
+  KeepingOptions m_Keeping;
 };
 
 /// Made and run on one thread, the I/O thread.

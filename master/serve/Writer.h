@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "farm/Judgement.h"
+#include "serve/AuditKeeping.h"
 #include "serve/Batch.h"
 #include "store/Store.h"
 #include "wire/Frames.h"
@@ -28,7 +29,7 @@ public:
   /// `run` names this process of the Master in the audit trail. A reset of the products reads the default
   /// ones from the folder `products`, on the writer's thread; with an empty one they stay as they are.
   Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run,
-         Path products = {});
+         Path products = {}, KeepingOptions keeping = {});
   /// Finishes what was submitted, and the store.
   ~Writer();
 
@@ -39,6 +40,8 @@ public:
   void Submit(Request request);
   /// What Deliver was called with has been dealt with. Any thread.
   void Taken(const Batch& batch);
+  /// How many days the audit trail keeps from now on. Any thread.
+  void SetAuditKeep(int days);
   /// Forgets what is not decided yet: nobody waits for it any more. Any thread.
   void Abandon() { m_Abandoned = true; }
   /// Other programs that hold the database are not waited for from now on. Any thread.
@@ -52,6 +55,8 @@ private:
     bool m_Record = true; // in the audit trail: not when it is there already
   };
   void Run();
+  void DecideAll(const std::vector<Request>& requests);
+  void KeepWhileIdle();
   using Requests = std::span<const Request>;
   // Each answers at least one of the requests, and says so by the number of results.
   Batch Process(Requests requests);
@@ -72,12 +77,14 @@ private:
   const std::string m_Run;
   const Path m_Products;
   Farm m_Farm;
+  AuditKeeping m_Keeping;
   std::shared_ptr<const Snapshot> m_Snapshot;
 
   std::mutex m_Mutex;
   std::condition_variable m_Wake;
   std::vector<Request> m_Queue;
   size_t m_NotTaken = 0; // bytes of frames
+  std::optional<int> m_NewAuditKeep;
   bool m_Stop = false;
   std::atomic<bool> m_Abandoned{false};
   std::thread m_Thread;

@@ -40,6 +40,11 @@ public:
   void Record(const AuditRecord& record) override;
   std::optional<AuditRecord> FindDecision(const std::string& clientKey, const UID& messageId) override;
   void ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) override;
+  std::optional<std::pair<int64_t, int64_t>> NewestAudit() override;
+  std::optional<int64_t> FirstAudit(int64_t from, int64_t to) override;
+  AuditRemoval RemoveAudit(const AuditPiece& piece) override;
+  std::optional<DocumentMark> RemoveDocuments(const DocumentMark& from, size_t most,
+                                              const std::function<bool()>& goOn) override;
 
   Database& Connection() { return m_Database; }
 
@@ -48,6 +53,8 @@ private:
   Statement& Prepared(const char* sql);
   void MakeDurable();
   void KeepLogShort();
+  /// Runs `work` in a transaction of its own that waits for no other program.
+  void AtOnce(const std::function<void()>& work);
   void ApplyOption(const OptionChange& change);
   void ApplyUserLimits(const UserLimitsChange& change);
   void ApplyTranslations(const ListDifference<TranslationSet>& change);
