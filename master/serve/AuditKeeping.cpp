@@ -14,7 +14,7 @@ using std::chrono::hours;
 using std::chrono::milliseconds;
 
 // bench/keeping.py measures what these make of a commit.
-constexpr size_t k_RecordsWhenIdle = 64;
+constexpr size_t k_RecordsWhenIdle = 16;
 constexpr size_t k_RecordsAmongRounds = 8;
 constexpr size_t k_Bytes = 256 * 1024;
 constexpr size_t k_RoundsBetweenPieces = 32;

@@ -10,6 +10,9 @@ namespace {
 /// Of records with a time in the future so many are looked through for an older one behind them.
 constexpr int64_t k_MostLookedAt = 10'000;
 
+/// Fewer than a round's: what leaves touches many pages, and a request may wait for the checkpoint.
+constexpr size_t k_PagesBetweenCheckpoints = 100;
+
 } // namespace
 
 std::optional<std::pair<int64_t, int64_t>> SqliteStore::NewestAudit() {
@@ -33,7 +36,8 @@ std::optional<int64_t> SqliteStore::FirstAudit(int64_t from, int64_t to) {
 void SqliteStore::AtOnce(const std::function<void()>& work) {
   m_Database.SetPatient(false);
   try {
-    Begin();
+    KeepLogShort(k_PagesBetweenCheckpoints);
+    Prepared("BEGIN IMMEDIATE").Run();
     work();
     Commit();
   } catch (...) {

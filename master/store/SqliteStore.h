@@ -17,7 +17,8 @@ public:
   static void Create(const Path& file, const MasterRecord& master, const ClientRecord& firstClient);
 
   /// Brings a database of an earlier layout to this one, in one transaction: when it fails, the database is
-  /// as it was. Does nothing to one of this layout. Throws StoreFailure.
+  /// as it was. Keeps a copy of it beside it (LayoutBackup.h) and says so. Does nothing to one of this
+  /// layout. Throws StoreFailure.
   static void BringToThisLayout(const Path& dataFolder);
 
   /// Opens an existing database of this layout and checks that commits are durable. To be written, it is
@@ -64,7 +65,8 @@ private:
   Statement& Prepared(const char* sql);
   static void InsertCredentials(sqlite3* database, const MasterRecord& master, const ClientRecord& client);
   void MakeDurable();
-  void KeepLogShort();
+  /// Pages are of 4 KiB.
+  void KeepLogShort(size_t pagesBetween);
   /// Runs `work` in a transaction of its own that waits for no other program.
   void AtOnce(const std::function<void()>& work);
   void ApplyOption(const OptionChange& change);
