@@ -17,7 +17,7 @@ using std::chrono::milliseconds;
 constexpr size_t k_RecordsWhenIdle = 16;
 constexpr size_t k_RecordsAmongRounds = 8;
 constexpr size_t k_Bytes = 256 * 1024;
-constexpr size_t k_RoundsBetweenPieces = 32;
+constexpr size_t k_RoundsBetweenPieces = 128;
 constexpr milliseconds k_Pause{10}; // without requests, before a piece
 
 constexpr size_t k_DocumentsAtOnce = 64;

@@ -98,11 +98,13 @@ void Serve(const ServeOptions& options) {
   ServerOptions serverOptions;
   serverOptions.m_Listen = options.m_Listen.empty() ? DefaultListen(HasIPv6()) : options.m_Listen;
   serverOptions.m_Socket = options.m_Socket;
+  serverOptions.m_ManagementSocket = ManagementSocket(options.m_Folder);
+  serverOptions.m_Care = options.m_Care;
   serverOptions.m_Commands = configuration.m_Commands;
   serverOptions.m_EndSignals = {SIGTERM, SIGINT};
   serverOptions.m_Places = ClientPlaces();
   serverOptions.m_ConnectionsPerCertificate = configuration.m_ConnectionsPerCertificate;
-  serverOptions.m_Keeping.m_Days = configuration.m_AuditKeep;
+  serverOptions.m_AuditKeep = configuration.m_AuditKeep;
   const Path products = ProductsFolder(options, configuration);
   serverOptions.m_Products = products;
   const rlib::Result<std::vector<Path>> productFiles =
@@ -115,7 +117,6 @@ void Serve(const ServeOptions& options) {
   auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadWrite);
   if (!products.empty())
     UpdateDefaultProducts(*store, *productFiles);
-  options.m_RenewCertificate(*store);
   auto directory = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadOnly);
 
   Server server(serverOptions, std::move(store), std::move(directory));
