@@ -24,6 +24,14 @@ size_t Connections(const String& name, const String& value) {
   return static_cast<size_t>(*number);
 }
 
+int Days(const String& name, const String& value) {
+  const std::optional<int32_t> days = rlib::ParseInt32(value);
+  if (!days || *days < KeepingOptions::k_LeastDays)
+    throw new Exception(fmt::format("The configuration's {} must be a number of days from {} up", name.str(),
+                                    KeepingOptions::k_LeastDays));
+  return *days;
+}
+
 void Take(MasterConfiguration& configuration, const Path& folder, const String& name, const String& value) {
   if (name.CompareNoCase("RebootCommand") == 0)
     configuration.m_Commands.m_Reboot = value;
@@ -39,6 +47,8 @@ void Take(MasterConfiguration& configuration, const Path& folder, const String& 
     configuration.m_Products = folder / value;
   else if (name.CompareNoCase("ConnectionsPerCertificate") == 0)
     configuration.m_ConnectionsPerCertificate = Connections(name, value);
+  else if (name.CompareNoCase("AuditKeep") == 0)
+    configuration.m_AuditKeep = Days(name, value);
   else
     throw new Exception(fmt::format("The configuration has the unknown name '{}'", name.str()));
 }

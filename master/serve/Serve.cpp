@@ -104,6 +104,7 @@ void Serve(const ServeOptions& options) {
   serverOptions.m_EndSignals = {SIGTERM, SIGINT};
   serverOptions.m_Places = ClientPlaces();
   serverOptions.m_ConnectionsPerCertificate = configuration.m_ConnectionsPerCertificate;
+  serverOptions.m_AuditKeep = configuration.m_AuditKeep;
   const Path products = ProductsFolder(options, configuration);
   serverOptions.m_Products = products;
   const rlib::Result<std::vector<Path>> productFiles =

@@ -47,7 +47,8 @@ Server::Server(const ServerOptions& options, std::unique_ptr<Store> store, std::
       m_Writer(
           std::move(store), options.m_Commands,
           [this](Batch batch) { asio::post(m_Io, [this, batch = std::move(batch)] { OnBatch(batch); }); },
-          UID(true).ToString().str(), options.m_Products, options.m_Care.m_Manage, m_Clock),
+          UID(true).ToString().str(), options.m_Products, options.m_Care.m_Manage, m_Clock,
+          options.m_AuditKeep),
       m_Directory(std::move(directory)) {
   if (const auto due = RenewalIfDue())
     (void)m_Writer.DecideNow({&*due, 1});

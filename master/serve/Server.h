@@ -33,7 +33,8 @@ struct ServerOptions {
   std::vector<int> m_EndSignals; // that end it cleanly
   size_t m_Places = Places::k_All;
   size_t m_ConnectionsPerCertificate = 0; // 0: all places
-  Path m_ManagementSocket;                // empty: none
+  int m_AuditKeep = KeepingOptions::k_Days;
+  Path m_ManagementSocket; // empty: none
   CertificateCare m_Care;
   std::shared_ptr<TrustedClock> m_Clock;       // null: the machine's
   std::chrono::milliseconds m_LookEvery{2000}; // at the clock and at certificates that end

@@ -1,5 +1,7 @@
 #include "serve/Writer.h"
 
+#include <utility>
+
 #include <unistd.h>
 
 #include <fmt/core.h>
@@ -41,10 +43,13 @@ bool FitsFrame(const Message& reply) {
 } // namespace
 
 Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run,
-               Path products, Manage manage, std::shared_ptr<TrustedClock> clock)
+               Path products, Manage manage, std::shared_ptr<TrustedClock> clock, int auditKeep)
     : m_Store(std::move(store)), m_Commands(std::move(commands)), m_Deliver(std::move(deliver)),
       m_Run(std::move(run)), m_Products(std::move(products)), m_Manage(std::move(manage)),
-      m_Clock(clock ? std::move(clock) : std::make_shared<TrustedClock>()), m_Farm(m_Store->LoadFarm()) {
+      m_Clock(clock ? std::move(clock) : std::make_shared<TrustedClock>()), m_Farm(m_Store->LoadFarm()),
+      m_Keeping(*m_Store, {auditKeep, [this] {
+                             return m_Clock->IsInDoubt() ? std::nullopt : std::optional(m_Clock->Now());
+                           }}) {
   Publish(true, true);
   for (const UID& type : m_Farm.m_Products.Hidden())
     rlib::LogWarning("The default product " + type.ToString() +
@@ -75,6 +80,14 @@ void Writer::Submit(Request request) {
   {
     std::lock_guard lock(m_Mutex);
     m_Queue.push_back(std::move(request));
+  }
+  m_Wake.notify_one();
+}
+
+void Writer::SetAuditKeep(int days) {
+  {
+    std::lock_guard lock(m_Mutex);
+    m_NewAuditKeep = days;
   }
   m_Wake.notify_one();
 }
@@ -112,29 +125,47 @@ void Writer::Run() {
     std::vector<Request> requests;
     {
       std::unique_lock lock(m_Mutex);
-      m_Wake.wait(lock, [this] { return m_Stop || !m_Queue.empty() || !m_Tasks.empty(); });
-      if (m_Queue.empty() && m_Tasks.empty())
+      m_Wake.wait_until(lock, m_Keeping.Due(AuditKeeping::Clock::now()),
+                        [this] { return m_Stop || !m_Queue.empty() || !m_Tasks.empty() || m_NewAuditKeep; });
+      if (m_Stop && m_Queue.empty() && m_Tasks.empty())
         return;
       requests.swap(m_Queue);
+      if (const auto days = std::exchange(m_NewAuditKeep, std::nullopt))
+        m_Keeping.SetDays(*days);
     }
     try {
       PerformTasks();
-      for (Requests rest(requests); !rest.empty() && !m_Abandoned;) {
-        WaitUntilTaken();
-        Batch batch = Process(rest);
-        rest = rest.subspan(batch.m_Results.size());
-        {
-          std::lock_guard lock(m_Mutex);
-          m_NotTaken += batch.Bytes();
-        }
-        m_Deliver(std::move(batch));
-      }
+      if (requests.empty())
+        KeepWhileIdle();
+      else
+        DecideAll(requests);
     } catch (const std::exception& error) {
       EndProcess(error.what());
     } catch (Exception* error) {
       EndProcess(error->Message().str());
     }
   }
+}
+
+void Writer::DecideAll(const std::vector<Request>& requests) {
+  for (Requests rest(requests); !rest.empty() && !m_Abandoned;) {
+    WaitUntilTaken();
+    Batch batch = Process(rest);
+    rest = rest.subspan(batch.m_Results.size());
+    {
+      std::lock_guard lock(m_Mutex);
+      m_NotTaken += batch.Bytes();
+    }
+    m_Deliver(std::move(batch));
+    m_Keeping.AfterRound(AuditKeeping::Clock::now());
+  }
+}
+
+void Writer::KeepWhileIdle() {
+  m_Keeping.Work(AuditKeeping::Clock::now(), [this] {
+    std::lock_guard lock(m_Mutex);
+    return !m_Stop && m_Queue.empty() && m_Tasks.empty();
+  });
 }
 
 void Writer::Taken(const Batch& batch) {

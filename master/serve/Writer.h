@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "farm/Judgement.h"
+#include "serve/AuditKeeping.h"
 #include "serve/Batch.h"
 #include "serve/TrustedClock.h"
 #include "store/Store.h"
@@ -33,7 +34,8 @@ public:
   /// ones from the folder `products`, on the writer's thread; with an empty one they stay as they are.
   /// `manage` decides the requests about certificates; without it they are refused.
   Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run,
-         Path products = {}, Manage manage = {}, std::shared_ptr<TrustedClock> clock = {});
+         Path products = {}, Manage manage = {}, std::shared_ptr<TrustedClock> clock = {},
+         int auditKeep = KeepingOptions::k_Days);
   /// Finishes what was submitted, and the store.
   ~Writer();
 
@@ -50,6 +52,8 @@ public:
   Batch DecideNow(std::span<const Request> requests) { return Process(requests); }
   /// What Deliver was called with has been dealt with. Any thread.
   void Taken(const Batch& batch);
+  /// How many days the audit trail keeps from now on. Any thread.
+  void SetAuditKeep(int days);
   /// Forgets what is not decided yet: nobody waits for it any more. Any thread.
   void Abandon() { m_Abandoned = true; }
   /// Other programs that hold the database are not waited for from now on. Any thread.
@@ -63,6 +67,8 @@ private:
     bool m_Record = true; // in the audit trail: not when it is there already
   };
   void Run();
+  void DecideAll(const std::vector<Request>& requests);
+  void KeepWhileIdle();
   using Requests = std::span<const Request>;
   // Each answers at least one of the requests, and says so by the number of results.
   Batch Process(Requests requests);
@@ -89,6 +95,7 @@ private:
   const Manage m_Manage;
   const std::shared_ptr<TrustedClock> m_Clock;
   Farm m_Farm;
+  AuditKeeping m_Keeping;
   std::set<std::string> m_Dismissed; // serials whose earlier connections may ask for nothing any more
   std::shared_ptr<const Snapshot> m_Snapshot;
 
@@ -101,6 +108,7 @@ private:
   std::vector<Request> m_Queue;
   std::vector<Task> m_Tasks;
   size_t m_NotTaken = 0; // bytes of frames
+  std::optional<int> m_NewAuditKeep;
   bool m_Stop = false;
   std::atomic<bool> m_Abandoned{false};
   std::thread m_Thread;

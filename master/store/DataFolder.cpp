@@ -14,6 +14,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "store/LayoutBackup.h"
+#include "store/SqliteSchema.h"
 #include "store/SqliteStore.h"
 
 namespace brenic::master {
@@ -68,7 +70,10 @@ void RequirePrivate(const Path& folder) {
   };
   const String database = SqliteStore::File(folder).str();
   close("0700", {folder});
-  close("0600", {database, database + "-wal", database + "-shm"});
+  std::vector<Path> files{database, database + "-wal", database + "-shm"};
+  for (int layout = 1; layout < k_Layout; ++layout)
+    files.push_back(LayoutBackup(folder, layout));
+  close("0600", files);
   if (!open.empty())
     throw new Exception(
         fmt::format("Other users may look into {}, where private keys are; run: {}", open, commands));

@@ -137,7 +137,8 @@ Database::Database(const Path& file, Mode mode) {
 
 /// Whether SQLite is to try again.
 int Database::OnBusy(void* self, int calls) {
-  if (static_cast<const Database*>(self)->m_Hurry || calls * k_BusyStep >= k_BusyMilliseconds)
+  const Database& database = *static_cast<const Database*>(self);
+  if (database.m_Hurry || !database.m_Patient || calls * k_BusyStep >= k_BusyMilliseconds)
     return 0;
   sqlite3_sleep(k_BusyStep);
   return 1;

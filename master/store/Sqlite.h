@@ -102,6 +102,8 @@ public:
 
   /// Others that hold the database are not waited for from now on. Any thread.
   void Hurry() { m_Hurry = true; }
+  /// The same until it is called again; this thread.
+  void SetPatient(bool patient) { m_Patient = patient; }
 
   sqlite3* Handle() { return m_Database; }
 
@@ -114,6 +116,7 @@ private:
   size_t m_LogPages = 0;
   std::atomic<bool> m_Hurry = false;
   std::function<bool()> m_Stop;
+  bool m_Patient = true;
 };
 
 /// Sets that a commit has been synced when it returns, and checks that it is so: whoever changes these

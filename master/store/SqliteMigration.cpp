@@ -2,6 +2,8 @@
 #include <fmt/core.h>
 
 #include "rlib/Log.h"
+#include "store/DataFolder.h"
+#include "store/LayoutBackup.h"
 #include "store/SqliteSchema.h"
 #include "store/SqliteStore.h"
 #include "wire/Digest.h"
@@ -58,9 +60,9 @@ void BringFromLayout3(Database& database) {
       "DROP TABLE client_of_layout_3");
 }
 
-std::string LayoutOf(Database& database) {
+int LayoutOf(Database& database) {
   try {
-    return database.Scalar("PRAGMA user_version");
+    return std::stoi(database.Scalar("PRAGMA user_version"));
   } catch (const StoreFailure& failure) {
     throw StoreFailure(
         fmt::format("The database cannot be read; make room on its disk, or look at it with sqlite3: {}",
@@ -69,26 +71,42 @@ std::string LayoutOf(Database& database) {
   }
 }
 
+void Tell(const Path& dataFolder, int from) {
+  const Path database = SqliteStore::File(dataFolder);
+  const Path backup = LayoutBackup(dataFolder, from);
+  rlib::Report(
+      rlib::Log::k_System,
+      fmt::format("The database was brought from layout {} to layout {}; as it was before, it is kept in "
+                  "'{}'. To go back to the earlier brenic-master, and lose what is changed from now on, "
+                  "end this one and run: rm -f {} {} && mv {} {}",
+                  from, k_Layout, backup.str().str(), ShellWord(database.str() + "-wal").str(),
+                  ShellWord(database.str() + "-shm").str(), ShellWord(backup).str(),
+                  ShellWord(database).str()));
+}
+
 } // namespace
 
 void SqliteStore::BringToThisLayout(const Path& dataFolder) {
   Database database(File(dataFolder), Database::Mode::k_ReadWrite);
-  const std::string found = LayoutOf(database);
-  if (found != "1" && found != "2" && found != "3")
+  const int found = LayoutOf(database);
+  if (found < 1 || found >= k_Layout)
     return;
   rlib::LogSystem(fmt::format("Bringing the database from layout {} to layout {}", found, k_Layout));
   try {
     SetDurability(database);
-    database.Execute("BEGIN IMMEDIATE");
+    database.Execute("BEGIN IMMEDIATE"); // before the copy, so that it is of what is brought to this layout
     // Another process may have been quicker.
-    const std::string layout = LayoutOf(database);
-    if (layout == "1")
+    const int layout = LayoutOf(database);
+    if (layout >= k_Layout)
+      return database.Rollback();
+    BackUpLayout(dataFolder, layout);
+    if (layout < 2)
       BringFromLayout1(database);
-    if (layout == "1" || layout == "2")
+    if (layout < 3)
       BringFromLayout2(database);
-    if (layout == "1" || layout == "2" || layout == "3")
+    if (layout < 4)
       BringFromLayout3(database);
-    database.Execute(fmt::format("PRAGMA user_version = {}", k_Layout).c_str());
+    SetLayout(database);
     database.Execute("COMMIT");
   } catch (const StoreFailure& failure) {
     database.Rollback();
@@ -100,7 +118,7 @@ void SqliteStore::BringToThisLayout(const Path& dataFolder) {
                     found, k_Layout, advice, failure.what()),
         failure.Which());
   }
-  rlib::LogSystem("The database has the new layout");
+  Tell(dataFolder, found);
 }
 
 } // namespace brenic::master

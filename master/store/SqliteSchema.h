@@ -3,6 +3,12 @@
 
 namespace brenic::master {
 
+class Database;
+
+/// Notes that the database has this layout, and in application_id which version of the program made it so:
+/// an earlier one says then which it takes. Both stay where they are in every later layout.
+void SetLayout(Database& database);
+
 inline constexpr int k_Layout = 4; // in user_version
 
 /// Times are milliseconds since 1970-01-01 UTC.

@@ -5,6 +5,7 @@
 
 #include <fmt/core.h>
 
+#include "Release.h"
 #include "store/SqliteSchema.h"
 #include "wire/Contents.h"
 
@@ -19,17 +20,26 @@ void CheckLayout(Database& database) {
     return;
   if (layout <= 0)
     throw StoreFailure("The database is not a Master's");
-  throw StoreFailure(
-      layout < k_Layout
-          ? fmt::format("The database has layout {}; 'brenic-master serve' brings it to layout {}, which "
-                        "this program reads",
-                        layout, k_Layout)
-          : fmt::format("The database has layout {}, made by a newer brenic-master; this one reads "
-                        "layout {}",
-                        layout, k_Layout));
+  if (layout < k_Layout)
+    throw StoreFailure(fmt::format(
+        "The database has layout {}; 'brenic-master serve' brings it to layout {}, which this program reads",
+        layout, k_Layout));
+  const auto maker = static_cast<unsigned>(std::stol(database.Scalar("PRAGMA application_id")));
+  throw StoreFailure(fmt::format("The database has layout {}, made by a newer brenic-master; this one is {} "
+                                 "and reads layout {}. It needs {}",
+                                 layout, rlib::VER_STRING(k_Version).str(), k_Layout,
+                                 maker > k_Version
+                                     ? "brenic-master " + rlib::VER_STRING(maker).str() + " or newer"
+                                     : "the one that made it"));
 }
 
 } // namespace
+
+void SetLayout(Database& database) {
+  database.Execute(fmt::format("PRAGMA user_version = {}; PRAGMA application_id = {}", k_Layout,
+                               static_cast<int32_t>(k_Version))
+                       .c_str());
+}
 
 Path SqliteStore::File(const Path& dataFolder) {
   return dataFolder / "master.db";
@@ -48,7 +58,7 @@ void SqliteStore::Create(const Path& file, const MasterRecord& master, const Cli
   database.Execute("BEGIN IMMEDIATE");
   for (const char* tables : k_AllTables)
     database.Execute(tables);
-  database.Execute(fmt::format("PRAGMA user_version = {}", k_Layout).c_str());
+  SetLayout(database);
   InsertCredentials(database.Handle(), master, firstClient);
   database.Execute("COMMIT");
   SetDurability(database);
@@ -84,18 +94,17 @@ Statement& SqliteStore::Prepared(const char* sql) {
 }
 
 void SqliteStore::Begin() {
-  KeepLogShort();
+  KeepLogShort(1000);
   Prepared("BEGIN IMMEDIATE").Run();
 }
 
 /// Before a transaction and not after one, so that what fails concerns nothing that was committed.
-void SqliteStore::KeepLogShort() {
-  constexpr size_t k_CheckpointAfter = 1000;           // pages of 4 KiB
+void SqliteStore::KeepLogShort(size_t pagesBetween) {
   constexpr size_t k_Most = 1024 * 1024 * 1024 / 4096; // pages
   const size_t pages = m_Database.LogPages();
   if (pages < m_CheckpointAt)
     m_CheckpointAt = 0; // it began anew
-  if (pages - m_CheckpointAt < k_CheckpointAfter && pages <= k_Most)
+  if (pages - m_CheckpointAt < pagesBetween && pages <= k_Most)
     return;
   const bool whole = m_Database.Checkpoint(Database::Checkpointing::k_Passive);
   m_CheckpointAt = pages; // not after a failure, so that the next round tries again

@@ -17,7 +17,8 @@ public:
   static void Create(const Path& file, const MasterRecord& master, const ClientRecord& firstClient);
 
   /// Brings a database of an earlier layout to this one, in one transaction: when it fails, the database is
-  /// as it was. Does nothing to one of this layout. Throws StoreFailure.
+  /// as it was. Keeps a copy of it beside it (LayoutBackup.h) and says so. Does nothing to one of this
+  /// layout. Throws StoreFailure.
   static void BringToThisLayout(const Path& dataFolder);
 
   /// Opens an existing database of this layout and checks that commits are durable. To be written, it is
@@ -53,6 +54,11 @@ public:
   void Record(const AuditRecord& record) override;
   std::optional<AuditRecord> FindDecision(const std::string& clientKey, const UID& messageId) override;
   void ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) override;
+  std::optional<std::pair<int64_t, int64_t>> NewestAudit() override;
+  std::optional<int64_t> FirstAudit(int64_t from, int64_t to) override;
+  AuditRemoval RemoveAudit(const AuditPiece& piece) override;
+  std::optional<DocumentMark> RemoveDocuments(const DocumentMark& from, size_t most,
+                                              const std::function<bool()>& goOn) override;
 
   Database& Connection() { return m_Database; }
 
@@ -61,7 +67,10 @@ private:
   Statement& Prepared(const char* sql);
   static void InsertCredentials(sqlite3* database, const MasterRecord& master, const ClientRecord& client);
   void MakeDurable();
-  void KeepLogShort();
+  /// Pages are of 4 KiB.
+  void KeepLogShort(size_t pagesBetween);
+  /// Runs `work` in a transaction of its own that waits for no other program.
+  void AtOnce(const std::function<void()>& work);
   void ApplyOption(const OptionChange& change);
   void ApplyUserLimits(const UserLimitsChange& change);
   void ApplyTranslations(const ListDifference<TranslationSet>& change);

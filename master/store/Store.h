@@ -121,6 +121,28 @@ struct AuditRecord {
   bool IsOfLayout1() const { return !m_FieldsOfLayout1.empty(); }
 };
 
+/// Which records may leave the audit trail, and how many at once.
+struct AuditPiece {
+  int64_t m_Before = 0; // milliseconds; they are older
+  int64_t m_Now = 0;    // of a later one the clock was wrong: it leaves with an older one behind it
+  int64_t m_Last = 0;   // highest sequence that may leave
+  size_t m_Records = 0; // at most
+  size_t m_Bytes = 0;   // it ends with the record that reaches that many
+  std::function<bool()> m_GoOn = [] { return true; }; // asked behind each record but the last
+};
+
+/// What a piece was. None left when m_Records is 0.
+struct AuditRemoval {
+  size_t m_Records = 0;
+  int64_t m_UpTo = 0; // time of the last one
+};
+
+/// Which documents of changes were looked at: up to this one.
+struct DocumentMark {
+  std::string m_Digest;
+  int64_t m_Sequence = 0;
+};
+
 /// Used by one thread at a time. Everything throws StoreFailure. A function outside of a transaction is one
 /// of its own.
 class Store {
@@ -179,6 +201,16 @@ public:
   /// Calls `each` for the records from `since` (milliseconds) on, in commit order. Holds nothing that others
   /// wait for while it does.
   virtual void ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) = 0;
+  /// Sequence and time of the newest record.
+  virtual std::optional<std::pair<int64_t, int64_t>> NewestAudit() = 0;
+  /// The lowest sequence with a time from `from` to `to`, both in milliseconds.
+  virtual std::optional<int64_t> FirstAudit(int64_t from, int64_t to) = 0;
+  /// Lets the oldest records leave, in the order of their sequences, which stay used. Waits for nobody.
+  virtual AuditRemoval RemoveAudit(const AuditPiece& piece) = 0;
+  /// The same for documents that only records referred to that have left. Looks at `most` references behind
+  /// `from` and returns the last one; nothing when there is none any more.
+  virtual std::optional<DocumentMark> RemoveDocuments(const DocumentMark& from, size_t most,
+                                                      const std::function<bool()>& goOn) = 0;
 };
 
 /// Runs `store`, for something that the Master also does without: a store that cannot take it now, which the

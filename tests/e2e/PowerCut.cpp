@@ -12,6 +12,7 @@
 //   POWERCUT_LIE     syncs do nothing and report success
 //   POWERCUT_LONGEST no file gets longer than so many bytes: the process is killed in the midst of the write
 //                    that would make it so. Needs none of the others
+//   POWERCUT_SPARED  but for the file of this name
 // A file that was removed or renamed is so at once on the disk too: what survives longest is the worst for a
 // program that relies on contents that it did not sync.
 #include <dlfcn.h>
@@ -188,10 +189,18 @@ int Truncated(int file, int result, off_t length) {
   return result;
 }
 
+bool IsSpared(int file) {
+  static const std::string s_Spared = Setting("POWERCUT_SPARED");
+  char path[PATH_MAX];
+  const auto size = readlink(("/proc/self/fd/" + std::to_string(file)).c_str(), path, sizeof path);
+  return size > 0 && !s_Spared.empty() &&
+         std::string(path, static_cast<size_t>(size)).ends_with("/" + s_Spared);
+}
+
 void KillWhereTooLong(int file, const void* bytes, size_t size, off_t offset) {
   static const std::string s_Longest = Setting("POWERCUT_LONGEST");
   const off_t room = s_Longest.empty() ? INT64_MAX : std::stoll(s_Longest) - offset;
-  if (room >= static_cast<off_t>(size))
+  if (room >= static_cast<off_t>(size) || IsSpared(file))
     return;
   if (room > 0)
     (void)!RealPwrite()(file, bytes, static_cast<size_t>(room), offset);

@@ -67,7 +67,7 @@ TEST_F(Layout1Test, ALaterLayoutIsRefusedInOneLine) {
     EXPECT_EQ(ended.m_Status, 1);
     EXPECT_EQ(ended.m_Output, "");
     EXPECT_EQ(ended.m_Errors, "brenic-master: The database has layout 5, made by a newer brenic-master; this "
-                              "one reads layout 4\n");
+                              "one is 1.0.0 and reads layout 4. It needs the one that made it\n");
   }
   EXPECT_EQ(Scalar("PRAGMA user_version"), "5");
 }
