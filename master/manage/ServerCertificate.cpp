@@ -19,7 +19,8 @@ void RenewServerCertificate(Store& store) {
     return;
   TryToStore("The Master's certificate and key", [&] {
     store.ReplaceServerCredential(
-        IssueServer(master.m_Authority, master.m_Name, HostsOf(master.m_Server)).m_Credential);
+        IssueServer(master.m_Authority, master.m_Name, HostsOf(master.m_Server)).m_Credential,
+        master.m_Authorities.back().m_Number);
     rlib::LogSystem(fmt::format("Renewed the Master's certificate, which was valid for {} more days", days));
   });
 }

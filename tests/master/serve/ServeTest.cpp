@@ -24,7 +24,7 @@ TEST(Serve, RenewsACertificateThatIsNearItsEnd) {
     SqliteStore store(farm.Data(), Database::Mode::k_ReadWrite);
     before = store.LoadMaster();
     before.m_Server = IssueServer(before.m_Authority, "Farm", {"127.0.0.1", "farm.example"}, 30).m_Credential;
-    store.ReplaceServerCredential(before.m_Server);
+    store.ReplaceServerCredential(before.m_Server, 1);
   }
   farm.Serve();
   EXPECT_EQ(farm.ConnectTls(farm.Data() + "/clients/admin").Greet().size(), 4u);
