@@ -11,18 +11,18 @@
 #include "serve/MachineCommands.h"
 #include "serve/Places.h"
 #include "serve/RefusalTally.h"
+#include "serve/Reloader.h"
 #include "serve/Session.h"
+#include "serve/Watchdog.h"
 
 namespace brenic::master {
 
 struct ServerOptions {
-  String m_Listen;
-  Path m_Socket; // empty: no local socket
-  MachineCommandLines m_Commands;
-  Path m_Products;               // folder of the default products; empty: they stay as the store has them
+  MasterConfiguration m_Settings;
+  Reloader::Load m_Load;         // reads the settings anew
+  int m_ReloadSignal = 0;        // that has this done
   std::vector<int> m_EndSignals; // that end it cleanly
   size_t m_Places = Places::k_All;
-  size_t m_ConnectionsPerCertificate = 0; // 0: all places
 };
 
 /// Made and run on one thread, the I/O thread.
@@ -34,7 +34,7 @@ public:
   Server(const ServerOptions& options, std::unique_ptr<Store> store, std::unique_ptr<Store> directory);
   ~Server() override;
 
-  /// "127.0.0.1:8730"
+  /// "127.0.0.1:8730, [::1]:8730"
   String Address() const { return m_Listeners.front()->Address(); }
   uint16_t Port() const { return m_Listeners.front()->Port(); }
 
@@ -90,7 +90,9 @@ private:
   LineLimit m_TurnedAway{1, "about clients without a place"};
   RefusalTally m_Refusals;
   asio::steady_timer m_RefusalTimer; // runs while there are some
-  Writer m_Writer;                   // its thread ends before the rest goes
+  Reloader m_Reloader;
+  Watchdog m_Watchdog;
+  Writer m_Writer; // its thread ends before the rest goes
   // Goes before the writer's store, which leaves no log beside the database when it is closed last.
   const std::unique_ptr<Store> m_Directory;
 };

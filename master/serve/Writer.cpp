@@ -74,26 +74,46 @@ void Writer::Submit(Request request) {
   m_Wake.notify_one();
 }
 
+void Writer::Do(std::function<void()> task) {
+  {
+    std::lock_guard lock(m_Mutex);
+    m_Tasks.push_back(std::move(task));
+  }
+  m_Wake.notify_one();
+}
+
+bool Writer::TakeWork(std::vector<Request>& requests, std::vector<std::function<void()>>& tasks) {
+  std::unique_lock lock(m_Mutex);
+  m_Wake.wait(lock, [this] { return m_Stop || !m_Queue.empty() || !m_Tasks.empty(); });
+  requests.swap(m_Queue);
+  tasks.swap(m_Tasks);
+  return !requests.empty() || !tasks.empty();
+}
+
+void Writer::Serve(Requests requests) {
+  while (!requests.empty() && !m_Abandoned) {
+    WaitUntilTaken();
+    Batch batch = Process(requests);
+    requests = requests.subspan(batch.m_Results.size());
+    {
+      std::lock_guard lock(m_Mutex);
+      m_NotTaken += batch.Bytes();
+    }
+    m_Deliver(std::move(batch));
+  }
+}
+
 void Writer::Run() {
   for (;;) {
     std::vector<Request> requests;
-    {
-      std::unique_lock lock(m_Mutex);
-      m_Wake.wait(lock, [this] { return m_Stop || !m_Queue.empty(); });
-      if (m_Queue.empty())
-        return;
-      requests.swap(m_Queue);
-    }
+    std::vector<std::function<void()>> tasks;
+    if (!TakeWork(requests, tasks))
+      return;
     try {
-      for (Requests rest(requests); !rest.empty() && !m_Abandoned;) {
-        WaitUntilTaken();
-        Batch batch = Process(rest);
-        rest = rest.subspan(batch.m_Results.size());
-        {
-          std::lock_guard lock(m_Mutex);
-          m_NotTaken += batch.Bytes();
-        }
-        m_Deliver(std::move(batch));
+      Serve(requests);
+      for (const auto& task : tasks) {
+        task();
+        ++m_Steps;
       }
     } catch (const std::exception& error) {
       EndProcess(error.what());
@@ -153,6 +173,7 @@ Batch Writer::Commit(Requests requests) {
       result.m_Operation = request.m_Message;
     bytes += result.m_Frames->size();
     batch.m_Results.push_back(std::move(result));
+    ++m_Steps;
     if (bytes >= k_MaxReplies || m_Abandoned)
       break;
   }

@@ -37,6 +37,14 @@ public:
   void Start();
   /// Any thread.
   void Submit(Request request);
+  /// Takes these machine commands and this folder of default products, which are read from it; clients are
+  /// told what has changed. Or nothing: `done` is told why. It is called on the writer's thread. Any thread.
+  void Reload(MachineCommandLines commands, Path products, std::function<void(const rlib::Result<>&)> done);
+  /// Runs `task` on the writer's thread, behind what was submitted before. Any thread.
+  void Do(std::function<void()> task);
+  /// Grows with everything that the writer's thread gets done, so that a long round can be told from one that
+  /// stands still. Any thread.
+  uint64_t Steps() const { return m_Steps; }
   /// What Deliver was called with has been dealt with. Any thread.
   void Taken(const Batch& batch);
   /// Forgets what is not decided yet: nobody waits for it any more. Any thread.
@@ -52,14 +60,18 @@ private:
     bool m_Record = true; // in the audit trail: not when it is there already
   };
   void Run();
+  /// Waits for something to do; false when there is nothing more.
+  bool TakeWork(std::vector<Request>& requests, std::vector<std::function<void()>>& tasks);
   using Requests = std::span<const Request>;
   // Each answers at least one of the requests, and says so by the number of results.
+  void Serve(Requests requests);
   Batch Process(Requests requests);
   Batch Commit(Requests requests);
   Batch AnswerWithoutStoring(Requests requests, const String& reason);
   void WaitUntilTaken();
   Decision Decide(const Request& request, const std::string& digest);
   Decision DecideNew(const Request& request) const;
+  rlib::Result<> TakeDefaults(const Path& folder);
   rlib::Result<> ReloadDefaults(Change& change) const;
   Decision Repeat(const Request& request, const AuditRecord& earlier, const std::string& digest) const;
   AuditRecord MakeRecord(const Request& request, const Decision& decision, const std::string& digest,
@@ -67,19 +79,21 @@ private:
   void Publish(bool translations, bool products);
 
   const std::unique_ptr<Store> m_Store;
-  const MachineCommandLines m_Commands;
+  MachineCommandLines m_Commands;
   const Deliver m_Deliver;
   const std::string m_Run;
-  const Path m_Products;
+  Path m_Products;
   Farm m_Farm;
   std::shared_ptr<const Snapshot> m_Snapshot;
 
   std::mutex m_Mutex;
   std::condition_variable m_Wake;
   std::vector<Request> m_Queue;
+  std::vector<std::function<void()>> m_Tasks;
   size_t m_NotTaken = 0; // bytes of frames
   bool m_Stop = false;
   std::atomic<bool> m_Abandoned{false};
+  std::atomic<uint64_t> m_Steps{0};
   std::thread m_Thread;
 };
 
