@@ -123,6 +123,8 @@ void Serve(const ServeOptions& options) {
   serverOptions.m_Settings = settings;
   serverOptions.m_Load = [&options] { return LoadSettings(options); };
   serverOptions.m_ReloadSignal = SIGHUP;
+  serverOptions.m_ManagementSocket = ManagementSocket(folder);
+  serverOptions.m_Care = options.m_Care(folder);
   serverOptions.m_EndSignals = {SIGTERM, SIGINT};
   serverOptions.m_Places = ClientPlaces();
   const Path& products = settings.m_Live.m_Products;
@@ -136,7 +138,6 @@ void Serve(const ServeOptions& options) {
   auto store = std::make_unique<SqliteStore>(folder, Database::Mode::k_ReadWrite);
   if (!products.empty())
     UpdateDefaultProducts(*store, *productFiles);
-  options.m_RenewCertificate(*store);
   auto directory = std::make_unique<SqliteStore>(folder, Database::Mode::k_ReadOnly);
 
   Server server(serverOptions, std::move(store), std::move(directory));

@@ -3,8 +3,7 @@
 
 #include <functional>
 
-#include "serve/MasterConfiguration.h"
-#include "store/Store.h"
+#include "serve/Server.h"
 
 namespace brenic::master {
 
@@ -16,8 +15,7 @@ struct ServeOptions {
   Path m_Products; // folder of the default products
   /// Called before the data folder is used, to see to it that it holds a Master.
   std::function<void(const Path& folder)> m_Prepare;
-  /// Called before anybody is served.
-  std::function<void(Store& store)> m_RenewCertificate;
+  std::function<CertificateCare(const Path& folder)> m_Care;
 };
 
 /// Serves until it is told to end. Throws Exception* or StoreFailure when it cannot begin.

@@ -8,6 +8,7 @@
 
 #include "farm/Judgement.h"
 #include "serve/Batch.h"
+#include "serve/TrustedClock.h"
 #include "store/Store.h"
 #include "wire/Frames.h"
 
@@ -22,13 +23,17 @@ public:
   /// A round ends with so many bytes of replies, and no other begins before as many have been taken.
   static constexpr size_t k_MaxReplies = 64 * 1024 * 1024;
 
+  /// What is to be done for a request about certificates at that time, in milliseconds since 1970-01-01 UTC.
+  /// Called within a transaction, which ends when it refuses with nothing written.
+  using Manage = std::function<rlib::Result<Managed>(Store& store, const Message& message, int64_t now)>;
   /// Called on the writer's thread.
   using Deliver = std::function<void(Batch batch)>;
 
   /// `run` names this process of the Master in the audit trail. A reset of the products reads the default
   /// ones from the folder `products`, on the writer's thread; with an empty one they stay as they are.
+  /// `manage` decides the requests about certificates; without it they are refused.
   Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run,
-         Path products = {});
+         Path products = {}, Manage manage = {}, std::shared_ptr<TrustedClock> clock = {});
   /// Finishes what was submitted, and the store.
   ~Writer();
 
@@ -40,11 +45,17 @@ public:
   /// Takes these machine commands and this folder of default products, which are read from it; clients are
   /// told what has changed. Or nothing: `done` is told why. It is called on the writer's thread. Any thread.
   void Reload(MachineCommandLines commands, Path products, std::function<void(const rlib::Result<>&)> done);
+  /// Has the writer's thread do something else with the store between two rounds, in a transaction of its
+  /// own. A store that cannot take it now leaves it undone, which the log tells (`what` stay as they were).
+  /// Any thread.
+  void Perform(const char* what, std::function<void(Store& store)> task);
   /// Runs `task` on the writer's thread, behind what was submitted before. Any thread.
   void Do(std::function<void()> task);
   /// Grows with everything that the writer's thread gets done, so that a long round can be told from one that
   /// stands still. Any thread.
   uint64_t Steps() const { return m_Steps; }
+  /// Decides the requests at once, on the caller's thread. To be called before Start.
+  Batch DecideNow(std::span<const Request> requests) { return Process(requests); }
   /// What Deliver was called with has been dealt with. Any thread.
   void Taken(const Batch& batch);
   /// Forgets what is not decided yet: nobody waits for it any more. Any thread.
@@ -69,9 +80,12 @@ private:
   Batch Commit(Requests requests);
   Batch AnswerWithoutStoring(Requests requests, const String& reason);
   void WaitUntilTaken();
-  Decision Decide(const Request& request, const std::string& digest);
+  /// Requests about certificates are decided by storing what they ask for, where that may be.
+  Decision Decide(const Request& request, const std::string& digest, bool mayStore);
+  bool IsForManagers(const Request& request) const;
   Decision DecideNew(const Request& request) const;
   rlib::Result<> TakeDefaults(const Path& folder);
+  Decision DecideManaged(const Request& request);
   rlib::Result<> ReloadDefaults(Change& change) const;
   Decision Repeat(const Request& request, const AuditRecord& earlier, const std::string& digest) const;
   AuditRecord MakeRecord(const Request& request, const Decision& decision, const std::string& digest,
@@ -83,7 +97,10 @@ private:
   const Deliver m_Deliver;
   const std::string m_Run;
   Path m_Products;
+  const Manage m_Manage;
+  const std::shared_ptr<TrustedClock> m_Clock;
   Farm m_Farm;
+  std::set<std::string> m_Dismissed; // serials whose earlier connections may ask for nothing any more
   std::shared_ptr<const Snapshot> m_Snapshot;
 
   std::mutex m_Mutex;

@@ -69,6 +69,13 @@ struct ClientRecord {
   std::optional<Sighting> m_LastSeen = {};
 };
 
+/// What became of a request about certificates that was not refused.
+struct Managed {
+  String m_Done;                        // a sentence, for whoever asked and for the audit trail
+  shared_ptr<Message> m_Reply;          // may be null
+  std::vector<std::string> m_Dismissed; // serials whose connections end: they ask for nothing any more
+};
+
 /// What is known of the time: see TrustedClock.
 struct ClockRecord {
   int64_t m_Trusted = 0; // milliseconds since 1970-01-01 UTC

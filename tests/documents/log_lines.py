@@ -5,13 +5,15 @@ import re
 import unittest
 
 TREE = pathlib.Path(__file__).resolve().parents[2]
-CALL = re.compile(r"(?:\bLogWarning|\bLogError|\bReport|\bm_Report|\bReportStranger|\bTryToStore|m_TurnedAway\.Log)\(")
+CALL = re.compile(r"(?:\bLogWarning|\bLogError|\bReport|\bm_Report|\bReportStranger|\bTryToStore|\bPerform|m_TurnedAway\.Log)\(")
 LITERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
 SHORTEST = 10  # characters by which a line can be told from others
-# Their texts are made elsewhere: `line` by who calls, `status` and the line of a broken protocol beside the call.
-MADE_ELSEWHERE = {"rlib::LogWarning(line)", "m_Host.ReportStranger(line)", "ReportStranger(line)",
-                  "rlib::Report(rlib::Log::k_Error, status)"}
-TEXTS = ["The configuration is not taken, and all settings stay as they were: ", " broke the protocol: "]
+# Calls whose texts are made elsewhere, and these texts.
+MADE_ELSEWHERE = {"rlib::LogWarning(line)", "ReportStranger(line)", "m_Report(std::move(report))",
+                  "rlib::Report(rlib::Log::k_Error, status)", "k_System, *news)", "TryToStore(what, "}
+TEXTS = ["The configuration is not taken, and all settings stay as they were: ", " broke the protocol: ",
+         " of clients end within ", "The Master's own certificate ends on ", "The authority ends on ",
+         "The clock was set from ", "The clock says "]
 
 
 def argument_text(source, begin):

@@ -6,6 +6,7 @@
 #include <string>
 #include <type_traits>
 
+#include "brenic/ManagementMessages.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/ProductMessages.h"
 #include "brenic/SettingsMessages.h"
@@ -16,9 +17,11 @@ namespace brenic {
 template <typename... Classes>
 struct MessageList {};
 
-using MessageClasses = MessageList<SetMasterOptionsMsg, GetMasterOptionsMsg, SetMasterLimitsMsg,
-                                   SetMasterRestrictionsMsg, PathTranslationsMsg, ProductMsg,
-                                   RemoveProductMsg, EndProductsMsg, LogDumpMsg, ShutdownMsg, MachineMsg>;
+using MessageClasses =
+    MessageList<SetMasterOptionsMsg, GetMasterOptionsMsg, SetMasterLimitsMsg, SetMasterRestrictionsMsg,
+                PathTranslationsMsg, ProductMsg, RemoveProductMsg, EndProductsMsg, LogDumpMsg, ShutdownMsg,
+                MachineMsg, IssueClientMsg, IssuedClientMsg, RevokeClientMsg, ChangeHostsMsg,
+                RenewAuthorityMsg, MoveAuthorityMsg, RenewMasterMsg>;
 
 namespace classes {
 

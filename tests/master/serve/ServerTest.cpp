@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include "brenic/ManagementMessages.h"
+#include "brenic/MessageFactory.h"
 #include "brenic/Options.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/SystemMessages.h"
@@ -177,10 +179,61 @@ TEST_F(ServerTest, KnowsClientsThatWereIssuedWhileItServes) {
   EXPECT_TRUE(m_Farm.State()["options"].empty());
 }
 
-TEST_F(ServerTest, EndsTheHandshakeOfAnExpiredCertificate) {
+TEST_F(ServerTest, SaysThatACertificateHasEnded) {
   TestClient client = m_Farm.ConnectTls(m_Farm.Issue("old", "administrator", {"--valid-days", "-1"}));
-  client.SendHello();
-  EXPECT_FALSE(client.Receive());
+  const auto frames = client.Greet();
+  ASSERT_EQ(frames.size(), 1u);
+  EXPECT_EQ(frames[0].goodbye().reason(), wire::Goodbye::REJECTED);
+  EXPECT_THAT(frames[0].goodbye().text(), HasSubstr("The certificate of 'old' ended on"));
+}
+
+TEST_F(ServerTest, RequestsAboutCertificatesAreForTheManagementSocketAlone) {
+  TestClient client = m_Farm.Join();
+  auto message = MessageFactory::Create<RevokeClientMsg>();
+  message->m_Client = "admin";
+  const wire::Answer answer = client.Ask(*message);
+  EXPECT_EQ(answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_THAT(answer.reason(), HasSubstr("only decided on the Master's own machine"));
+  TestClient manager = TestClient::Local(m_Farm.Data() + "/manage.sock");
+  manager.SendHello();
+  EXPECT_TRUE(manager.Receive()->has_welcome());
+  message->m_ID = UID(true);
+  EXPECT_EQ(manager.Ask(*message).outcome(), wire::Answer::COMMITTED);
+  EXPECT_EQ(m_Farm.ConnectTls(m_Farm.Data() + "/clients/admin").Greet().back().goodbye().reason(),
+            wire::Goodbye::REJECTED);
+}
+
+TEST_F(ServerTest, EndsOpenConnectionsWithinFiveSecondsOfARevocationADemotionOrTheEndOfACertificate) {
+  using Clock = std::chrono::steady_clock;
+  const auto within = [](TestClient& client, Clock::time_point since, const char* why) {
+    const wire::Goodbye goodbye = client.ReceiveOnly(wire::Frame::kGoodbye).goodbye();
+    EXPECT_LT(Clock::now() - since, std::chrono::seconds(5)) << why;
+    EXPECT_EQ(goodbye.reason(), wire::Goodbye::REJECTED);
+    EXPECT_THAT(goodbye.text(), HasSubstr(why));
+  };
+  const std::string data = m_Farm.Data();
+  TestClient revoked = m_Farm.ConnectTls(m_Farm.Issue("revoked", "component"));
+  TestClient demoted = m_Farm.ConnectTls(m_Farm.Issue("demoted", "administrator"));
+  const std::string ending = m_Farm.Issue("ending", "component");
+  const int64_t end = rlib::Time::Now().Milliseconds() + 1000;
+  Statement(SqliteStore(data, Database::Mode::k_ReadWrite, true).Connection().Handle(),
+            "UPDATE client SET expires = ? WHERE name = 'ending'")
+      .Run(end);
+  TestClient ended = m_Farm.ConnectTls(ending);
+  const Clock::time_point connected = Clock::now();
+  for (TestClient* client : {&revoked, &demoted, &ended})
+    EXPECT_TRUE(client->Greet().back().message().has_end_products());
+
+  Clock::time_point since = Clock::now();
+  EXPECT_EQ(RunMaster({"revoke", "revoked", "--data-dir", data}).m_Status, 0);
+  within(revoked, since, "was revoked on");
+  since = Clock::now();
+  EXPECT_EQ(RunMaster({"client", "demoted", "--renew", "--role", "component", "--data-dir", data, "--out",
+                       m_Farm.File("demoted2")})
+                .m_Status,
+            0);
+  within(demoted, since, "it is component now");
+  within(ended, connected + std::chrono::seconds(1), "The certificate of 'ending' ended on");
 }
 
 TEST_F(ServerTest, SaysWhyItRejectsAnUnknownSerialNumber) {

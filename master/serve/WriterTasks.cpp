@@ -1,8 +1,31 @@
-// What a writer takes anew while it runs.
+// What a writer does besides deciding requests.
 #include "serve/DefaultProducts.h"
 #include "serve/Writer.h"
 
 namespace brenic::master {
+
+void Writer::Do(std::function<void()> task) {
+  {
+    std::lock_guard lock(m_Mutex);
+    m_Tasks.push_back(std::move(task));
+  }
+  m_Wake.notify_one();
+}
+
+void Writer::Perform(const char* what, std::function<void(Store& store)> task) {
+  Do([this, what, task = std::move(task)] {
+    TryToStore(what, [&] {
+      try {
+        m_Store->Begin();
+        task(*m_Store);
+        m_Store->Commit();
+      } catch (const StoreFailure&) {
+        m_Store->Rollback();
+        throw;
+      }
+    });
+  });
+}
 
 void Writer::Reload(MachineCommandLines commands, Path products,
                     std::function<void(const rlib::Result<>&)> done) {
