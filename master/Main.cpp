@@ -4,6 +4,7 @@
 
 #include <fmt/core.h>
 
+#include "brenic/ExitStatus.h"
 #include "manage/Commands.h"
 #include "manage/Endings.h"
 #include "manage/Initialise.h"
@@ -22,7 +23,8 @@ using namespace brenic;
 using namespace brenic::master;
 
 struct ServeArguments {
-  std::string m_Listen, m_PortFile, m_Socket, m_Config, m_Products;
+  std::string m_Folder, m_PortFile, m_Socket, m_Config, m_Products;
+  std::vector<std::string> m_Listen;
   bool m_Init = false;
 };
 
@@ -38,16 +40,20 @@ CertificateCare CareOf(const Path& folder) {
 
 /// Runs the Master. One is made first where there is none, but only when that was asked for: a mistyped
 /// folder, or one whose disk is not mounted, must not become another authority.
-void RunMaster(const Path& folder, const ServeArguments& arguments) {
-  const auto prepare = [&folder, &arguments] {
+void RunMaster(const ServeArguments& arguments) {
+  const auto prepare = [&arguments](const Path& folder) {
     if (arguments.m_Init && !IsInitialised(folder))
       Initialise({folder, {}, {}, 0});
     RequireInitialised(folder);
     RequirePrivate(folder);
     RequireAccepted(folder);
   };
-  Serve({folder, arguments.m_Listen, arguments.m_PortFile, arguments.m_Socket, arguments.m_Config,
-         arguments.m_Products, prepare, CareOf(folder)});
+  StartSettings start;
+  start.m_DataFolder = arguments.m_Folder;
+  start.m_Listen.assign(arguments.m_Listen.begin(), arguments.m_Listen.end());
+  start.m_Socket = arguments.m_Socket;
+  start.m_PortFile = arguments.m_PortFile;
+  Serve({arguments.m_Config, start, arguments.m_Products, prepare, CareOf});
 }
 
 /// Has the running Master decide, or one that is made for it alone. Waits for one that begins or ends.
@@ -70,15 +76,23 @@ Asked AskWhoeverHolds(const Path& folder, const Message& message) {
 
 void AddServeCommand(CommandLine& line) {
   const auto arguments = std::make_shared<ServeArguments>();
-  CLI::App& serve = line.AddOnFolder("serve", "Runs the Master in the foreground",
-                                     [arguments](const Path& folder) { RunMaster(folder, *arguments); });
+  CLI::App& serve = line.Add("serve", "Runs the Master in the foreground", [arguments] {
+    RunMaster(*arguments);
+    return k_ExitDone;
+  });
+  serve.add_option("--data-dir", arguments->m_Folder,
+                   "folder that holds everything of the Master; as configured by default");
   serve.add_flag("--init", arguments->m_Init, "make a new Master first where the folder is empty or missing");
-  serve.add_option(
-      "--listen", arguments->m_Listen,
-      fmt::format("ADDRESS:PORT; port 0 takes a free one; all addresses, port {} by default", k_DefaultPort));
-  serve.add_option("--port-file", arguments->m_PortFile, "gets the port when the Master is ready");
+  serve
+      .add_option(
+          "--listen", arguments->m_Listen,
+          fmt::format("ADDRESS:PORT, may be repeated; port 0 takes a free one; all addresses, port {} "
+                      "by default",
+                      k_DefaultPort))
+      ->allow_extra_args(false);
+  serve.add_option("--port-file", arguments->m_PortFile, "gets the (first) port when the Master is ready");
   serve.add_option("--socket", arguments->m_Socket, "local socket to serve as well");
-  serve.add_option("--config", arguments->m_Config, "configuration file");
+  serve.add_option("--config", arguments->m_Config, "configuration file; the other options override it");
   serve.add_option("--products", arguments->m_Products, "folder of the default products");
 }
 

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <memory>
 #include <mutex>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "Descriptor.h"
@@ -25,6 +26,9 @@ constexpr size_t k_RingBytes = 8 << 20;
 constexpr size_t k_EarlyLines = 100;
 constexpr size_t k_RingLineBytes = 64 << 10;
 constexpr const char* k_LevelNames[] = {"NOTHING", "ERROR", "WARNING", "SYSTEM", "INFO", "DEBUG", "TRACE"};
+// By level, as sd-daemon(3) has them. A notice is the journal's word for what belongs to ordinary operation
+// but is to be seen.
+constexpr const char* k_JournalPriorities[] = {"", "<3>", "<4>", "<5>", "<6>", "<7>", "<7>"};
 
 using Observer = std::function<void(int, const String&)>;
 
@@ -81,6 +85,19 @@ String FileNameOf(const String& application) {
   return name.empty() || name.front() == '.' ? "brenic" + String(name) : String(name);
 }
 
+/// Opens the log file of the state's folder and application.
+Result<> OpenFile(const State& state, LogFile& file) {
+  const Path& folder = state.m_Folder;
+  if (folder.empty())
+    return Failure("Cannot write a log: no log folder is known");
+  if (const Result<> made = MakeFolders(folder.str().str(), FolderMode(folder)); !made)
+    return Failure("Cannot make the log folder '" + folder.str() + "': " + made.Reason());
+  const Path path = folder / Path(state.m_Application + ".log");
+  if (const Result<> opened = file.Open(path.str().str()); !opened)
+    return Failure("Cannot write the log file '" + path.str() + "': " + opened.Reason());
+  return {};
+}
+
 Result<> WriteDump(const Path& path, std::string_view contents) {
   const Path folder = path.Parent();
   if (Result<> made = MakeFolders(folder.str().str(), FolderMode(folder)); !made)
@@ -120,16 +137,24 @@ Result<> Log::Open(const String& application, const Path& folder, int fileLevel,
   state.m_File.Close();
   if (fileLevel <= k_Nothing)
     return WriteEarly(state); // drops it
-  if (folder.empty())
-    return Failure("Cannot write a log: no log folder is known");
-  if (const Result<> made = MakeFolders(folder.str().str(), FolderMode(folder)); !made)
-    return Failure("Cannot make the log folder '" + folder.str() + "': " + made.Reason());
-  const Path path = folder / Path(state.m_Application + ".log");
-  Result<> written = state.m_File.Open(path.str().str());
-  if (written)
-    written = WriteEarly(state);
-  if (!written)
-    return Failure("Cannot write the log file '" + path.str() + "': " + written.Reason());
+  if (Result<> opened = OpenFile(state, state.m_File); !opened)
+    return opened;
+  return WriteEarly(state);
+}
+
+Result<> Log::Reopen(int fileLevel, int displayLevel) {
+  State& state = TheState();
+  const std::lock_guard lock(state.m_Mutex);
+  LogFile file;
+  if (fileLevel > k_Nothing) {
+    if (Result<> opened = OpenFile(state, file); !opened)
+      return opened;
+  }
+  state.m_File = std::move(file);
+  state.m_FileLevel = fileLevel;
+  state.m_DisplayLevel = displayLevel;
+  state.m_Complained = false;
+  static_cast<void>(WriteEarly(state)); // what cannot be written now cannot later
   return {};
 }
 
@@ -160,16 +185,15 @@ void Log::Write(Level level, const String& text) {
     if (level <= state.m_FileLevel && state.m_File.IsOpen()) {
       const Result<> appended = state.m_File.Append(whole);
       if (!appended && !std::exchange(state.m_Complained, true))
-        complaint =
-            "Cannot write to the log file '" + String(state.m_File.Path()) + "': " + appended.Reason();
+        complaint = appended.Reason();
     }
     display = level <= state.m_DisplayLevel;
     observer = state.m_Observer;
   }
   if (complaint)
-    stdErr.PutLine(*complaint);
+    stdErr.PutLine(JournalPriority(k_Error) + *complaint);
   if (display)
-    stdErr.PutLine(line);
+    stdErr.PutLine(JournalPriority(level) + line);
   if (observer)
     (*observer)(level, text);
 }
@@ -229,9 +253,18 @@ void LogTrace(const String& text) {
   Log::Write(Log::k_Trace, text);
 }
 
+const char* JournalPriority(Log::Level level) {
+  const char* const stream = std::getenv("JOURNAL_STREAM");
+  struct stat info {};
+  if (!stream || fstat(STDERR_FILENO, &info) != 0)
+    return "";
+  const std::string own = std::to_string(info.st_dev) + ":" + std::to_string(info.st_ino);
+  return own == stream ? k_JournalPriorities[level] : "";
+}
+
 void Report(Log::Level level, const String& line) {
   Log::Write(level, line);
-  stdErr.PutLine(line);
+  stdErr.PutLine(JournalPriority(level) + line);
 }
 
 } // namespace rlib

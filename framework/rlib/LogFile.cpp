@@ -23,15 +23,15 @@ Result<> LogFile::Open(const std::string& path) {
 }
 
 Result<> LogFile::OpenOnce() {
-  m_Fd.Reset(open(m_Path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0640));
-  if (!m_Fd)
+  Descriptor file(
+      open(m_Path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0640));
+  if (!file)
     return Failure(errno == ELOOP ? "it is a symbolic link" : ErrorText(errno));
   struct stat status {};
-  fstat(m_Fd.Get(), &status);
-  if (!S_ISREG(status.st_mode) || status.st_nlink > 1) {
-    m_Fd.Reset();
+  fstat(file.Get(), &status);
+  if (!S_ISREG(status.st_mode) || status.st_nlink > 1)
     return Failure("it is not an ordinary file");
-  }
+  m_Fd = std::move(file);
   m_Size = status.st_size;
   return {};
 }
@@ -58,14 +58,16 @@ Result<> LogFile::Append(std::string_view line) {
   const int error = WriteAll(m_Fd.Get(), line);
   m_Size += static_cast<int64_t>(line.size());
   if (error != 0)
-    return Failure(ErrorText(error));
+    return Failure("Cannot write to the log file '" + String(m_Path) + "': " + ErrorText(error));
   if (m_Size < k_MaxSize)
     return {};
   // A process that runs for long does not outgrow the limit either.
-  if (!Open(m_Path))
-    return Failure(ErrorText(EIO));
+  const Result<> opened = Open(m_Path);
   if (m_Size >= k_MaxSize)
     m_Size = 0; // It could not be moved aside; the next attempt comes after as many bytes again.
+  if (!opened)
+    return Failure("Cannot open the log file '" + String(m_Path) +
+                   "' anew, so the earlier one is written on: " + opened.Reason());
   return {};
 }
 

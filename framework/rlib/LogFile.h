@@ -15,13 +15,14 @@ public:
   static constexpr int64_t k_MaxSize = 10 * 1024 * 1024;
   static constexpr int k_Kept = 5;
 
-  /// Opens the file for appending, moving a full one aside before.
+  /// Opens the file for appending, moving a full one aside before. When that fails, one that is open stays
+  /// so.
   Result<> Open(const std::string& path);
   void Close() { m_Fd.Reset(); }
   bool IsOpen() const { return static_cast<bool>(m_Fd); }
   const std::string& Path() const { return m_Path; }
 
-  /// Appends with one write.
+  /// Appends with one write. Fails with a whole sentence.
   Result<> Append(std::string_view line);
 
 private:

@@ -4,6 +4,7 @@
 #include "brenic/ExitStatus.h"
 #include "rlib/Escape.h"
 #include "rlib/Failures.h"
+#include "rlib/Log.h"
 #include "rlib/Stream.h"
 
 namespace brenic::master {
@@ -21,7 +22,7 @@ int Guarded(const CommandLine::Command& command) {
   } catch (const std::exception& error) {
     problem = error.what();
   }
-  rlib::stdErr.PutLine("brenic-master: " + problem);
+  rlib::stdErr.PutLine(rlib::JournalPriority(rlib::Log::k_Error) + ("brenic-master: " + problem));
   return k_ExitFailed;
 }
 

@@ -28,7 +28,7 @@ public:
 
   virtual ~Listener() = default;
   virtual void Close() = 0;
-  /// As a user writes it.
+  /// As a user writes it; several are separated by a comma and a space.
   virtual String Address() const = 0;
   /// 0 for a local socket.
   virtual uint16_t Port() const { return 0; }
@@ -45,10 +45,12 @@ String DefaultListen(bool hasIPv6);
 /// Throws Exception* unless it is "ADDRESS:PORT" with a numeric address.
 void CheckListen(const String& address);
 
-/// TLS over TCP on "ADDRESS:PORT"; port 0 takes a free one. Throws Exception*.
-std::unique_ptr<Listener> ListenTls(asio::io_context& io, const String& address, const MasterRecord& master,
-                                    Listener::FindClient findClient, Listener::Now now,
-                                    Listener::ReportStranger report, Listener::OnArrival onArrival);
+/// TLS over TCP on each "ADDRESS:PORT"; port 0 takes a free one. They share one set of handshakes. Its port
+/// is the first one's. Throws Exception* unless it can listen on all.
+std::unique_ptr<Listener> ListenTls(asio::io_context& io, const std::vector<String>& addresses,
+                                    const MasterRecord& master, Listener::FindClient findClient,
+                                    Listener::Now now, Listener::ReportStranger report,
+                                    Listener::OnArrival onArrival);
 
 /// Who comes by a local socket: administrators as over TLS, or whoever may also manage certificates.
 enum class LocalUse { k_Clients, k_Management };
@@ -70,12 +72,15 @@ public:
 
   Acceptor& Get() { return m_Acceptor; }
 
-  /// Accepts nothing from now on; calls `onNewcomer` once somebody waits. Not to be called while it is held.
+  /// Accepts nothing from now on; calls `onNewcomer` once somebody waits.
   void Hold(std::function<void()> onNewcomer) {
     m_Held = true;
-    m_Acceptor.async_wait(Acceptor::wait_read, [onNewcomer = std::move(onNewcomer)](const error_code& error) {
+    m_OnNewcomer = std::move(onNewcomer);
+    error_code ignored;
+    m_Acceptor.cancel(ignored);
+    m_Acceptor.async_wait(Acceptor::wait_read, [this](const error_code& error) {
       if (!error)
-        onNewcomer();
+        m_OnNewcomer();
     });
   }
   void GoOn() {
@@ -83,22 +88,27 @@ public:
       return;
     error_code ignored;
     m_Acceptor.cancel(ignored);
-    Accept();
+    if (auto kept = std::exchange(m_Kept, std::nullopt))
+      m_OnSocket(std::move(*kept));
+    if (!m_Held)
+      Accept();
   }
 
   void Accept() {
+    if (std::exchange(m_IsUnderWay, true))
+      return;
     m_Acceptor.async_accept([this](const error_code& error, Socket socket) {
+      m_IsUnderWay = false;
       if (!m_Acceptor.is_open())
         return; // also with a socket that was accepted just before
-      if (!error) {
+      if (error && error != asio::error::operation_aborted)
+        return RetryLater();
+      if (!error && m_Held)
+        Keep(std::move(socket));
+      else if (!error)
         m_OnSocket(std::move(socket));
-        return m_Held ? void() : Accept();
-      }
-      m_Retry.expires_after(std::chrono::milliseconds(100));
-      m_Retry.async_wait([this](const error_code&) {
-        if (m_Acceptor.is_open())
-          Accept();
-      });
+      if (!m_Held)
+        Accept();
     });
   }
 
@@ -106,12 +116,31 @@ public:
     error_code ignored;
     m_Acceptor.close(ignored);
     m_Retry.cancel();
+    m_Kept.reset();
   }
 
 private:
+  void RetryLater() {
+    m_IsUnderWay = true;
+    m_Retry.expires_after(std::chrono::milliseconds(100));
+    m_Retry.async_wait([this](const error_code&) {
+      m_IsUnderWay = false;
+      if (m_Acceptor.is_open() && !m_Held)
+        Accept();
+    });
+  }
+  /// It was accepted before the loop was held.
+  void Keep(Socket socket) {
+    m_Kept.emplace(std::move(socket));
+    m_OnNewcomer();
+  }
+
   Acceptor m_Acceptor;
   asio::steady_timer m_Retry;
   std::function<void(Socket socket)> m_OnSocket;
+  std::function<void()> m_OnNewcomer;
+  std::optional<Socket> m_Kept; // for when it goes on
+  bool m_IsUnderWay = false;    // an accept, or the wait for the next attempt
   bool m_Held = false;
 };
 

@@ -19,6 +19,8 @@ public:
 
   MachineCommands(asio::io_context& io, MachineCommandLines lines);
 
+  /// For what is accepted from now on.
+  void Take(MachineCommandLines lines) { m_Lines = std::move(lines); }
   void Accept(uint64_t session, const MachineMsg& message);
   void SessionClosed(uint64_t session);
   /// Everything accepted becomes due now; does not wait for the end of the commands.
@@ -36,7 +38,7 @@ private:
   void Reap();
 
   asio::io_context& m_Io;
-  const MachineCommandLines m_Lines;
+  MachineCommandLines m_Lines;
   asio::signal_set m_ChildSignal;
   std::deque<Waiting> m_Waiting;
   std::deque<String> m_Due;

@@ -2,24 +2,46 @@
 #pragma once
 
 #include "farm/Judgement.h"
+#include "rlib/Log.h"
 #include "serve/AuditKeeping.h"
 
 namespace brenic::master {
 
-/// Section [Master] of an INI file. Relative paths are relative to the file.
-struct MasterConfiguration {
-  MachineCommandLines m_Commands;           // RebootCommand, ShutdownCommand
-  Path m_LogFolder;                         // LogFolder; empty: in the data folder
-  int m_LogFileLevel;                       // LogFileLevel
-  int m_LogDisplayLevel;                    // LogDisplayLevel
-  Path m_Products;                          // Products: folder of the default products; empty: not configured
-  size_t m_ConnectionsPerCertificate = 0;   // ConnectionsPerCertificate; 0: all places
-  int m_AuditKeep = KeepingOptions::k_Days; // AuditKeep: days that the audit trail keeps
+/// What a running Master takes anew when it reads its configuration again.
+struct LiveSettings {
+  MachineCommandLines m_Commands; // RebootCommand, ShutdownCommand
+  int m_LogFileLevel = rlib::Log::k_DefaultFileLevel;
+  int m_LogDisplayLevel = rlib::Log::k_DefaultDisplayLevel;
+  Path m_Products;                        // folder of the default products; empty: not configured
+  size_t m_ConnectionsPerCertificate = 0; // 0: all places
+  int m_AuditKeep = KeepingOptions::k_Days; // days that the audit trail keeps
 };
 
-/// An empty path gives the defaults. Throws Exception* for a file that cannot be read, and for a line,
-/// section, name or number in it that is not known: a misspelt command must not go unnoticed until it is
-/// needed.
+/// What holds from its start to its end.
+struct StartSettings {
+  Path m_DataFolder;            // empty: not configured
+  std::vector<String> m_Listen; // "ADDRESS:PORT"; empty: not configured
+  Path m_Socket;                // empty: no local socket
+  Path m_PortFile;              // empty: none
+  Path m_LogFolder;             // empty: in the data folder
+};
+
+/// Section [Master] of an INI file. The members are called as the names in it.
+struct MasterConfiguration {
+  LiveSettings m_Live;
+  StartSettings m_Start;
+};
+
+/// Relative paths are relative to the file; a path without value counts as not configured, and what to listen
+/// on may be given several times and with commas. An empty `file` gives the defaults. Throws Exception* for a
+/// file that cannot be read, and for a line, section, name or value in it that is not known: a misspelt
+/// command must not go unnoticed until it is needed.
 MasterConfiguration LoadMasterConfiguration(const Path& file);
+
+/// All names that the section may have.
+std::vector<String> MasterConfigurationNames();
+
+/// The names of the settings that differ, separated by a comma and a space.
+String Differences(const StartSettings& one, const StartSettings& other);
 
 } // namespace brenic::master

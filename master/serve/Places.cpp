@@ -7,8 +7,13 @@
 namespace brenic::master {
 
 Places::Places(size_t all, size_t perCertificate)
-    : m_All(all), m_ForComponents(all - std::min(all, k_ForAdministrators)),
-      m_PerCertificate(perCertificate > 0 ? perCertificate : std::max<size_t>(m_ForComponents, 1)) {}
+    : m_All(all), m_ForComponents(all - std::min(all, k_ForAdministrators)) {
+  Limit(perCertificate);
+}
+
+void Places::Limit(size_t perCertificate) {
+  m_PerCertificate = perCertificate > 0 ? perCertificate : std::max<size_t>(m_ForComponents, 1);
+}
 
 std::string Places::Advice() const {
   const auto most = std::max_element(m_TakenBy.begin(), m_TakenBy.end(),

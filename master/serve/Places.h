@@ -18,6 +18,8 @@ public:
   /// `perCertificate` is how many one certificate may take; 0: all but those that
   /// are kept for administrators, be it an administrator's.
   explicit Places(size_t all = k_All, size_t perCertificate = 0);
+  /// The same for who comes from now on; nobody loses a place.
+  void Limit(size_t perCertificate);
 
   /// Given back when it is destroyed.
   class Place {
@@ -41,7 +43,7 @@ private:
 
   const size_t m_All;
   const size_t m_ForComponents;
-  const size_t m_PerCertificate;
+  size_t m_PerCertificate = 0;
   size_t m_Taken = 0;
   size_t m_TakenByComponents = 0;
   std::map<std::string, size_t> m_TakenBy; // key of the peer

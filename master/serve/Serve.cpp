@@ -26,21 +26,41 @@ namespace {
 
 constexpr char k_Application[] = "brenic-master";
 
-Path ProductsFolder(const ServeOptions& options, const MasterConfiguration& configuration) {
-  if (!options.m_Products.empty())
-    return options.m_Products;
-  if (!configuration.m_Products.empty())
-    return configuration.m_Products;
-  return rlib::File::Exists(BRENIC_PRODUCTS_FOLDER) ? Path(BRENIC_PRODUCTS_FOLDER) : Path();
+/// A hang-up waits until it can be dealt with: by default it ends the process.
+void HoldHangUps(int how) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGHUP);
+  pthread_sigmask(how, &signals, nullptr);
 }
 
-void OpenLog(const ServeOptions& options, const MasterConfiguration& configuration) {
-  const Path folder =
-      configuration.m_LogFolder.empty() ? options.m_Folder / "log" : configuration.m_LogFolder;
-  const rlib::Result<> opened =
-      rlib::Log::Open(k_Application, folder, configuration.m_LogFileLevel, configuration.m_LogDisplayLevel);
+/// The configuration, and over it what the command line says.
+MasterConfiguration LoadSettings(const ServeOptions& options) {
+  MasterConfiguration settings = LoadMasterConfiguration(options.m_ConfigFile);
+  const auto replace = [](auto& setting, const auto& given) {
+    if (!given.empty())
+      setting = given;
+  };
+  replace(settings.m_Start.m_DataFolder, options.m_Start.m_DataFolder);
+  replace(settings.m_Start.m_Listen, options.m_Start.m_Listen);
+  replace(settings.m_Start.m_Socket, options.m_Start.m_Socket);
+  replace(settings.m_Start.m_PortFile, options.m_Start.m_PortFile);
+  replace(settings.m_Live.m_Products, options.m_Products);
+  if (settings.m_Start.m_Listen.empty())
+    settings.m_Start.m_Listen.push_back(DefaultListen(HasIPv6()));
+  if (settings.m_Live.m_Products.empty() && rlib::File::Exists(BRENIC_PRODUCTS_FOLDER))
+    settings.m_Live.m_Products = BRENIC_PRODUCTS_FOLDER;
+  return settings;
+}
+
+void OpenLog(const MasterConfiguration& settings) {
+  const StartSettings& start = settings.m_Start;
+  const Path folder = start.m_LogFolder.empty() ? start.m_DataFolder / "log" : start.m_LogFolder;
+  const rlib::Result<> opened = rlib::Log::Open(k_Application, folder, settings.m_Live.m_LogFileLevel,
+                                                settings.m_Live.m_LogDisplayLevel);
   if (!opened)
-    rlib::stdErr.PutLine("The log cannot be written: " + opened.Reason());
+    rlib::stdErr.PutLine(rlib::JournalPriority(rlib::Log::k_Error) +
+                         ("The log cannot be written: " + opened.Reason()));
   rlib::InstallCrashHandler(folder, k_Application);
 }
 
@@ -85,43 +105,45 @@ void UpdateDefaultProducts(Store& store, const std::vector<Path>& files) {
 } // namespace
 
 void Serve(const ServeOptions& options) {
-  if (!options.m_PortFile.empty())
-    RemoveStalePortFile(options.m_PortFile);
+  HoldHangUps(SIG_BLOCK);
+  RemoveStalePortFile(options.m_Start.m_PortFile);
   // Before anything is made or changed.
-  const MasterConfiguration configuration = LoadMasterConfiguration(options.m_ConfigFile);
-  if (!options.m_Listen.empty())
-    CheckListen(options.m_Listen);
-  options.m_Prepare();
-  const ServeLock lock(options.m_Folder);
-  OpenLog(options, configuration);
+  const MasterConfiguration settings = LoadSettings(options);
+  for (const String& address : settings.m_Start.m_Listen)
+    CheckListen(address);
+  const Path& folder = settings.m_Start.m_DataFolder;
+  if (folder.empty())
+    throw new Exception("No data folder is given; say --data-dir DIR, or DataFolder in the configuration");
+  RemoveStalePortFile(settings.m_Start.m_PortFile);
+  options.m_Prepare(folder);
+  const ServeLock lock(folder);
+  OpenLog(settings);
 
   ServerOptions serverOptions;
-  serverOptions.m_Listen = options.m_Listen.empty() ? DefaultListen(HasIPv6()) : options.m_Listen;
-  serverOptions.m_Socket = options.m_Socket;
-  serverOptions.m_ManagementSocket = ManagementSocket(options.m_Folder);
-  serverOptions.m_Care = options.m_Care;
-  serverOptions.m_Commands = configuration.m_Commands;
+  serverOptions.m_Settings = settings;
+  serverOptions.m_Load = [&options] { return LoadSettings(options); };
+  serverOptions.m_ReloadSignal = SIGHUP;
+  serverOptions.m_ManagementSocket = ManagementSocket(folder);
+  serverOptions.m_Care = options.m_Care(folder);
   serverOptions.m_EndSignals = {SIGTERM, SIGINT};
   serverOptions.m_Places = ClientPlaces();
-  serverOptions.m_ConnectionsPerCertificate = configuration.m_ConnectionsPerCertificate;
-  serverOptions.m_AuditKeep = configuration.m_AuditKeep;
-  const Path products = ProductsFolder(options, configuration);
-  serverOptions.m_Products = products;
+  const Path& products = settings.m_Live.m_Products;
   const rlib::Result<std::vector<Path>> productFiles =
       products.empty() ? std::vector<Path>() : DefaultProductFiles(products);
   if (!productFiles)
     throw new Exception(productFiles.Reason());
 
   // Last, for there is no way back: an earlier Master does not read the new layout.
-  SqliteStore::BringToThisLayout(options.m_Folder);
-  auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadWrite);
+  SqliteStore::BringToThisLayout(folder);
+  auto store = std::make_unique<SqliteStore>(folder, Database::Mode::k_ReadWrite);
   if (!products.empty())
     UpdateDefaultProducts(*store, *productFiles);
-  auto directory = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadOnly);
+  auto directory = std::make_unique<SqliteStore>(folder, Database::Mode::k_ReadOnly);
 
   Server server(serverOptions, std::move(store), std::move(directory));
-  if (!options.m_PortFile.empty())
-    WritePortFile(options.m_PortFile, server.Port());
+  HoldHangUps(SIG_UNBLOCK);
+  if (const Path& file = settings.m_Start.m_PortFile; !file.empty())
+    WritePortFile(file, server.Port());
   rlib::LogSystem("Serving on " + server.Address());
   rlib::stdOut.PutLine("Serving on " + server.Address());
   server.Run();

@@ -42,13 +42,15 @@ wire::Welcome MakeWelcome(const MasterRecord& master) {
 Server::Server(const ServerOptions& options, std::unique_ptr<Store> store, std::unique_ptr<Store> directory)
     : m_Work(m_Io.get_executor()), m_EndSignals(m_Io), m_EndTimer(m_Io),
       m_Clock(options.m_Clock ? options.m_Clock : ClockOf(*directory)), m_Care(options.m_Care),
-      m_Machine(m_Io, options.m_Commands), m_Places(options.m_Places, options.m_ConnectionsPerCertificate),
-      m_RefusalTimer(m_Io), m_LookEvery(options.m_LookEvery), m_LookTimer(m_Io),
+      m_Machine(m_Io, options.m_Settings.m_Live.m_Commands),
+      m_Places(options.m_Places, options.m_Settings.m_Live.m_ConnectionsPerCertificate), m_RefusalTimer(m_Io),
+      m_Reloader(m_Io, options.m_Settings, options.m_Load, m_Writer, m_Machine, m_Places),
+      m_Watchdog(m_Io, m_Writer), m_LookEvery(options.m_LookEvery), m_LookTimer(m_Io),
       m_Writer(
-          std::move(store), options.m_Commands,
+          std::move(store), options.m_Settings.m_Live.m_Commands,
           [this](Batch batch) { asio::post(m_Io, [this, batch = std::move(batch)] { OnBatch(batch); }); },
-          UID(true).ToString().str(), options.m_Products, options.m_Care.m_Manage, m_Clock,
-          options.m_AuditKeep),
+          UID(true).ToString().str(), options.m_Settings.m_Live.m_Products, options.m_Care.m_Manage, m_Clock,
+          options.m_Settings.m_Live.m_AuditKeep),
       m_Directory(std::move(directory)) {
   if (const auto due = RenewalIfDue())
     (void)m_Writer.DecideNow({&*due, 1});
@@ -58,23 +60,26 @@ Server::Server(const ServerOptions& options, std::unique_ptr<Store> store, std::
   const auto report = [this](const String& line) { ReportStranger(line); };
   const auto arrive = [this](Arrival arrival) { Arrive(std::move(arrival)); };
   m_Listeners.push_back(ListenTls(
-      m_Io, options.m_Listen, master,
+      m_Io, options.m_Settings.m_Start.m_Listen, master,
       [this](const std::string& serial) { return m_Directory->FindClient(serial); },
       [this] { return m_Clock->Now(); }, report, arrive));
-  if (!options.m_Socket.empty())
-    m_Listeners.push_back(ListenLocal(m_Io, options.m_Socket, LocalUse::k_Clients, report, arrive));
+  if (const Path& socket = options.m_Settings.m_Start.m_Socket; !socket.empty())
+    m_Listeners.push_back(ListenLocal(m_Io, socket, LocalUse::k_Clients, report, arrive));
   if (!options.m_ManagementSocket.empty())
     m_Listeners.push_back(
         ListenLocal(m_Io, options.m_ManagementSocket, LocalUse::k_Management, report, arrive));
   for (const int signal : options.m_EndSignals)
     m_EndSignals.add(signal);
   WatchSignals();
+  if (options.m_ReloadSignal != 0)
+    m_Reloader.At(options.m_ReloadSignal);
 }
 
 Server::~Server() = default;
 
 void Server::Run() {
   m_Writer.Start();
+  m_Watchdog.Start();
   LookAtTime();
   sd_notify(0, "READY=1");
   m_Io.run();
@@ -224,6 +229,7 @@ void Server::BeginEnding() {
   m_Ending = true;
   m_EndBegan = std::chrono::steady_clock::now();
   sd_notify(0, "STOPPING=1");
+  m_Reloader.Close();
   for (const auto& listener : m_Listeners)
     listener->Close();
   m_Writer.Hurry();
@@ -279,6 +285,7 @@ void Server::FinishWhenEmpty() {
   m_EndTimer.cancel();
   m_EndSignals.cancel();
   m_RefusalTimer.cancel();
+  m_Watchdog.Close();
   m_LookTimer.cancel();
   KeepSightings();
   RecordRefusals();

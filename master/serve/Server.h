@@ -11,7 +11,9 @@
 #include "serve/MachineCommands.h"
 #include "serve/Places.h"
 #include "serve/RefusalTally.h"
+#include "serve/Reloader.h"
 #include "serve/Session.h"
+#include "serve/Watchdog.h"
 
 namespace brenic::master {
 
@@ -26,14 +28,11 @@ struct CertificateCare {
 };
 
 struct ServerOptions {
-  String m_Listen;
-  Path m_Socket; // empty: no local socket
-  MachineCommandLines m_Commands;
-  Path m_Products;               // folder of the default products; empty: they stay as the store has them
+  MasterConfiguration m_Settings;
+  Reloader::Load m_Load;         // reads the settings anew
+  int m_ReloadSignal = 0;        // that has this done
   std::vector<int> m_EndSignals; // that end it cleanly
   size_t m_Places = Places::k_All;
-  size_t m_ConnectionsPerCertificate = 0; // 0: all places
-  int m_AuditKeep = KeepingOptions::k_Days;
   Path m_ManagementSocket; // empty: none
   CertificateCare m_Care;
   std::shared_ptr<TrustedClock> m_Clock;       // null: the machine's
@@ -49,7 +48,7 @@ public:
   Server(const ServerOptions& options, std::unique_ptr<Store> store, std::unique_ptr<Store> directory);
   ~Server() override;
 
-  /// "127.0.0.1:8730"
+  /// "127.0.0.1:8730, [::1]:8730"
   String Address() const { return m_Listeners.front()->Address(); }
   uint16_t Port() const { return m_Listeners.front()->Port(); }
 
@@ -117,6 +116,8 @@ private:
   LineLimit m_TurnedAway{1, "about clients without a place"};
   RefusalTally m_Refusals;
   asio::steady_timer m_RefusalTimer; // runs while there are some
+  Reloader m_Reloader;
+  Watchdog m_Watchdog;
   const std::chrono::milliseconds m_LookEvery;
   asio::steady_timer m_LookTimer;
   // By the running clock.

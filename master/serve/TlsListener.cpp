@@ -1,6 +1,8 @@
+#include <algorithm>
+
 #include <boost/asio/ip/v6_only.hpp>
 #include <boost/asio/ssl/error.hpp>
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <openssl/ssl.h>
 
 #include "net/Endpoint.h"
@@ -35,14 +37,14 @@ tcp::endpoint ParseListen(const String& text) {
   const std::optional<uint16_t> port =
       colon == std::string::npos ? std::nullopt : ParsePort(address.substr(colon + 1), 0);
   if (!port)
-    throw new Exception("--listen wants ADDRESS:PORT, not '" + text + "'");
+    throw new Exception("What to listen on is given as ADDRESS:PORT, not '" + text + "'");
   std::string host = address.substr(0, colon);
   if (host.size() > 1 && host.front() == '[' && host.back() == ']')
     host = host.substr(1, host.size() - 2);
   error_code error;
   const auto parsed = asio::ip::make_address(host, error);
   if (error)
-    throw new Exception("--listen wants a numeric address, not '" + String(host) + "'");
+    throw new Exception("What to listen on is a numeric address, not '" + String(host) + "'");
   return {parsed, *port};
 }
 
@@ -52,39 +54,57 @@ std::string Text(const tcp::endpoint& endpoint) {
                      endpoint.port());
 }
 
+/// Where both addresses of all are given with one port, that of IPv6 is to leave the other alone.
+bool IsForIPv6Alone(const tcp::endpoint& endpoint, const std::vector<tcp::endpoint>& all) {
+  const tcp::endpoint other(asio::ip::address_v4::any(), endpoint.port());
+  return endpoint.port() != 0 && std::find(all.begin(), all.end(), other) != all.end();
+}
+
 class TlsListener : public Listener {
 public:
-  TlsListener(asio::io_context& io, const String& address, const MasterRecord& master, FindClient findClient,
-              Now now, ReportStranger report, OnArrival onArrival)
+  using Loop = AcceptLoop<tcp::acceptor>;
+
+  TlsListener(asio::io_context& io, const std::vector<String>& addresses, const MasterRecord& master,
+              FindClient findClient, Now now, ReportStranger report, OnArrival onArrival)
       : m_Context(ServerContext(master)), m_FindClient(std::move(findClient)), m_Now(std::move(now)),
         m_Report(std::move(report)), m_OnArrival(std::move(onArrival)),
-        m_Loop(io, [this](tcp::socket socket) { BeginHandshake(std::move(socket)); }),
         m_Handshakes(io, m_Context, [this](const Handshakes::Ended& ended) { EndHandshake(ended); }) {
-    const tcp::endpoint endpoint = ParseListen(address);
-    tcp::acceptor& acceptor = m_Loop.Get();
+    std::vector<tcp::endpoint> endpoints;
+    for (const String& address : addresses)
+      endpoints.push_back(ParseListen(address));
+    for (const tcp::endpoint& endpoint : endpoints)
+      Bind(io, endpoint, IsForIPv6Alone(endpoint, endpoints));
+    for (const auto& loop : m_Loops)
+      loop->Accept();
+  }
+
+  void Close() override {
+    for (const auto& loop : m_Loops)
+      loop->Close();
+    m_Handshakes.Close();
+  }
+  void Present(const MasterRecord& master) override { m_Context = ServerContext(master); }
+  String Address() const override { return fmt::format("{}", fmt::join(m_Addresses, ", ")); }
+  uint16_t Port() const override { return m_Loops.front()->Get().local_endpoint().port(); }
+
+private:
+  void Bind(asio::io_context& io, const tcp::endpoint& endpoint, bool isForIPv6Alone) {
+    m_Loops.push_back(
+        std::make_unique<Loop>(io, [this](tcp::socket socket) { BeginHandshake(std::move(socket)); }));
+    tcp::acceptor& acceptor = m_Loops.back()->Get();
     try {
       acceptor.open(endpoint.protocol());
       acceptor.set_option(tcp::acceptor::reuse_address(true));
       if (endpoint.address().is_v6())
-        acceptor.set_option(asio::ip::v6_only(false));
+        acceptor.set_option(asio::ip::v6_only(isForIPv6Alone));
       acceptor.bind(endpoint);
       acceptor.listen();
     } catch (const boost::system::system_error& error) {
       throw new Exception(fmt::format("Cannot listen on {}: {}", Text(endpoint), error.code().message()));
     }
-    m_Endpoint = acceptor.local_endpoint();
-    m_Loop.Accept();
+    m_Addresses.push_back(Text(acceptor.local_endpoint()));
   }
 
-  void Close() override {
-    m_Loop.Close();
-    m_Handshakes.Close();
-  }
-  void Present(const MasterRecord& master) override { m_Context = ServerContext(master); }
-  String Address() const override { return Text(m_Endpoint); }
-  uint16_t Port() const override { return m_Endpoint.port(); }
-
-private:
   void BeginHandshake(tcp::socket socket) {
     error_code error;
     const auto remote = socket.remote_endpoint(error);
@@ -92,12 +112,18 @@ private:
       return;
     socket.set_option(tcp::no_delay(true), error);
     m_Handshakes.Begin(std::move(socket), remote, Text(remote));
-    if (m_Handshakes.IsFull())
-      m_Loop.Hold([this] { m_Handshakes.MakeRoom(); });
+    if (!m_Handshakes.IsFull())
+      return;
+    for (const auto& loop : m_Loops)
+      loop->Hold([this] { m_Handshakes.MakeRoom(); });
   }
 
   void EndHandshake(const Handshakes::Ended& ended) {
-    m_Loop.GoOn();
+    for (const auto& loop : m_Loops) {
+      if (m_Handshakes.IsFull()) // again, with somebody who waited
+        break;
+      loop->GoOn();
+    }
     if (ended.m_Stream)
       Arrive(ended);
     else
@@ -130,9 +156,9 @@ private:
   const Now m_Now;
   const ReportStranger m_Report;
   const OnArrival m_OnArrival;
-  AcceptLoop<tcp::acceptor> m_Loop;
+  std::vector<std::unique_ptr<Loop>> m_Loops; // one for each address
+  std::vector<std::string> m_Addresses;
   Handshakes m_Handshakes;
-  tcp::endpoint m_Endpoint;
 };
 
 } // namespace
@@ -152,10 +178,11 @@ void CheckListen(const String& address) {
   (void)ParseListen(address);
 }
 
-std::unique_ptr<Listener> ListenTls(asio::io_context& io, const String& address, const MasterRecord& master,
-                                    Listener::FindClient findClient, Listener::Now now,
-                                    Listener::ReportStranger report, Listener::OnArrival onArrival) {
-  return std::make_unique<TlsListener>(io, address, master, std::move(findClient), std::move(now),
+std::unique_ptr<Listener> ListenTls(asio::io_context& io, const std::vector<String>& addresses,
+                                    const MasterRecord& master, Listener::FindClient findClient,
+                                    Listener::Now now, Listener::ReportStranger report,
+                                    Listener::OnArrival onArrival) {
+  return std::make_unique<TlsListener>(io, addresses, master, std::move(findClient), std::move(now),
                                        std::move(report), std::move(onArrival));
 }
 

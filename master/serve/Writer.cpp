@@ -85,79 +85,51 @@ void Writer::Submit(Request request) {
 }
 
 void Writer::SetAuditKeep(int days) {
-  {
-    std::lock_guard lock(m_Mutex);
-    m_NewAuditKeep = days;
-  }
-  m_Wake.notify_one();
+  Do([this, days] { m_Keeping.SetDays(days); });
 }
 
-void Writer::Perform(const char* what, std::function<void(Store& store)> task) {
-  {
-    std::lock_guard lock(m_Mutex);
-    m_Tasks.push_back({what, std::move(task)});
-  }
-  m_Wake.notify_one();
+bool Writer::TakeWork(std::vector<Request>& requests, std::vector<std::function<void()>>& tasks) {
+  std::unique_lock lock(m_Mutex);
+  m_Wake.wait_until(lock, m_Keeping.Due(AuditKeeping::Clock::now()),
+                    [this] { return m_Stop || !m_Queue.empty() || !m_Tasks.empty(); });
+  requests.swap(m_Queue);
+  tasks.swap(m_Tasks);
+  return !m_Stop || !requests.empty() || !tasks.empty();
 }
 
-void Writer::PerformTasks() {
-  std::vector<Task> tasks;
-  {
-    std::lock_guard lock(m_Mutex);
-    tasks.swap(m_Tasks);
-  }
-  for (const Task& task : tasks) {
-    TryToStore(task.m_What, [&] {
-      try {
-        m_Store->Begin();
-        task.m_Do(*m_Store);
-        m_Store->Commit();
-      } catch (const StoreFailure&) {
-        m_Store->Rollback();
-        throw;
-      }
-    });
-  }
-}
-
-void Writer::Run() {
-  for (;;) {
-    std::vector<Request> requests;
-    {
-      std::unique_lock lock(m_Mutex);
-      m_Wake.wait_until(lock, m_Keeping.Due(AuditKeeping::Clock::now()),
-                        [this] { return m_Stop || !m_Queue.empty() || !m_Tasks.empty() || m_NewAuditKeep; });
-      if (m_Stop && m_Queue.empty() && m_Tasks.empty())
-        return;
-      requests.swap(m_Queue);
-      if (const auto days = std::exchange(m_NewAuditKeep, std::nullopt))
-        m_Keeping.SetDays(*days);
-    }
-    try {
-      PerformTasks();
-      if (requests.empty())
-        KeepWhileIdle();
-      else
-        DecideAll(requests);
-    } catch (const std::exception& error) {
-      EndProcess(error.what());
-    } catch (Exception* error) {
-      EndProcess(error->Message().str());
-    }
-  }
-}
-
-void Writer::DecideAll(const std::vector<Request>& requests) {
-  for (Requests rest(requests); !rest.empty() && !m_Abandoned;) {
+void Writer::Serve(Requests requests) {
+  while (!requests.empty() && !m_Abandoned) {
     WaitUntilTaken();
-    Batch batch = Process(rest);
-    rest = rest.subspan(batch.m_Results.size());
+    Batch batch = Process(requests);
+    requests = requests.subspan(batch.m_Results.size());
     {
       std::lock_guard lock(m_Mutex);
       m_NotTaken += batch.Bytes();
     }
     m_Deliver(std::move(batch));
     m_Keeping.AfterRound(AuditKeeping::Clock::now());
+  }
+}
+
+void Writer::Run() {
+  for (;;) {
+    std::vector<Request> requests;
+    std::vector<std::function<void()>> tasks;
+    if (!TakeWork(requests, tasks))
+      return;
+    try {
+      if (requests.empty() && tasks.empty())
+        KeepWhileIdle();
+      Serve(requests);
+      for (const auto& task : tasks) {
+        task();
+        ++m_Steps;
+      }
+    } catch (const std::exception& error) {
+      EndProcess(error.what());
+    } catch (Exception* error) {
+      EndProcess(error->Message().str());
+    }
   }
 }
 
@@ -219,6 +191,7 @@ Batch Writer::Commit(Requests requests) {
       result.m_Operation = request.m_Message;
     bytes += result.m_Frames->size();
     batch.m_Results.push_back(std::move(result));
+    ++m_Steps;
     if (bytes >= k_MaxReplies || m_Abandoned)
       break;
   }

@@ -44,10 +44,18 @@ public:
   void Start();
   /// Any thread.
   void Submit(Request request);
+  /// Takes these machine commands and this folder of default products, which are read from it; clients are
+  /// told what has changed. Or nothing: `done` is told why. It is called on the writer's thread. Any thread.
+  void Reload(MachineCommandLines commands, Path products, std::function<void(const rlib::Result<>&)> done);
   /// Has the writer's thread do something else with the store between two rounds, in a transaction of its
   /// own. A store that cannot take it now leaves it undone, which the log tells (`what` stay as they were).
   /// Any thread.
   void Perform(const char* what, std::function<void(Store& store)> task);
+  /// Runs `task` on the writer's thread, behind what was submitted before. Any thread.
+  void Do(std::function<void()> task);
+  /// Grows with everything that the writer's thread gets done, so that a long round can be told from one that
+  /// stands still. Any thread.
+  uint64_t Steps() const { return m_Steps; }
   /// Decides the requests at once, on the caller's thread. To be called before Start.
   Batch DecideNow(std::span<const Request> requests) { return Process(requests); }
   /// What Deliver was called with has been dealt with. Any thread.
@@ -67,10 +75,12 @@ private:
     bool m_Record = true; // in the audit trail: not when it is there already
   };
   void Run();
-  void DecideAll(const std::vector<Request>& requests);
   void KeepWhileIdle();
+  /// Waits for something to do; false when there is nothing more.
+  bool TakeWork(std::vector<Request>& requests, std::vector<std::function<void()>>& tasks);
   using Requests = std::span<const Request>;
   // Each answers at least one of the requests, and says so by the number of results.
+  void Serve(Requests requests);
   Batch Process(Requests requests);
   Batch Commit(Requests requests);
   Batch AnswerWithoutStoring(Requests requests, const String& reason);
@@ -79,8 +89,8 @@ private:
   Decision Decide(const Request& request, const std::string& digest, bool mayStore);
   bool IsForManagers(const Request& request) const;
   Decision DecideNew(const Request& request) const;
+  rlib::Result<> TakeDefaults(const Path& folder);
   Decision DecideManaged(const Request& request);
-  void PerformTasks();
   rlib::Result<> ReloadDefaults(Change& change) const;
   Decision Repeat(const Request& request, const AuditRecord& earlier, const std::string& digest) const;
   AuditRecord MakeRecord(const Request& request, const Decision& decision, const std::string& digest,
@@ -88,10 +98,10 @@ private:
   void Publish(bool translations, bool products);
 
   const std::unique_ptr<Store> m_Store;
-  const MachineCommandLines m_Commands;
+  MachineCommandLines m_Commands;
   const Deliver m_Deliver;
   const std::string m_Run;
-  const Path m_Products;
+  Path m_Products;
   const Manage m_Manage;
   const std::shared_ptr<TrustedClock> m_Clock;
   Farm m_Farm;
@@ -101,16 +111,12 @@ private:
 
   std::mutex m_Mutex;
   std::condition_variable m_Wake;
-  struct Task {
-    const char* m_What;
-    std::function<void(Store& store)> m_Do;
-  };
   std::vector<Request> m_Queue;
-  std::vector<Task> m_Tasks;
+  std::vector<std::function<void()>> m_Tasks;
   size_t m_NotTaken = 0; // bytes of frames
-  std::optional<int> m_NewAuditKeep;
   bool m_Stop = false;
   std::atomic<bool> m_Abandoned{false};
+  std::atomic<uint64_t> m_Steps{0};
   std::thread m_Thread;
 };
 

@@ -188,6 +188,101 @@ TEST_F(LogTest, FileIsMovedAsideWhileInUse) {
   EXPECT_THAT(Written("test.log.1"), EndsWith("last of the old\n"));
 }
 
+TEST_F(LogTest, FileThatCannotBeOpenedAnewIsWrittenOn) {
+  WriteTextFile(m_Folder / "test.log", "");
+  ASSERT_EQ(truncate((m_Folder / "test.log").c_str(), k_RotationSize - 10), 0);
+  ASSERT_TRUE(Open());
+  std::filesystem::rename(m_Folder / "test.log", m_Folder / "moved.log");
+  std::filesystem::create_symlink(m_Folder / "elsewhere", m_Folder / "test.log");
+  rlib::LogError("reaches the limit");
+  rlib::LogError("the next one");
+  EXPECT_THAT(Written("moved.log"), EndsWith("the next one\n"));
+  EXPECT_EQ(m_Shown, "Cannot open the log file '" + m_Folder / "test.log" +
+                         "' anew, so the earlier one is written on: it is a symbolic link\n");
+}
+
+TEST_F(LogTest, ReopenedFileIsTheOneOfThatNameWithTheNewLevels) {
+  ASSERT_TRUE(Open(Log::k_Error));
+  rlib::LogError("before");
+  std::filesystem::rename(m_Folder / "test.log", m_Folder / "moved.log");
+  rlib::LogError("still there");
+  ASSERT_TRUE(Log::Reopen(Log::k_Warning, Log::k_Error));
+  rlib::LogWarning("after");
+  rlib::LogError("shown");
+  EXPECT_THAT(Written("moved.log"), EndsWith("still there\n"));
+  EXPECT_THAT(Written(), HasSubstr("WARNING after\n"));
+  EXPECT_THAT(Written(), Not(HasSubstr("still there")));
+  EXPECT_THAT(m_Shown, EndsWith("ERROR shown\n"));
+  ASSERT_TRUE(Log::Reopen(Log::k_Nothing, Log::k_Nothing));
+  rlib::LogError("no more");
+  EXPECT_THAT(Written(), EndsWith("shown\n"));
+}
+
+TEST_F(LogTest, FailedReopeningLeavesFileAndLevels) {
+  ASSERT_TRUE(Open(Log::k_Error));
+  std::filesystem::rename(m_Folder / "test.log", m_Folder / "moved.log");
+  std::filesystem::create_symlink(m_Folder / "elsewhere", m_Folder / "test.log");
+  EXPECT_EQ(WhyNot(Log::Reopen(Log::k_Trace, Log::k_Trace)),
+            "Cannot write the log file '" + m_Folder / "test.log" + "': it is a symbolic link");
+  rlib::LogError("an error");
+  rlib::LogWarning("a warning");
+  EXPECT_THAT(Written("moved.log"), EndsWith("an error\n"));
+  EXPECT_EQ(m_Shown, "");
+}
+
+class JournalTest : public LogTest {
+protected:
+  void SetUp() override {
+    LogTest::SetUp();
+    struct stat info {};
+    ASSERT_EQ(fstat(STDERR_FILENO, &info), 0);
+    SetStream(info.st_dev, info.st_ino);
+  }
+  void TearDown() override {
+    unsetenv("JOURNAL_STREAM");
+    LogTest::TearDown();
+  }
+  static void SetStream(dev_t device, ino_t file) {
+    setenv("JOURNAL_STREAM", (std::to_string(device) + ":" + std::to_string(file)).c_str(), 1);
+  }
+};
+
+TEST_F(JournalTest, LinesOnStdErrBeginWithTheirPriority) {
+  ASSERT_TRUE(Open(Log::k_Trace, Log::k_Trace));
+  rlib::LogError("e");
+  rlib::LogWarning("w");
+  rlib::LogSystem("s");
+  rlib::LogInfo("i");
+  rlib::LogDebug("d");
+  rlib::LogTrace("t");
+  std::istringstream lines(m_Shown);
+  for (const std::string expected : {"<3>e", "<4>w", "<5>s", "<6>i", "<7>d", "<7>t"}) {
+    std::string line;
+    std::getline(lines, line);
+    EXPECT_EQ(line.substr(0, 3) + line.back(), expected);
+  }
+  EXPECT_THAT(Written(), Not(HasSubstr("<")));
+}
+
+TEST_F(JournalTest, SoDoesWhatIsReported) {
+  ASSERT_TRUE(Open(Log::k_Trace, Log::k_Nothing));
+  rlib::Report(Log::k_Warning, "Look at it");
+  EXPECT_EQ(m_Shown, "<4>Look at it\n");
+}
+
+TEST_F(JournalTest, NoneWhereStdErrIsAnotherFile) {
+  ASSERT_TRUE(Open(0, Log::k_Error));
+  struct stat info {};
+  ASSERT_EQ(fstat(STDERR_FILENO, &info), 0);
+  SetStream(info.st_dev, info.st_ino + 1);
+  rlib::LogError("another file");
+  setenv("JOURNAL_STREAM", "nonsense", 1);
+  rlib::LogError("nonsense");
+  unsetenv("JOURNAL_STREAM");
+  rlib::LogError("none");
+  EXPECT_THAT(m_Shown, Not(HasSubstr("<")));
+}
+
 TEST_F(LogTest, ConcurrentProcessesLoseNoLineWhileRotating) {
   // Near the limit, so that the processes move the file aside under each other.
   WriteTextFile(m_Folder / "test.log", "");

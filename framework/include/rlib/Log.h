@@ -29,6 +29,10 @@ public:
   /// written; the levels are set in either case. May be called again.
   static Result<> Open(const String& application, const Path& folder, int fileLevel, int displayLevel);
 
+  /// Opens the file anew, as after it was moved aside, and takes these levels. Fails with a whole sentence
+  /// when it cannot be written; then file and levels stay as they were.
+  static Result<> Reopen(int fileLevel, int displayLevel);
+
   /// Ends writing to the file; the display ends too.
   static void Close();
 
@@ -48,6 +52,10 @@ void LogSystem(const String& text);
 void LogInfo(const String& text);
 void LogDebug(const String& text);
 void LogTrace(const String& text);
+
+/// What a line of that level on stdErr begins with, so that the journal of systemd knows its priority ("<3>"
+/// for an error); nothing where stdErr is something else (JOURNAL_STREAM says what the journal's is).
+const char* JournalPriority(Log::Level level);
 
 /// The one way to tell the user and the log: one line on stdErr, and a line of that level. Control characters
 /// in what it quotes are written escaped in both, so that it stays one line and leaves the terminal alone.

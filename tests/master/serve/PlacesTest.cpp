@@ -28,6 +28,18 @@ std::vector<std::unique_ptr<Places::Place>> TakeAll(Places& places, const Peer& 
 const Peer k_Component = Client(Role::k_Component, "01");
 const Peer k_Administrator = Client(Role::k_Administrator, "02");
 
+TEST(Places, ANewLimitHoldsForWhoComesNext) {
+  Places places(100, 3);
+  const auto taken = TakeAll(places, k_Component);
+  ASSERT_EQ(taken.size(), 3u);
+  places.Limit(2);
+  EXPECT_FALSE(places.Take(k_Component));
+  places.Limit(5);
+  EXPECT_EQ(TakeAll(places, k_Component).size(), 2u);
+  places.Limit(0);
+  EXPECT_EQ(TakeAll(places, k_Component).size(), 33u);
+}
+
 TEST(Places, ComponentsLeaveSomeToAdministrators) {
   Places places(100);
   auto components = TakeAll(places, k_Component);

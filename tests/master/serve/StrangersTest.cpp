@@ -62,7 +62,7 @@ TEST(WhomToEnd, IsWhoKeptItWaitingTooLongFromTheAddressThatHoldsMost) {
 
 class StrangersTest : public testing::Test {
 protected:
-  StrangersTest() { m_Farm.Serve(); }
+  StrangersTest() { m_Farm.Serve({"--listen", "127.0.0.1:0"}); }
   TestFarm m_Farm;
 };
 
@@ -78,6 +78,19 @@ TEST_F(StrangersTest, WhoIsSilentMakesRoomForWhoIsNot) {
     ++ended;
     EXPECT_EQ(stranger.Received(), 0) << "an alert";
   }
+  EXPECT_GE(ended, 100u);
+}
+
+TEST_F(StrangersTest, TheLimitHoldsForAllAddressesTogether) {
+  std::vector<Silent> strangers;
+  for (size_t i = 0; i < Handshakes::k_Most + 100; ++i)
+    strangers.emplace_back("127.0.0.1", i % 2 == 0 ? m_Farm.Port() : m_Farm.LastPort());
+  // Who comes last gets through only when there is room for who came before, at either address.
+  for (const uint16_t port : {m_Farm.Port(), m_Farm.LastPort()})
+    EXPECT_EQ(TestClient::Tls(port, m_Farm.Data() + "/clients/admin").Greet().size(), 4u);
+  size_t ended = 0;
+  for (const Silent& stranger : strangers)
+    ended += stranger.IsEnded();
   EXPECT_GE(ended, 100u);
 }
 

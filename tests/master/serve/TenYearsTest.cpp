@@ -37,7 +37,7 @@ public:
 
   void Start() {
     ServerOptions options;
-    options.m_Listen = "127.0.0.1:0";
+    options.m_Settings.m_Start.m_Listen = {"127.0.0.1:0"};
     options.m_ManagementSocket = ManagementSocket(m_Folder);
     options.m_LookEvery = std::chrono::milliseconds(2);
     options.m_Care = {[this](Store& store, const Message& message, int64_t now) {

@@ -68,14 +68,15 @@ TestFarm::~TestFarm() {
   }
 }
 
-void TestFarm::Serve() {
+void TestFarm::Serve(const std::vector<std::string>& more) {
   int pipes[2];
   if (pipe2(pipes, O_CLOEXEC) != 0)
     throw std::runtime_error("pipe");
-  m_Process =
-      Start({"serve", "--data-dir", Data(), "--listen", "127.0.0.1:0", "--socket", Socket(), "--config",
-             File("master.conf"), "--products", SAMPLE_PRODUCTS, "--port-file", File("port")},
-            pipes[1], -1);
+  std::vector<std::string> arguments{
+      "serve",    "--data-dir",        Data(),       "--listen",      "127.0.0.1:0", "--socket",  Socket(),
+      "--config", File("master.conf"), "--products", SAMPLE_PRODUCTS, "--port-file", File("port")};
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  m_Process = Start(arguments, pipes[1], -1);
   close(pipes[1]);
   std::string line;
   for (char c = 0; c != '\n' && read(pipes[0], &c, 1) == 1;)
@@ -83,7 +84,8 @@ void TestFarm::Serve() {
   close(pipes[0]);
   if (line.rfind("Serving on 127.0.0.1:", 0) != 0)
     throw std::runtime_error("the Master does not serve: " + line);
-  m_Port = static_cast<uint16_t>(std::stoi(line.substr(line.rfind(':') + 1)));
+  m_Port = static_cast<uint16_t>(std::stoi(line.substr(line.find(':') + 1)));
+  m_LastPort = static_cast<uint16_t>(std::stoi(line.substr(line.rfind(':') + 1)));
 }
 
 void TestFarm::Signal(int signal) {

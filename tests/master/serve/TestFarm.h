@@ -24,8 +24,8 @@ public:
   explicit TestFarm(const std::string& configuration = "");
   ~TestFarm();
 
-  /// Starts brenic-master and waits until it says that it serves.
-  void Serve();
+  /// Starts brenic-master, with more options if any, and waits until it says that it serves.
+  void Serve(const std::vector<std::string>& more = {});
   void Signal(int signal);
   /// Waits for the end; the exit status, or 128 plus the signal.
   int Wait();
@@ -35,7 +35,9 @@ public:
   std::string Data() const { return m_Folder / "data"; }
   std::string Socket() const { return m_Folder / "socket"; }
   std::string File(const std::string& name) const { return m_Folder / name; }
+  /// The first and the last one that it listens on.
   uint16_t Port() const { return m_Port; }
+  uint16_t LastPort() const { return m_LastPort; }
 
   /// A connection through the local socket, not greeted yet.
   TestClient Connect() const;
@@ -57,7 +59,7 @@ public:
 private:
   TempFolder m_Folder;
   pid_t m_Process = 0;
-  uint16_t m_Port = 0;
+  uint16_t m_Port = 0, m_LastPort = 0;
 };
 
 } // namespace brenic::master

@@ -1,0 +1,305 @@
+"""The Master's configuration, its signals, and what it tells systemd."""
+
+import os
+import pathlib
+import re
+import shutil
+import signal
+import socket
+import sqlite3
+import subprocess
+
+from farm import BIN, LONGEST, TREE, Farm, FarmTest
+
+
+class Notifications:
+    """The socket on which systemd would be told."""
+
+    def __init__(self, path):
+        self.path = path
+        self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.socket.bind(str(path))
+        self.socket.settimeout(LONGEST)
+        self.seen = []
+
+    def next(self, *wanted):
+        """The next message that has one of these assignments, which is returned; others are only kept."""
+        while True:
+            lines = self.socket.recv(4096).decode().splitlines()
+            self.seen.append(lines)
+            for line in lines:
+                if line in wanted:
+                    return line
+
+    def expect(self, test, *order):
+        for expected in order:
+            test.assertEqual(self.next("READY=1", "RELOADING=1", "STOPPING=1"), expected)
+
+
+class ConfigurationTest(FarmTest):
+    """A Master that is told everything by its configuration."""
+
+    def setUp(self):
+        self.farm = Farm(serve=False)
+        self.addCleanup(self.farm.close)
+        self.products = self.farm.folder / "products"
+        self.products.mkdir()
+        shutil.copy(TREE / "samples/products/shell-task.json", self.products)
+        self.told = Notifications(self.farm.folder / "notify")
+        self.addCleanup(self.told.socket.close)
+
+    def configure(self, **settings):
+        """Relative paths, to show that they are relative to the file."""
+        every = {"DataFolder": "master", "Listen": "127.0.0.1:0", "Products": "products", "Socket": "master.sock",
+                 **settings}
+        self.farm.config.write_text("[Master]\n" + "".join(
+            f"{name} = {value}\n" for name, value in every.items() if value is not None))
+
+    def start(self, *args, before=None, **environment):
+        """Starts it; its standard output and error are told apart."""
+        farm = self.farm
+        farm.output = open(farm.folder / "master.out", "ab")
+        farm.master = subprocess.Popen(
+            [BIN / "brenic-master", "serve", "--config", farm.config, *map(str, args)], stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE, stderr=farm.output, preexec_fn=before,
+            env={**os.environ, "NOTIFY_SOCKET": str(self.told.path), **environment})
+
+    def serve(self, *args, **environment):
+        self.start(*args, **environment)
+        self.ready()
+
+    def ready(self):
+        self.line = self.farm.master.stdout.readline().decode()
+        self.assertTrue(self.line.startswith("Serving on "), self.farm.log())
+        self.addresses = self.line.removeprefix("Serving on ").strip().split(", ")
+        self.farm.address = self.addresses[0]
+        self.told.expect(self, "READY=1")
+
+    def failure(self, *args, **environment):
+        """What one that cannot start says."""
+        self.start(*args, **environment)
+        self.assertEqual(self.farm.master.wait(LONGEST), 1)
+        return self.farm.log()
+
+    def reload(self):
+        self.farm.master.send_signal(signal.SIGHUP)
+        self.told.expect(self, "RELOADING=1", "READY=1")
+
+    def log_file(self):
+        return (self.farm.data / "log/brenic-master.log").read_text()
+
+    def product_names(self):
+        return [product["name"] for product in self.farm.state()["products"]]
+
+    def hold_database(self):
+        held = sqlite3.connect(self.farm.data / "master.db", isolation_level=None)
+        held.execute("BEGIN IMMEDIATE")
+        self.addCleanup(held.close)
+        return held
+
+
+class Start(ConfigurationTest):
+    def test_everything_may_stand_in_the_file(self):
+        self.configure(Listen="127.0.0.1:0, 127.0.0.1:0", PortFile="port", LogFolder="logs", LogFileLevel=5)
+        self.serve()
+        self.assertEqual(len(self.addresses), 2, self.line)
+        for address in [*self.addresses, f"unix:{self.farm.folder}/master.sock"]:
+            self.assertDone(self.farm.run("-Option", "a", address, address=address))
+        self.assertEqual((self.farm.folder / "port").read_text(), self.addresses[0].rsplit(":", 1)[1] + "\n")
+        self.assertEqual(self.product_names(), ["Shell Task"])
+        self.assertIn(self.line.strip(), (self.farm.folder / "logs/brenic-master.log").read_text())
+
+    def test_the_command_line_overrides_it(self):
+        other = Farm(serve=False)
+        self.addCleanup(other.close)
+        self.configure(DataFolder="missing", Listen="192.0.2.1:1", Products="missing", Socket="missing/socket",
+                       PortFile="missing/port")
+        self.serve("--data-dir", self.farm.data, "--listen", "127.0.0.1:0", "--listen", "127.0.0.2:0", "--products",
+                   self.products, "--socket", self.farm.socket, "--port-file", self.farm.folder / "given")
+        self.assertEqual([address.split(":")[0] for address in self.addresses], ["127.0.0.1", "127.0.0.2"])
+        self.assertTrue(self.farm.socket.exists() and (self.farm.folder / "given").exists())
+        self.assertEqual(self.product_names(), ["Shell Task"])
+
+    def test_one_address_that_cannot_be_listened_on_is_told(self):
+        with socket.create_server(("127.0.0.1", 0)) as other:
+            taken = f"127.0.0.1:{other.getsockname()[1]}"
+            self.configure(Listen=f"127.0.0.1:0, {taken}", PortFile="port")
+            self.assertOneLine(self.failure(), f"Cannot listen on {taken}: Address already in use")
+        self.assertFalse((self.farm.folder / "port").exists())
+
+    def test_both_addresses_of_all_may_be_listened_on(self):
+        with socket.create_server(("127.0.0.1", 0)) as other:
+            port = other.getsockname()[1]
+        self.configure(Listen=f"0.0.0.0:{port}, [::]:{port}")
+        if not socket.has_dualstack_ipv6():
+            self.skipTest("there is no IPv6")
+        self.serve()
+        for address in (f"127.0.0.1:{port}", f"[::1]:{port}"):
+            self.assertDone(self.farm.run("-Option", "a", "1", address=address))
+
+    def test_without_a_data_folder_it_says_what_to_give(self):
+        self.configure(DataFolder=None)
+        self.assertOneLine(self.failure(), "--data-dir DIR", "DataFolder in the configuration")
+
+
+class Reload(ConfigurationTest):
+    def test_levels_products_commands_and_limits_are_taken_anew(self):
+        self.configure(LogFileLevel=3)
+        self.serve()
+        self.assertDone(self.farm.run("-Reboot"), 1)
+        shutil.copytree(self.products, self.farm.folder / "more")
+        shutil.copy(TREE / "samples/products/raymarch-still.json", self.farm.folder / "more")
+        self.configure(LogFileLevel=0, LogDisplayLevel=3, Products="more", ConnectionsPerCertificate=1,
+                       RebootCommand="true")
+        self.reload()
+        self.assertIn("SYSTEM The configuration was read anew", self.farm.log())
+        self.assertNotIn("read anew", self.log_file())
+        self.assertEqual(len(self.product_names()), 2)
+        self.assertDone(self.farm.run("-Reboot"))
+        self.watcher()
+        self.assertDone(self.farm.run("-Option", "a", "1", "-ConnectTimeout", "1"), 3)
+        self.assertIn("ConnectionsPerCertificate", self.farm.log())
+
+    def watcher(self):
+        watcher = self.farm.start(program="watcher")
+        self.addCleanup(watcher.communicate)
+        self.addCleanup(watcher.kill)
+        while watcher.stdout.readline() != b"ready\n":
+            self.assertIsNone(watcher.poll())
+        return watcher
+
+    def test_clients_stay_connected_and_are_told_of_products(self):
+        self.configure()
+        self.serve()
+        watcher = self.watcher()
+        shutil.copy(TREE / "samples/products/raymarch-still.json", self.products)
+        self.reload()
+        self.assertDone(self.farm.run("-ImportProduct", TREE / "samples/products/lumen-sequence.json"))
+        self.assertRegex(watcher.stdout.readline(), b"^installed Lumen .*, now 3\n")
+        self.assertDone(self.farm.run("-SuperExit"))
+        self.assertEqual(watcher.wait(LONGEST), 0)
+
+    def test_what_is_wrong_is_told_and_nothing_is_taken(self):
+        self.configure(LogFileLevel=3, RebootCommand="true")
+        self.serve()
+        shutil.copytree(self.products, self.farm.folder / "more")
+        shutil.copy(TREE / "samples/products/raymarch-still.json", self.farm.folder / "more")
+        for wrong, why in (({"LogFileLevel": 7}, "LogFileLevel must be a number from 0 to 6"),
+                           ({"LogFilelevl": 1}, "unknown name 'LogFilelevl'"),
+                           ({"Listen": "nowhere"}, "ADDRESS:PORT, not 'nowhere'"),
+                           ({"Products": "missing"}, f"'{self.farm.folder}/missing'")):
+            with self.subTest(wrong):
+                before = len(self.farm.log())
+                self.configure(**{"Products": "more", "LogFileLevel": 0, "LogDisplayLevel": 6, **wrong})
+                self.reload()
+                text = "The configuration is not taken, and all settings stay as they were: "
+                self.assertOneLine(self.farm.log()[before:], text, why)
+                self.assertRegex(self.log_file().splitlines()[-1], "ERROR " + text)
+                self.assertEqual(self.product_names(), ["Shell Task"])
+        self.assertDone(self.farm.run("-Reboot"))
+
+    def test_a_configuration_that_cannot_be_read_is_not_taken_for_an_empty_one(self):
+        self.configure(RebootCommand="true")
+        self.serve()
+        self.farm.config.unlink()
+        self.reload()
+        self.assertOneLine(self.farm.log(), "Cannot read the configuration")
+        self.assertDone(self.farm.run("-Reboot"))
+
+    def test_what_only_a_start_takes_is_named(self):
+        self.configure()
+        self.serve()
+        self.configure(Listen="127.0.0.1:1", DataFolder="other", RebootCommand="true")
+        self.reload()
+        warning = "WARNING The configuration has changes that only a new start of the Master takes: DataFolder, Listen\n"
+        self.assertIn(warning, self.log_file())
+        self.assertDone(self.farm.run("-Reboot"))
+
+    def test_the_log_is_opened_anew_whatever_the_configuration_holds(self):
+        self.configure()
+        self.serve()
+        for settings in ({}, {"Nonsense": 1}):
+            self.configure(**settings)
+            moved = self.farm.data / f"log/moved{len(settings)}"
+            (self.farm.data / "log/brenic-master.log").rename(moved)
+            self.reload()
+            self.assertIn("The configuration", self.log_file())
+            self.assertNotIn(self.log_file(), moved.read_text())
+
+    def test_a_signal_while_it_reads_is_not_lost(self):
+        self.configure()
+        self.serve()
+        shutil.copy(TREE / "samples/products/raymarch-still.json", self.products)
+        held = self.hold_database()
+        self.farm.master.send_signal(signal.SIGHUP)
+        self.told.expect(self, "RELOADING=1")
+        self.configure(RebootCommand="true")
+        self.farm.master.send_signal(signal.SIGHUP)
+        held.execute("ROLLBACK")
+        self.told.expect(self, "READY=1", "RELOADING=1", "READY=1")
+        self.assertDone(self.farm.run("-Reboot"))
+
+    def test_a_signal_before_it_is_ready_is_kept(self):
+        self.configure(LogDisplayLevel=3)
+        held = self.hold_database() # so that it waits before it serves
+        self.start()
+        status = pathlib.Path(f"/proc/{self.farm.master.pid}/status")
+        blocked = re.compile(r"SigBlk:\s*[0-9a-f]*[13579bdf]$", re.MULTILINE)
+        while not blocked.search(status.read_text()):
+            self.assertIsNone(self.farm.master.poll(), self.farm.log())
+            self.assertNotIn("Serving", self.farm.log(), "it does not hold the signal")
+        self.farm.master.send_signal(signal.SIGHUP)
+        held.execute("ROLLBACK")
+        self.ready()
+        self.told.expect(self, "RELOADING=1", "READY=1")
+
+    def test_systemd_is_told_when_it_began(self):
+        self.configure()
+        self.serve()
+        self.reload()
+        moments = [line for lines in self.told.seen for line in lines if line.startswith("MONOTONIC_USEC=")]
+        self.assertEqual(len(moments), 1)
+
+
+class Systemd(ConfigurationTest):
+    def test_the_watchdog_is_served_also_while_a_request_waits_for_the_database(self):
+        self.configure()
+        self.serve(WATCHDOG_USEC="40000")
+        held = self.hold_database()
+        tool = self.farm.start("-Option", "a", "1")
+        for _ in range(20):
+            self.told.next("WATCHDOG=1")
+        held.execute("ROLLBACK")
+        self.assertEqual(tool.wait(LONGEST), 0)
+        tool.communicate()
+
+    def test_nobody_is_pinged_who_did_not_ask(self):
+        self.configure()
+        self.serve()
+        self.assertEqual(self.farm.stop(), 0)
+        self.told.expect(self, "STOPPING=1")
+        self.assertNotIn(["WATCHDOG=1"], self.told.seen)
+
+    def journal(self):
+        output = os.stat(self.farm.folder / "master.out")
+        return {"JOURNAL_STREAM": f"{output.st_dev}:{output.st_ino}"}
+
+    def test_the_journal_gets_priorities(self):
+        (self.farm.folder / "master.out").touch()
+        self.configure(LogDisplayLevel=3)
+        self.serve(**self.journal())
+        self.assertRegex(self.farm.log(), "^<5>.* SYSTEM Serving on")
+        self.configure(LogDisplayLevel=3, Listen="127.0.0.1:1")
+        self.reload()
+        self.assertRegex(self.farm.log(), "\n<4>.* WARNING The configuration has changes")
+        self.assertEqual([line for line in self.farm.log().splitlines() if not line.startswith("<")], [])
+
+    def test_so_does_why_it_cannot_start(self):
+        (self.farm.folder / "master.out").touch()
+        self.configure(Nonsense=1)
+        self.assertOneLine(self.failure(**self.journal()), "<3>brenic-master: The configuration has the unknown name")
+
+    def test_another_stream_gets_none(self):
+        self.configure(LogDisplayLevel=3)
+        self.serve(JOURNAL_STREAM="1:1")
+        self.assertNotIn("<5>", self.farm.log())
