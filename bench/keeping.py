@@ -2,8 +2,8 @@
 """What the audit trail takes on the disk in a year, and what a commit takes while old records leave.
 
 Usage: bench/keeping.py size [CHANGES]      a realistic mix of changes, extrapolated to a year at 1,000 a day
-       bench/keeping.py commits [RECORDS]   by default a million; ratios to the same commits of the same run, before and
-                                            after: one client that asks and asks, and one that pauses in between
+       bench/keeping.py commits [RECORDS]   by default a million; ratios to the same commits of the same run, in turn with
+                                            them: one client that asks and asks, and one that pauses in between
 """
 
 import contextlib
@@ -13,7 +13,6 @@ import pathlib
 import random
 import socket
 import sqlite3
-import statistics
 import sys
 import time
 import uuid
@@ -27,6 +26,8 @@ from frames import answer, framed  # noqa: E402
 
 A_YEAR = 365 * 1000  # changes
 DAY = 24 * 60 * 60 * 1000
+BLOCKS = 6
+CASES = {"one after the other": (0, 2000), "with pauses of 20 ms": (0.02, 400)}  # seconds, commits in a block
 
 
 def pages(farm):
@@ -146,17 +147,14 @@ class Client:
         return took
 
 
-def timed(farm, client, pause, count, while_leaving=False):
-    """Of so many commits, or of all while old records leave; median and 99th percentile."""
+def timed(client, pause, count):
+    """Of so many commits."""
     times = []
-    while len(times) < count or while_leaving:
+    for _ in range(count):
         times.append(client.commit())
         if pause:
             time.sleep(pause * random.uniform(0.5, 1.5))
-        if while_leaving and (len(times) % 500 == 0 and not old(farm) or len(times) >= while_leaving):
-            break
-    times.sort()
-    return statistics.median(times), times[len(times) * 99 // 100], len(times)
+    return times
 
 
 def commits(count):
@@ -171,30 +169,29 @@ def commits(count):
             farm.config.write_text(f"[Master]\nAuditKeep = {days}\n")
             farm.serve()
             client = Client(farm, request)
-            timed(farm, client, 0, 200)
+            timed(client, 0, 100)
             return client
 
-        cases = (("one after the other", 0, 3000), ("with pauses of 20 ms", 0.02, 1000))
-        client = serve(100_000)
-        ordinary = {name: timed(farm, client, pause, number) for name, pause, number in cases}
-        farm.stop()
-        client = serve(400)
-        leaving = {name: timed(farm, client, pause, 0, while_leaving=number) for name, pause, number in cases}
-        began, at = time.time(), old(farm)
-        time.sleep(20)
-        rate = (old(farm) - at) / (time.time() - began)
-        if not at or rate <= 0:
-            sys.exit("the records had left too early; try more")
+        times = {(case, days): [] for case in CASES for days in (400, 100_000)}
+        for _ in range(BLOCKS):  # in turn, since the disk is not always the same
+            for days in (400, 100_000):
+                client = serve(days)
+                for case, (pause, number) in CASES.items():
+                    times[case, days] += timed(client, pause, number)
+                client.stream.close()
+                if days == 400:
+                    began, at = time.time(), old(farm)
+                    time.sleep(5)
+                    rate = (old(farm) - at) / (time.time() - began)
+                    if rate <= 0:
+                        sys.exit("the records had left too early; try more")
+                farm.stop()
+        for case in CASES:
+            leaving, ordinary = sorted(times[case, 400]), sorted(times[case, 100_000])
+            for name, at in (("median", len(leaving) // 2), ("99th percentile", len(leaving) * 99 // 100)):
+                print(f"{case}, {name} of {len(leaving)}: {leaving[at]:.2f} ms while records leave, {ordinary[at]:.2f} ms "
+                      f"ordinarily, ratio {leaving[at] / ordinary[at]:.2f}")
         print(f"without requests {rate:.0f} records leave in a second")
-        farm.stop()
-        client = serve(100_000)
-        after = {name: timed(farm, client, pause, number) for name, pause, number in cases}
-        for name, _, _ in cases:
-            middle, most = ((ordinary[name][i] + after[name][i]) / 2 for i in (0, 1))
-            print(f"{name}: median {leaving[name][0]:.2f} ms while records leave, {middle:.2f} ms ordinarily (ratio "
-                  f"{leaving[name][0] / middle:.2f}); 99th percentile {leaving[name][1]:.2f} ms, {most:.2f} ms (ratio "
-                  f"{leaving[name][1] / most:.2f}); {leaving[name][2]} commits")
-        farm.stop()
         print(f"file: {full / 2**20:.0f} MiB with {count} records, {(farm.data / 'master.db').stat().st_size / 2**20:.0f} "
               f"MiB now, {pages(farm)[1] / 2**20:.0f} MiB of it free for new ones")
     finally:

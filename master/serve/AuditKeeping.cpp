@@ -14,11 +14,12 @@ using std::chrono::hours;
 using std::chrono::milliseconds;
 
 // bench/keeping.py measures what these make of a commit.
-constexpr size_t k_RecordsWhenIdle = 16;
+constexpr size_t k_RecordsWhenIdle = 32;
 constexpr size_t k_RecordsAmongRounds = 8;
 constexpr size_t k_Bytes = 256 * 1024;
 constexpr size_t k_RoundsBetweenPieces = 128;
 constexpr milliseconds k_Pause{10}; // without requests, before a piece
+constexpr int k_Rest = 20;          // times as long as the piece before took, so that few requests meet one
 
 constexpr size_t k_DocumentsAtOnce = 64;
 constexpr hours k_BetweenLooks{1};
@@ -36,11 +37,13 @@ void AuditKeeping::SetDays(int days) {
 }
 
 AuditKeeping::Clock::time_point AuditKeeping::Due(Clock::time_point now) const {
-  return m_Stage == Stage::k_Resting ? std::max(m_NextLook, now) : now + k_Pause;
+  return m_Stage == Stage::k_Resting ? std::max(m_NextLook, now) : std::max(m_NextPiece, now + k_Pause);
 }
 
 void AuditKeeping::Work(Clock::time_point now, const std::function<bool()>& goOn) {
+  const auto began = Clock::now();
   Piece(now, k_RecordsWhenIdle, goOn);
+  m_NextPiece = now + k_Rest * (Clock::now() - began);
 }
 
 void AuditKeeping::AfterRound(Clock::time_point now) {

@@ -27,6 +27,9 @@ public:
   using Clock = std::chrono::steady_clock;
 
   AuditKeeping(Store& store, KeepingOptions options);
+  ~AuditKeeping() { Tell(); }
+  AuditKeeping(const AuditKeeping&) = delete;
+  AuditKeeping& operator=(const AuditKeeping&) = delete;
 
   /// It looks at once what that means.
   void SetDays(int days);
@@ -52,7 +55,8 @@ private:
   KeepingOptions m_Options;
 
   Stage m_Stage = Stage::k_Resting;
-  Clock::time_point m_NextLook; // while it rests
+  Clock::time_point m_NextLook;  // while it rests
+  Clock::time_point m_NextPiece; // while it does not
   size_t m_RoundsSincePiece = 0;
   DocumentMark m_Documents; // in that stage
   int64_t m_MayLeave = 0;   // sequence; older than 24 h

@@ -4,8 +4,10 @@ import contextlib
 import json
 import os
 import sqlite3
+import subprocess
+import time
 
-from farm import FarmTest
+from farm import BIN, LONGEST, FarmTest
 
 
 def roots(number):
@@ -125,3 +127,49 @@ class Terminal(FarmTest):
             result = self.farm.run(*arguments)
             self.assertEqual(self.UNSAFE & set(result.err), set(), result)
             self.assertIn("\\x1b[2J", result.err)
+
+
+class Keeping(FarmTest):
+    """Old records leave while the Master serves."""
+
+    CONFIG = "[Master]\nAuditKeep = 3\n"
+    DAY = 24 * 60 * 60 * 1000
+
+    def age(self, days, where):
+        """Makes records of the trail older, while nobody serves."""
+        with contextlib.closing(sqlite3.connect(self.farm.data / "master.db")) as connection:
+            connection.execute(f"UPDATE audit SET time = time - {days * self.DAY} WHERE {where}")
+            connection.commit()
+
+    def first(self):
+        with contextlib.closing(sqlite3.connect(f"file:{self.farm.data / 'master.db'}?mode=ro", uri=True)) as connection:
+            return connection.execute("SELECT min(sequence) FROM audit").fetchone()[0]
+
+    def test_what_is_older_leaves_and_the_log_says_so(self):
+        for number in range(6):
+            self.assertDone(self.farm.run("-Option", "MaxJobs", str(number)))
+        before = self.farm.state()
+        self.assertEqual(self.farm.stop(), 0)
+        self.age(10, "sequence <= 2")
+        self.age(1, "sequence IN (3, 4)")
+        self.farm.serve()
+        deadline = time.monotonic() + LONGEST
+        while self.first() < 3:
+            self.assertLess(time.monotonic(), deadline)
+        self.assertDone(self.farm.run("-Option", "MaxJobs", "last"))
+        self.assertEqual([record["sequence"] for record in self.farm.audit()], [3, 4, 5, 6, 7])
+        before["options"]["MaxJobs"] = "last"
+        self.assertEqual(self.farm.state(), before)
+        self.assertEqual(self.farm.stop(), 0)
+        log = (self.farm.data / "log/brenic-master.log").read_text()
+        self.assertEqual(log.count("2 records up to "), 1)
+        self.assertIn("which keeps 3 days (AuditKeep); what they changed can neither be looked up nor reverted", log)
+
+    def test_a_number_of_days_below_two_is_refused(self):
+        self.farm.stop()
+        for days in ("1", "0", "-1", "400d", ""):
+            self.farm.config.write_text(f"[Master]\nAuditKeep = {days}\n")
+            ended = subprocess.run([BIN / "brenic-master", "serve", "--data-dir", self.farm.data, "--config",
+                                    self.farm.config], capture_output=True, timeout=LONGEST)
+            self.assertEqual(ended.returncode, 1)
+            self.assertOneLine(ended.stderr.decode(), "The configuration's AuditKeep must be a number of days from 2 up")

@@ -42,7 +42,7 @@ protected:
   }
   /// All that is to be done now.
   void Work() {
-    while (m_Keeping->Due(m_Now) < m_Now + std::chrono::seconds(1))
+    while (m_Keeping->Due(m_Now) < m_Now + std::chrono::minutes(1))
       m_Keeping->Work(m_Now, [] { return true; });
   }
   std::vector<int64_t> Sequences() {
