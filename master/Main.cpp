@@ -55,6 +55,7 @@ int main(int argc, char** argv) {
   AddMakingCommands(line);
   AddServeCommand(line);
   AddCredentialCommands(line);
+  AddHistoryCommands(line);
   AddPrintingCommands(line);
   return line.Run(argc, argv);
 }

@@ -9,6 +9,8 @@ namespace brenic::master {
 void AddMakingCommands(CommandLine& line);
 /// `client`
 void AddCredentialCommands(CommandLine& line);
+/// `history`, `revert`
+void AddHistoryCommands(CommandLine& line);
 /// `state`, `audit`
 void AddPrintingCommands(CommandLine& line);
 

@@ -7,6 +7,7 @@
 #include "brenic/ProductMessages.h"
 #include "brenic/SettingsMessages.h"
 #include "farm/Judgement.h"
+#include "farm/Steps.h"
 #include "store/Store.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"

@@ -76,9 +76,10 @@ void WritePortFile(const Path& file, uint16_t port) {
   out.Close();
 }
 
-void UpdateDefaultProducts(Store& store, const std::vector<Path>& files) {
+void UpdateDefaultProducts(Store& store, const std::vector<Path>& files, const std::string& run) {
   TryToStore("The default products", [&] {
-    store.ReplaceDefaultProducts(LoadDefaultProducts(files, store.LoadFarm().m_Products.Defaults()));
+    Farm farm = store.LoadFarm();
+    TakeDefaultProducts(files, store, farm, run);
   });
 }
 
@@ -113,7 +114,7 @@ void Serve(const ServeOptions& options) {
   SqliteStore::BringToThisLayout(options.m_Folder);
   auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadWrite);
   if (!products.empty())
-    UpdateDefaultProducts(*store, *productFiles);
+    UpdateDefaultProducts(*store, *productFiles, serverOptions.m_Run);
   options.m_RenewCertificate(*store);
   auto directory = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadOnly);
 

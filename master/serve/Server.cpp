@@ -45,7 +45,7 @@ Server::Server(const ServerOptions& options, std::unique_ptr<Store> store, std::
       m_Writer(
           std::move(store), options.m_Commands,
           [this](Batch batch) { asio::post(m_Io, [this, batch = std::move(batch)] { OnBatch(batch); }); },
-          UID(true).ToString().str(), options.m_Products),
+          options.m_Run, options.m_Products),
       m_Directory(std::move(directory)) {
   m_Snapshot = m_Writer.FirstSnapshot();
   const MasterRecord master = m_Directory->LoadMaster();

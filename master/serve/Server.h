@@ -19,8 +19,9 @@ struct ServerOptions {
   String m_Listen;
   Path m_Socket; // empty: no local socket
   MachineCommandLines m_Commands;
-  Path m_Products;               // folder of the default products; empty: they stay as the store has them
-  std::vector<int> m_EndSignals; // that end it cleanly
+  Path m_Products; // folder of the default products; empty: they stay as the store has them
+  std::string m_Run = UID(true).ToString().str(); // names this process in the audit trail
+  std::vector<int> m_EndSignals;                  // that end it cleanly
   size_t m_Places = Places::k_All;
   size_t m_ConnectionsPerCertificate = 0; // 0: all places
 };

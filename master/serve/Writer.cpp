@@ -74,33 +74,49 @@ void Writer::Submit(Request request) {
   m_Wake.notify_one();
 }
 
+void Writer::ReadDefaultProducts() {
+  {
+    std::lock_guard lock(m_Mutex);
+    m_ReadDefaults = true;
+  }
+  m_Wake.notify_one();
+}
+
 void Writer::Run() {
   for (;;) {
     std::vector<Request> requests;
+    bool readDefaults = false;
     {
       std::unique_lock lock(m_Mutex);
-      m_Wake.wait(lock, [this] { return m_Stop || !m_Queue.empty(); });
-      if (m_Queue.empty())
+      m_Wake.wait(lock, [this] { return m_Stop || m_ReadDefaults || !m_Queue.empty(); });
+      if (m_Queue.empty() && !m_ReadDefaults)
         return;
       requests.swap(m_Queue);
+      readDefaults = std::exchange(m_ReadDefaults, false);
     }
     try {
       for (Requests rest(requests); !rest.empty() && !m_Abandoned;) {
         WaitUntilTaken();
         Batch batch = Process(rest);
         rest = rest.subspan(batch.m_Results.size());
-        {
-          std::lock_guard lock(m_Mutex);
-          m_NotTaken += batch.Bytes();
-        }
-        m_Deliver(std::move(batch));
+        Give(std::move(batch));
       }
+      if (auto batch = readDefaults ? TakeDefaults() : std::nullopt)
+        Give(std::move(*batch));
     } catch (const std::exception& error) {
       EndProcess(error.what());
     } catch (Exception* error) {
       EndProcess(error->Message().str());
     }
   }
+}
+
+void Writer::Give(Batch batch) {
+  {
+    std::lock_guard lock(m_Mutex);
+    m_NotTaken += batch.Bytes();
+  }
+  m_Deliver(std::move(batch));
 }
 
 void Writer::Taken(const Batch& batch) {
@@ -219,7 +235,7 @@ Writer::Decision Writer::DecideNew(const Request& request) const {
     decision.m_Reason = basis.Reason();
     return decision;
   }
-  auto judgement = Judge(m_Farm, m_Commands, *request.m_Message);
+  auto judgement = Judge(m_Farm, m_Commands, *request.m_Message, *m_Store);
   if (judgement && judgement->m_Reply && !FitsFrame(*judgement->m_Reply))
     judgement = rlib::Failure("The reply would be too long; ask for fewer options at a time");
   if (judgement && judgement->m_ReloadsDefaults) {
@@ -233,6 +249,26 @@ Writer::Decision Writer::DecideNew(const Request& request) const {
   decision.m_Outcome = wire::Answer::COMMITTED;
   decision.m_Judgement = std::move(*judgement);
   return decision;
+}
+
+std::optional<Batch> Writer::TakeDefaults() {
+  if (m_Products.empty())
+    return std::nullopt;
+  const auto files = DefaultProductFiles(m_Products);
+  if (!files) {
+    rlib::LogError("The default products stay as they were: " + files.Reason());
+    return std::nullopt;
+  }
+  bool isOther = false;
+  TryToStore("The default products", [&] { isOther = TakeDefaultProducts(*files, *m_Store, m_Farm, m_Run); });
+  if (!isOther)
+    return std::nullopt;
+  Batch batch;
+  batch.m_ProductsChanged = true;
+  batch.m_ChangedProducts.reset();
+  Publish(false, true);
+  batch.m_Snapshot = m_Snapshot;
+  return batch;
 }
 
 rlib::Result<> Writer::ReloadDefaults(Change& change) const {

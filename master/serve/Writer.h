@@ -37,6 +37,10 @@ public:
   void Start();
   /// Any thread.
   void Submit(Request request);
+  /// Reads the default products anew, behind what was submitted before. What is other is recorded, and in a
+  /// batch without results. When it cannot be stored, or the folder not be read, they stay, and the log says
+  /// so. Any thread.
+  void ReadDefaultProducts();
   /// What Deliver was called with has been dealt with. Any thread.
   void Taken(const Batch& batch);
   /// Forgets what is not decided yet: nobody waits for it any more. Any thread.
@@ -58,6 +62,8 @@ private:
   Batch Commit(Requests requests);
   Batch AnswerWithoutStoring(Requests requests, const String& reason);
   void WaitUntilTaken();
+  void Give(Batch batch);
+  std::optional<Batch> TakeDefaults();
   Decision Decide(const Request& request, const std::string& digest);
   Decision DecideNew(const Request& request) const;
   rlib::Result<> ReloadDefaults(Change& change) const;
@@ -78,6 +84,7 @@ private:
   std::condition_variable m_Wake;
   std::vector<Request> m_Queue;
   size_t m_NotTaken = 0; // bytes of frames
+  bool m_ReadDefaults = false;
   bool m_Stop = false;
   std::atomic<bool> m_Abandoned{false};
   std::thread m_Thread;

@@ -7,13 +7,15 @@
 
 #include "farm/Farm.h"
 #include "farm/Peer.h"
+#include "farm/Trail.h"
 
 namespace brenic::master {
 
-/// The store failed. After a full or a busy one the Master goes on, after a broken one it must not.
+/// The store failed. After a full or a busy one the Master goes on, after a broken one it must not. Where a
+/// record of the trail is damaged, all else can be used.
 class StoreFailure : public std::runtime_error {
 public:
-  enum class Kind { k_Broken, k_Full, k_Busy };
+  enum class Kind { k_Broken, k_Full, k_Busy, k_DamagedRecord };
 
   explicit StoreFailure(const std::string& text, Kind kind = Kind::k_Broken)
       : std::runtime_error(text), m_Kind(kind) {}
@@ -48,7 +50,10 @@ struct ClientRecord {
 /// not shown.
 inline constexpr size_t k_MaxAuditField = 64 * 1024;
 
-/// One request in the audit trail.
+/// The class of the record that a Master writes of itself when it has taken other default products.
+inline constexpr char k_DefaultProductsClass[] = "DefaultProducts";
+
+/// One request in the audit trail, or what the Master did of itself.
 struct AuditRecord {
   int64_t m_Sequence = 0; // in commit order; given by the store
   int64_t m_Time = 0;     // milliseconds since 1970-01-01 UTC
@@ -85,10 +90,8 @@ struct AuditRecord {
 
 /// Used by one thread at a time. Everything throws StoreFailure. A function outside of a transaction is one
 /// of its own.
-class Store {
+class Store : public Trail {
 public:
-  virtual ~Store() = default;
-
   virtual MasterRecord LoadMaster() = 0;
   /// The Master's own certificate, in place of the earlier one.
   virtual void ReplaceServerCredential(const Credential& credential) = 0;
@@ -96,10 +99,6 @@ public:
 
   virtual void AddClient(const ClientRecord& client) = 0;
   virtual std::optional<ClientRecord> FindClient(const std::string& serial) = 0;
-
-  /// Makes `products` the default products, in place of the earlier ones. Writes nothing when they are the
-  /// same. Rolls back when it fails.
-  virtual void ReplaceDefaultProducts(const ProductMap& products) = 0;
 
   /// Others that hold the store are not waited for from now on. Any thread.
   virtual void Hurry() = 0;
@@ -120,6 +119,11 @@ public:
   /// Calls `each` for the records from `since` (milliseconds) on, in commit order. Holds nothing that others
   /// wait for while it does.
   virtual void ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) = 0;
+  /// The same for the records of what changed something, newest first, until `each` returns false. Among
+  /// them are all committed requests of layout 1.
+  virtual void ReadHistory(int64_t since, const std::function<bool(const AuditRecord&)>& each) = 0;
+  /// Calls `each` for every product document that the store keeps.
+  virtual void ReadDocuments(const std::function<void(const Product&)>& each) = 0;
 };
 
 /// Runs `store`, for something that the Master also does without: a store that cannot take it now, which the

@@ -172,6 +172,14 @@ void Exchange(typename Direction::template Ref<MachineMsg> message, Machine* wir
   Direction::Id(message.m_Machine, wire->mutable_machine());
 }
 
+template <typename Direction>
+void Exchange(typename Direction::template Ref<RevertMsg> message, Revert* wire) {
+  Direction::Elements(message.m_Sequences, wire->mutable_sequences(), [](auto& sequence, int64_t* field) {
+    Direction::Scalar(
+        sequence, [&] { return *field; }, [&](int64_t value) { *field = value; });
+  });
+}
+
 /// The place of a class's contents in an envelope. A class of the list that has none does not compile.
 template <typename Class>
 struct Place;
@@ -209,6 +217,8 @@ template <>
 struct Place<ShutdownMsg> : PlaceOf<Envelope::kShutdown, &Envelope::mutable_shutdown> {};
 template <>
 struct Place<MachineMsg> : PlaceOf<Envelope::kMachine, &Envelope::mutable_machine> {};
+template <>
+struct Place<RevertMsg> : PlaceOf<Envelope::kRevert, &Envelope::mutable_revert> {};
 
 } // namespace
 

@@ -8,6 +8,7 @@
 
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/ProductMessages.h"
+#include "brenic/RevertMsg.h"
 #include "brenic/SettingsMessages.h"
 #include "brenic/SystemMessages.h"
 
@@ -16,9 +17,10 @@ namespace brenic {
 template <typename... Classes>
 struct MessageList {};
 
-using MessageClasses = MessageList<SetMasterOptionsMsg, GetMasterOptionsMsg, SetMasterLimitsMsg,
-                                   SetMasterRestrictionsMsg, PathTranslationsMsg, ProductMsg,
-                                   RemoveProductMsg, EndProductsMsg, LogDumpMsg, ShutdownMsg, MachineMsg>;
+using MessageClasses =
+    MessageList<SetMasterOptionsMsg, GetMasterOptionsMsg, SetMasterLimitsMsg, SetMasterRestrictionsMsg,
+                PathTranslationsMsg, ProductMsg, RemoveProductMsg, EndProductsMsg, LogDumpMsg, ShutdownMsg,
+                MachineMsg, RevertMsg>;
 
 namespace classes {
 
