@@ -1,11 +1,17 @@
+#include <chrono>
 #include <csignal>
+#include <thread>
 
 #include <fmt/core.h>
 
 #include "manage/Commands.h"
+#include "manage/Endings.h"
 #include "manage/Initialise.h"
-#include "manage/ServerCertificate.h"
+#include "manage/Registrar.h"
 #include "net/Endpoint.h"
+#include "rlib/Escape.h"
+#include "rlib/Stream.h"
+#include "serve/Alone.h"
 #include "serve/Serve.h"
 #include "store/DataFolder.h"
 
@@ -19,6 +25,16 @@ struct ServeArguments {
   bool m_Init = false;
 };
 
+CertificateCare CareOf(const Path& folder) {
+  return {[folder](Store& store, const Message& message, int64_t now) {
+            return Register(folder, store, message, now);
+          },
+          IsRenewalDue,
+          [endings = std::make_shared<Endings>()](Store& store, int64_t now) {
+            return endings->News(store, now);
+          }};
+}
+
 /// Runs the Master. One is made first where there is none, but only when that was asked for: a mistyped
 /// folder, or one whose disk is not mounted, must not become another authority.
 void RunMaster(const Path& folder, const ServeArguments& arguments) {
@@ -29,7 +45,25 @@ void RunMaster(const Path& folder, const ServeArguments& arguments) {
     RequirePrivate(folder);
   };
   Serve({folder, arguments.m_Listen, arguments.m_PortFile, arguments.m_Socket, arguments.m_Config,
-         arguments.m_Products, prepare, RenewServerCertificate});
+         arguments.m_Products, prepare, CareOf(folder)});
+}
+
+/// Has the running Master decide, or one that is made for it alone. Waits for one that begins or ends.
+Asked AskWhoeverHolds(const Path& folder, const Message& message) {
+  constexpr int k_Tries = 300;
+  constexpr std::chrono::milliseconds k_Pause(100);
+  RequireInitialised(folder);
+  for (int tries = 0; tries != k_Tries; ++tries) {
+    if (const auto lock = ServeLock::Try(folder))
+      return ReadAnswer(message, DecideAlone(folder, message, CareOf(folder)));
+    if (auto asked = AskRunning(folder, message))
+      return std::move(*asked);
+    if (tries == 10)
+      rlib::stdErr.PutLine("brenic-master: waiting for the Master in '" + rlib::EscapeControls(folder.str()) +
+                           "', which begins or ends just now");
+    std::this_thread::sleep_for(k_Pause);
+  }
+  throw new Exception("The Master in '" + folder.str() + "' neither serves nor has ended; try again later");
 }
 
 void AddServeCommand(CommandLine& line) {
@@ -54,8 +88,8 @@ int main(int argc, char** argv) {
   CommandLine line("The Master: holds a render farm's settings and answers its clients.");
   AddMakingCommands(line);
   AddServeCommand(line);
-  AddCredentialCommands(line);
-  AddHistoryCommands(line);
+  AddCredentialCommands(line, AskWhoeverHolds);
+  AddHistoryCommands(line, AskWhoeverHolds);
   AddPrintingCommands(line);
   return line.Run(argc, argv);
 }

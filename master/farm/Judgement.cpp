@@ -188,6 +188,8 @@ Result<Judgement> Judge(const Farm& farm, const MachineCommandLines& commands, c
   return VisitMessage(message, [&]<typename Class>(const Class& typed) -> Result<Judgement> {
     if constexpr (Class::k_Description.m_Sender == Sender::k_Master)
       return Failure("Only a Master sends this message");
+    else if constexpr (Class::k_Description.m_Sender == Sender::k_Manager)
+      return Failure("This is only decided on the Master's own machine: run brenic-master there");
     else
       return JudgeAs(bench, typed);
   });

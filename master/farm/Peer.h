@@ -21,6 +21,9 @@ struct Peer {
   std::string m_Address;
   std::string m_ClientId; // as the client calls itself
   uint32_t m_Kind = 0;
+  String m_Program;       // as it calls itself
+  uint32_t m_Version = 0; // the same
+  bool m_Manages = false; // came by the management socket
 
   /// On this machine, without a certificate.
   bool IsLocal() const { return m_Key.starts_with("uid:"); }

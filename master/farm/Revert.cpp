@@ -91,6 +91,9 @@ std::string Obstacle(Trail& trail, int64_t sequence, const std::optional<TrailRe
   if (description && description->m_Kind == RequestKind::k_Operation)
     return fmt::format("{} was an operation (to {}), which cannot be taken back", sequence,
                        description->m_Words);
+  if (description && description->m_Sender == Sender::k_Manager)
+    return fmt::format("{} was about certificates (to {}), which is not taken back", sequence,
+                       description->m_Words);
   if (record->m_IsOfLayout1)
     return fmt::format("{} was recorded by an earlier version, which did not keep what it changed", sequence);
   if (!record->m_Load)

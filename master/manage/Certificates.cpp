@@ -10,7 +10,7 @@
 #include <openssl/x509v3.h>
 
 #include "net/TlsContext.h"
-#include "store/CertificateSerial.h"
+#include "store/CertificateFields.h"
 
 namespace brenic::master {
 
@@ -30,9 +30,9 @@ using Number = std::unique_ptr<BIGNUM, Free<BN_free>>;
 using Names = std::unique_ptr<GENERAL_NAMES, Free<GENERAL_NAMES_free>>;
 using Extension = std::unique_ptr<X509_EXTENSION, Free<X509_EXTENSION_free>>;
 
-constexpr long k_Day = 24 * 60 * 60;
-// Clocks of a farm differ a little; a fresh certificate must be valid on all of them.
-constexpr long k_ClockSkew = 60 * 60;
+constexpr int64_t k_Second = 1000; // milliseconds
+constexpr int64_t k_Hour = 60 * 60 * k_Second;
+constexpr int64_t k_Day = 24 * k_Hour;
 
 void Require(bool done, const char* what) {
   if (!done)
@@ -84,50 +84,69 @@ void SetName(X509_NAME* subject, const String& name) {
 }
 
 struct Draft {
-  Key m_Key;
+  Key m_Key; // public at least
   Certificate m_Certificate;
   std::string m_Serial;
 };
 
-Draft Begin(const String& name, int validDays) {
-  Draft draft{Key(EVP_EC_gen("P-256")), Certificate(X509_new()), {}};
+Key FreshKey() {
+  Key key(EVP_EC_gen("P-256"));
+  Require(key != nullptr, "making a key");
+  return key;
+}
+
+Draft Begin(const String& name, const Validity& validity, Key key) {
+  Draft draft{std::move(key), Certificate(X509_new()), {}};
   X509* certificate = draft.m_Certificate.get();
-  Require(draft.m_Key && certificate, "making a key");
+  Require(certificate != nullptr, "making a certificate");
   Require(X509_set_version(certificate, X509_VERSION_3) == 1, "setting the version");
   draft.m_Serial = SetSerial(certificate);
-  const long end = validDays * k_Day;
-  Require(X509_gmtime_adj(X509_getm_notBefore(certificate), std::min(0L, end) - k_ClockSkew) &&
-              X509_gmtime_adj(X509_getm_notAfter(certificate), end),
+  Require(ASN1_TIME_set(X509_getm_notBefore(certificate), (validity.m_Begin - k_Hour) / k_Second) &&
+              ASN1_TIME_set(X509_getm_notAfter(certificate), validity.m_End / k_Second),
           "setting the validity");
   SetName(X509_get_subject_name(certificate), name);
   Require(X509_set_pubkey(certificate, draft.m_Key.get()) == 1, "setting the key");
   return draft;
 }
 
-Credential Sign(const Draft& draft, X509* issuer, EVP_PKEY* issuerKey) {
+std::string PemOf(EVP_PKEY* key) {
+  return ToPem(
+      [&](BIO* out) { return PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr); });
+}
+
+/// The signed certificate, PEM.
+std::string Sign(const Draft& draft, X509* issuer, EVP_PKEY* issuerKey) {
   X509* certificate = draft.m_Certificate.get();
   Require(X509_set_issuer_name(certificate, X509_get_subject_name(issuer)) == 1, "setting the issuer");
   AddExtension(certificate, issuer, NID_subject_key_identifier, "hash");
   if (issuer != certificate)
     AddExtension(certificate, issuer, NID_authority_key_identifier, "keyid:always");
   Require(X509_sign(certificate, issuerKey, EVP_sha256()) > 0, "signing");
-  return {ToPem([&](BIO* out) { return PEM_write_bio_X509(out, certificate); }), ToPem([&](BIO* out) {
-            return PEM_write_bio_PrivateKey(out, draft.m_Key.get(), nullptr, nullptr, 0, nullptr, nullptr);
-          })};
+  return ToPem([&](BIO* out) { return PEM_write_bio_X509(out, certificate); });
 }
 
-Issued Issue(const Credential& authority, const String& name, int validDays, const char* usage,
-             const std::string& alternativeNames) {
+/// Without its key.
+Issued Issue(const Credential& authority, const String& name, const Validity& validity, Key key,
+             const char* usage, const std::string& alternativeNames) {
   const auto issuer = FromPem<Certificate>(authority.m_Certificate, PEM_read_bio_X509);
   const auto issuerKey = FromPem<Key>(authority.m_Key, PEM_read_bio_PrivateKey);
-  const Draft draft = Begin(name, validDays);
+  const Draft draft = Begin(name, validity, std::move(key));
   X509* certificate = draft.m_Certificate.get();
   AddExtension(certificate, issuer.get(), NID_basic_constraints, "critical,CA:FALSE");
   AddExtension(certificate, issuer.get(), NID_key_usage, "critical,digitalSignature");
   AddExtension(certificate, issuer.get(), NID_ext_key_usage, usage);
   if (!alternativeNames.empty())
     AddExtension(certificate, issuer.get(), NID_subject_alt_name, alternativeNames);
-  return {Sign(draft, issuer.get(), issuerKey.get()), draft.m_Serial};
+  return {{Sign(draft, issuer.get(), issuerKey.get()), {}}, draft.m_Serial};
+}
+
+Issued IssueWithFreshKey(const Credential& authority, const String& name, const Validity& validity,
+                         const char* usage, const std::string& alternativeNames) {
+  Key key = FreshKey();
+  std::string pem = PemOf(key.get());
+  Issued issued = Issue(authority, name, validity, std::move(key), usage, alternativeNames);
+  issued.m_Credential.m_Key = std::move(pem);
+  return issued;
 }
 
 bool IsAddress(const std::string& host) {
@@ -137,19 +156,33 @@ bool IsAddress(const std::string& host) {
 
 } // namespace
 
-Credential MakeAuthority(const String& name) {
-  const Draft draft = Begin(name, k_AuthorityDays);
+Validity Validity::Days(int days, int64_t from) {
+  const int64_t end = from + days * k_Day;
+  return {std::min(from, end), end};
+}
+
+Validity Validity::Within(const std::string& certificate) const {
+  return {m_Begin, std::min(m_End, ValidityOf(certificate).m_End)};
+}
+
+Credential MakeAuthority(const String& name, const Validity& validity) {
+  const Draft draft = Begin(name, validity, FreshKey());
   X509* certificate = draft.m_Certificate.get();
   AddExtension(certificate, certificate, NID_basic_constraints, "critical,CA:TRUE,pathlen:0");
   AddExtension(certificate, certificate, NID_key_usage, "critical,keyCertSign,cRLSign");
-  return Sign(draft, certificate, draft.m_Key.get());
+  return {Sign(draft, certificate, draft.m_Key.get()), PemOf(draft.m_Key.get())};
 }
 
-std::set<std::string> HostsOf(const Credential& server) {
+KeyPair MakeKey() {
+  const Key key = FreshKey();
+  return {PemOf(key.get()), ToPem([&](BIO* out) { return PEM_write_bio_PUBKEY(out, key.get()); })};
+}
+
+std::vector<std::string> HostsOf(const Credential& server) {
   const auto certificate = FromPem<Certificate>(server.m_Certificate, PEM_read_bio_X509);
   const Names names(static_cast<GENERAL_NAMES*>(
       X509_get_ext_d2i(certificate.get(), NID_subject_alt_name, nullptr, nullptr)));
-  std::set<std::string> hosts;
+  std::vector<std::string> hosts;
   for (int i = 0; i < sk_GENERAL_NAME_num(names.get()); ++i) {
     int kind = 0;
     const auto* const value = static_cast<const ASN1_STRING*>(
@@ -158,34 +191,49 @@ std::set<std::string> HostsOf(const Credential& server) {
     const int size = ASN1_STRING_length(value);
     char address[INET6_ADDRSTRLEN];
     if (kind == GEN_DNS)
-      hosts.emplace(reinterpret_cast<const char*>(bytes), static_cast<size_t>(size));
+      hosts.emplace_back(reinterpret_cast<const char*>(bytes), static_cast<size_t>(size));
     else if (kind == GEN_IPADD && inet_ntop(size == 4 ? AF_INET : AF_INET6, bytes, address, sizeof address))
-      hosts.emplace(address);
+      hosts.emplace_back(address);
   }
   return hosts;
 }
 
-int DaysLeft(const Credential& credential) {
-  const auto certificate = FromPem<Certificate>(credential.m_Certificate, PEM_read_bio_X509);
-  int days = 0, seconds = 0;
-  Require(ASN1_TIME_diff(&days, &seconds, nullptr, X509_get0_notAfter(certificate.get())) == 1,
-          "reading the validity");
-  return seconds < 0 ? days - 1 : days;
+Validity ValidityOf(const std::string& pem) {
+  const auto certificate = FromPem<Certificate>(pem, PEM_read_bio_X509);
+  return {TimeOf(X509_get0_notBefore(certificate.get())), TimeOf(X509_get0_notAfter(certificate.get()))};
 }
 
-Issued IssueServer(const Credential& authority, const String& name, const std::set<std::string>& hosts,
-                   int validDays) {
+std::string SerialOfPem(const std::string& pem) {
+  return SerialOf(FromPem<Certificate>(pem, PEM_read_bio_X509).get());
+}
+
+bool IsKeyOf(const std::string& pem, const std::string& keyPem) {
+  const auto certificate = FromPem<Certificate>(pem, PEM_read_bio_X509);
+  const auto key = FromPem<Key>(keyPem, PEM_read_bio_PrivateKey);
+  return X509_check_private_key(certificate.get(), key.get()) == 1;
+}
+
+Issued IssueServer(const Credential& authority, const String& name, const std::vector<std::string>& hosts,
+                   const Validity& validity) {
   std::string names;
   for (const std::string& host : hosts) {
     if (host.find_first_of(",:\n") != std::string::npos && !IsAddress(host))
       throw new Exception("'" + host + "' is no host name and no address");
     names += (names.empty() ? "" : ",") + std::string(IsAddress(host) ? "IP:" : "DNS:") + host;
   }
-  return Issue(authority, name, validDays, "serverAuth", names);
+  return IssueWithFreshKey(authority, name, validity, "serverAuth", names);
 }
 
-Issued IssueClient(const Credential& authority, const String& name, int validDays) {
-  return Issue(authority, name, validDays, "clientAuth", {});
+Issued IssueClient(const Credential& authority, const String& name, const Validity& validity) {
+  return IssueWithFreshKey(authority, name, validity, "clientAuth", {});
+}
+
+Issued IssueClientFor(const Credential& authority, const String& name, const std::string& publicKey,
+                      const Validity& validity) {
+  const auto read = [](BIO* in, EVP_PKEY** key, pem_password_cb* password, void* argument) {
+    return PEM_read_bio_PUBKEY(in, key, password, argument);
+  };
+  return Issue(authority, name, validity, FromPem<Key>(publicKey, read), "clientAuth", {});
 }
 
 } // namespace brenic::master

@@ -6,12 +6,11 @@
 
 #include <fmt/core.h>
 
+#include "brenic/ManagementMessages.h"
+#include "brenic/MessageFactory.h"
 #include "farm/TextCheck.h"
 #include "net/Endpoint.h"
-#include "rlib/IniFile.h"
 #include "rlib/OutFile.h"
-#include "store/DataFolder.h"
-#include "store/SqliteStore.h"
 
 namespace brenic::master {
 
@@ -42,22 +41,6 @@ void RequireEmpty(const Path& folder) {
                         "' is not empty; credentials are written to a folder of their own");
 }
 
-/// The address that the first administrator's configuration names.
-String KnownAddress(const Path& folder) {
-  rlib::IniFile ini(true);
-  ini.SetFileName((FirstAdministrator(folder) / "brenic.conf").str());
-  if (ini.Load(true, false)) {
-    while (ini.SetNextSection()) {
-      String name, value;
-      while (ini.GetNextValue(name, value)) {
-        if (name.CompareNoCase("Master") == 0)
-          return value;
-      }
-    }
-  }
-  return "127.0.0.1";
-}
-
 } // namespace
 
 void MakeFolder(const Path& folder, mode_t mode) {
@@ -72,11 +55,11 @@ void MakeFolder(const Path& folder, mode_t mode) {
     throw new Exception("'" + folder.str() + "' is no folder");
 }
 
-void WriteCredentials(const Path& folder, const Credential& authority, const Credential& client,
+void WriteCredentials(const Path& folder, const std::string& authorities, const Credential& client,
                       const String& address) {
   RequireEmpty(folder);
   MakeFolder(folder, 0700);
-  WriteFile(folder / "ca.pem", authority.m_Certificate, k_Public);
+  WriteFile(folder / "ca.pem", authorities, k_Public);
   WriteFile(folder / "client.pem", client.m_Certificate, k_Public);
   WriteFile(folder / "client.key", client.m_Key, k_Secret);
   WriteFile(folder / "brenic.conf",
@@ -94,25 +77,43 @@ void CheckAddress(const String& address) {
     throw new Exception("Clients cannot be told the address '" + address + "': " + endpoint.Reason());
 }
 
-void CheckPartyName(const char* party, const String& name) {
+std::optional<String> NameProblem(const char* party, const String& name) {
   rlib::Result<> check = CheckText(name, 64);
   if (name.empty())
     check = rlib::Failure("is empty");
-  if (!check)
-    throw new Exception(fmt::format("The {}'s name cannot be used: it {}", party, check.Reason().str()));
+  if (check)
+    return std::nullopt;
+  return String(fmt::format("The {}'s name cannot be used: it {}", party, check.Reason().str()));
 }
 
-void IssueCredentials(const ClientOptions& options) {
-  CheckPartyName("client", options.m_Name);
+String IssueCredentials(const ClientOptions& options, const Ask& ask) {
+  if (const auto problem = NameProblem("client", options.m_Name))
+    throw new Exception(*problem);
   RequireEmpty(options.m_Out); // before anything is made
   if (!options.m_Address.empty())
     CheckAddress(options.m_Address);
-  SqliteStore store(options.m_Folder, Database::Mode::k_ReadWrite, IsServed(options.m_Folder));
-  const MasterRecord master = store.LoadMaster();
-  const Issued issued = IssueClient(master.m_Authority, options.m_Name, options.m_ValidDays);
-  WriteCredentials(options.m_Out, master.m_Authority, issued.m_Credential,
-                   options.m_Address.empty() ? KnownAddress(options.m_Folder) : options.m_Address);
-  store.AddClient({issued.m_Serial, options.m_Name, options.m_Role});
+  const KeyPair key = MakeKey();
+  const auto request = MessageFactory::Create<IssueClientMsg>();
+  request->m_Name = options.m_Name;
+  request->m_Role = options.m_Role;
+  request->m_PublicKey = key.m_Public;
+  request->m_Days = options.m_Days;
+  request->m_Renew = options.m_Renew;
+  request->m_Overlap = options.m_Overlap;
+  const Asked asked = ask(options.m_Folder, *request);
+  const auto* const issued = dynamic_cast<const IssuedClientMsg*>(asked.m_Reply.get());
+  if (!issued)
+    throw new Exception("The Master gave out no certificate");
+  try {
+    WriteCredentials(options.m_Out, issued->m_Authorities.str(), {issued->m_Certificate.str(), key.m_Private},
+                     options.m_Address.empty() ? issued->m_Address : options.m_Address);
+  } catch (Exception* error) {
+    const std::unique_ptr<Exception> owned(error);
+    throw new Exception(error->Message() +
+                        "; the certificate was issued but is lost: mend that, then run this "
+                        "again with --renew --overlap 0");
+  }
+  return asked.m_Text;
 }
 
 } // namespace brenic::master

@@ -1,7 +1,7 @@
 // What a client needs to be let in: certificate, key, authority and the Master's address, in a folder.
 #pragma once
 
-#include "farm/Peer.h"
+#include "manage/Administration.h"
 #include "manage/Certificates.h"
 
 namespace brenic::master {
@@ -9,18 +9,21 @@ namespace brenic::master {
 struct ClientOptions {
   Path m_Folder;
   String m_Name;
-  Role m_Role = Role::k_Component;
+  String m_Role; // empty in a renewal: as it was
   Path m_Out;
-  int m_ValidDays = k_CertificateDays;
-  String m_Address; // of the Master, for brenic.conf; empty: the one of the first administrator's
+  int m_Days = 0;   // 0: as many as usual
+  String m_Address; // of the Master, for brenic.conf; empty: the Master's own first host
+  bool m_Renew = false;
+  int m_Overlap = 0; // days
 };
 
-/// Issues credentials into a missing or empty folder, also while the Master serves.
-void IssueCredentials(const ClientOptions& options);
+/// Issues credentials into a missing or empty folder; returns what was done. The key is made here: it never
+/// leaves the folder.
+String IssueCredentials(const ClientOptions& options, const Ask& ask);
 
-/// Writes `ca.pem`, `client.pem`, `client.key` and `brenic.conf` into a folder that is missing or empty.
-/// Throws Exception*.
-void WriteCredentials(const Path& folder, const Credential& authority, const Credential& client,
+/// Writes `ca.pem` (the certificates of all `authorities`), `client.pem`, `client.key` and `brenic.conf` into
+/// a folder that is missing or empty. Throws Exception*.
+void WriteCredentials(const Path& folder, const std::string& authorities, const Credential& client,
                       const String& address);
 
 /// Where the first administrator's credentials stand in a data folder.
@@ -32,7 +35,7 @@ void MakeFolder(const Path& folder, mode_t mode);
 /// Throws Exception* unless a client can be told that the Master is there.
 void CheckAddress(const String& address);
 
-/// Throws Exception* unless a party of that kind ("client") can have the name.
-void CheckPartyName(const char* party, const String& name);
+/// Why a party of that kind ("client") cannot have the name; none when it can.
+std::optional<String> NameProblem(const char* party, const String& name);
 
 } // namespace brenic::master

@@ -1,16 +1,17 @@
 // The subcommands that end by themselves, by family.
 #pragma once
 
+#include "manage/Administration.h"
 #include "manage/CommandLine.h"
 
 namespace brenic::master {
 
 /// `init`
 void AddMakingCommands(CommandLine& line);
-/// `client`
-void AddCredentialCommands(CommandLine& line);
+/// `client`, `clients`, `revoke`, `hosts`, `authority`
+void AddCredentialCommands(CommandLine& line, const Ask& ask);
 /// `history`, `revert`
-void AddHistoryCommands(CommandLine& line);
+void AddHistoryCommands(CommandLine& line, const Ask& ask);
 /// `state`, `audit`
 void AddPrintingCommands(CommandLine& line);
 

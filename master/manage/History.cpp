@@ -26,6 +26,12 @@ bool IsWrite(const AuditRecord& record) {
   return description && description->m_Kind == RequestKind::k_Write;
 }
 
+/// Whether it is about certificates: then its reason tells what was done.
+bool IsManagement(const AuditRecord& record) {
+  const MessageDescription* const description = FindDescription(record.m_Class);
+  return description && description->m_Sender == Sender::k_Manager;
+}
+
 const Json& Member(const Json& fields, const char* name) {
   static const Json s_None = Json::object();
   const auto found = fields.find(name);
@@ -102,6 +108,10 @@ std::optional<Reading> Read(const AuditRecord& record, const HistoryFilter& filt
     reading.m_Words = {record.m_Class + " " + record.m_FieldsOfLayout1};
     return reading;
   }
+  if (IsManagement(record)) {
+    reading.m_Words = {record.m_Reason};
+    return IsEverything(filter) ? std::optional(reading) : std::nullopt;
+  }
   try {
     reading.m_Change = record.LoadedChange();
   } catch (const StoreFailure& failure) {
@@ -160,7 +170,7 @@ std::string HistoryJson(const AuditRecord& record, const HistoryFilter& filter, 
     json["reverts"] = std::move(reverted);
   if (reading->m_Change)
     json["change"] = ChangeJson(*reading->m_Change);
-  else if (record.IsOfLayout1())
+  else if (record.IsOfLayout1() || IsManagement(record))
     json["request"] = RequestFields(record);
   else
     json["change"] = {{"unreadable", reading->m_Words.front()}};

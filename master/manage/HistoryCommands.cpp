@@ -1,6 +1,7 @@
 #include <fmt/core.h>
 
 #include "brenic/MessageFactory.h"
+#include "brenic/RevertMsg.h"
 #include "farm/Revert.h"
 #include "manage/Commands.h"
 #include "manage/History.h"
@@ -36,7 +37,7 @@ public:
       return known->Name();
     Read();
     const auto found = m_Names.find(type);
-    return found != m_Names.end() ? *found->second.begin() : String();
+    return found != m_Names.end() ? found->second.m_Name : String();
   }
 
   /// The types that have, or had, the name or alias, or the identifier itself.
@@ -46,21 +47,25 @@ public:
     Read();
     std::set<UID> types;
     for (const auto& [type, names] : m_Names)
-      if (names.contains(name))
+      if (names.m_All.contains(name))
         types.insert(type);
     return types;
   }
 
 private:
-  using Names = std::set<String, String::ciless>;
+  struct Names {
+    String m_Name; // of one of its documents
+    std::set<String, String::ciless> m_All;
+  };
 
   void Read() {
     if (std::exchange(m_IsRead, true))
       return;
     m_Store.ReadDocuments([this](const Product& product) {
       Names& names = m_Names[product.Type()];
-      names.insert(product.Name());
-      names.insert(product.Aliases().begin(), product.Aliases().end());
+      names.m_Name = product.Name();
+      names.m_All.insert(product.Name());
+      names.m_All.insert(product.Aliases().begin(), product.Aliases().end());
     });
   }
 
@@ -98,24 +103,53 @@ void PrintHistory(const Path& folder, const HistoryOptions& options) {
   });
 }
 
+/// What a change did, a line for each thing.
+void TellChange(SqliteStore& store, const Change& change) {
+  TypeNames names(store, store.LoadFarm());
+  for (const std::string& line : ChangeWords(change, {}, [&](const UID& type) { return names.Of(type); }))
+    Tell("  " + line);
+}
+
 /// Decides as the Master would, of what it has committed.
 void TellWhatWouldBeReverted(const Path& folder, const std::vector<int64_t>& sequences) {
   SqliteStore store = OpenToRead(folder);
   store.Connection().Execute("BEGIN"); // farm and trail of the same moment
-  const Farm farm = store.LoadFarm();
-  const auto judgement = JudgeRevert(farm, store, sequences);
+  const auto judgement = JudgeRevert(store.LoadFarm(), store, sequences);
   if (!judgement)
-    throw new Exception(judgement.Reason());
-  TypeNames names(store, farm);
-  const auto words = ChangeWords(judgement->m_Change, {}, [&](const UID& type) { return names.Of(type); });
-  Tell(words.empty() ? "Nothing would change" : "Would change:");
-  for (const std::string& line : words)
-    Tell("  " + line);
+    throw new Exception(rlib::EscapeControls(judgement.Reason()));
+  Tell(judgement->m_Change.IsEmpty() ? "Nothing would change" : "Would change:");
+  TellChange(store, judgement->m_Change);
+}
+
+/// What the request of this identifier changed, one of the last ones.
+void TellWhatWasReverted(const Path& folder, const UID& request) {
+  constexpr size_t k_Last = 1000; // records, in which others may have changed something meanwhile
+  SqliteStore store = OpenToRead(folder);
+  size_t seen = 0;
+  std::optional<AuditRecord> found;
+  store.ReadHistory(0, [&](const AuditRecord& record) {
+    if (record.m_MessageId == request)
+      found = record;
+    return !found && ++seen != k_Last;
+  });
+  if (!found)
+    return Tell("Reverted; together these changes had done nothing");
+  Tell(fmt::format("Reverted, as change {}:", found->m_Sequence));
+  TellChange(store, *found->LoadedChange());
+}
+
+void RevertChanges(const Path& folder, const RevertOptions& options, const Ask& ask) {
+  if (options.m_DryRun)
+    return TellWhatWouldBeReverted(folder, options.m_Sequences);
+  const auto request = MessageFactory::Create<RevertMsg>();
+  request->m_Sequences.assign(options.m_Sequences.begin(), options.m_Sequences.end());
+  ask(folder, *request);
+  TellWhatWasReverted(folder, request->m_ID);
 }
 
 } // namespace
 
-void AddHistoryCommands(CommandLine& line) {
+void AddHistoryCommands(CommandLine& line, const Ask& ask) {
   const auto options = std::make_shared<HistoryOptions>();
   CLI::App& history = line.AddOnFolder("history", "Prints who changed what, newest first",
                                        [options](const Path& folder) { PrintHistory(folder, *options); });
@@ -130,12 +164,12 @@ void AddHistoryCommands(CommandLine& line) {
   history.add_flag("--json", options->m_Json, "one JSON object a line, with all that changed");
 
   const auto reverted = std::make_shared<RevertOptions>();
-  CLI::App& revert = line.AddOnFolder(
-      "revert", "Puts back what changes did, all of them or none",
-      [reverted](const Path& folder) { TellWhatWouldBeReverted(folder, reverted->m_Sequences); });
+  CLI::App& revert =
+      line.AddOnFolder("revert", "Puts back what changes did, all of them or none",
+                       [reverted, ask](const Path& folder) { RevertChanges(folder, *reverted, ask); });
   revert.add_option("sequence", reverted->m_Sequences, "numbers of changes, as history prints them")
       ->required();
-  revert.add_flag("--dry-run", reverted->m_DryRun, "only tell what would change")->required();
+  revert.add_flag("--dry-run", reverted->m_DryRun, "only tell what would change");
 }
 
 } // namespace brenic::master

@@ -4,11 +4,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
+#include <iterator>
 
 #include <fmt/core.h>
 
+#include "manage/Addresses.h"
+#include "manage/Certificates.h"
 #include "manage/ClientCredentials.h"
 #include "net/Endpoint.h"
 #include "rlib/File.h"
@@ -73,8 +77,7 @@ String AddressOf(const InitOptions& options) {
   Endpoint endpoint;
   endpoint.m_Host = options.m_Hosts.empty() ? String("127.0.0.1") : String(options.m_Hosts.front());
   endpoint.m_Port = options.m_Port ? options.m_Port : k_DefaultPort;
-  const bool plain = endpoint.m_Port == k_DefaultPort && endpoint.m_Host.str().find(':') == std::string::npos;
-  return plain ? endpoint.m_Host : endpoint.ToString();
+  return AddressText(endpoint);
 }
 
 } // namespace
@@ -87,7 +90,8 @@ void Initialise(const InitOptions& options) {
   refuseExisting();
   const std::string machine = MachineName();
   const String name = options.m_Name.empty() ? String(machine) : options.m_Name;
-  CheckPartyName("Master", name);
+  if (const auto problem = NameProblem("Master", name))
+    throw new Exception(*problem);
   CheckAddress(AddressOf(options));
   MakeFolder(options.m_Folder, 0700);
   CheckMayInitialise(options.m_Folder);
@@ -101,16 +105,22 @@ void Initialise(const InitOptions& options) {
   master.m_ID = UID(true);
   master.m_Name = name;
   master.m_Authority = MakeAuthority("Brenic authority " + master.m_ID.ToString());
-  std::set<std::string> hosts{machine, "localhost", "127.0.0.1", "::1"};
-  hosts.insert(options.m_Hosts.begin(), options.m_Hosts.end());
+  std::vector<std::string> hosts;
+  for (const std::vector<std::string>& some : {options.m_Hosts, {machine, "localhost", "127.0.0.1", "::1"}})
+    std::copy_if(some.begin(), some.end(), std::back_inserter(hosts), [&](const std::string& host) {
+      return std::find(hosts.begin(), hosts.end(), host) == hosts.end();
+    });
+  master.m_Address = AddressOf(options);
   master.m_Server = IssueServer(master.m_Authority, master.m_Name, hosts).m_Credential;
   const Issued admin = IssueClient(master.m_Authority, "admin");
 
   const Path unfinished = Unfinished(options.m_Folder);
-  SqliteStore::Create(unfinished, master, {admin.m_Serial, "admin", Role::k_Administrator});
+  const Validity validity = ValidityOf(admin.m_Credential.m_Certificate);
+  SqliteStore::Create(unfinished, master,
+                      {admin.m_Serial, "admin", Role::k_Administrator, 1, validity.m_Begin, validity.m_End});
   MakeFolder(options.m_Folder / "clients", 0700);
-  WriteCredentials(FirstAdministrator(options.m_Folder), master.m_Authority, admin.m_Credential,
-                   AddressOf(options));
+  WriteCredentials(FirstAdministrator(options.m_Folder), master.m_Authority.m_Certificate, admin.m_Credential,
+                   master.m_Address);
   SyncFolder(options.m_Folder / "clients");
   if (rename(unfinished.c_str(), SqliteStore::File(options.m_Folder).c_str()) != 0)
     rlib::ThrowError("Cannot finish the database in '" + options.m_Folder.str() + "'", errno);

@@ -31,6 +31,7 @@ struct Batch {
   std::shared_ptr<const Snapshot> m_Snapshot; // as it is with this commit and none after it
   bool m_TranslationsChanged = false;
   bool m_ProductsChanged = false;
+  bool m_CertificatesChanged = false; // of the Master or of its clients
   /// The types whose products changed; without a value, any may have.
   std::optional<std::set<UID>> m_ChangedProducts = std::set<UID>();
 };

@@ -42,9 +42,9 @@ private:
 };
 
 /// What the Master did of itself.
-AuditRecord OwnRecord(std::shared_ptr<const Change> change, const std::string& run) {
+AuditRecord OwnRecord(std::shared_ptr<const Change> change, const std::string& run, int64_t now) {
   AuditRecord record;
-  record.m_Time = Time::Now().Milliseconds();
+  record.m_Time = now;
   record.m_ClientKey = "master";
   record.m_ClientName = "brenic-master";
   record.m_Role = Role::k_Administrator;
@@ -109,7 +109,8 @@ ProductMap LoadDefaultProducts(const std::vector<Path>& files, const ProductMap&
   return products.Defaults();
 }
 
-bool TakeDefaultProducts(const std::vector<Path>& files, Store& store, Farm& farm, const std::string& run) {
+bool TakeDefaultProducts(const std::vector<Path>& files, Store& store, Farm& farm, const std::string& run,
+                         int64_t now) {
   const ProductMap& earlier = farm.m_Products.Defaults();
   auto change = std::make_shared<Change>();
   AddDefaults(farm, LoadDefaultProducts(files, earlier), *change);
@@ -120,7 +121,7 @@ bool TakeDefaultProducts(const std::vector<Path>& files, Store& store, Farm& far
     const bool isFirst = earlier.empty() && store.SequenceRange().m_Newest == 0;
     store.Apply(*change);
     if (!isFirst)
-      store.Record(OwnRecord(change, run));
+      store.Record(OwnRecord(change, run, now));
     store.Commit();
   } catch (const StoreFailure&) {
     store.Rollback();

@@ -12,7 +12,9 @@ namespace brenic::master {
 struct Arrival {
   std::unique_ptr<ByteStream> m_Stream;
   Peer m_Peer;
-  std::optional<String> m_Rejection; // why the peer is not let in
+  std::optional<String> m_Rejection;         // why the peer is not let in
+  std::optional<ClientRecord> m_Client = {}; // of its certificate
+  bool m_IsValidityLearnt = false;           // from the certificate: the store does not know it
   std::chrono::steady_clock::time_point m_Since = std::chrono::steady_clock::now(); // when it connected
 };
 
@@ -21,6 +23,7 @@ class Listener {
 public:
   using OnArrival = std::function<void(Arrival arrival)>;
   using ReportStranger = std::function<void(const String& line)>;
+  using Now = std::function<int64_t()>; // by which certificates are judged
   using FindClient = std::function<std::optional<ClientRecord>(const std::string& serial)>;
 
   virtual ~Listener() = default;
@@ -29,6 +32,9 @@ public:
   virtual String Address() const = 0;
   /// 0 for a local socket.
   virtual uint16_t Port() const { return 0; }
+  /// Who arrives from now on is shown the Master's present certificate, and judged by its present
+  /// authorities.
+  virtual void Present(const MasterRecord&) {}
 };
 
 /// Whether this machine knows IPv6 at all.
@@ -41,12 +47,15 @@ void CheckListen(const String& address);
 
 /// TLS over TCP on "ADDRESS:PORT"; port 0 takes a free one. Throws Exception*.
 std::unique_ptr<Listener> ListenTls(asio::io_context& io, const String& address, const MasterRecord& master,
-                                    Listener::FindClient findClient, Listener::ReportStranger report,
-                                    Listener::OnArrival onArrival);
+                                    Listener::FindClient findClient, Listener::Now now,
+                                    Listener::ReportStranger report, Listener::OnArrival onArrival);
+
+/// Who comes by a local socket: administrators as over TLS, or whoever may also manage certificates.
+enum class LocalUse { k_Clients, k_Management };
 
 /// A local socket, where the peer's user decides: root and this process's user are administrators. A socket
 /// file that nobody serves any more is replaced. Throws Exception*.
-std::unique_ptr<Listener> ListenLocal(asio::io_context& io, const Path& socket,
+std::unique_ptr<Listener> ListenLocal(asio::io_context& io, const Path& socket, LocalUse use,
                                       Listener::ReportStranger report, Listener::OnArrival onArrival);
 
 /// Accepts until the acceptor is closed; when there are no more descriptors, tries again a little later.

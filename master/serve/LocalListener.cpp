@@ -1,4 +1,3 @@
-#include <pwd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -6,6 +5,8 @@
 #include <fmt/core.h>
 
 #include "serve/Listener.h"
+#include "serve/Users.h"
+#include "store/DataFolder.h"
 
 namespace brenic::master {
 
@@ -13,28 +14,20 @@ namespace {
 
 using asio::local::stream_protocol;
 
-String UserName(uid_t user) {
-  passwd entry{};
-  passwd* found = nullptr;
-  std::array<char, 4096> buffer;
-  if (getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found) == 0 && found)
-    return entry.pw_name;
-  return fmt::format("uid:{}", user);
-}
-
 class LocalListener : public Listener {
 public:
-  LocalListener(asio::io_context& io, const Path& socket, ReportStranger report, OnArrival onArrival)
-      : m_Path(socket), m_Report(std::move(report)), m_OnArrival(std::move(onArrival)),
+  LocalListener(asio::io_context& io, const Path& socket, LocalUse use, ReportStranger report,
+                OnArrival onArrival)
+      : m_Path(socket), m_Use(use), m_Report(std::move(report)), m_OnArrival(std::move(onArrival)),
         m_Loop(io, [this](stream_protocol::socket accepted) { Arrive(std::move(accepted)); }) {
     try {
       RemoveStale(io);
       stream_protocol::acceptor& acceptor = m_Loop.Get();
       acceptor.open();
-      acceptor.bind(stream_protocol::endpoint(m_Path.str().str()));
+      acceptor.bind(stream_protocol::endpoint(ShortSocketPath(m_Path).str()));
       m_Bound = true;
       // Everybody may connect; the peer's user decides who is let in.
-      if (chmod(m_Path.c_str(), 0666) != 0)
+      if (chmod(m_Path.c_str(), use == LocalUse::k_Management ? 0600 : 0666) != 0)
         rlib::ThrowError("Cannot open the local socket '" + m_Path.str() + "' to users", errno);
       acceptor.listen();
     } catch (const boost::system::system_error& error) {
@@ -63,7 +56,7 @@ private:
       throw new Exception("There is a file that is no socket: " + m_Path.str());
     stream_protocol::socket probe(io);
     error_code error;
-    probe.connect(stream_protocol::endpoint(m_Path.str().str()), error);
+    probe.connect(stream_protocol::endpoint(ShortSocketPath(m_Path).str()), error);
     if (error != asio::error::connection_refused)
       throw new Exception("Another process serves the local socket '" + m_Path.str() + "'");
     unlink(m_Path.c_str());
@@ -75,10 +68,11 @@ private:
     if (getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
       return m_Report("The user of a local peer cannot be determined: " + rlib::ErrorText(errno));
     Arrival arrival;
-    arrival.m_Peer.m_Key = fmt::format("uid:{}", peer.uid);
+    arrival.m_Peer.m_Key = UserKey(peer.uid);
     arrival.m_Peer.m_Name = UserName(peer.uid);
     arrival.m_Peer.m_Address = Address().str();
     arrival.m_Peer.m_Role = Role::k_Administrator;
+    arrival.m_Peer.m_Manages = m_Use == LocalUse::k_Management;
     if (peer.uid != 0 && peer.uid != geteuid())
       arrival.m_Rejection =
           String(fmt::format("the user {} may not use the Master's local socket; only root and the "
@@ -89,6 +83,7 @@ private:
   }
 
   const Path m_Path;
+  const LocalUse m_Use;
   const ReportStranger m_Report;
   const OnArrival m_OnArrival;
   AcceptLoop<stream_protocol::acceptor> m_Loop;
@@ -97,9 +92,9 @@ private:
 
 } // namespace
 
-std::unique_ptr<Listener> ListenLocal(asio::io_context& io, const Path& socket,
+std::unique_ptr<Listener> ListenLocal(asio::io_context& io, const Path& socket, LocalUse use,
                                       Listener::ReportStranger report, Listener::OnArrival onArrival) {
-  return std::make_unique<LocalListener>(io, socket, std::move(report), std::move(onArrival));
+  return std::make_unique<LocalListener>(io, socket, use, std::move(report), std::move(onArrival));
 }
 
 } // namespace brenic::master

@@ -2,10 +2,8 @@
 
 #include <fmt/core.h>
 
+#include "brenic/MessageClasses.h"
 #include "brenic/Options.h"
-#include "brenic/PathTranslationsMsg.h"
-#include "brenic/ProductMessages.h"
-#include "brenic/SettingsMessages.h"
 #include "farm/Judgement.h"
 #include "farm/Steps.h"
 #include "store/Store.h"
@@ -72,6 +70,10 @@ Request MakeRequest(uint64_t session, std::shared_ptr<const Peer> peer, wire::En
         "The client '{}' is a component; only an administrator may send requests", peer->m_Name.str()));
   else if (translations > k_MaxTranslationCount)
     request.m_Refusal = TooManyTranslations(translations).Reason();
+  const MessageDescription* const description = request.m_Class ? FindDescription(request.m_Class) : nullptr;
+  const bool isForManagers = description && description->m_Sender == Sender::k_Manager;
+  if (!request.m_Refusal && isForManagers && !peer->m_Manages)
+    request.m_Refusal = "This is only decided on the Master's own machine; run brenic-master there";
   if (bytes.size() <= k_AlwaysDecoded || !request.m_Refusal)
     request.m_Message = wire::FromWire(envelope);
   if (!request.m_Refusal && envelope.has_get_master_options())
@@ -91,7 +93,8 @@ std::string DigestOfLayout1(const Request& request) {
 
 std::shared_ptr<const std::string> KeptBytes(const Request& request, const Change& change) {
   constexpr size_t k_VeryShort = 4 * 1024;
-  if (!request.m_Message)
+  if (!request.m_Message ||
+      request.m_Message->Type() == MoveAuthorityMsg::s_Type) // keys stay out of the trail
     return nullptr;
   const bool isAllIn = IsAllIn(change, *request.m_Message);
   if (request.m_Bytes->size() <= (isAllIn ? k_VeryShort : k_MaxAuditField))

@@ -79,7 +79,7 @@ void WritePortFile(const Path& file, uint16_t port) {
 void UpdateDefaultProducts(Store& store, const std::vector<Path>& files, const std::string& run) {
   TryToStore("The default products", [&] {
     Farm farm = store.LoadFarm();
-    TakeDefaultProducts(files, store, farm, run);
+    TakeDefaultProducts(files, store, farm, run, Time::Now().Milliseconds());
   });
 }
 
@@ -99,6 +99,8 @@ void Serve(const ServeOptions& options) {
   ServerOptions serverOptions;
   serverOptions.m_Listen = options.m_Listen.empty() ? DefaultListen(HasIPv6()) : options.m_Listen;
   serverOptions.m_Socket = options.m_Socket;
+  serverOptions.m_ManagementSocket = ManagementSocket(options.m_Folder);
+  serverOptions.m_Care = options.m_Care;
   serverOptions.m_Commands = configuration.m_Commands;
   serverOptions.m_EndSignals = {SIGTERM, SIGINT};
   serverOptions.m_Places = ClientPlaces();
@@ -115,7 +117,6 @@ void Serve(const ServeOptions& options) {
   auto store = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadWrite);
   if (!products.empty())
     UpdateDefaultProducts(*store, *productFiles, serverOptions.m_Run);
-  options.m_RenewCertificate(*store);
   auto directory = std::make_unique<SqliteStore>(options.m_Folder, Database::Mode::k_ReadOnly);
 
   Server server(serverOptions, std::move(store), std::move(directory));

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "store/Store.h"
+#include "serve/Server.h"
 
 namespace brenic::master {
 
@@ -16,8 +16,7 @@ struct ServeOptions {
   Path m_Products; // folder of the default products; empty: as configured, else the installed one
   /// Called before the folder is used, to see to it that it holds a Master.
   std::function<void()> m_Prepare;
-  /// Called before anybody is served.
-  std::function<void(Store& store)> m_RenewCertificate;
+  CertificateCare m_Care;
 };
 
 /// Serves until it is told to end. Throws Exception* or StoreFailure when it cannot begin.

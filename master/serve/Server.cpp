@@ -40,13 +40,17 @@ wire::Welcome MakeWelcome(const MasterRecord& master) {
 } // namespace
 
 Server::Server(const ServerOptions& options, std::unique_ptr<Store> store, std::unique_ptr<Store> directory)
-    : m_Work(m_Io.get_executor()), m_EndSignals(m_Io), m_EndTimer(m_Io), m_Machine(m_Io, options.m_Commands),
-      m_Places(options.m_Places, options.m_ConnectionsPerCertificate), m_RefusalTimer(m_Io),
+    : m_Work(m_Io.get_executor()), m_EndSignals(m_Io), m_EndTimer(m_Io),
+      m_Clock(options.m_Clock ? options.m_Clock : ClockOf(*directory)), m_Care(options.m_Care),
+      m_Machine(m_Io, options.m_Commands), m_Places(options.m_Places, options.m_ConnectionsPerCertificate),
+      m_RefusalTimer(m_Io), m_LookEvery(options.m_LookEvery), m_LookTimer(m_Io),
       m_Writer(
           std::move(store), options.m_Commands,
           [this](Batch batch) { asio::post(m_Io, [this, batch = std::move(batch)] { OnBatch(batch); }); },
-          options.m_Run, options.m_Products),
+          options.m_Run, options.m_Products, options.m_Care.m_Manage, m_Clock),
       m_Directory(std::move(directory)) {
+  if (const auto due = RenewalIfDue())
+    (void)m_Writer.DecideNow({&*due, 1});
   m_Snapshot = m_Writer.FirstSnapshot();
   const MasterRecord master = m_Directory->LoadMaster();
   m_Welcome = MakeWelcome(master);
@@ -54,9 +58,13 @@ Server::Server(const ServerOptions& options, std::unique_ptr<Store> store, std::
   const auto arrive = [this](Arrival arrival) { Arrive(std::move(arrival)); };
   m_Listeners.push_back(ListenTls(
       m_Io, options.m_Listen, master,
-      [this](const std::string& serial) { return m_Directory->FindClient(serial); }, report, arrive));
+      [this](const std::string& serial) { return m_Directory->FindClient(serial); },
+      [this] { return m_Clock->Now(); }, report, arrive));
   if (!options.m_Socket.empty())
-    m_Listeners.push_back(ListenLocal(m_Io, options.m_Socket, report, arrive));
+    m_Listeners.push_back(ListenLocal(m_Io, options.m_Socket, LocalUse::k_Clients, report, arrive));
+  if (!options.m_ManagementSocket.empty())
+    m_Listeners.push_back(
+        ListenLocal(m_Io, options.m_ManagementSocket, LocalUse::k_Management, report, arrive));
   for (const int signal : options.m_EndSignals)
     m_EndSignals.add(signal);
   WatchSignals();
@@ -66,6 +74,7 @@ Server::~Server() = default;
 
 void Server::Run() {
   m_Writer.Start();
+  LookAtTime();
   sd_notify(0, "READY=1");
   m_Io.run();
 }
@@ -95,6 +104,8 @@ void Server::Arrive(Arrival arrival) {
       std::make_shared<Session>(*this, m_Io, ++m_LastSession, std::move(arrival.m_Stream), arrival.m_Peer);
   Guest& guest = m_Sessions[session->Number()];
   guest.m_Session = session;
+  if (arrival.m_Client)
+    guest.m_Expires = arrival.m_Client->m_Expires;
   session->Start(arrival.m_Since);
   if (arrival.m_Rejection)
     return session->Reject(*arrival.m_Rejection);
@@ -106,6 +117,16 @@ void Server::Arrive(Arrival arrival) {
     return session->TurnAway();
   }
   guest.m_Place = std::move(*place);
+  if (arrival.m_IsValidityLearnt)
+    m_Writer.Perform("What is known of certificates", [client = *arrival.m_Client](Store& store) {
+      // Unless it has become known otherwise meanwhile.
+      auto present = store.FindClient(client.m_Serial);
+      if (!present || present->m_Expires)
+        return;
+      present->m_Issued = client.m_Issued;
+      present->m_Expires = client.m_Expires;
+      store.ReplaceClient(*present);
+    });
 }
 
 void Server::Submit(Request request) {
@@ -151,15 +172,21 @@ void Server::OnBatch(const Batch& batch) {
       CarryOut(result);
   }
   m_Writer.Taken(batch);
+  if (batch.m_CertificatesChanged) {
+    const MasterRecord master = m_Directory->LoadMaster();
+    for (const auto& listener : m_Listeners)
+      listener->Present(master);
+    DismissWhoMayNotStay();
+  }
   if (!batch.m_TranslationsChanged && !batch.m_ProductsChanged)
     return;
   const Bytes changes = batch.m_ChangedProducts
                             ? MakeProductChanges(*m_Snapshot->m_Products, *batch.m_ChangedProducts)
                             : nullptr;
   for (const auto& session : Sessions()) {
-    if (batch.m_TranslationsChanged && session->IsWelcome())
+    if (batch.m_TranslationsChanged && session->Follows())
       session->PushTranslations();
-    if (batch.m_ProductsChanged && session->IsWelcome())
+    if (batch.m_ProductsChanged && session->Follows())
       session->PushProducts(changes);
   }
 }
@@ -177,7 +204,7 @@ void Server::CarryOut(uint64_t asker, const LogDumpMsg&) {
     rlib::LogSystem("Wrote the log dump '" + file->str() + "'");
   const Bytes frame = PushFrame<LogDumpMsg>();
   for (const auto& session : Sessions()) {
-    if (session->Number() != asker && session->IsWelcome())
+    if (session->Number() != asker && session->Follows())
       session->Push(frame);
   }
 }
@@ -209,7 +236,7 @@ void Server::ShutDownSystem() {
   BeginEnding();
   const Bytes frame = PushFrame<ShutdownMsg>();
   for (const auto& session : Sessions()) {
-    if (session->IsWelcome())
+    if (session->Follows())
       session->Push(frame);
     else
       session->End(wire::Goodbye::ENDING, "the Master is ending");
@@ -251,6 +278,8 @@ void Server::FinishWhenEmpty() {
   m_EndTimer.cancel();
   m_EndSignals.cancel();
   m_RefusalTimer.cancel();
+  m_LookTimer.cancel();
+  KeepSightings();
   RecordRefusals();
   m_Machine.Finish();
   m_Work.reset();

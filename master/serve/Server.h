@@ -15,6 +15,16 @@
 
 namespace brenic::master {
 
+/// How the Master looks after certificates, its own and those of its clients.
+struct CertificateCare {
+  Writer::Manage m_Manage;
+  /// Whether something of the Master's own is to be renewed at that time. I/O thread.
+  std::function<bool(Store& directory, int64_t now)> m_IsDue;
+  /// What ends soon, as lines for the log; each at 60, 30, 14, 7 and 1 days. Called about once an hour. I/O
+  /// thread.
+  std::function<std::vector<String>(Store& directory, int64_t now)> m_EndingSoon;
+};
+
 struct ServerOptions {
   String m_Listen;
   Path m_Socket; // empty: no local socket
@@ -24,6 +34,10 @@ struct ServerOptions {
   std::vector<int> m_EndSignals;                  // that end it cleanly
   size_t m_Places = Places::k_All;
   size_t m_ConnectionsPerCertificate = 0; // 0: all places
+  Path m_ManagementSocket;                // empty: none
+  CertificateCare m_Care;
+  std::shared_ptr<TrustedClock> m_Clock;       // null: the machine's
+  std::chrono::milliseconds m_LookEvery{2000}; // at the clock and at certificates that end
 };
 
 /// Made and run on one thread, the I/O thread.
@@ -49,6 +63,7 @@ private:
   std::shared_ptr<const Snapshot> CurrentSnapshot() const override { return m_Snapshot; }
   const wire::Welcome& WelcomeTemplate() const override { return m_Welcome; }
   void Closed(uint64_t session) override;
+  void Welcomed(const Peer& peer) override;
   void ReportStranger(const String& line) override { m_Strangers.Log(line); }
 
   void Arrive(Arrival arrival);
@@ -64,6 +79,14 @@ private:
   void DropSessions();
   void FinishWhenEmpty();
   void WatchSignals();
+  /// What the Master asks of itself when something of its own is to be renewed.
+  std::optional<Request> RenewalIfDue();
+  void LookAtTime();
+  void EndWhatHasEnded(int64_t now);
+  void LookAfterCertificates(int64_t now);
+  void DismissWhoMayNotStay();
+  void KeepTime(bool isInDoubt);
+  void KeepSightings();
   void RecordRefusals();
   void WatchRefusals();
   std::vector<std::shared_ptr<Session>> Sessions() const;
@@ -71,6 +94,7 @@ private:
   struct Guest {
     std::shared_ptr<Session> m_Session;
     std::unique_ptr<Places::Place> m_Place; // null for one that is turned away
+    std::optional<int64_t> m_Expires;       // its certificate
   };
 
   asio::io_context m_Io{1};
@@ -79,6 +103,8 @@ private:
   asio::steady_timer m_EndTimer;
   std::shared_ptr<const Snapshot> m_Snapshot; // of the last batch that was dealt with
   wire::Welcome m_Welcome;
+  const std::shared_ptr<TrustedClock> m_Clock;
+  const CertificateCare m_Care;
   MachineCommands m_Machine;
   std::vector<std::unique_ptr<Listener>> m_Listeners;
   Places m_Places;
@@ -91,7 +117,15 @@ private:
   LineLimit m_TurnedAway{1, "about clients without a place"};
   RefusalTally m_Refusals;
   asio::steady_timer m_RefusalTimer; // runs while there are some
-  Writer m_Writer;                   // its thread ends before the rest goes
+  const std::chrono::milliseconds m_LookEvery;
+  asio::steady_timer m_LookTimer;
+  // By the running clock.
+  int64_t m_NextCare = 0;
+  int64_t m_NextKeeping = 0;
+  int64_t m_NextSightings = 0;
+  bool m_WasInDoubt = false;
+  std::map<std::string, ClientRecord::Sighting> m_Sightings; // by serial, not kept yet
+  Writer m_Writer;                                           // its thread ends before the rest goes
   // Goes before the writer's store, which leaves no log beside the database when it is closed last.
   const std::unique_ptr<Store> m_Directory;
 };

@@ -50,6 +50,12 @@ void Session::Reject(const String& reason) {
   SayGoodbye(wire::Goodbye::REJECTED, reason);
 }
 
+void Session::Dismiss(const String& reason) {
+  if (!m_Left)
+    rlib::LogSystem(Who() + " is not served any more: " + reason);
+  SayGoodbye(wire::Goodbye::REJECTED, reason);
+}
+
 void Session::TurnAway() {
   SayGoodbye(wire::Goodbye::BUSY, "the Master has no place for another client now");
 }
@@ -146,6 +152,8 @@ void Session::OnHello(const wire::Hello& hello) {
     throw wire::Malformed("a Hello whose name is not valid UTF-8");
   m_Peer->m_ClientId = wire::Identifier(hello.client_id()).ToString().str();
   m_Peer->m_Kind = hello.kind();
+  m_Peer->m_Program = hello.name();
+  m_Peer->m_Version = hello.version();
   SendWelcome(hello);
 }
 
@@ -161,25 +169,28 @@ void Session::SendWelcome(const wire::Hello& hello) {
   frame.mutable_welcome()->set_message(
       std::string(rlib::Utf8Beginning(snapshot->m_Message.str(), k_MaxMessage)));
   m_Stream->Send(frame);
-  m_Stream->Send(snapshot->m_Translations);
-
-  const ProductFrames& products = *snapshot->m_Products;
-  if (hello.products_digest() == products.m_Digest) {
-    wire::Frame unchanged;
-    unchanged.mutable_products()->set_unchanged(true);
-    m_Stream->Send(unchanged);
-    m_Stream->Send(products.m_End);
-  } else {
-    SendProducts(products);
-  }
+  if (!m_Peer->m_Manages) // which needs to know nothing of the farm
+    SendLists(hello, *snapshot);
 
   m_Timer.cancel();
   m_MayAsk = m_Peer->m_Role == Role::k_Administrator;
   if (m_MayAsk)
     m_Stream->SetLimit(wire::k_MaxFrame);
   m_Welcome = true;
+  m_Host.Welcomed(*m_Peer);
   rlib::LogInfo(fmt::format("{} connected: {} '{}', kind {}", Who().str(), RoleName(m_Peer->m_Role),
                             m_Peer->m_Name.str(), m_Peer->m_Kind));
+}
+
+void Session::SendLists(const wire::Hello& hello, const Snapshot& snapshot) {
+  m_Stream->Send(snapshot.m_Translations);
+  const ProductFrames& products = *snapshot.m_Products;
+  if (hello.products_digest() != products.m_Digest)
+    return SendProducts(products);
+  wire::Frame unchanged;
+  unchanged.mutable_products()->set_unchanged(true);
+  m_Stream->Send(unchanged);
+  m_Stream->Send(products.m_End);
 }
 
 void Session::OnRequest(wire::Envelope& envelope) {

@@ -17,6 +17,8 @@ public:
   virtual const wire::Welcome& WelcomeTemplate() const = 0;
   /// The session has ended and asks for nothing any more.
   virtual void Closed(uint64_t session) = 0;
+  /// The client was let in, and said who it is.
+  virtual void Welcomed(const Peer& peer) = 0;
   /// A line about somebody who is not known yet; rate-limited.
   virtual void ReportStranger(const String& line) = 0;
 };
@@ -40,10 +42,15 @@ public:
   void Start(std::chrono::steady_clock::time_point since);
   /// Lets the client know that it is not let in, and why.
   void Reject(const String& reason);
+  /// Ends at once what was let in before, and says why.
+  void Dismiss(const String& reason);
   /// Lets the client know that there is no place for it now.
   void TurnAway();
 
   bool IsWelcome() const { return m_Welcome; }
+  /// Whether it is told what changes in the farm.
+  bool Follows() const { return m_Welcome && !m_Peer->m_Manages; }
+  const Peer& Client() const { return *m_Peer; }
   uint64_t Number() const { return m_Number; }
 
   void Deliver(const RequestResult& result);
@@ -65,6 +72,7 @@ private:
   void OnEnd(const FrameStream::End& end);
   void OnDrained();
   void SendWelcome(const wire::Hello& hello);
+  void SendLists(const wire::Hello& hello, const Snapshot& snapshot);
   void SendProducts(const ProductFrames& products);
   void SayGoodbye(wire::Goodbye::Reason reason, const String& text);
   void Leave();

@@ -5,9 +5,10 @@
 
 #include "net/Endpoint.h"
 #include "net/TlsContext.h"
+#include "serve/Admission.h"
 #include "serve/Handshakes.h"
 #include "serve/Listener.h"
-#include "store/CertificateSerial.h"
+#include "store/CertificateFields.h"
 
 namespace brenic::master {
 
@@ -18,7 +19,10 @@ using asio::ip::tcp;
 
 ssl::context ServerContext(const MasterRecord& master) {
   ssl::context context = MakeTlsContext(ssl::context::tls_server);
-  context.add_certificate_authority(asio::buffer(master.m_Authority.m_Certificate));
+  for (const Authority& authority : master.m_Authorities)
+    context.add_certificate_authority(asio::buffer(authority.m_Credential.m_Certificate));
+  // The time is judged by the Master: its machine's clock may be wrong, and it says what to do.
+  X509_VERIFY_PARAM_set_flags(SSL_CTX_get0_param(context.native_handle()), X509_V_FLAG_NO_CHECK_TIME);
   context.use_certificate_chain(asio::buffer(master.m_Server.m_Certificate));
   context.use_private_key(asio::buffer(master.m_Server.m_Key), ssl::context::pem);
   return context;
@@ -51,9 +55,9 @@ std::string Text(const tcp::endpoint& endpoint) {
 class TlsListener : public Listener {
 public:
   TlsListener(asio::io_context& io, const String& address, const MasterRecord& master, FindClient findClient,
-              ReportStranger report, OnArrival onArrival)
-      : m_Context(ServerContext(master)), m_FindClient(std::move(findClient)), m_Report(std::move(report)),
-        m_OnArrival(std::move(onArrival)),
+              Now now, ReportStranger report, OnArrival onArrival)
+      : m_Context(ServerContext(master)), m_FindClient(std::move(findClient)), m_Now(std::move(now)),
+        m_Report(std::move(report)), m_OnArrival(std::move(onArrival)),
         m_Loop(io, [this](tcp::socket socket) { BeginHandshake(std::move(socket)); }),
         m_Handshakes(io, m_Context, [this](const Handshakes::Ended& ended) { EndHandshake(ended); }) {
     const tcp::endpoint endpoint = ParseListen(address);
@@ -76,6 +80,7 @@ public:
     m_Loop.Close();
     m_Handshakes.Close();
   }
+  void Present(const MasterRecord& master) override { m_Context = ServerContext(master); }
   String Address() const override { return Text(m_Endpoint); }
   uint16_t Port() const override { return m_Endpoint.port(); }
 
@@ -106,20 +111,23 @@ private:
     arrival.m_Peer.m_Address = ended.m_Address;
     const X509* certificate = SSL_get0_peer_certificate(ended.m_Stream->native_handle());
     arrival.m_Peer.m_Key = SerialOf(certificate);
-    if (const auto client = m_FindClient(arrival.m_Peer.m_Key)) {
+    arrival.m_Client = m_FindClient(arrival.m_Peer.m_Key);
+    if (auto& client = arrival.m_Client) {
       arrival.m_Peer.m_Name = client->m_Name;
       arrival.m_Peer.m_Role = client->m_Role;
-    } else {
-      arrival.m_Rejection =
-          String(fmt::format("This Master does not know the certificate with the serial number {}; "
-                             "ask its administrator for new credentials",
-                             arrival.m_Peer.m_Key));
+      if (!client->m_Expires) {
+        client->m_Issued = TimeOf(X509_get0_notBefore(certificate));
+        client->m_Expires = TimeOf(X509_get0_notAfter(certificate));
+        arrival.m_IsValidityLearnt = true;
+      }
     }
+    arrival.m_Rejection = WhyRefused(arrival.m_Peer.m_Key, arrival.m_Client, m_Now());
     m_OnArrival(std::move(arrival));
   }
 
   ssl::context m_Context;
   const FindClient m_FindClient;
+  const Now m_Now;
   const ReportStranger m_Report;
   const OnArrival m_OnArrival;
   AcceptLoop<tcp::acceptor> m_Loop;
@@ -145,10 +153,10 @@ void CheckListen(const String& address) {
 }
 
 std::unique_ptr<Listener> ListenTls(asio::io_context& io, const String& address, const MasterRecord& master,
-                                    Listener::FindClient findClient, Listener::ReportStranger report,
-                                    Listener::OnArrival onArrival) {
-  return std::make_unique<TlsListener>(io, address, master, std::move(findClient), std::move(report),
-                                       std::move(onArrival));
+                                    Listener::FindClient findClient, Listener::Now now,
+                                    Listener::ReportStranger report, Listener::OnArrival onArrival) {
+  return std::make_unique<TlsListener>(io, address, master, std::move(findClient), std::move(now),
+                                       std::move(report), std::move(onArrival));
 }
 
 } // namespace brenic::master

@@ -14,6 +14,10 @@ namespace brenic::master {
 
 namespace {
 
+bool IsRead(const Request& request) {
+  return request.m_Message && request.m_Message->Description().m_Kind == RequestKind::k_Read;
+}
+
 const char* ResultName(wire::Answer::Outcome outcome, bool isRead) {
   if (outcome != wire::Answer::COMMITTED)
     return "refused";
@@ -37,9 +41,10 @@ bool FitsFrame(const Message& reply) {
 } // namespace
 
 Writer::Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run,
-               Path products)
+               Path products, Manage manage, std::shared_ptr<TrustedClock> clock)
     : m_Store(std::move(store)), m_Commands(std::move(commands)), m_Deliver(std::move(deliver)),
-      m_Run(std::move(run)), m_Products(std::move(products)), m_Farm(m_Store->LoadFarm()) {
+      m_Run(std::move(run)), m_Products(std::move(products)), m_Manage(std::move(manage)),
+      m_Clock(clock ? std::move(clock) : std::make_shared<TrustedClock>()), m_Farm(m_Store->LoadFarm()) {
   Publish(true, true);
   for (const UID& type : m_Farm.m_Products.Hidden())
     rlib::LogWarning("The default product " + type.ToString() +
@@ -82,19 +87,48 @@ void Writer::ReadDefaultProducts() {
   m_Wake.notify_one();
 }
 
+void Writer::Perform(const char* what, std::function<void(Store& store)> task) {
+  {
+    std::lock_guard lock(m_Mutex);
+    m_Tasks.push_back({what, std::move(task)});
+  }
+  m_Wake.notify_one();
+}
+
+void Writer::PerformTasks() {
+  std::vector<Task> tasks;
+  {
+    std::lock_guard lock(m_Mutex);
+    tasks.swap(m_Tasks);
+  }
+  for (const Task& task : tasks) {
+    TryToStore(task.m_What, [&] {
+      try {
+        m_Store->Begin();
+        task.m_Do(*m_Store);
+        m_Store->Commit();
+      } catch (const StoreFailure&) {
+        m_Store->Rollback();
+        throw;
+      }
+    });
+  }
+}
+
 void Writer::Run() {
   for (;;) {
     std::vector<Request> requests;
     bool readDefaults = false;
     {
       std::unique_lock lock(m_Mutex);
-      m_Wake.wait(lock, [this] { return m_Stop || m_ReadDefaults || !m_Queue.empty(); });
-      if (m_Queue.empty() && !m_ReadDefaults)
+      m_Wake.wait(lock, [this] { return m_Stop || m_ReadDefaults || !m_Queue.empty() || !m_Tasks.empty(); });
+      if (m_Queue.empty() && m_Tasks.empty() && !m_ReadDefaults)
         return;
       requests.swap(m_Queue);
       readDefaults = std::exchange(m_ReadDefaults, false);
     }
     try {
+      PerformTasks();
       for (Requests rest(requests); !rest.empty() && !m_Abandoned;) {
         WaitUntilTaken();
         Batch batch = Process(rest);
@@ -154,7 +188,7 @@ Batch Writer::Commit(Requests requests) {
   m_Store->Begin();
   for (const Request& request : requests) {
     const std::string digest = Sha256(*request.m_Bytes);
-    Decision decision = Decide(request, digest);
+    Decision decision = Decide(request, digest, true);
     const bool committed = decision.m_Record && decision.m_Outcome == wire::Answer::COMMITTED;
     if (decision.m_Record) {
       batch.NoteNews(m_Farm, decision.m_Judgement);
@@ -165,6 +199,7 @@ Batch Writer::Commit(Requests requests) {
     }
     RequestResult result =
         MakeResult(request, decision.m_Outcome, decision.m_Reason, decision.m_Judgement.m_Reply.get());
+    batch.m_CertificatesChanged |= committed && IsForManagers(request);
     if (committed && request.m_Message->Description().m_Kind == RequestKind::k_Operation)
       result.m_Operation = request.m_Message;
     bytes += result.m_Frames->size();
@@ -183,8 +218,8 @@ Batch Writer::AnswerWithoutStoring(Requests requests, const String& reason) {
   size_t bytes = 0;
   batch.m_Snapshot = m_Snapshot;
   for (const Request& request : requests) {
-    Decision decision = Decide(request, Sha256(*request.m_Bytes));
-    const bool isWrite = decision.m_Record && !decision.m_Judgement.m_Reply;
+    Decision decision = Decide(request, Sha256(*request.m_Bytes), false);
+    const bool isWrite = decision.m_Record && !IsRead(request);
     if (isWrite && decision.m_Outcome == wire::Answer::COMMITTED) {
       decision.m_Outcome = wire::Answer::REFUSED;
       decision.m_Reason = reason;
@@ -198,10 +233,28 @@ Batch Writer::AnswerWithoutStoring(Requests requests, const String& reason) {
   return batch;
 }
 
-Writer::Decision Writer::Decide(const Request& request, const std::string& digest) {
+Writer::Decision Writer::Decide(const Request& request, const std::string& digest, bool mayStore) {
   if (const auto earlier = m_Store->FindDecision(request.m_Peer->m_Key, request.m_Id))
     return Repeat(request, *earlier, digest);
-  return DecideNew(request);
+  return IsForManagers(request) && mayStore ? DecideManaged(request) : DecideNew(request);
+}
+
+bool Writer::IsForManagers(const Request& request) const {
+  return m_Manage && !request.m_Refusal && request.m_Message->Description().m_Sender == Sender::k_Manager;
+}
+
+Writer::Decision Writer::DecideManaged(const Request& request) {
+  Decision decision;
+  auto managed = m_Manage(*m_Store, *request.m_Message, m_Clock->Now());
+  if (!managed) {
+    decision.m_Reason = managed.Reason();
+    return decision;
+  }
+  decision.m_Outcome = wire::Answer::COMMITTED;
+  decision.m_Reason = managed->m_Done;
+  decision.m_Judgement.m_Reply = std::move(managed->m_Reply);
+  m_Dismissed.insert(managed->m_Dismissed.begin(), managed->m_Dismissed.end());
+  return decision;
 }
 
 Writer::Decision Writer::Repeat(const Request& request, const AuditRecord& earlier,
@@ -226,6 +279,10 @@ Writer::Decision Writer::Repeat(const Request& request, const AuditRecord& earli
 
 Writer::Decision Writer::DecideNew(const Request& request) const {
   Decision decision;
+  if (m_Dismissed.contains(request.m_Peer->m_Key)) {
+    decision.m_Reason = "The client's certificate was revoked, or its role changed, before this was decided";
+    return decision;
+  }
   if (request.m_Refusal) {
     decision.m_Record = request.m_IsRecorded;
     decision.m_Reason = *request.m_Refusal;
@@ -260,7 +317,8 @@ std::optional<Batch> Writer::TakeDefaults() {
     return std::nullopt;
   }
   bool isOther = false;
-  TryToStore("The default products", [&] { isOther = TakeDefaultProducts(*files, *m_Store, m_Farm, m_Run); });
+  TryToStore("The default products",
+             [&] { isOther = TakeDefaultProducts(*files, *m_Store, m_Farm, m_Run, m_Clock->Wall()); });
   if (!isOther)
     return std::nullopt;
   Batch batch;
@@ -287,7 +345,7 @@ AuditRecord Writer::MakeRecord(const Request& request, const Decision& decision,
                                std::shared_ptr<const Change> change) const {
   const Peer& peer = *request.m_Peer;
   AuditRecord record;
-  record.m_Time = Time::Now().Milliseconds();
+  record.m_Time = m_Clock->Wall();
   record.m_ClientKey = peer.m_Key;
   record.m_ClientId = peer.m_ClientId;
   record.m_ClientName = peer.m_Name;
@@ -301,7 +359,7 @@ AuditRecord Writer::MakeRecord(const Request& request, const Decision& decision,
   record.m_Request = KeptBytes(request, *change);
   if (!change->IsEmpty())
     record.m_Change = std::move(change);
-  record.m_Result = ResultName(decision.m_Outcome, decision.m_Judgement.m_Reply != nullptr);
+  record.m_Result = ResultName(decision.m_Outcome, IsRead(request));
   record.m_Reason = decision.m_Reason.str();
   record.m_Run = m_Run;
   return record;

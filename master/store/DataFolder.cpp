@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <vector>
 
@@ -73,6 +74,18 @@ void RequirePrivate(const Path& folder) {
         fmt::format("Other users may look into {}, where private keys are; run: {}", open, commands));
 }
 
+rlib::Result<String> ReadSmallFile(const Path& file) {
+  constexpr std::streamsize k_Most = 1024 * 1024;
+  std::ifstream in(file.str().str(), std::ios::binary);
+  std::string text(static_cast<size_t>(k_Most) + 1, '\0');
+  if (!in || (!in.read(text.data(), k_Most + 1) && in.bad()))
+    return rlib::Failure("Cannot read '" + file.str() + "': " + rlib::ErrorText(errno));
+  if (in.gcount() > k_Most)
+    return rlib::Failure("The file '" + file.str() + "' is longer than 1 MiB");
+  text.resize(static_cast<size_t>(in.gcount()));
+  return String(text);
+}
+
 String ShellWord(const Path& path) {
   const std::string& text = path.str().str();
   const bool isPlain = !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char c) {
@@ -86,6 +99,26 @@ String ShellWord(const Path& path) {
   return word + "'";
 }
 
+Path ManagementSocket(const Path& folder) {
+  return folder / "manage.sock";
+}
+
+ShortSocketPath::ShortSocketPath(const Path& socket) : m_Text(socket.str().str()) {
+  constexpr size_t k_Longest = 107;
+  if (m_Text.size() <= k_Longest)
+    return;
+  const std::filesystem::path path(m_Text);
+  m_Folder = open(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  if (m_Folder < 0)
+    rlib::ThrowError("Cannot open the folder of the socket '" + socket.str() + "'", errno);
+  m_Text = fmt::format("/proc/self/fd/{}/{}", m_Folder, path.filename().string());
+}
+
+ShortSocketPath::~ShortSocketPath() {
+  if (m_Folder >= 0)
+    close(m_Folder);
+}
+
 bool IsServed(const Path& folder) {
   const int file = open((folder / "lock").c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
   if (file < 0)
@@ -95,19 +128,27 @@ bool IsServed(const Path& folder) {
   return !isFree;
 }
 
+std::unique_ptr<ServeLock> ServeLock::Try(const Path& folder) {
+  std::unique_ptr<ServeLock> lock(new ServeLock);
+  return lock->Take(folder) ? std::move(lock) : nullptr;
+}
+
 ServeLock::ServeLock(const Path& folder) {
+  if (!Take(folder))
+    throw new Exception("Another brenic-master already serves '" + folder.str() + "'");
+}
+
+bool ServeLock::Take(const Path& folder) {
   const Path file = folder / "lock";
   m_File = open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (m_File < 0)
     rlib::ThrowError("Cannot open '" + file.str() + "'", errno);
-  if (flock(m_File, LOCK_EX | LOCK_NB) == 0)
-    return;
-  close(m_File);
-  throw new Exception("Another brenic-master already serves '" + folder.str() + "'");
+  return flock(m_File, LOCK_EX | LOCK_NB) == 0;
 }
 
 ServeLock::~ServeLock() {
-  close(m_File);
+  if (m_File >= 0)
+    close(m_File);
 }
 
 } // namespace brenic::master

@@ -65,6 +65,13 @@ void Statement::BindOne(int index, int64_t value) {
     Throw(m_Database, "Cannot bind a value");
 }
 
+void Statement::BindOne(int index, const std::optional<int64_t>& value) {
+  if (value)
+    return BindOne(index, *value);
+  if (sqlite3_bind_null(m_Statement, index) != SQLITE_OK)
+    Throw(m_Database, "Cannot bind nothing");
+}
+
 void Statement::BindOne(int index, std::string_view text) {
   if (sqlite3_bind_text64(m_Statement, index, text.data() ? text.data() : "", text.size(), SQLITE_TRANSIENT,
                           SQLITE_UTF8) != SQLITE_OK)

@@ -55,6 +55,7 @@ public:
 private:
   void BindOne(int index, int64_t value);
   void BindOne(int index, int value) { BindOne(index, static_cast<int64_t>(value)); }
+  void BindOne(int index, const std::optional<int64_t>& value); // none is NULL
   void BindOne(int index, std::string_view text);
   void BindOne(int index, const Blob& blob);
   void BindOne(int index, const OptionalBlob& blob);

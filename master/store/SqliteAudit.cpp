@@ -99,7 +99,7 @@ void SqliteStore::ReadHistory(int64_t since, const std::function<bool(const Audi
     Statement row(m_Database.Handle(),
                   std::string(k_AuditColumns) +
                       "WHERE sequence >= ? AND sequence <= ? AND +time >= ? AND result = 'committed' "
-                      "AND (change IS NOT NULL OR fields <> '') ORDER BY sequence DESC");
+                      "AND (change IS NOT NULL OR fields <> '' OR reason <> '') ORDER BY sequence DESC");
     row.Bind(*first, next, since);
     const std::vector<AuditRecord> page = ReadAuditPage(row);
     if (page.empty())

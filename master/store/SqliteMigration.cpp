@@ -43,6 +43,21 @@ void BringFromLayout2(Database& database) {
                    "DROP TABLE option_of_layout_2");
 }
 
+/// Several authorities, and what is known of each certificate. Whose validity is not known is learnt when
+/// they are shown.
+void BringFromLayout3(Database& database) {
+  database.Execute("ALTER TABLE master RENAME TO master_of_layout_3;"
+                   "ALTER TABLE client RENAME TO client_of_layout_3");
+  database.Execute(k_CredentialTables);
+  database.Execute(
+      "INSERT INTO master SELECT id, name, '', server_certificate, server_key, 1 FROM master_of_layout_3;"
+      "INSERT INTO authority SELECT 1, authority_certificate, authority_key FROM master_of_layout_3;"
+      "INSERT INTO client (serial, name, role, authority) "
+      "SELECT serial, name, role, 1 FROM client_of_layout_3;"
+      "DROP TABLE master_of_layout_3;"
+      "DROP TABLE client_of_layout_3");
+}
+
 std::string LayoutOf(Database& database) {
   try {
     return database.Scalar("PRAGMA user_version");
@@ -59,7 +74,7 @@ std::string LayoutOf(Database& database) {
 void SqliteStore::BringToThisLayout(const Path& dataFolder) {
   Database database(File(dataFolder), Database::Mode::k_ReadWrite);
   const std::string found = LayoutOf(database);
-  if (found != "1" && found != "2")
+  if (found != "1" && found != "2" && found != "3")
     return;
   rlib::LogSystem(fmt::format("Bringing the database from layout {} to layout {}", found, k_Layout));
   try {
@@ -71,6 +86,8 @@ void SqliteStore::BringToThisLayout(const Path& dataFolder) {
       BringFromLayout1(database);
     if (layout == "1" || layout == "2")
       BringFromLayout2(database);
+    if (layout == "1" || layout == "2" || layout == "3")
+      BringFromLayout3(database);
     database.Execute(fmt::format("PRAGMA user_version = {}", k_Layout).c_str());
     database.Execute("COMMIT");
   } catch (const StoreFailure& failure) {

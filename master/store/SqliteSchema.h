@@ -3,17 +3,26 @@
 
 namespace brenic::master {
 
-inline constexpr int k_Layout = 3; // in user_version
+inline constexpr int k_Layout = 4; // in user_version
+
+/// Times are milliseconds since 1970-01-01 UTC.
+inline constexpr const char* k_CredentialTables = R"(
+CREATE TABLE master (
+  id BLOB NOT NULL, name TEXT NOT NULL, address TEXT NOT NULL,
+  server_certificate TEXT NOT NULL, server_key TEXT NOT NULL, server_authority INTEGER NOT NULL);
+CREATE TABLE authority (
+  number INTEGER PRIMARY KEY AUTOINCREMENT, certificate TEXT NOT NULL, key TEXT NOT NULL);
+CREATE TABLE client (
+  serial TEXT PRIMARY KEY, name TEXT NOT NULL,
+  role TEXT NOT NULL CHECK (role IN ('administrator', 'component')),
+  authority INTEGER NOT NULL, issued INTEGER, expires INTEGER, revoked INTEGER,
+  last_seen INTEGER, last_address TEXT, last_program TEXT, last_version INTEGER) WITHOUT ROWID;
+CREATE INDEX client_name ON client (name);
+CREATE TABLE clock (only INTEGER PRIMARY KEY CHECK (only = 1), trusted INTEGER NOT NULL, in_doubt INTEGER NOT NULL);
+)";
 
 /// What a database of layout 1 has as well.
 inline constexpr const char* k_SettingsTables = R"(
-CREATE TABLE master (
-  id BLOB NOT NULL, name TEXT NOT NULL,
-  authority_certificate TEXT NOT NULL, authority_key TEXT NOT NULL,
-  server_certificate TEXT NOT NULL, server_key TEXT NOT NULL);
-CREATE TABLE client (
-  serial TEXT PRIMARY KEY, name TEXT NOT NULL,
-  role TEXT NOT NULL CHECK (role IN ('administrator', 'component'))) WITHOUT ROWID;
 CREATE TABLE type_limit (type BLOB PRIMARY KEY, workers INTEGER NOT NULL) WITHOUT ROWID;
 CREATE TABLE restriction (name TEXT PRIMARY KEY) WITHOUT ROWID;
 CREATE TABLE path_translations (only INTEGER PRIMARY KEY CHECK (only = 1), list BLOB NOT NULL);

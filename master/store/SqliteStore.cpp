@@ -46,14 +46,11 @@ void SqliteStore::Create(const Path& file, const MasterRecord& master, const Cli
   // Without a write-ahead log at first: what fails is told by the commit, and the file is all there is.
   database.Execute("PRAGMA journal_mode = DELETE; PRAGMA synchronous = FULL");
   database.Execute("BEGIN IMMEDIATE");
-  for (const char* tables : {k_SettingsTables, k_OptionTable, k_ProductTables, k_AuditTable})
+  for (const char* tables :
+       {k_CredentialTables, k_SettingsTables, k_OptionTable, k_ProductTables, k_AuditTable})
     database.Execute(tables);
   database.Execute(fmt::format("PRAGMA user_version = {}", k_Layout).c_str());
-  Statement(database.Handle(), "INSERT INTO master VALUES (?,?,?,?,?,?)")
-      .Run(master.m_ID, master.m_Name, master.m_Authority.m_Certificate, master.m_Authority.m_Key,
-           master.m_Server.m_Certificate, master.m_Server.m_Key);
-  Statement(database.Handle(), "INSERT INTO client VALUES (?,?,?)")
-      .Run(firstClient.m_Serial, firstClient.m_Name, RoleName(firstClient.m_Role));
+  InsertCredentials(database.Handle(), master, firstClient);
   database.Execute("COMMIT");
   SetDurability(database);
   if (const std::string found = database.Scalar("PRAGMA quick_check"); found != "ok")
@@ -85,30 +82,6 @@ Statement& SqliteStore::Prepared(const char* sql) {
   if (!statement)
     statement = std::make_unique<Statement>(m_Database.Handle(), sql);
   return *statement;
-}
-
-MasterRecord SqliteStore::LoadMaster() {
-  Statement row(m_Database.Handle(), "SELECT * FROM master");
-  if (!row.Step())
-    throw StoreFailure("The database holds no Master");
-  return {wire::Identifier(row.Text(0)), row.Text(1), {row.Text(2), row.Text(3)}, {row.Text(4), row.Text(5)}};
-}
-
-void SqliteStore::ReplaceServerCredential(const Credential& credential) {
-  Prepared("UPDATE master SET server_certificate = ?, server_key = ?")
-      .Run(credential.m_Certificate, credential.m_Key);
-}
-
-void SqliteStore::AddClient(const ClientRecord& client) {
-  Prepared("INSERT INTO client VALUES (?,?,?)").Run(client.m_Serial, client.m_Name, RoleName(client.m_Role));
-}
-
-std::optional<ClientRecord> SqliteStore::FindClient(const std::string& serial) {
-  Statement& row = Prepared("SELECT name, role FROM client WHERE serial = ?").Bind(serial);
-  std::optional<ClientRecord> client;
-  while (row.Step())
-    client = ClientRecord{serial, row.Text(0), RoleOf(row.Text(1))};
-  return client;
 }
 
 void SqliteStore::Begin() {

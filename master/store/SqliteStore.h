@@ -26,10 +26,21 @@ public:
   SqliteStore(const Path& dataFolder, Database::Mode mode, bool isBesideServer = false);
 
   MasterRecord LoadMaster() override;
-  void ReplaceServerCredential(const Credential& credential) override;
+  void ReplaceServerCredential(const Credential& credential, int64_t authority) override;
+  void SetAddress(const String& address) override;
+  int64_t AddAuthority(const Credential& authority) override;
+  void SetAuthorityKey(int64_t number, const std::string& key) override;
+  void RemoveAuthority(int64_t number) override;
   Farm LoadFarm() override;
   void AddClient(const ClientRecord& client) override;
   std::optional<ClientRecord> FindClient(const std::string& serial) override;
+  std::vector<ClientRecord> Clients() override;
+  std::vector<ClientRecord> ClientsNamed(const String& name) override;
+  void ReplaceClient(const ClientRecord& client) override;
+  void SetLastSeen(const std::string& serial, const ClientRecord::Sighting& seen) override;
+  std::optional<ClockRecord> LoadClock() override;
+  void SetClock(const ClockRecord& clock) override;
+  std::optional<int64_t> TimeOfLastRecord() override;
   void Hurry() override { m_Database.Hurry(); }
   bool Finish() override;
   void Begin() override;
@@ -50,6 +61,7 @@ public:
 private:
   /// Prepared once per text, which must be a literal.
   Statement& Prepared(const char* sql);
+  static void InsertCredentials(sqlite3* database, const MasterRecord& master, const ClientRecord& client);
   void MakeDurable();
   void KeepLogShort();
   void ApplyOption(const OptionChange& change);

@@ -31,19 +31,57 @@ struct Credential {
   std::string m_Key;
 };
 
+/// Who signs certificates. The numbers ascend: the highest one signs, the earlier ones are still trusted.
+struct Authority {
+  int64_t m_Number = 1;
+  Credential m_Credential; // its key is empty where another machine holds it
+};
+
 /// The Master itself.
 struct MasterRecord {
   UID m_ID = UID(false);
   String m_Name;
-  Credential m_Authority;
+  String m_Address;       // that clients are told; empty when none was ever given
+  Credential m_Authority; // the one that signs
   Credential m_Server;
+  int64_t m_ServerAuthority = 1;             // the number of the one that signed m_Server
+  std::vector<Authority> m_Authorities = {}; // all, the one that signs last; as loaded
+
+  /// The certificates of all authorities, PEM: what clients trust.
+  std::string TrustedCertificates() const;
 };
 
-/// Somebody whose certificate is accepted.
+/// A certificate that was issued to a client. Times are milliseconds since 1970-01-01 UTC.
 struct ClientRecord {
+  /// When the client was last let in, and what it said of itself.
+  struct Sighting {
+    int64_t m_Time = 0;
+    std::string m_Address;
+    String m_Program;
+    uint32_t m_Version = 0;
+  };
+
   std::string m_Serial; // of the certificate, lower-case hexadecimal
   String m_Name;
   Role m_Role = Role::k_Component;
+  int64_t m_Authority = 1;               // number of the one that signed it
+  std::optional<int64_t> m_Issued = {};  // none: by an earlier program, and not seen since
+  std::optional<int64_t> m_Expires = {}; // it is not accepted from then on; the same
+  std::optional<int64_t> m_Revoked = {}; // since when it is refused
+  std::optional<Sighting> m_LastSeen = {};
+};
+
+/// What became of a request about certificates that was not refused.
+struct Managed {
+  String m_Done;                        // a sentence, for whoever asked and for the audit trail
+  shared_ptr<Message> m_Reply;          // may be null
+  std::vector<std::string> m_Dismissed; // serials whose connections end: they ask for nothing any more
+};
+
+/// What is known of the time: see TrustedClock.
+struct ClockRecord {
+  int64_t m_Trusted = 0; // milliseconds since 1970-01-01 UTC
+  bool m_IsInDoubt = false;
 };
 
 /// A request of more bytes is not kept as it came in the audit trail; a field that is longer as JSON text is
@@ -93,12 +131,33 @@ struct AuditRecord {
 class Store : public Trail {
 public:
   virtual MasterRecord LoadMaster() = 0;
-  /// The Master's own certificate, in place of the earlier one.
-  virtual void ReplaceServerCredential(const Credential& credential) = 0;
+  /// The Master's own certificate, in place of the earlier one, and the number of the authority that signed
+  /// it.
+  virtual void ReplaceServerCredential(const Credential& credential, int64_t authority) = 0;
+  /// What clients are told from now on.
+  virtual void SetAddress(const String& address) = 0;
+  /// The authority that signs from now on; its number.
+  virtual int64_t AddAuthority(const Credential& authority) = 0;
+  /// The key of an authority; an empty one takes it away.
+  virtual void SetAuthorityKey(int64_t number, const std::string& key) = 0;
+  virtual void RemoveAuthority(int64_t number) = 0;
   virtual Farm LoadFarm() = 0;
 
   virtual void AddClient(const ClientRecord& client) = 0;
   virtual std::optional<ClientRecord> FindClient(const std::string& serial) = 0;
+  /// All of them, by name and then by the time of issue.
+  virtual std::vector<ClientRecord> Clients() = 0;
+  virtual std::vector<ClientRecord> ClientsNamed(const String& name) = 0;
+  /// All but when it was last seen, which it leaves as it is.
+  virtual void ReplaceClient(const ClientRecord& client) = 0;
+  /// Nothing for a serial that there is not.
+  virtual void SetLastSeen(const std::string& serial, const ClientRecord::Sighting& seen) = 0;
+
+  /// None in a new store.
+  virtual std::optional<ClockRecord> LoadClock() = 0;
+  virtual void SetClock(const ClockRecord& clock) = 0;
+  /// Of the last record in the audit trail; none when there is none.
+  virtual std::optional<int64_t> TimeOfLastRecord() = 0;
 
   /// Others that hold the store are not waited for from now on. Any thread.
   virtual void Hurry() = 0;
@@ -120,7 +179,7 @@ public:
   /// wait for while it does.
   virtual void ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) = 0;
   /// The same for the records of what changed something, newest first, until `each` returns false. Among
-  /// them are all committed requests of layout 1.
+  /// them are all committed requests of layout 1, and those that tell what they did as their reason.
   virtual void ReadHistory(int64_t since, const std::function<bool(const AuditRecord&)>& each) = 0;
   /// Calls `each` for every product document that the store keeps.
   virtual void ReadDocuments(const std::function<void(const Product&)>& each) = 0;

@@ -125,12 +125,12 @@ class Credentials(FarmTest):
 
     def test_an_expired_certificate_is_not_let_in(self):
         self.refused(self.issue("late", "--role", "administrator", "--valid-days", "-1"),
-                     "does not accept this client's certificate", "expired", "it is valid from", "'brenic-master client'")
+                     "does not let this client in", "The certificate of 'late' ended on", "brenic-master client --renew")
 
     def test_a_certificate_that_the_master_does_not_know_is_not_let_in(self):
         # The same authority issued it, in a copy of the Master's data.
         copy, folder = self.farm.folder / "copy", self.farm.folder / "late"
-        shutil.copytree(self.farm.data, copy)
+        shutil.copytree(self.farm.data, copy, ignore=shutil.ignore_patterns("manage.sock"))
         self.farm.admin("client", "late", "--data-dir", copy, "--out", folder, "--role", "administrator")
         self.refused(folder / "brenic.conf", "does not let this client in", "does not know the certificate",
                      "ask its administrator for new credentials")
@@ -165,7 +165,8 @@ class Credentials(FarmTest):
         component = self.issue("engine", "--role", "component")
         self.assertDone(self.farm.run("-Info", credentials=component))
         self.refused(component, "administrator", status=1)
-        self.assertEqual([(r["client"]["name"], r["client"]["role"], r["result"]) for r in self.farm.audit()],
+        self.assertEqual([(r["client"]["name"], r["client"]["role"], r["result"]) for r in self.farm.audit()
+                          if r["message"]["class"] != "IssueClientMsg"],
                          [("engine", "component", "refused")])
 
     def test_without_credentials_the_local_socket_serves_its_own_users(self):

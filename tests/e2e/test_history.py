@@ -33,7 +33,7 @@ class HistoryTest(FarmTest):
         return self.newest()
 
     def own(self, **changes):
-        path = self.farm.folder / "own.json"
+        path = self.farm.folder / f"own{len(changes)}.json"
         path.write_text(json.dumps({"id": OWN, "name": "Own Tool", "aliases": ["own"], **changes}))
         return path
 
@@ -43,7 +43,7 @@ class History(HistoryTest):
         self.change("-Option", "MaxJobs", "1")
         self.change("-Option", "MAXJOBS", "2")
         self.change("-SetUserLimit", "ann", "5", "-Limit", "fluid", "7")
-        self.assertDone(self.farm.run("-Option", "", "1"), 1)
+        self.assertDone(self.farm.run("-Option", "a\n", "1"), 1)
         self.change("-PathTranslation", "P:", "/mnt/p", "/Volumes/p")
         self.change("-ImportProduct", self.own())
         self.change("-RemoveProduct", "own")
@@ -110,7 +110,7 @@ class Revert(HistoryTest):
                           ("-Limit", "own", "-1"), ("-Limit", "fluid", "5"),
                           ("-AddRestriction", "NoJobs"), ("-RemoveRestriction", "NoPause"),
                           ("-PathTranslation", "P:", "/mnt/p", "/Volumes/p"), ("-RemovePathTranslation", "/mnt/q"),
-                          ("-ImportProduct", self.own(version="2")), ("-RemoveProduct", "own"),
+                          ("-ImportProduct", self.own(aliases=["own", "second"])), ("-RemoveProduct", "own"),
                           ("-RemoveProduct", "fluid"), ("-RemoveProduct", NULL)):
             with self.subTest(arguments):
                 before = self.farm.state()
@@ -169,7 +169,7 @@ class Revert(HistoryTest):
 
     def test_operations_and_refused_requests_stay(self):
         self.assertDone(self.farm.run("-DumpLogs"))
-        self.assertDone(self.farm.run("-Option", "", "1"), 1)
+        self.assertDone(self.farm.run("-Option", "a\n", "1"), 1)
         numbers = [record["sequence"] for record in self.farm.audit()]
         _, err, status = self.revert(*numbers)
         self.assertEqual(status, 1)

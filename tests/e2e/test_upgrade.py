@@ -101,9 +101,9 @@ class Earlier(FarmTest):
         return bool(ready), status, err
 
     def assertBrought(self, folder):
-        """A start makes layout 3 of it, and the trail is all there."""
+        """A start makes layout 4 of it, and the trail is all there."""
         self.assertEqual(self.tried(folder), (True, 0, ""))
-        self.assertEqual(layout(folder / "master.db"), 3)
+        self.assertEqual(layout(folder / "master.db"), 4)
         self.assertEqual(printed(folder, "audit"), (LAYOUT1 / "audit.txt").read_bytes())
         self.assertEqual(printed(folder, "state"), (LAYOUT1 / "state.txt").read_bytes())
 
@@ -118,7 +118,7 @@ class Upgrade(Earlier):
 
     def test_everything_is_there_after_the_first_start(self):
         for command in (["state"], ["audit"], ["client", "x", "--role", "component", "--out", self.farm.folder / "x"]):
-            self.assertIn("layout 1; 'brenic-master serve' brings it to layout 3", self.refused(*command))
+            self.assertIn("layout 1; 'brenic-master serve' brings it to layout 4", self.refused(*command))
         for _ in range(2):
             self.farm.serve()
             state = json.loads(printed(self.farm.data, "state", "--json"))
@@ -131,7 +131,7 @@ class Upgrade(Earlier):
             self.assertEqual(self.farm.stop(), 0, self.farm.log())
             self.assertEqual(self.farm.log(), "")
         log = (self.farm.folder / "log-of-master/brenic-master.log").read_text()
-        self.assertEqual(log.count("Bringing the database from layout 1 to layout 3"), 1)
+        self.assertEqual(log.count("Bringing the database from layout 1 to layout 4"), 1)
         self.assertEqual(log.count("The database has the new layout"), 1)
         self.assertEqual(self.file.stat().st_mode & 0o777, 0o600)
 
@@ -155,10 +155,10 @@ class Upgrade(Earlier):
 
     def test_a_later_layout_is_refused(self):
         connection = sqlite3.connect(self.file)
-        connection.execute("PRAGMA user_version = 4")
+        connection.execute("PRAGMA user_version = 5")
         connection.close()
         for command in (["state"], ["audit"], ["serve", "--listen", "127.0.0.1:0", "--config", self.farm.config]):
-            self.assertIn("layout 4, made by a newer brenic-master", self.refused(*command))
+            self.assertIn("layout 5, made by a newer brenic-master", self.refused(*command))
 
 
 class Failing(Earlier):
@@ -217,7 +217,7 @@ class Failing(Earlier):
             self.assertEqual(status, 0 if ready else 1, err)
             if ready:
                 served += 1
-                self.assertEqual(layout(folder / "master.db"), 3)
+                self.assertEqual(layout(folder / "master.db"), 4)
                 continue
             failed += 1
             if layout(self.copy_of(folder)) == 1:

@@ -43,6 +43,13 @@ struct Namer {
                                                      : "the shutdown of the Master's machine";
   }
   String operator()(const RevertMsg&) const { return "the return to earlier settings"; }
+  String operator()(const IssueClientMsg& request) const { return "the certificate for " + request.m_Name; }
+  String operator()(const IssuedClientMsg&) const { return "a certificate"; }
+  String operator()(const RevokeClientMsg& request) const { return "the revocation of " + request.m_Client; }
+  String operator()(const ChangeHostsMsg&) const { return "the Master's hosts"; }
+  String operator()(const RenewAuthorityMsg&) const { return "the new authority"; }
+  String operator()(const MoveAuthorityMsg&) const { return "the move of the authority's key"; }
+  String operator()(const RenewMasterMsg&) const { return "the Master's certificates"; }
 };
 
 } // namespace

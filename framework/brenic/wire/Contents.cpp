@@ -180,6 +180,49 @@ void Exchange(typename Direction::template Ref<RevertMsg> message, Revert* wire)
   });
 }
 
+template <typename Direction>
+void Exchange(typename Direction::template Ref<IssueClientMsg> message, IssueClient* wire) {
+  Direction::Text(message.m_Name, wire->mutable_name());
+  Direction::Text(message.m_Role, wire->mutable_role());
+  Direction::Text(message.m_PublicKey, wire->mutable_public_key());
+  Direction::Scalar(
+      message.m_Days, [&] { return wire->days(); }, [&](int value) { wire->set_days(value); });
+  Direction::Scalar(
+      message.m_Renew, [&] { return wire->renew(); }, [&](bool value) { wire->set_renew(value); });
+  Direction::Scalar(
+      message.m_Overlap, [&] { return wire->overlap(); }, [&](int value) { wire->set_overlap(value); });
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<IssuedClientMsg> message, IssuedClient* wire) {
+  Direction::Text(message.m_Certificate, wire->mutable_certificate());
+  Direction::Text(message.m_Authorities, wire->mutable_authorities());
+  Direction::Text(message.m_Address, wire->mutable_address());
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<RevokeClientMsg> message, RevokeClient* wire) {
+  Direction::Text(message.m_Client, wire->mutable_client());
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<ChangeHostsMsg> message, ChangeHosts* wire) {
+  const auto each = [](auto& host, std::string* field) { Direction::Text(host, field); };
+  Direction::Elements(message.m_Add, wire->mutable_add(), each);
+  Direction::Elements(message.m_Remove, wire->mutable_remove(), each);
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<RenewAuthorityMsg>, RenewAuthority*) {}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<MoveAuthorityMsg> message, MoveAuthority* wire) {
+  Direction::Text(message.m_Keys, wire->mutable_keys());
+}
+
+template <typename Direction>
+void Exchange(typename Direction::template Ref<RenewMasterMsg>, RenewMaster*) {}
+
 /// The place of a class's contents in an envelope. A class of the list that has none does not compile.
 template <typename Class>
 struct Place;
@@ -219,6 +262,20 @@ template <>
 struct Place<MachineMsg> : PlaceOf<Envelope::kMachine, &Envelope::mutable_machine> {};
 template <>
 struct Place<RevertMsg> : PlaceOf<Envelope::kRevert, &Envelope::mutable_revert> {};
+template <>
+struct Place<IssueClientMsg> : PlaceOf<Envelope::kIssueClient, &Envelope::mutable_issue_client> {};
+template <>
+struct Place<IssuedClientMsg> : PlaceOf<Envelope::kIssuedClient, &Envelope::mutable_issued_client> {};
+template <>
+struct Place<RevokeClientMsg> : PlaceOf<Envelope::kRevokeClient, &Envelope::mutable_revoke_client> {};
+template <>
+struct Place<ChangeHostsMsg> : PlaceOf<Envelope::kChangeHosts, &Envelope::mutable_change_hosts> {};
+template <>
+struct Place<RenewAuthorityMsg> : PlaceOf<Envelope::kRenewAuthority, &Envelope::mutable_renew_authority> {};
+template <>
+struct Place<MoveAuthorityMsg> : PlaceOf<Envelope::kMoveAuthority, &Envelope::mutable_move_authority> {};
+template <>
+struct Place<RenewMasterMsg> : PlaceOf<Envelope::kRenewMaster, &Envelope::mutable_renew_master> {};
 
 } // namespace
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <type_traits>
 
+#include "brenic/ManagementMessages.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/ProductMessages.h"
 #include "brenic/RevertMsg.h"
@@ -20,7 +21,8 @@ struct MessageList {};
 using MessageClasses =
     MessageList<SetMasterOptionsMsg, GetMasterOptionsMsg, SetMasterLimitsMsg, SetMasterRestrictionsMsg,
                 PathTranslationsMsg, ProductMsg, RemoveProductMsg, EndProductsMsg, LogDumpMsg, ShutdownMsg,
-                MachineMsg, RevertMsg>;
+                MachineMsg, RevertMsg, IssueClientMsg, IssuedClientMsg, RevokeClientMsg, ChangeHostsMsg,
+                RenewAuthorityMsg, MoveAuthorityMsg, RenewMasterMsg>;
 
 namespace classes {
 

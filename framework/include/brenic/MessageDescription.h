@@ -5,8 +5,9 @@
 
 namespace brenic {
 
-/// Who may send the messages of a class. A Master takes requests from administrators only.
-enum class Sender { k_Administrator, k_Master, k_Both };
+/// Who may send the messages of a class. A Master takes requests from administrators only, and those of a
+/// manager only from its own machine, by its management socket.
+enum class Sender { k_Administrator, k_Master, k_Both, k_Manager };
 
 /// What becomes of a request: a read is answered, a write is stored, an operation is carried out. What only a
 /// Master sends is none.

@@ -4,6 +4,7 @@
 
 #include "Ascending.h"
 #include "Hex.h"
+#include "brenic/ManagementMessages.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/ProductMessages.h"
 #include "brenic/RevertMsg.h"
@@ -128,6 +129,54 @@ TEST(GoldenBytes, Revert) {
   auto message = Identified<RevertMsg>();
   message.m_Sequences = {7, 300};
   ExpectGolden(message, "0000001c3a1a0a10000102030405060708090a0b0c0d0e0fda01050a0307ac02");
+}
+
+TEST(GoldenBytes, IssueClient) {
+  auto message = Identified<IssueClientMsg>();
+  message.m_Name = "n";
+  message.m_Role = "component";
+  message.m_PublicKey = "k";
+  message.m_Days = -1;
+  message.m_Renew = true;
+  message.m_Overlap = 14;
+  ExpectGolden(
+      message,
+      "0000002e3a2c0a10000102030405060708090a0b0c0d0e0fe201170a016e1209636f6d706f6e656e741a016b20012801300e");
+}
+
+TEST(GoldenBytes, IssuedClient) {
+  auto message = Identified<IssuedClientMsg>();
+  message.m_Certificate = "c";
+  message.m_Authorities = "a";
+  message.m_Address = "h";
+  ExpectGolden(message, "000000203a1e0a10000102030405060708090a0b0c0d0e0fea01090a01631201611a0168");
+}
+
+TEST(GoldenBytes, RevokeClient) {
+  auto message = Identified<RevokeClientMsg>();
+  message.m_Client = "n";
+  ExpectGolden(message, "0000001a3a180a10000102030405060708090a0b0c0d0e0ff201030a016e");
+}
+
+TEST(GoldenBytes, ChangeHosts) {
+  auto message = Identified<ChangeHostsMsg>();
+  message.m_Add = {"a", "b"};
+  message.m_Remove = {"c"};
+  ExpectGolden(message, "000000203a1e0a10000102030405060708090a0b0c0d0e0ffa01090a01610a0162120163");
+}
+
+TEST(GoldenBytes, RenewAuthority) {
+  ExpectGolden(Identified<RenewAuthorityMsg>(), "000000173a150a10000102030405060708090a0b0c0d0e0f820200");
+}
+
+TEST(GoldenBytes, MoveAuthority) {
+  auto message = Identified<MoveAuthorityMsg>();
+  message.m_Keys = "k";
+  ExpectGolden(message, "0000001a3a180a10000102030405060708090a0b0c0d0e0f8a02030a016b");
+}
+
+TEST(GoldenBytes, RenewMaster) {
+  ExpectGolden(Identified<RenewMasterMsg>(), "000000173a150a10000102030405060708090a0b0c0d0e0f920200");
 }
 
 TEST(GoldenBytes, Hello) {

@@ -311,6 +311,12 @@ TEST(Revert, SaysOfEachRecordWhyItCannotBe) {
             "nothing; the record of change 1 has left the trail, which begins with 2 now");
   EXPECT_EQ(farm.Revert({4}), "Nothing was reverted: 4 was an operation (to shut the system down), which "
                               "cannot be taken back");
+  const int64_t revoked = farm.Record("RevokeClientMsg", "committed", {}).m_Sequence;
+  EXPECT_EQ(
+      farm.Revert({revoked}),
+      fmt::format("Nothing was reverted: {} was about certificates (to revoke a certificate), which is not "
+                  "taken back",
+                  revoked));
   EXPECT_EQ(farm.Revert({5}), "Nothing was reverted: 5 was recorded by an earlier version, which did not "
                               "keep what it changed");
   EXPECT_EQ(farm.Revert({6}), "Nothing was reverted: 6 changed no settings");

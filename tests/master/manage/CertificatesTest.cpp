@@ -1,5 +1,5 @@
 #include "manage/Certificates.h"
-#include "store/CertificateSerial.h"
+#include "store/CertificateFields.h"
 
 #include <gtest/gtest.h>
 #include <openssl/pem.h>
@@ -55,7 +55,7 @@ TEST(Certificates, OfAnotherAuthorityOrOfThePastAreNotAccepted) {
   const Credential authority = MakeAuthority("test");
   const auto client = IssueClient(authority, "c").m_Credential.m_Certificate;
   EXPECT_NE(Verify(MakeAuthority("test").m_Certificate, client, X509_PURPOSE_SSL_CLIENT), X509_V_OK);
-  const auto expired = IssueClient(authority, "c", -1).m_Credential.m_Certificate;
+  const auto expired = IssueClient(authority, "c", Validity::Days(-1)).m_Credential.m_Certificate;
   EXPECT_EQ(Verify(authority.m_Certificate, expired, X509_PURPOSE_SSL_CLIENT), X509_V_ERR_CERT_HAS_EXPIRED);
 }
 
@@ -72,12 +72,29 @@ TEST(Certificates, HaveLongSerialNumbersOfTheirOwn) {
 
 TEST(Certificates, TellTheirHostsAndHowLongTheyAreValid) {
   const Credential authority = MakeAuthority("test");
-  const std::set<std::string> hosts{"farm", "::1", "10.0.0.1"};
-  const Credential server = IssueServer(authority, "m", hosts, 10).m_Credential;
-  EXPECT_EQ(HostsOf(server), hosts);
-  EXPECT_NEAR(DaysLeft(server), 10, 1);
-  EXPECT_LT(DaysLeft(IssueClient(authority, "c", -1).m_Credential), 0);
-  EXPECT_NEAR(DaysLeft(authority), k_AuthorityDays, 1);
+  const std::vector<std::string> hosts{"farm", "::1", "10.0.0.1"};
+  const Validity validity{1'800'000'000'000, 1'900'000'000'000};
+  const Credential server = IssueServer(authority, "m", hosts, validity).m_Credential;
+  EXPECT_EQ(HostsOf(server), hosts) << "in their order";
+  EXPECT_EQ(ValidityOf(server.m_Certificate).m_Begin, validity.m_Begin - 60 * 60 * 1000);
+  EXPECT_EQ(ValidityOf(server.m_Certificate).m_End, validity.m_End);
+}
+
+TEST(Certificates, DoNotOutliveTheirAuthority) {
+  const Credential authority = MakeAuthority("test", Validity::Days(10));
+  const Validity within = Validity::Days(730).Within(authority.m_Certificate);
+  EXPECT_EQ(within.m_End, ValidityOf(authority.m_Certificate).m_End);
+  EXPECT_LT(Validity::Days(5).Within(authority.m_Certificate).m_End, within.m_End);
+}
+
+TEST(Certificates, AreIssuedForAKeyThatStaysWhereItIs) {
+  const Credential authority = MakeAuthority("test");
+  const KeyPair key = MakeKey();
+  const Issued issued = IssueClientFor(authority, "c", key.m_Public, Validity::Days(1));
+  EXPECT_EQ(issued.m_Credential.m_Key, "");
+  EXPECT_TRUE(IsKeyOf(issued.m_Credential.m_Certificate, key.m_Private));
+  EXPECT_FALSE(IsKeyOf(issued.m_Credential.m_Certificate, MakeKey().m_Private));
+  EXPECT_EQ(SerialOfPem(issued.m_Credential.m_Certificate), issued.m_Serial);
 }
 
 TEST(Certificates, AreNotMadeForWhatIsNoHost) {

@@ -170,6 +170,17 @@ TEST(HistoryText, ShowsRecordsOfLayout1ByTheirFields) {
   EXPECT_EQ(HistoryText(record, filter, Namer), "");
 }
 
+TEST(HistoryText, TellsWhatBecameOfCertificates) {
+  AuditRecord record = RecordOf({});
+  record.m_Change = nullptr;
+  record.m_Class = "RevokeClientMsg";
+  record.m_Reason = "Revoked 'bob'";
+  EXPECT_EQ(HistoryText(record, {}, Namer), "7 2023-11-14T22:13:20.123Z ann\\x1b: Revoked 'bob'");
+  HistoryFilter filter;
+  filter.m_Option = "a";
+  EXPECT_EQ(HistoryText(record, filter, Namer), "");
+}
+
 TEST(HistoryText, TellsOfARecordThatCannotBeRead) {
   AuditRecord record = RecordOf({});
   record.m_LoadChange = []() -> std::shared_ptr<const Change> {

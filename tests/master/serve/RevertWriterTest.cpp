@@ -227,13 +227,13 @@ TEST_F(OtherDefaults, OfANewFarmAreNoChange) {
                       {"01", "admin", Role::k_Administrator});
   SqliteStore store(folder.Name(), Database::Mode::k_ReadWrite);
   Farm farm = store.LoadFarm();
-  EXPECT_TRUE(TakeDefaultProducts(*DefaultProductFiles(m_Defaults), store, farm, "run"));
+  EXPECT_TRUE(TakeDefaultProducts(*DefaultProductFiles(m_Defaults), store, farm, "run", 5));
   EXPECT_EQ(farm.m_Products.Effective().size(), 2u);
   EXPECT_EQ(Describe(store.LoadFarm()), Describe(farm));
   EXPECT_EQ(store.SequenceRange().m_Newest, 0);
-  EXPECT_FALSE(TakeDefaultProducts(*DefaultProductFiles(m_Defaults), store, farm, "run"));
-  EXPECT_TRUE(TakeDefaultProducts({}, store, farm, "run"));
-  EXPECT_TRUE(TakeDefaultProducts(*DefaultProductFiles(m_Defaults), store, farm, "run"));
+  EXPECT_FALSE(TakeDefaultProducts(*DefaultProductFiles(m_Defaults), store, farm, "run", 5));
+  EXPECT_TRUE(TakeDefaultProducts({}, store, farm, "run", 5));
+  EXPECT_TRUE(TakeDefaultProducts(*DefaultProductFiles(m_Defaults), store, farm, "run", 5));
   EXPECT_EQ(Describe(store.LoadFarm()), Describe(farm));
   EXPECT_EQ(store.SequenceRange().m_Newest, 2);
 }
@@ -244,14 +244,14 @@ TEST_F(OtherDefaults, WithoutRoomStayInStoreAndMemory) {
                       {"01", "admin", Role::k_Administrator});
   SqliteStore store(folder.Name(), Database::Mode::k_ReadWrite);
   Farm farm = store.LoadFarm();
-  TakeDefaultProducts(*DefaultProductFiles(m_Defaults), store, farm, "run");
+  TakeDefaultProducts(*DefaultProductFiles(m_Defaults), store, farm, "run", 5);
   const std::string before = Describe(farm);
   store.Connection().Execute("PRAGMA max_page_count = 1");
   WriteTextFile((m_Defaults / "long.json").str().str(),
                 fmt::format(R"({{"id":"{}","name":"Gamma","description":"{}"}})", Type(3).ToString().str(),
                             std::string(200'000, 'x')));
   try {
-    TakeDefaultProducts(*DefaultProductFiles(m_Defaults), store, farm, "run");
+    TakeDefaultProducts(*DefaultProductFiles(m_Defaults), store, farm, "run", 5);
     FAIL();
   } catch (const StoreFailure& failure) {
     EXPECT_EQ(failure.Which(), StoreFailure::Kind::k_Full);

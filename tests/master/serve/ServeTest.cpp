@@ -23,8 +23,10 @@ TEST(Serve, RenewsACertificateThatIsNearItsEnd) {
   {
     SqliteStore store(farm.Data(), Database::Mode::k_ReadWrite);
     before = store.LoadMaster();
-    before.m_Server = IssueServer(before.m_Authority, "Farm", {"127.0.0.1", "farm.example"}, 30).m_Credential;
-    store.ReplaceServerCredential(before.m_Server);
+    before.m_Server =
+        IssueServer(before.m_Authority, "Farm", {"farm.example", "127.0.0.1"}, Validity::Days(30))
+            .m_Credential;
+    store.ReplaceServerCredential(before.m_Server, 1);
   }
   farm.Serve();
   EXPECT_EQ(farm.ConnectTls(farm.Data() + "/clients/admin").Greet().size(), 4u);
@@ -32,10 +34,13 @@ TEST(Serve, RenewsACertificateThatIsNearItsEnd) {
   EXPECT_EQ(farm.Wait(), 0);
   const MasterRecord after = SqliteStore(farm.Data(), Database::Mode::k_ReadWrite).LoadMaster();
   EXPECT_EQ(after.m_Authority.m_Certificate, before.m_Authority.m_Certificate);
-  EXPECT_GT(DaysLeft(after.m_Server), 700);
-  EXPECT_EQ(HostsOf(after.m_Server), (std::set<std::string>{"127.0.0.1", "farm.example"}));
-  EXPECT_THAT(ReadTextFile(farm.Data() + "/log/brenic-master.log"),
-              HasSubstr("Renewed the Master's certificate"));
+  EXPECT_GT(ValidityOf(after.m_Server.m_Certificate).m_End, Validity::Days(700).m_End);
+  EXPECT_EQ(HostsOf(after.m_Server), (std::vector<std::string>{"farm.example", "127.0.0.1"}));
+  const auto records = farm.Audit();
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0]["client"]["name"], "brenic-master");
+  EXPECT_EQ(records[0]["message"]["class"], "RenewMasterMsg");
+  EXPECT_THAT(records[0]["reason"], HasSubstr("Renewed the Master's certificate"));
 }
 
 TEST(Serve, KeepsACertificateThatIsNot) {

@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include "brenic/ManagementMessages.h"
+#include "brenic/MessageFactory.h"
 #include "brenic/Options.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/SystemMessages.h"
@@ -177,10 +179,28 @@ TEST_F(ServerTest, KnowsClientsThatWereIssuedWhileItServes) {
   EXPECT_TRUE(m_Farm.State()["options"].empty());
 }
 
-TEST_F(ServerTest, EndsTheHandshakeOfAnExpiredCertificate) {
+TEST_F(ServerTest, SaysThatACertificateHasEnded) {
   TestClient client = m_Farm.ConnectTls(m_Farm.Issue("old", "administrator", {"--valid-days", "-1"}));
-  client.SendHello();
-  EXPECT_FALSE(client.Receive());
+  const auto frames = client.Greet();
+  ASSERT_EQ(frames.size(), 1u);
+  EXPECT_EQ(frames[0].goodbye().reason(), wire::Goodbye::REJECTED);
+  EXPECT_THAT(frames[0].goodbye().text(), HasSubstr("The certificate of 'old' ended on"));
+}
+
+TEST_F(ServerTest, RequestsAboutCertificatesAreForTheManagementSocketAlone) {
+  TestClient client = m_Farm.Join();
+  auto message = MessageFactory::Create<RevokeClientMsg>();
+  message->m_Client = "admin";
+  const wire::Answer answer = client.Ask(*message);
+  EXPECT_EQ(answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_THAT(answer.reason(), HasSubstr("only decided on the Master's own machine"));
+  TestClient manager = TestClient::Local(m_Farm.Data() + "/manage.sock");
+  manager.SendHello();
+  EXPECT_TRUE(manager.Receive()->has_welcome());
+  message->m_ID = UID(true);
+  EXPECT_EQ(manager.Ask(*message).outcome(), wire::Answer::COMMITTED);
+  EXPECT_EQ(m_Farm.ConnectTls(m_Farm.Data() + "/clients/admin").Greet().back().goodbye().reason(),
+            wire::Goodbye::REJECTED);
 }
 
 TEST_F(ServerTest, SaysWhyItRejectsAnUnknownSerialNumber) {

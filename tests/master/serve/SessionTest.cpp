@@ -14,6 +14,7 @@ struct Host : SessionHost {
   std::shared_ptr<const Snapshot> CurrentSnapshot() const override { return std::make_shared<Snapshot>(); }
   const wire::Welcome& WelcomeTemplate() const override { return m_Welcome; }
   void Closed(uint64_t) override { m_Closed = true; }
+  void Welcomed(const Peer&) override {}
   void ReportStranger(const String& line) override { m_Lines.push_back(line.str()); }
 
   wire::Welcome m_Welcome;

@@ -72,7 +72,8 @@ TestClient TestClient::Local(const std::string& socket) {
   return TestClient(std::move(connection));
 }
 
-TestClient TestClient::Tls(uint16_t port, const std::string& credentials, const char* groups) {
+TestClient TestClient::Tls(uint16_t port, const std::string& credentials, const char* groups,
+                           std::optional<int64_t> now) {
   std::signal(SIGPIPE, SIG_IGN); // SSL_write has no flag for it
   TcpAddress address;
   address.address.sin_family = AF_INET;
@@ -90,6 +91,8 @@ TestClient TestClient::Tls(uint16_t port, const std::string& credentials, const 
   if (groups)
     Require(SSL_CTX_set1_groups_list(context, groups) == 1, "groups");
   connection->m_Tls = SSL_new(context);
+  if (now)
+    X509_VERIFY_PARAM_set_time(SSL_get0_param(connection->m_Tls), *now / 1000);
   X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(connection->m_Tls), "127.0.0.1");
   SSL_set_fd(connection->m_Tls, connection->m_Socket);
   Require(SSL_connect(connection->m_Tls) == 1, "TLS handshake");

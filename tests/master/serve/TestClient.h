@@ -13,8 +13,9 @@ class TestClient {
 public:
   /// Throw std::runtime_error when there is no connection.
   static TestClient Local(const std::string& socket);
-  /// With ca.pem, client.pem and client.key of the folder.
-  static TestClient Tls(uint16_t port, const std::string& credentials, const char* groups = nullptr);
+  /// With ca.pem, client.pem and client.key of the folder. `now` (milliseconds) is the client's own clock.
+  static TestClient Tls(uint16_t port, const std::string& credentials, const char* groups = nullptr,
+                        std::optional<int64_t> now = {});
 
   TestClient(TestClient&&) noexcept;
   ~TestClient();

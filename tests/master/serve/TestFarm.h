@@ -51,6 +51,7 @@ public:
   static void Forget(const std::string& data, const std::string& name);
 
   nlohmann::json State() const;
+  /// Without what Issue has left there.
   std::vector<nlohmann::json> Audit() const;
 
 private:

@@ -53,23 +53,23 @@ TEST_F(Layout1Test, IsNotReadBeforeTheMasterWasStartedWhichTheProgramSaysInOneLi
     EXPECT_EQ(ended.m_Status, 1);
     EXPECT_EQ(ended.m_Output, "");
     EXPECT_EQ(ended.m_Errors, "brenic-master: The database has layout 1; 'brenic-master serve' brings it to "
-                              "layout 3, which this program reads\n");
+                              "layout 4, which this program reads\n");
   }
   EXPECT_EQ(m_Folder.Count(), 1u) << "there are no credentials";
   EXPECT_TRUE(ReadTextFile(File()) == Kept("master.db"));
 }
 
 TEST_F(Layout1Test, ALaterLayoutIsRefusedInOneLine) {
-  Execute("PRAGMA user_version = 4");
+  Execute("PRAGMA user_version = 5");
   for (const std::vector<std::string>& arguments :
        std::vector<std::vector<std::string>>{{"state"}, {"audit"}, {"serve", "--listen", "127.0.0.1:0"}}) {
     const Ended ended = Run(arguments);
     EXPECT_EQ(ended.m_Status, 1);
     EXPECT_EQ(ended.m_Output, "");
-    EXPECT_EQ(ended.m_Errors, "brenic-master: The database has layout 4, made by a newer brenic-master; this "
-                              "one reads layout 3\n");
+    EXPECT_EQ(ended.m_Errors, "brenic-master: The database has layout 5, made by a newer brenic-master; this "
+                              "one reads layout 4\n");
   }
-  EXPECT_EQ(Scalar("PRAGMA user_version"), "4");
+  EXPECT_EQ(Scalar("PRAGMA user_version"), "5");
 }
 
 TEST_F(Layout1Test, HoldsTheSameAsBefore) {
@@ -120,7 +120,7 @@ TEST_F(Layout1Test, GetsTheTablesOfANewDatabase) {
   };
   const auto fresh = shape(other / "master.db");
   EXPECT_GT(fresh.size(), 50u);
-  EXPECT_THAT(fresh, testing::Contains("layout 3"));
+  EXPECT_THAT(fresh, testing::Contains("layout 4"));
   EXPECT_EQ(shape(File()), fresh);
 }
 
@@ -175,7 +175,9 @@ TEST_F(Layout1Test, StaysWholeWhenItCannotBeBroughtToThisLayout) {
   for (const char* obstacle :
        {"CREATE TABLE product_of_layout_1 (a)", "CREATE TABLE document (a)",
         "CREATE TABLE change_document (a)", "ALTER TABLE audit ADD COLUMN size INTEGER",
-        "ALTER TABLE audit ADD COLUMN change BLOB", "ALTER TABLE audit ADD COLUMN request BLOB"}) {
+        "ALTER TABLE audit ADD COLUMN change BLOB", "ALTER TABLE audit ADD COLUMN request BLOB",
+        "CREATE TABLE option_of_layout_2 (a)", "CREATE TABLE client_of_layout_3 (a)",
+        "CREATE TABLE clock (a)"}) {
     std::filesystem::remove_all(Data());
     std::filesystem::create_directory(Data());
     std::filesystem::copy_file(std::string(LAYOUT1) + "/master.db", File());
@@ -186,7 +188,7 @@ TEST_F(Layout1Test, StaysWholeWhenItCannotBeBroughtToThisLayout) {
       ADD_FAILURE() << obstacle;
     } catch (const StoreFailure& failure) {
       EXPECT_THAT(failure.what(),
-                  HasSubstr("cannot be brought from layout 1 to layout 3 and stays as it was"));
+                  HasSubstr("cannot be brought from layout 1 to layout 4 and stays as it was"));
     }
     EXPECT_EQ(Contents(File()), before) << obstacle;
     EXPECT_EQ(Scalar("PRAGMA user_version"), "1") << obstacle;

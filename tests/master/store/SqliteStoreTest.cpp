@@ -13,7 +13,7 @@ namespace {
 
 class StoreTest : public StoreFixture {
 protected:
-  StoreTest() : StoreFixture({Type(7), "Farm", {"ca", "ca key"}, {"server", "server key"}}) {}
+  StoreTest() : StoreFixture({Type(7), "Farm", "farm.example", {"ca", "ca key"}, {"server", "server key"}}) {}
 
   /// Returns what it did.
   Change Apply(const shared_ptr<Message>& message) {
@@ -52,6 +52,47 @@ TEST_F(StoreTest, HoldsTheMasterAndItsClients) {
   EXPECT_FALSE(m_Store->FindClient("03"));
 }
 
+TEST_F(StoreTest, KnowsWhatBecameOfACertificate) {
+  ClientRecord node{"02", "node", Role::k_Component, 1, 10, 20, {}, {}};
+  m_Store->AddClient(node);
+  m_Store->AddClient({"03", "node", Role::k_Component, 1, 11, 30, {}, {}});
+  m_Store->SetLastSeen("02", {15, "10.0.0.1:5", "renderer", 7});
+  node.m_Revoked = 16;
+  m_Store->ReplaceClient(node);
+  Open();
+  const auto all = m_Store->ClientsNamed("node");
+  ASSERT_EQ(all.size(), 2u);
+  EXPECT_EQ(all[0].m_Revoked, 16);
+  EXPECT_EQ(all[0].m_Expires, 20);
+  ASSERT_TRUE(all[0].m_LastSeen);
+  EXPECT_EQ(all[0].m_LastSeen->m_Address, "10.0.0.1:5");
+  EXPECT_EQ(all[0].m_LastSeen->m_Version, 7u);
+  EXPECT_EQ(all[1].m_Serial, "03");
+  EXPECT_FALSE(all[1].m_Revoked || all[1].m_LastSeen);
+  EXPECT_EQ(m_Store->Clients().size(), 3u);
+}
+
+TEST_F(StoreTest, HoldsSeveralAuthoritiesOfWhichTheLastSigns) {
+  EXPECT_EQ(m_Store->AddAuthority({"ca 2", "ca 2 key"}), 2);
+  m_Store->SetAuthorityKey(1, "");
+  Open();
+  EXPECT_EQ(m_Store->LoadMaster().m_Authority.m_Certificate, "ca 2");
+  EXPECT_EQ(m_Store->LoadMaster().m_Authorities.front().m_Credential.m_Key, "");
+  EXPECT_EQ(m_Store->LoadMaster().TrustedCertificates(), "caca 2");
+  m_Store->RemoveAuthority(2);
+  EXPECT_EQ(m_Store->AddAuthority({"ca 3", ""}), 3) << "a number is not given twice";
+}
+
+TEST_F(StoreTest, HoldsWhatIsKnownOfTheTime) {
+  EXPECT_FALSE(m_Store->LoadClock());
+  EXPECT_FALSE(m_Store->TimeOfLastRecord());
+  m_Store->SetClock({5, false});
+  m_Store->SetClock({6, true});
+  Open();
+  EXPECT_EQ(m_Store->LoadClock()->m_Trusted, 6);
+  EXPECT_TRUE(m_Store->LoadClock()->m_IsInDoubt);
+}
+
 TEST_F(StoreTest, IsClosedToOthers) {
   struct stat info {};
   ASSERT_EQ(stat(SqliteStore::File(m_Folder.Name()).c_str(), &info), 0);
@@ -71,10 +112,11 @@ TEST_F(StoreTest, IsNotMadeBehindASymbolicLink) {
 }
 
 TEST_F(StoreTest, ReplacesTheMastersOwnCertificate) {
-  m_Store->ReplaceServerCredential({"new", "new key"});
+  m_Store->ReplaceServerCredential({"new", "new key"}, 2);
   Open();
   EXPECT_EQ(m_Store->LoadMaster().m_Server.m_Certificate, "new");
   EXPECT_EQ(m_Store->LoadMaster().m_Server.m_Key, "new key");
+  EXPECT_EQ(m_Store->LoadMaster().m_ServerAuthority, 2);
   EXPECT_EQ(m_Store->LoadMaster().m_Authority.m_Key, "ca key");
 }
 
@@ -209,7 +251,15 @@ TEST_F(StoreTest, BringsADatabaseOfLayout2ToThisOne) {
       "ALTER TABLE option RENAME TO later;"
       "CREATE TABLE option (section BLOB NOT NULL, name TEXT NOT NULL COLLATE NOCASE, value TEXT NOT NULL, "
       "PRIMARY KEY (section, name)) WITHOUT ROWID;"
-      "INSERT INTO option SELECT section, name, value FROM later; DROP TABLE later; PRAGMA user_version = 2");
+      "INSERT INTO option SELECT section, name, value FROM later; DROP TABLE later;"
+      "ALTER TABLE master RENAME TO later; ALTER TABLE client RENAME TO later_client;"
+      "CREATE TABLE master (id BLOB NOT NULL, name TEXT NOT NULL, authority_certificate TEXT NOT NULL, "
+      "authority_key TEXT NOT NULL, server_certificate TEXT NOT NULL, server_key TEXT NOT NULL);"
+      "CREATE TABLE client (serial TEXT PRIMARY KEY, name TEXT NOT NULL, role TEXT NOT NULL) WITHOUT ROWID;"
+      "INSERT INTO master SELECT id, name, 'ca', 'ca key', server_certificate, server_key FROM later;"
+      "INSERT INTO client SELECT serial, name, role FROM later_client;"
+      "DROP TABLE later; DROP TABLE later_client; DROP TABLE authority; DROP TABLE clock;"
+      "PRAGMA user_version = 2");
   m_Store.reset();
   EXPECT_THROW(Open(), StoreFailure);
   SqliteStore::BringToThisLayout(m_Folder.Name());
@@ -219,6 +269,9 @@ TEST_F(StoreTest, BringsADatabaseOfLayout2ToThisOne) {
   Open();
   EXPECT_EQ(m_Store->LoadFarm().m_Options.begin()->first, "MaxJobs");
   EXPECT_EQ(m_Store->LoadFarm().m_Options.begin()->second, "6");
+  EXPECT_EQ(m_Store->LoadMaster().m_Authority.m_Key, "ca key");
+  EXPECT_EQ(m_Store->FindClient("01")->m_Role, Role::k_Administrator);
+  EXPECT_FALSE(m_Store->FindClient("01")->m_Expires);
 }
 
 } // namespace

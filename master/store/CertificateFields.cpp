@@ -1,6 +1,7 @@
-#include "store/CertificateSerial.h"
+#include "store/CertificateFields.h"
 
 #include <cctype>
+#include <ctime>
 #include <memory>
 
 #include <openssl/bn.h>
@@ -21,6 +22,13 @@ std::string SerialOf(const X509* certificate) {
   for (char& digit : hex)
     digit = static_cast<char>(std::tolower(static_cast<unsigned char>(digit)));
   return hex;
+}
+
+int64_t TimeOf(const ASN1_TIME* time) {
+  tm parts{};
+  if (!time || ASN1_TIME_to_tm(time, &parts) != 1)
+    throw new Exception("Cannot read a certificate's validity");
+  return static_cast<int64_t>(timegm(&parts)) * 1000;
 }
 
 } // namespace brenic::master
