@@ -106,6 +106,7 @@ int main(int argc, char** argv) {
   AddServeCommand(line);
   AddBackupCommands(line);
   AddCredentialCommands(line, AskWhoeverHolds);
+  AddHistoryCommands(line, AskWhoeverHolds);
   AddLookingCommands(line);
   AddPrintingCommands(line);
   return line.Run(argc, argv);

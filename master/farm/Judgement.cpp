@@ -7,8 +7,11 @@
 #include "brenic/MessageClasses.h"
 #include "brenic/MessageFactory.h"
 #include "brenic/Options.h"
+#include "farm/Entry.h"
 #include "farm/ProductCheck.h"
+#include "farm/Revert.h"
 #include "farm/SettingsCheck.h"
+#include "farm/Steps.h"
 #include "farm/TextCheck.h"
 #include "rlib/Escape.h"
 #include "wire/Contents.h"
@@ -26,18 +29,12 @@ using rlib::Result;
 struct Bench {
   const Farm& m_Farm;
   const MachineCommandLines& m_Commands;
+  Trail& m_Trail;
 };
-
-/// What an administrator calls a product: its name, as far as one is known of the type.
-std::string Called(const Farm& farm, const UID& type) {
-  const auto product = farm.m_Products.Known(type);
-  return product ? fmt::format("product '{}'", rlib::Excerpt(product->Name()).str())
-                 : fmt::format("product {}", type.ToString().str());
-}
 
 Result<> CheckType(const Farm& farm, const UID& type) {
   if (!farm.m_Products.Find(type))
-    return Failure(fmt::format("The {} is not installed", Called(farm, type)));
+    return Failure(fmt::format("The {} is not installed", ProductName(farm, type)));
   return {};
 }
 
@@ -54,38 +51,6 @@ Result<UID> SectionOf(const Farm& farm, const String& section) {
   return type;
 }
 
-size_t PieceCount(const String& text) {
-  return static_cast<size_t>(std::count(text.str().begin(), text.str().end(), ';')) + 1;
-}
-
-/// Adds what becomes of one option.
-void SetOption(const Farm& farm, const UID& section, const String& name, const String& value,
-               Change& change) {
-  const OptionMap& options = farm.OptionsOf(section);
-  const auto current = options.find(name);
-  const bool isSet = current != options.end();
-  if (isSet && current->second == value)
-    return;
-  const String& kept = isSet ? current->first : name;
-  const String& before = isSet ? current->second : k_Empty;
-  if (section.IsNull() && name.CompareNoCase(o_UserLimits) == 0 &&
-      std::max(PieceCount(before), PieceCount(value)) <= k_MaxPieces) {
-    change.m_UserLimits = UserLimitsChange{
-        kept, isSet, true, ListDifference<String>::Between(SplitPieces(before), SplitPieces(value))};
-    return;
-  }
-  change.m_Options.push_back({section, kept, {isSet ? std::optional(current->second) : std::nullopt, value}});
-}
-
-size_t TextBytes(const Change& change) {
-  size_t bytes = 0;
-  for (const OptionChange& option : change.m_Options) {
-    for (const auto& text : {&option.m_Value.m_Before, &option.m_Value.m_After})
-      bytes += *text ? (*text)->size() : 0;
-  }
-  return bytes;
-}
-
 Result<Judgement> JudgeAs(const Bench& bench, const SetMasterOptionsMsg& message) {
   const auto section = SectionOf(bench.m_Farm, message.m_Section);
   if (!section)
@@ -98,11 +63,8 @@ Result<Judgement> JudgeAs(const Bench& bench, const SetMasterOptionsMsg& message
       return check.Why();
     SetOption(bench.m_Farm, *section, name, value, judgement.m_Change);
   }
-  if (const size_t bytes = TextBytes(judgement.m_Change); bytes > k_MaxChange)
-    return Failure(
-        fmt::format("The values before and after have {} bytes, where {} are allowed; change fewer options "
-                    "at a time",
-                    bytes, k_MaxChange));
+  if (const auto size = CheckSize(judgement.m_Change); !size)
+    return size.Why();
   return judgement;
 }
 
@@ -119,17 +81,13 @@ Result<Judgement> JudgeAs(const Bench& bench, const GetMasterOptionsMsg& message
 
 Result<Judgement> JudgeAs(const Bench& bench, const SetMasterLimitsMsg& message) {
   Judgement judgement;
-  const auto& limits = bench.m_Farm.m_Limits;
   for (const auto& [type, limit] : message.m_Limits) {
     if (const auto check = CheckType(bench.m_Farm, type); !check)
       return check.Why();
     if (limit < -1)
       return Failure(fmt::format("The limit {} of the {} is below -1, which lifts it", limit,
-                                 Called(bench.m_Farm, type)));
-    const auto current = limits.find(type);
-    const auto before = current != limits.end() ? std::optional(current->second) : std::nullopt;
-    if (before != limit)
-      judgement.m_Change.m_Limits[type] = {before, limit};
+                                 ProductName(bench.m_Farm, type)));
+    SetLimit(bench.m_Farm, type, limit, judgement.m_Change);
   }
   return judgement;
 }
@@ -139,8 +97,7 @@ Result<Judgement> JudgeAs(const Bench& bench, const SetMasterRestrictionsMsg& me
   for (const auto& [name, on] : message.m_Restrictions) {
     if (const auto check = CheckName("a", "restriction", name); !check)
       return check.Why();
-    if (bench.m_Farm.m_Restrictions.contains(name) != on)
-      judgement.m_Change.m_Restrictions[name] = on;
+    SetRestriction(bench.m_Farm, name, on, judgement.m_Change);
   }
   return judgement;
 }
@@ -150,17 +107,8 @@ Result<Judgement> JudgeAs(const Bench& bench, const PathTranslationsMsg& message
   if (const auto check = CheckTranslations(translations); !check)
     return check.Why();
   Judgement judgement;
-  judgement.m_Change.m_Translations =
-      ListDifference<TranslationSet>::Between(bench.m_Farm.m_Translations, translations);
+  SetTranslations(bench.m_Farm, translations, judgement.m_Change);
   return judgement;
-}
-
-/// Adds what becomes of one product type.
-void SetProduct(const Farm& farm, const UID& type, const std::optional<Customisation>& after,
-                Change& change) {
-  const auto before = farm.m_Products.CustomisationOf(type);
-  if (before != after)
-    change.m_Products[type] = {before, after};
 }
 
 Result<Judgement> JudgeAs(const Bench& bench, const ProductMsg& message) {
@@ -174,14 +122,14 @@ Result<Judgement> JudgeAs(const Bench& bench, const ProductMsg& message) {
     return names.Why();
   Judgement judgement;
   SetProduct(bench.m_Farm, type, Customisation{*product}, judgement.m_Change);
-  judgement.m_ProductTold = type;
+  judgement.m_ProductsTold = {type};
   return judgement;
 }
 
 Result<Judgement> JudgeAs(const Bench& bench, const RemoveProductMsg& message) {
   const UID& type = message.m_ProductType;
   Judgement judgement;
-  judgement.m_ProductTold = type;
+  judgement.m_ProductsTold = {type};
   if (type.IsNull()) {
     for (const auto& entry : bench.m_Farm.m_Products.Customised())
       SetProduct(bench.m_Farm, entry.first, std::nullopt, judgement.m_Change);
@@ -218,10 +166,15 @@ Result<Judgement> JudgeAs(const Bench& bench, const MachineMsg& message) {
   return Judgement();
 }
 
+Result<Judgement> JudgeAs(const Bench& bench, const RevertMsg& message) {
+  return JudgeRevert(bench.m_Farm, bench.m_Trail, message.m_Sequences);
+}
+
 } // namespace
 
-Result<Judgement> Judge(const Farm& farm, const MachineCommandLines& commands, const Message& message) {
-  const Bench bench{farm, commands};
+Result<Judgement> Judge(const Farm& farm, const MachineCommandLines& commands, const Message& message,
+                        Trail& trail) {
+  const Bench bench{farm, commands, trail};
   return VisitMessage(message, [&]<typename Class>(const Class& typed) -> Result<Judgement> {
     if constexpr (Class::k_Description.m_Sender == Sender::k_Master)
       return Failure("Only a Master sends this message");

@@ -5,6 +5,7 @@
 
 #include "farm/Farm.h"
 #include "farm/SettingsCheck.h"
+#include "farm/Trail.h"
 #include "rlib/Result.h"
 
 namespace brenic::master {
@@ -19,8 +20,8 @@ inline constexpr size_t k_MaxChange = 256 * 1024 * 1024;
 struct Judgement {
   Change m_Change;
   shared_ptr<Message> m_Reply; // to a request that only reads
-  /// The product type that clients are told of, whether it changed or not; the null type: of all.
-  std::optional<UID> m_ProductTold;
+  /// The product types that clients are told of, whether they changed or not; the null type: all.
+  std::set<UID> m_ProductsTold;
   bool m_ReloadsDefaults = false; // AddDefaults is to add what that changes
 };
 
@@ -31,8 +32,9 @@ struct MachineCommandLines {
 };
 
 /// Checks the contents of `message` and says what it changes. A refusal says in an administrator's words what
-/// is wrong with what.
-rlib::Result<Judgement> Judge(const Farm& farm, const MachineCommandLines& commands, const Message& message);
+/// is wrong with what. The trail must be that which led to the farm.
+rlib::Result<Judgement> Judge(const Farm& farm, const MachineCommandLines& commands, const Message& message,
+                              Trail& trail = EmptyTrail());
 
 /// Checks the basis of a write of a whole value: `basis` is the SHA-256 of the value that the change was made
 /// from, empty when it was made from none.

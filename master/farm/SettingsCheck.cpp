@@ -58,6 +58,14 @@ Failure TooManyTranslations(size_t count) {
       fmt::format("There are {} translations, where {} are allowed", count, k_MaxTranslationCount));
 }
 
+Result<> CheckSize(const rlib::vector<TranslationSet>& translations) {
+  if (translations.size() > k_MaxTranslationCount)
+    return TooManyTranslations(translations.size());
+  if (IsTooLong(translations))
+    return Failure(fmt::format("The list of path translations exceeds {} bytes", wire::k_MaxTranslations));
+  return {};
+}
+
 Result<> CheckTranslations(const rlib::vector<TranslationSet>& translations) {
   if (translations.size() > k_MaxTranslationCount)
     return TooManyTranslations(translations.size());
@@ -70,9 +78,7 @@ Result<> CheckTranslations(const rlib::vector<TranslationSet>& translations) {
                                    rlib::Platform::Name(platform).str(), check.Reason().str()));
     }
   }
-  if (IsTooLong(translations))
-    return Failure(fmt::format("The list of path translations exceeds {} bytes", wire::k_MaxTranslations));
-  return {};
+  return CheckSize(translations);
 }
 
 } // namespace brenic::master

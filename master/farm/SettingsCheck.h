@@ -19,6 +19,8 @@ inline constexpr size_t k_MaxTranslationCount = 100'000; // translations
 /// Whether an option can have the value; `global` tells those of the farm from those of a product type.
 rlib::Result<> CheckOptionValue(const String& name, const String& value, bool global);
 
+/// Whether a list can be so long. What stands in it is not looked at.
+rlib::Result<> CheckSize(const rlib::vector<TranslationSet>& translations);
 rlib::Result<> CheckTranslations(const rlib::vector<TranslationSet>& translations);
 
 /// Why so many path translations are refused.

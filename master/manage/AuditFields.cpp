@@ -19,6 +19,9 @@ Json ToJson(const UID& id) {
 Json ToJson(int number) {
   return number;
 }
+Json ToJson(int64_t number) {
+  return number;
+}
 Json ToJson(bool value) {
   return value;
 }

@@ -14,6 +14,8 @@ void AddBackupCommands(CommandLine& line);
 void AddCredentialCommands(CommandLine& line, const Ask& ask);
 /// `plan`, `lint`, `product check`
 void AddLookingCommands(CommandLine& line);
+/// `history`, `revert`
+void AddHistoryCommands(CommandLine& line, const Ask& ask);
 /// `state`, `audit`
 void AddPrintingCommands(CommandLine& line);
 

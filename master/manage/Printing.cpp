@@ -249,4 +249,11 @@ std::optional<int64_t> ParseTime(const std::string& text) {
   return static_cast<int64_t>(timegm(&parts)) * 1000 + milliseconds;
 }
 
+int64_t SinceOption(const std::string& text) {
+  const auto time = ParseTime(text);
+  if (!time)
+    throw new Exception("--since wants a time like 2026-01-31T12:00:00Z, not '" + String(text) + "'");
+  return *time;
+}
+
 } // namespace brenic::master

@@ -22,5 +22,7 @@ std::string AuditText(const AuditRecord& record);
 /// Milliseconds of "2026-01-31", "2026-01-31T12:00:00", with optional ".123" and "Z"; UTC. No value for what
 /// is not a time.
 std::optional<int64_t> ParseTime(const std::string& text);
+/// The same of the option --since. Throws Exception* for what is not a time.
+int64_t SinceOption(const std::string& text);
 
 } // namespace brenic::master

@@ -36,14 +36,7 @@ void PrintState(const Path& folder, const Options& options) {
 }
 
 void PrintAudit(const Path& folder, const Options& options) {
-  int64_t since = 0;
-  if (!options.m_Since.empty()) {
-    const auto parsed = ParseTime(options.m_Since);
-    if (!parsed)
-      throw new Exception("--since wants a time like 2026-01-31T12:00:00Z, not '" + String(options.m_Since) +
-                          "'");
-    since = *parsed;
-  }
+  const int64_t since = options.m_Since.empty() ? 0 : SinceOption(options.m_Since);
   SqliteStore store = OpenToRead(folder);
   store.ReadAudit(since, [&](const AuditRecord& record) {
     rlib::stdOut.PutLine(options.m_Json ? AuditJson(record) : AuditText(record));

@@ -31,15 +31,15 @@ size_t Batch::Bytes() const {
 
 void Batch::NoteNews(const Farm& farm, const Judgement& judgement) {
   m_TranslationsChanged |= !judgement.m_Change.m_Translations.IsEmpty();
-  const auto& told = judgement.m_ProductTold;
-  if (!told || (judgement.m_Change.m_Products.empty() && judgement.m_Change.m_Defaults.empty()))
+  const auto& told = judgement.m_ProductsTold;
+  if (told.empty() || (judgement.m_Change.m_Products.empty() && judgement.m_Change.m_Defaults.empty()))
     return;
   m_ProductsChanged = true;
   // A hidden default product may come to show with any change.
-  if (told->IsNull() || !farm.m_Products.Hidden().empty())
+  if (told.contains(UID::Null) || !farm.m_Products.Hidden().empty())
     m_ChangedProducts.reset();
   else if (m_ChangedProducts)
-    m_ChangedProducts->insert(*told);
+    m_ChangedProducts->insert(told.begin(), told.end());
 }
 
 } // namespace brenic::master

@@ -10,6 +10,7 @@
 #include "products/ProductDocument.h"
 #include "products/ProductFile.h"
 #include "rlib/Log.h"
+#include "wire/Digest.h"
 
 namespace brenic::master {
 
@@ -39,6 +40,22 @@ public:
 private:
   std::unordered_map<std::string_view, shared_ptr<const Product>> m_Products; // by document
 };
+
+/// What the Master did of itself.
+AuditRecord OwnRecord(std::shared_ptr<const Change> change, const std::string& run, int64_t now) {
+  AuditRecord record;
+  record.m_Time = now;
+  record.m_ClientKey = "master";
+  record.m_ClientName = "brenic-master";
+  record.m_Role = Role::k_Administrator;
+  record.m_MessageId = UID(true);
+  record.m_Class = k_DefaultProductsClass;
+  record.m_Digest = Sha256({});
+  record.m_Change = std::move(change);
+  record.m_Result = "committed";
+  record.m_Run = run;
+  return record;
+}
 
 } // namespace
 
@@ -90,6 +107,28 @@ ProductMap LoadDefaultProducts(const std::vector<Path>& files, const ProductMap&
                                    file.str().str(), traps.Reason().str()));
   }
   return products.Defaults();
+}
+
+bool TakeDefaultProducts(const std::vector<Path>& files, Store& store, Farm& farm, const std::string& run,
+                         int64_t now) {
+  const ProductMap& earlier = farm.m_Products.Defaults();
+  auto change = std::make_shared<Change>();
+  AddDefaults(farm, LoadDefaultProducts(files, earlier), *change);
+  if (change->IsEmpty())
+    return false;
+  store.Begin();
+  try {
+    const bool isFirst = earlier.empty() && store.SequenceRange().m_Newest == 0;
+    store.Apply(*change);
+    if (!isFirst)
+      store.Record(OwnRecord(change, run, now));
+    store.Commit();
+  } catch (const StoreFailure&) {
+    store.Rollback();
+    throw;
+  }
+  farm.Take(*change);
+  return true;
 }
 
 } // namespace brenic::master

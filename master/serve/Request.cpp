@@ -5,6 +5,7 @@
 #include "brenic/MessageClasses.h"
 #include "brenic/Options.h"
 #include "farm/Judgement.h"
+#include "farm/Steps.h"
 #include "store/Store.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"

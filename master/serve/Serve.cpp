@@ -96,9 +96,10 @@ void WritePortFile(const Path& file, uint16_t port) {
   out.Close();
 }
 
-void UpdateDefaultProducts(Store& store, const std::vector<Path>& files) {
+void UpdateDefaultProducts(Store& store, const std::vector<Path>& files, const std::string& run) {
   TryToStore("The default products", [&] {
-    store.ReplaceDefaultProducts(LoadDefaultProducts(files, store.LoadFarm().m_Products.Defaults()));
+    Farm farm = store.LoadFarm();
+    TakeDefaultProducts(files, store, farm, run, Time::Now().Milliseconds());
   });
 }
 
@@ -137,7 +138,7 @@ void Serve(const ServeOptions& options) {
   SqliteStore::BringToThisLayout(folder);
   auto store = std::make_unique<SqliteStore>(folder, Database::Mode::k_ReadWrite);
   if (!products.empty())
-    UpdateDefaultProducts(*store, *productFiles);
+    UpdateDefaultProducts(*store, *productFiles, serverOptions.m_Run);
   auto directory = std::make_unique<SqliteStore>(folder, Database::Mode::k_ReadOnly);
 
   Server server(serverOptions, std::move(store), std::move(directory));

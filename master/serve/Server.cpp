@@ -49,7 +49,7 @@ Server::Server(const ServerOptions& options, std::unique_ptr<Store> store, std::
       m_Writer(
           std::move(store), options.m_Settings.m_Live.m_Commands,
           [this](Batch batch) { asio::post(m_Io, [this, batch = std::move(batch)] { OnBatch(batch); }); },
-          UID(true).ToString().str(), options.m_Settings.m_Live.m_Products, options.m_Care.m_Manage, m_Clock,
+          options.m_Run, options.m_Settings.m_Live.m_Products, options.m_Care.m_Manage, m_Clock,
           options.m_Settings.m_Live.m_AuditKeep),
       m_Directory(std::move(directory)) {
   if (const auto due = RenewalIfDue())

@@ -29,9 +29,10 @@ struct CertificateCare {
 
 struct ServerOptions {
   MasterConfiguration m_Settings;
-  Reloader::Load m_Load;         // reads the settings anew
-  int m_ReloadSignal = 0;        // that has this done
-  std::vector<int> m_EndSignals; // that end it cleanly
+  Reloader::Load m_Load;                          // reads the settings anew
+  int m_ReloadSignal = 0;                         // that has this done
+  std::string m_Run = UID(true).ToString().str(); // names this process in the audit trail
+  std::vector<int> m_EndSignals;                  // that end it cleanly
   size_t m_Places = Places::k_All;
   Path m_ManagementSocket; // empty: none
   CertificateCare m_Care;

@@ -280,7 +280,7 @@ Writer::Decision Writer::DecideNew(const Request& request) const {
     decision.m_Reason = basis.Reason();
     return decision;
   }
-  auto judgement = Judge(m_Farm, m_Commands, *request.m_Message);
+  auto judgement = Judge(m_Farm, m_Commands, *request.m_Message, *m_Store);
   if (judgement && judgement->m_Reply && !FitsFrame(*judgement->m_Reply))
     judgement = rlib::Failure("The reply would be too long; ask for fewer options at a time");
   if (judgement && judgement->m_ReloadsDefaults) {

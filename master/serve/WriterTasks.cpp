@@ -45,19 +45,14 @@ rlib::Result<> Writer::TakeDefaults(const Path& folder) {
   const auto files = DefaultProductFiles(folder);
   if (!files)
     return files.Why();
-  const ProductMap defaults = LoadDefaultProducts(*files, m_Farm.m_Products.Defaults());
-  Change change;
-  AddDefaults(m_Farm, defaults, change);
-  if (change.IsEmpty())
-    return {};
   try {
-    m_Store->ReplaceDefaultProducts(defaults);
+    if (!TakeDefaultProducts(*files, *m_Store, m_Farm, m_Run, m_Clock->Wall()))
+      return {};
   } catch (const StoreFailure& failure) {
     if (failure.Which() == StoreFailure::Kind::k_Broken)
       throw;
     return rlib::Failure(String("The default products cannot be stored: ") + failure.what());
   }
-  m_Farm.Take(change);
   Publish(false, true);
   Batch batch;
   batch.m_Snapshot = m_Snapshot;

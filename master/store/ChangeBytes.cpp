@@ -161,11 +161,12 @@ std::string EncodeChange(const Change& change) {
 Change DecodeChange(const std::string& bytes, const FindDocument& findDocument) {
   bytes::Change in;
   if (!in.ParseFromString(bytes))
-    throw StoreFailure("A change in the audit trail cannot be decoded");
+    throw StoreFailure("A change in the audit trail cannot be decoded", StoreFailure::Kind::k_DamagedRecord);
   try {
     return FromBytes(in, findDocument);
   } catch (const wire::Malformed& malformed) {
-    throw StoreFailure(std::string("A change in the audit trail cannot be decoded: ") + malformed.what());
+    throw StoreFailure(std::string("A change in the audit trail cannot be decoded: ") + malformed.what(),
+                       StoreFailure::Kind::k_DamagedRecord);
   }
 }
 

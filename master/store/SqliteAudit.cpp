@@ -1,4 +1,6 @@
 // The part of the store that holds the audit trail.
+#include <limits>
+
 #include "store/ChangeBytes.h"
 #include "store/SqliteStore.h"
 #include "wire/Contents.h"
@@ -50,16 +52,39 @@ std::optional<AuditRecord> SqliteStore::FindDecision(const std::string& clientKe
   return record;
 }
 
-void SqliteStore::ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) {
+namespace {
+
+constexpr char k_AuditColumns[] =
+    "SELECT sequence, time, client_key, client_id, client_name, client_role, client_kind, client_address, "
+    "message_id, class, digest, fields, result, reason, run, size, request, change FROM audit ";
+
+/// Most records that are read at once. They are read before any is given out: as long as a statement is open,
+/// the log cannot be written into the database.
+constexpr size_t k_PageRecords = 1000;
+constexpr size_t k_PageBytes = 4 * 1024 * 1024;
+
+} // namespace
+
+std::optional<int64_t> SqliteStore::FirstSince(int64_t since) {
+  if (since <= 0)
+    return 0;
   Statement first(m_Database.Handle(), "SELECT min(sequence) FROM audit WHERE time >= ?");
   first.Bind(since);
-  int64_t next = 0;
+  std::optional<int64_t> sequence;
   while (first.Step())
-    next = first.Integer(0);
-  for (;;) {
-    // Read before any is given out: as long as a statement is open, the log cannot be written into the
-    // database.
-    const std::vector<AuditRecord> page = ReadAuditPage(since, next);
+    if (!first.IsNull(0))
+      sequence = first.Integer(0);
+  return sequence;
+}
+
+void SqliteStore::ReadAudit(int64_t since, const std::function<void(const AuditRecord&)>& each) {
+  const auto first = FirstSince(since);
+  for (int64_t next = first.value_or(0); first;) {
+    // The plus keeps SQLite from going by time, which the clock may have turned back.
+    Statement row(m_Database.Handle(),
+                  std::string(k_AuditColumns) + "WHERE sequence >= ? AND +time >= ? ORDER BY sequence");
+    row.Bind(next, since);
+    const std::vector<AuditRecord> page = ReadAuditPage(row);
     if (page.empty())
       return;
     for (const AuditRecord& record : page)
@@ -68,19 +93,29 @@ void SqliteStore::ReadAudit(int64_t since, const std::function<void(const AuditR
   }
 }
 
-std::vector<AuditRecord> SqliteStore::ReadAuditPage(int64_t since, int64_t from) {
-  constexpr size_t k_MostRecords = 1000;
-  constexpr size_t k_MostBytes = 4 * 1024 * 1024;
+void SqliteStore::ReadHistory(int64_t since, const std::function<bool(const AuditRecord&)>& each) {
+  const auto first = FirstSince(since);
+  for (int64_t next = std::numeric_limits<int64_t>::max(); first;) {
+    Statement row(m_Database.Handle(),
+                  std::string(k_AuditColumns) +
+                      "WHERE sequence >= ? AND sequence <= ? AND +time >= ? AND result = 'committed' "
+                      "AND (change IS NOT NULL OR fields <> '' OR reason <> '') ORDER BY sequence DESC");
+    row.Bind(*first, next, since);
+    const std::vector<AuditRecord> page = ReadAuditPage(row);
+    if (page.empty())
+      return;
+    for (const AuditRecord& record : page) {
+      if (!each(record))
+        return;
+    }
+    next = page.back().m_Sequence - 1;
+  }
+}
+
+std::vector<AuditRecord> SqliteStore::ReadAuditPage(Statement& row) {
   std::vector<AuditRecord> page;
   size_t bytes = 0;
-  // The plus keeps SQLite from going by time, which the clock may have turned back.
-  Statement row(
-      m_Database.Handle(),
-      "SELECT sequence, time, client_key, client_id, client_name, client_role, client_kind, "
-      "client_address, message_id, class, digest, fields, result, reason, run, size, request, change "
-      "FROM audit WHERE sequence >= ? AND +time >= ? ORDER BY sequence");
-  row.Bind(from, since);
-  while (page.size() < k_MostRecords && bytes < k_MostBytes && row.Step()) {
+  while (page.size() < k_PageRecords && bytes < k_PageBytes && row.Step()) {
     AuditRecord& record = page.emplace_back();
     record.m_Sequence = row.Integer(0);
     record.m_Time = row.Integer(1);
@@ -112,7 +147,8 @@ std::vector<AuditRecord> SqliteStore::ReadAuditPage(int64_t since, int64_t from)
 std::shared_ptr<const Change> SqliteStore::LoadChange(const std::string& bytes) {
   Change change = DecodeChange(bytes, [this](const std::string& digest) { return LoadDocument(digest); });
   if (change.IsEmpty())
-    throw StoreFailure("A change in the audit trail holds nothing that this program knows");
+    throw StoreFailure("A change in the audit trail holds nothing that this program knows",
+                       StoreFailure::Kind::k_DamagedRecord);
   return std::make_shared<const Change>(std::move(change));
 }
 

@@ -151,7 +151,8 @@ shared_ptr<const Product> SqliteStore::LoadDocument(const std::string& digest) {
     document = row.Text(0);
   const auto unusable = [&](const std::string& why) {
     return StoreFailure("A product in the audit trail, of the digest " + Hex(digest) +
-                        ", cannot be used: " + why);
+                            ", cannot be used: " + why,
+                        StoreFailure::Kind::k_DamagedRecord);
   };
   if (!document)
     throw unusable("its document is missing");
@@ -161,39 +162,6 @@ shared_ptr<const Product> SqliteStore::LoadDocument(const std::string& digest) {
   if (!product)
     throw unusable(product.Reason().str());
   return *product;
-}
-
-bool SqliteStore::AreDefaultProducts(const ProductMap& products) {
-  size_t count = 0;
-  Statement row(
-      m_Database.Handle(),
-      "SELECT type, document FROM product LEFT JOIN document USING (digest) WHERE origin = 'default'");
-  while (row.Step()) {
-    const auto product = products.find(wire::Identifier(row.Text(0)));
-    if (product == products.end() || product->second->Document() != row.Text(1))
-      return false;
-    ++count;
-  }
-  return count == products.size();
-}
-
-void SqliteStore::ReplaceDefaultProducts(const ProductMap& products) {
-  if (AreDefaultProducts(products))
-    return;
-  Begin();
-  try {
-    Prepared("DELETE FROM product WHERE origin = 'default'").Run();
-    for (const auto& [type, product] : products)
-      Prepared("INSERT INTO product VALUES (?, 'default', ?)").Run(type, Blob{KeepDocument(*product)});
-    // The earlier defaults' documents, but for those that a change in the trail refers to.
-    Prepared("DELETE FROM document WHERE digest NOT IN (SELECT digest FROM product WHERE digest IS NOT NULL) "
-             "AND digest NOT IN (SELECT digest FROM change_document)")
-        .Run();
-    Commit();
-  } catch (const StoreFailure&) {
-    Rollback();
-    throw;
-  }
 }
 
 } // namespace brenic::master

@@ -44,7 +44,6 @@ public:
   std::optional<ClockRecord> LoadClock() override;
   void SetClock(const ClockRecord& clock) override;
   std::optional<int64_t> TimeOfLastRecord() override;
-  void ReplaceDefaultProducts(const ProductMap& products) override;
   void Hurry() override { m_Database.Hurry(); }
   bool Finish() override;
   void Begin() override;
@@ -59,6 +58,11 @@ public:
   AuditRemoval RemoveAudit(const AuditPiece& piece) override;
   std::optional<DocumentMark> RemoveDocuments(const DocumentMark& from, size_t most,
                                               const std::function<bool()>& goOn) override;
+  void ReadHistory(int64_t since, const std::function<bool(const AuditRecord&)>& each) override;
+  void ReadDocuments(const std::function<void(const Product&)>& each) override;
+  Range SequenceRange() override;
+  std::optional<TrailRecord> FindRecord(int64_t sequence) override;
+  void ReadChangesBack(int64_t beyond, const std::function<bool(const TrailRecord&)>& each) override;
 
   Database& Connection() { return m_Database; }
 
@@ -75,11 +79,14 @@ private:
   void ApplyUserLimits(const UserLimitsChange& change);
   void ApplyTranslations(const ListDifference<TranslationSet>& change);
   void ApplyProducts(const Change& change);
-  bool AreDefaultProducts(const ProductMap& products);
   /// Keeps the document, if it is not there already, and returns its digest.
   std::string KeepDocument(const Product& product);
-  std::vector<AuditRecord> ReadAuditPage(int64_t since, int64_t from);
+  /// A sequence from which on all records that are not older stand; none when there are none.
+  std::optional<int64_t> FirstSince(int64_t since);
+  /// Of the rows of a query for k_AuditColumns, as many as one page has.
+  std::vector<AuditRecord> ReadAuditPage(Statement& row);
   std::shared_ptr<const Change> LoadChange(const std::string& bytes);
+  rlib::Result<std::shared_ptr<const Change>> LoadChangeOf(int64_t sequence);
   shared_ptr<const Product> LoadDocument(const std::string& digest);
 
   Database m_Database;

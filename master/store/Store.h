@@ -7,13 +7,15 @@
 
 #include "farm/Farm.h"
 #include "farm/Peer.h"
+#include "farm/Trail.h"
 
 namespace brenic::master {
 
-/// The store failed. After a full or a busy one the Master goes on, after a broken one it must not.
+/// The store failed. After a full or a busy one the Master goes on, after a broken one it must not. Where a
+/// record of the trail is damaged, all else can be used.
 class StoreFailure : public std::runtime_error {
 public:
-  enum class Kind { k_Broken, k_Full, k_Busy };
+  enum class Kind { k_Broken, k_Full, k_Busy, k_DamagedRecord };
 
   explicit StoreFailure(const std::string& text, Kind kind = Kind::k_Broken)
       : std::runtime_error(text), m_Kind(kind) {}
@@ -86,7 +88,10 @@ struct ClockRecord {
 /// not shown.
 inline constexpr size_t k_MaxAuditField = 64 * 1024;
 
-/// One request in the audit trail.
+/// The class of the record that a Master writes of itself when it has taken other default products.
+inline constexpr char k_DefaultProductsClass[] = "DefaultProducts";
+
+/// One request in the audit trail, or what the Master did of itself.
 struct AuditRecord {
   int64_t m_Sequence = 0; // in commit order; given by the store
   int64_t m_Time = 0;     // milliseconds since 1970-01-01 UTC
@@ -145,10 +150,8 @@ struct DocumentMark {
 
 /// Used by one thread at a time. Everything throws StoreFailure. A function outside of a transaction is one
 /// of its own.
-class Store {
+class Store : public Trail {
 public:
-  virtual ~Store() = default;
-
   virtual MasterRecord LoadMaster() = 0;
   /// The Master's own certificate, in place of the earlier one, and the number of the authority that signed
   /// it.
@@ -177,10 +180,6 @@ public:
   virtual void SetClock(const ClockRecord& clock) = 0;
   /// Of the last record in the audit trail; none when there is none.
   virtual std::optional<int64_t> TimeOfLastRecord() = 0;
-
-  /// Makes `products` the default products, in place of the earlier ones. Writes nothing when they are the
-  /// same. Rolls back when it fails.
-  virtual void ReplaceDefaultProducts(const ProductMap& products) = 0;
 
   /// Others that hold the store are not waited for from now on. Any thread.
   virtual void Hurry() = 0;
@@ -211,6 +210,11 @@ public:
   /// `from` and returns the last one; nothing when there is none any more.
   virtual std::optional<DocumentMark> RemoveDocuments(const DocumentMark& from, size_t most,
                                                       const std::function<bool()>& goOn) = 0;
+  /// The same for the records of what changed something, newest first, until `each` returns false. Among
+  /// them are all committed requests of layout 1, and those that tell what they did as their reason.
+  virtual void ReadHistory(int64_t since, const std::function<bool(const AuditRecord&)>& each) = 0;
+  /// Calls `each` for every product document that the store keeps.
+  virtual void ReadDocuments(const std::function<void(const Product&)>& each) = 0;
 };
 
 /// Runs `store`, for something that the Master also does without: a store that cannot take it now, which the

@@ -42,9 +42,9 @@ enum Column {
 };
 constexpr int k_Texts = 6; // from k_FirstText on
 
-class Trail {
+class WholeTrail {
 public:
-  Trail(Database& database, TakingBack* settings, Findings& findings)
+  WholeTrail(Database& database, TakingBack* settings, Findings& findings)
       : m_Document(database.Handle(), "SELECT document FROM document WHERE digest = ?"),
         m_Reference(database.Handle(), "SELECT 1 FROM change_document WHERE digest = ? AND sequence = ?"),
         m_Settings(settings), m_Findings(findings) {}
@@ -197,7 +197,7 @@ void CheckTrail(Database& database, const Farm* farm, Findings& findings) {
   bool isNew = false;
   findings.Guard("The end of the audit trail", [&] { isNew = CheckEnd(database, findings); });
   findings.Guard("The audit trail", [&] {
-    Trail trail(database, settings ? &*settings : nullptr, findings);
+    WholeTrail trail(database, settings ? &*settings : nullptr, findings);
     Statement row(database.Handle(), k_Columns);
     while (row.Step())
       trail.Check(row);

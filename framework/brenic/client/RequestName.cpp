@@ -42,6 +42,7 @@ struct Namer {
     return request.m_Command == MachineMsg::k_Reboot ? "the reboot of the Master's machine"
                                                      : "the shutdown of the Master's machine";
   }
+  String operator()(const RevertMsg&) const { return "the return to earlier settings"; }
   String operator()(const IssueClientMsg& request) const { return "the certificate for " + request.m_Name; }
   String operator()(const IssuedClientMsg&) const { return "a certificate"; }
   String operator()(const RevokeClientMsg& request) const { return "the revocation of " + request.m_Client; }

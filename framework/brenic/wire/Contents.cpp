@@ -173,6 +173,14 @@ void Exchange(typename Direction::template Ref<MachineMsg> message, Machine* wir
 }
 
 template <typename Direction>
+void Exchange(typename Direction::template Ref<RevertMsg> message, Revert* wire) {
+  Direction::Elements(message.m_Sequences, wire->mutable_sequences(), [](auto& sequence, int64_t* field) {
+    Direction::Scalar(
+        sequence, [&] { return *field; }, [&](int64_t value) { *field = value; });
+  });
+}
+
+template <typename Direction>
 void Exchange(typename Direction::template Ref<IssueClientMsg> message, IssueClient* wire) {
   Direction::Text(message.m_Name, wire->mutable_name());
   Direction::Text(message.m_Role, wire->mutable_role());
@@ -252,6 +260,8 @@ template <>
 struct Place<ShutdownMsg> : PlaceOf<Envelope::kShutdown, &Envelope::mutable_shutdown> {};
 template <>
 struct Place<MachineMsg> : PlaceOf<Envelope::kMachine, &Envelope::mutable_machine> {};
+template <>
+struct Place<RevertMsg> : PlaceOf<Envelope::kRevert, &Envelope::mutable_revert> {};
 template <>
 struct Place<IssueClientMsg> : PlaceOf<Envelope::kIssueClient, &Envelope::mutable_issue_client> {};
 template <>

@@ -18,7 +18,15 @@ struct Holder {
   int m_Field;
   bool m_IsList;
   std::vector<Holder> m_Inner;
+  bool m_IsNumbers = false; // a list of numbers, which may stand one behind the other in one field
 };
+
+size_t CountNumbers(CodedInputStream& input) {
+  size_t count = 0;
+  for (uint64_t number = 0; input.BytesUntilLimit() > 0 && input.ReadVarint64(&number);)
+    ++count;
+  return count;
+}
 
 const std::vector<Holder>& ListsOfFrame() {
   static const Holder k_Aliases{Product::kAliasesFieldNumber, true, {}};
@@ -39,7 +47,8 @@ const std::vector<Holder>& ListsOfFrame() {
          {{PathTranslations::kTranslationsFieldNumber,
            true,
            {{PathTranslation::kRootsFieldNumber, true, {}}}}}},
-        {Envelope::kProductFieldNumber, false, {k_Aliases}}}}};
+        {Envelope::kProductFieldNumber, false, {k_Aliases}},
+        {Envelope::kRevertFieldNumber, false, {{Revert::kSequencesFieldNumber, true, {}, true}}}}}};
   return k_Lists;
 }
 
@@ -52,15 +61,18 @@ size_t CountEntries(CodedInputStream& input, const std::vector<Holder>& holders)
     });
     if (holder == holders.end() ||
         WireFormatLite::GetTagWireType(tag) != WireFormatLite::WIRETYPE_LENGTH_DELIMITED) {
+      count += holder != holders.end() && holder->m_IsNumbers;
       if (!WireFormatLite::SkipField(&input, tag))
         break;
       continue;
     }
-    count += holder->m_IsList;
+    count += holder->m_IsList && !holder->m_IsNumbers;
     uint32_t size = 0;
     if (!input.ReadVarint32(&size) || size > static_cast<uint32_t>(input.BytesUntilLimit()))
       break;
     const auto end = input.PushLimit(static_cast<int>(size));
+    if (holder->m_IsNumbers)
+      count += CountNumbers(input);
     if (!holder->m_Inner.empty())
       count += CountEntries(input, holder->m_Inner);
     if (!input.Skip(input.BytesUntilLimit()))
@@ -154,7 +166,7 @@ std::optional<Frame> FrameReader::Next() {
     m_Begin = m_Read = 0;
     return std::nullopt;
   }
-  constexpr size_t k_ShortestEntry = 2; // bytes
+  constexpr size_t k_ShortestEntry = 1; // bytes
   if (length > k_ShortestEntry * k_MaxEntries &&
       CountEntries(rest.substr(k_LengthBytes, length)) > k_MaxEntries)
     throw Malformed(fmt::format("a frame of more than {} entries", k_MaxEntries));

@@ -9,6 +9,7 @@
 #include "brenic/ManagementMessages.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/ProductMessages.h"
+#include "brenic/RevertMsg.h"
 #include "brenic/SettingsMessages.h"
 #include "brenic/SystemMessages.h"
 
@@ -20,7 +21,7 @@ struct MessageList {};
 using MessageClasses =
     MessageList<SetMasterOptionsMsg, GetMasterOptionsMsg, SetMasterLimitsMsg, SetMasterRestrictionsMsg,
                 PathTranslationsMsg, ProductMsg, RemoveProductMsg, EndProductsMsg, LogDumpMsg, ShutdownMsg,
-                MachineMsg, IssueClientMsg, IssuedClientMsg, RevokeClientMsg, ChangeHostsMsg,
+                MachineMsg, RevertMsg, IssueClientMsg, IssuedClientMsg, RevokeClientMsg, ChangeHostsMsg,
                 RenewAuthorityMsg, MoveAuthorityMsg, RenewMasterMsg>;
 
 namespace classes {

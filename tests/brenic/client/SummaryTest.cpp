@@ -159,6 +159,7 @@ TEST_F(SummaryTest, NamesRequestsAsAnAdministratorWould) {
       {MessageFactory::Create<ShutdownMsg>(), "the shutdown of the whole system"},
       {machine(MachineMsg::k_Reboot), "the reboot of the Master's machine"},
       {machine(MachineMsg::k_Shutdown), "the shutdown of the Master's machine"},
+      {MessageFactory::Create<RevertMsg>(), "the return to earlier settings"},
   };
   // Two requests are enough for a summary, and few enough for every name to be in it.
   for (const auto& [request, name] : k_Rows) {

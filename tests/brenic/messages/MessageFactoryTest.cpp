@@ -8,6 +8,7 @@
 
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/ProductMessages.h"
+#include "brenic/RevertMsg.h"
 #include "brenic/SettingsMessages.h"
 #include "brenic/SystemMessages.h"
 
@@ -20,7 +21,7 @@ class MessageClassTest : public testing::Test {};
 
 using Classes = testing::Types<SetMasterOptionsMsg, GetMasterOptionsMsg, SetMasterLimitsMsg,
                                SetMasterRestrictionsMsg, PathTranslationsMsg, ProductMsg, RemoveProductMsg,
-                               EndProductsMsg, LogDumpMsg, ShutdownMsg, MachineMsg>;
+                               EndProductsMsg, LogDumpMsg, ShutdownMsg, MachineMsg, RevertMsg>;
 struct Names {
   template <typename Class>
   static std::string GetName(int) {
@@ -64,7 +65,7 @@ TEST(MessageFactory, TypesAreThoseOfTheProtocol) {
       {PathTranslationsMsg::s_Type, '5'}, {ProductMsg::s_Type, '6'},
       {RemoveProductMsg::s_Type, '7'},    {EndProductsMsg::s_Type, '8'},
       {LogDumpMsg::s_Type, '9'},          {ShutdownMsg::s_Type, 'a'},
-      {MachineMsg::s_Type, 'b'}};
+      {MachineMsg::s_Type, 'b'},          {RevertMsg::s_Type, 'c'}};
   for (const auto& [type, digit] : types)
     EXPECT_EQ(type.ToString(), std::string("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b0") + digit);
 }
@@ -88,6 +89,7 @@ TEST(MessageFactory, MessagesAreMadeEmpty) {
   EXPECT_TRUE(MessageFactory::Create<RemoveProductMsg>()->m_ProductType.IsNull());
   EXPECT_EQ(MessageFactory::Create<MachineMsg>()->m_Command, 0);
   EXPECT_TRUE(MessageFactory::Create<MachineMsg>()->m_Machine.IsNull());
+  EXPECT_TRUE(MessageFactory::Create<RevertMsg>()->m_Sequences.empty());
 }
 
 } // namespace

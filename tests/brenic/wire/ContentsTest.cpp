@@ -7,6 +7,7 @@
 #include "brenic/MessageFactory.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/ProductMessages.h"
+#include "brenic/RevertMsg.h"
 #include "brenic/SettingsMessages.h"
 #include "brenic/SystemMessages.h"
 
@@ -89,6 +90,13 @@ TEST(Contents, TheSystemRequestsComeBack) {
   RoundTrip(MessageFactory::Create<ShutdownMsg>());
 }
 
+TEST(Contents, SequencesComeBackInTheirOrderOverTheWholeRange) {
+  const auto message = MessageFactory::Create<RevertMsg>();
+  message->m_Sequences = {
+      2, 1, 2, 0, -1, std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::min()};
+  EXPECT_EQ(RoundTrip(message)->m_Sequences, message->m_Sequences);
+}
+
 TEST(Contents, NamesThatDifferInCaseAreReadAsOneOptionWithTheLastValue) {
   wire::Envelope envelope;
   envelope.set_id(std::string(16, 'i'));
@@ -119,8 +127,8 @@ TEST(Contents, AnUnknownFieldIsSkipped) {
 
 TEST(Contents, UnknownContentsGiveNoMessage) {
   wire::Envelope envelope;
-  // An identifier, then field 27 with one field of its own.
-  ASSERT_TRUE(envelope.ParseFromString("\x0a\x10" + std::string(16, 'i') + "\xda\x01\x02\x08\x01"));
+  // An identifier, then field 100 with one field of its own.
+  ASSERT_TRUE(envelope.ParseFromString("\x0a\x10" + std::string(16, 'i') + "\xa2\x06\x02\x08\x01"));
   EXPECT_FALSE(wire::FromWire(envelope));
   wire::Envelope empty;
   EXPECT_FALSE(wire::FromWire(empty));

@@ -160,6 +160,9 @@ TEST(Frames, EntriesOfAllListsCount) {
     EXPECT_EQ(CountEntries(frame->SerializeAsString()), 3u) << frame->SerializeAsString();
   EXPECT_EQ(CountEntries(translations.SerializeAsString()), 9u);
   EXPECT_EQ(CountEntries(products.SerializeAsString()), 6u);
+  // One behind the other, or each in a field of its own.
+  EXPECT_EQ(CountEntries(FromHex("3a08da01050a0307ac02")), 2u);
+  EXPECT_EQ(CountEntries(FromHex("3a08da0105080708ac02")), 2u);
   // In several pieces, which a decoder puts together.
   EXPECT_EQ(CountEntries(names.SerializeAsString() + names.SerializeAsString()), 6u);
   EXPECT_EQ(CountEntries("\x3a\xff"), 0u);

@@ -7,6 +7,7 @@
 #include "brenic/ManagementMessages.h"
 #include "brenic/PathTranslationsMsg.h"
 #include "brenic/ProductMessages.h"
+#include "brenic/RevertMsg.h"
 #include "brenic/SettingsMessages.h"
 #include "brenic/SystemMessages.h"
 #include "wire/Contents.h"
@@ -122,6 +123,12 @@ TEST(GoldenBytes, Machine) {
   ExpectGolden(
       message,
       "0000002b3a290a10000102030405060708090a0b0c0d0e0fd201140801121000000000000000000000000000000000");
+}
+
+TEST(GoldenBytes, Revert) {
+  auto message = Identified<RevertMsg>();
+  message.m_Sequences = {7, 300};
+  ExpectGolden(message, "0000001c3a1a0a10000102030405060708090a0b0c0d0e0fda01050a0307ac02");
 }
 
 TEST(GoldenBytes, IssueClient) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "brenic/ProductMessages.h"
+#include "brenic/RevertMsg.h"
 #include "brenic/SystemMessages.h"
 #include "farm/Samples.h"
 #include "wire/Digest.h"
@@ -36,6 +37,10 @@ TEST(AuditFields, ShowEachClassUnderItsOwnNames) {
             R"({"productType":"00000000-0000-0000-0000-000000000000"})");
   EXPECT_EQ(Fields(*Make<MachineMsg>([](auto& m) { m.m_Command = 1; })),
             R"({"command":1,"machine":"00000000-0000-0000-0000-000000000000"})");
+  EXPECT_EQ(Fields(*Make<RevertMsg>([](auto& m) {
+              m.m_Sequences = {5'000'000'000, 7};
+            })),
+            R"({"m_Sequences":[5000000000,7]})");
   EXPECT_EQ(Fields(*MessageFactory::Create<LogDumpMsg>()), "{}");
 }
 

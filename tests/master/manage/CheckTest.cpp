@@ -15,6 +15,7 @@
 #include "manage/Certificates.h"
 #include "manage/Initialise.h"
 #include "manage/Printing.h"
+#include "store/Defaults.h"
 #include "store/RevokedFile.h"
 #include "store/SqliteStore.h"
 #include "wire/Contents.h"
@@ -49,7 +50,7 @@ AuditRecord RecordOf(const Message& message, const Change* change) {
 /// Makes requests of every kind, and records them.
 void Fill(SqliteStore& store) {
   Farm farm = SampleFarm();
-  store.ReplaceDefaultProducts(farm.m_Products.Defaults());
+  SetDefaults(store, farm.m_Products.Defaults());
   store.Begin();
   const auto take = [&](const Message& message, const Change& change) {
     store.Apply(change);

@@ -10,6 +10,7 @@
 #include "brenic/Options.h"
 #include "farm/Samples.h"
 #include "serve/Writer.h"
+#include "store/Defaults.h"
 #include "store/SqliteStore.h"
 #include "wire/Contents.h"
 
@@ -50,7 +51,7 @@ protected:
   void Restart(const std::string& run) {
     m_Writer.reset();
     auto store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::k_ReadWrite);
-    store->ReplaceDefaultProducts(SampleFarm().m_Products.Defaults());
+    SetDefaults(*store, SampleFarm().m_Products.Defaults());
     m_Store = store.get();
     m_Writer = std::make_unique<Writer>(
         std::move(store), MachineCommandLines{"reboot", ""},

@@ -3,6 +3,7 @@
 
 #include "farm/Samples.h"
 #include "manage/AuditFields.h"
+#include "store/Defaults.h"
 #include "store/StoreFixture.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
@@ -14,7 +15,7 @@ using testing::HasSubstr;
 
 class Damage : public StoreFixture {
 protected:
-  Damage() { m_Store->ReplaceDefaultProducts(SampleFarm().m_Products.Defaults()); }
+  Damage() { SetDefaults(*m_Store, SampleFarm().m_Products.Defaults()); }
   void Execute(const char* sql) { m_Store->Connection().Execute(sql); }
 
   /// Commits and records the request.
@@ -71,7 +72,7 @@ TEST_F(Damage, OfADefaultProductIsMendedAtTheNextStart) {
   const ProductMap defaults = SampleFarm().m_Products.Defaults();
   Execute("UPDATE document SET document = replace(document, 'Alpha', 'Alphb')");
   ASSERT_NE(Document(Type(1)), defaults.at(Type(1))->Document());
-  m_Store->ReplaceDefaultProducts(defaults);
+  SetDefaults(*m_Store, defaults);
   EXPECT_EQ(Document(Type(1)), defaults.at(Type(1))->Document());
 }
 

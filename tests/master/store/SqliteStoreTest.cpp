@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "farm/Samples.h"
+#include "store/Defaults.h"
 #include "store/StoreFixture.h"
 
 namespace brenic::master {
@@ -119,41 +120,13 @@ TEST_F(StoreTest, ReplacesTheMastersOwnCertificate) {
   EXPECT_EQ(m_Store->LoadMaster().m_Authority.m_Key, "ca key");
 }
 
-TEST_F(StoreTest, DoesNotWriteDefaultProductsThatItHolds) {
-  const ProductMap products{{Type(1), MakeProduct(1, "Alpha")}, {Type(2), MakeProduct(2, "Beta")}};
-  m_Store->ReplaceDefaultProducts(products);
-  const auto changes = [&] { return sqlite3_total_changes(m_Store->Connection().Handle()); };
-  const int before = changes();
-  m_Store->ReplaceDefaultProducts(products);
-  EXPECT_EQ(changes(), before);
-  m_Store->ReplaceDefaultProducts({{Type(1), MakeProduct(1, "Alpha", {"a"})}});
-  EXPECT_GT(changes(), before);
-  EXPECT_EQ(m_Store->LoadFarm().m_Products.Effective().size(), 1u);
-}
-
-TEST_F(StoreTest, KeepsTheDefaultProductsWhenThereIsNoRoomForOthers) {
-  m_Store->ReplaceDefaultProducts({{Type(1), MakeProduct(1, "Alpha")}});
-  m_Store->Connection().Execute("PRAGMA max_page_count = 1");
-  const std::string longName(200'000, 'x');
-  try {
-    m_Store->ReplaceDefaultProducts({{Type(2), MakeProduct(2, longName)}});
-    FAIL();
-  } catch (const StoreFailure& failure) {
-    EXPECT_EQ(failure.Which(), StoreFailure::Kind::k_Full);
-  }
-  EXPECT_TRUE(m_Store->LoadFarm().m_Products.Find(Type(1)));
-  m_Store->Begin(); // no transaction is left open
-  m_Store->Commit();
-}
-
 TEST_F(StoreTest, OfAnotherVersionIsNotOpened) {
   m_Store->Connection().Execute("PRAGMA user_version = 99");
   EXPECT_THROW(Open(), StoreFailure);
 }
 
 TEST_F(StoreTest, GivesBackEverySettingAfterItIsReopened) {
-  m_Store->ReplaceDefaultProducts(
-      {{Type(1), MakeProduct(1, "Alpha", {"a"})}, {Type(2), MakeProduct(2, "Beta")}});
+  SetDefaults(*m_Store, {{Type(1), MakeProduct(1, "Alpha", {"a"})}, {Type(2), MakeProduct(2, "Beta")}});
   Farm expected = m_Store->LoadFarm();
   const auto apply = [&](const shared_ptr<Message>& message) { expected.Take(Apply(message)); };
   apply(OptionMessage("MaxJobs", "5"));
@@ -186,7 +159,7 @@ TEST_F(StoreTest, KeepsTheFirstSpellingOfAnOption) {
 }
 
 TEST_F(StoreTest, GoesBackToTheDefaultsAfterTheNullType) {
-  m_Store->ReplaceDefaultProducts({{Type(1), MakeProduct(1, "Alpha")}});
+  SetDefaults(*m_Store, {{Type(1), MakeProduct(1, "Alpha")}});
   Apply(InstallProduct(MakeProduct(3, "Gamma")));
   Apply(RemoveProduct(Type(1)));
   Apply(RemoveProduct(UID::Null));

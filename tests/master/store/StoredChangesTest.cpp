@@ -2,6 +2,7 @@
 
 #include "farm/RandomRequests.h"
 #include "manage/AuditFields.h"
+#include "store/Defaults.h"
 #include "store/StoreFixture.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
@@ -11,7 +12,7 @@ namespace {
 
 class StoredChanges : public StoreFixture {
 protected:
-  StoredChanges() { m_Store->ReplaceDefaultProducts(SampleFarm().m_Products.Defaults()); }
+  StoredChanges() { SetDefaults(*m_Store, SampleFarm().m_Products.Defaults()); }
   std::string Stored() { return Describe(m_Store->LoadFarm()); }
   std::string Scalar(const char* sql) { return m_Store->Connection().Scalar(sql); }
 
@@ -50,7 +51,7 @@ TEST_F(StoredChanges, LeadToTheSameFarmAsInMemoryForwardAndBackward) {
   Do(InstallProduct(nine));
   ProductMap defaults = SampleFarm().m_Products.Defaults();
   defaults[Type(8)] = MakeProduct(8, "Gamma");
-  m_Store->ReplaceDefaultProducts(defaults);
+  SetDefaults(*m_Store, defaults);
   const Farm first = m_Store->LoadFarm();
   ASSERT_EQ(Describe(first), Describe(FarmWithHiddenProduct()));
 
@@ -204,25 +205,13 @@ TEST_F(StoredChanges, KeepADocumentOnce) {
   EXPECT_EQ(Scalar("SELECT count(*) FROM document WHERE document LIKE '%Alpha two%'"), "1");
 }
 
-TEST_F(StoredChanges, LoseDefaultDocumentsThatNothingRefersTo) {
-  ASSERT_EQ(Scalar("SELECT count(*) FROM document"), "2");
-  m_Store->ReplaceDefaultProducts({{Type(1), MakeProduct(1, "Alpha", {"new"})}});
-  EXPECT_EQ(Scalar("SELECT count(*) FROM document"), "1");
-  m_Store->ReplaceDefaultProducts({});
-  EXPECT_EQ(Scalar("SELECT count(*) FROM document"), "0");
-  EXPECT_EQ(Scalar("SELECT count(*) FROM product"), "0");
-}
-
 TEST_F(StoredChanges, KeepTheDocumentsThatTheyReferTo) {
   const auto alpha = m_Store->LoadFarm().m_Products.Find(Type(1));
   const auto own = MakeProduct(3, "Own");
   Do(InstallProduct(alpha));
   Do(InstallProduct(own));
   const Change removal = Do(RemoveProduct(UID::Null));
-  m_Store->ReplaceDefaultProducts({{Type(1), MakeProduct(1, "Alpha", {"new"})}});
-  // Beta's, which no change refers to, is gone.
-  EXPECT_EQ(Scalar("SELECT count(*) FROM document"), "3");
-  EXPECT_EQ(Scalar("SELECT count(*) FROM document WHERE document LIKE '%Beta%'"), "0");
+  SetDefaults(*m_Store, {{Type(1), MakeProduct(1, "Alpha", {"new"})}});
   Open();
   EXPECT_EQ(*Trail().back().LoadedChange(), removal);
   m_Store->Begin();
@@ -252,13 +241,6 @@ TEST_F(StoredChanges, HoldDefaultProductsThatWereReadAnew) {
   m_Store->Apply(Inverse(*Trail().back().LoadedChange()));
   m_Store->Commit();
   EXPECT_EQ(Stored(), Describe(farm));
-}
-
-TEST_F(StoredChanges, KeepTheDocumentsOfInstalledProductsWithoutARecord) {
-  const auto own = MakeProduct(3, "Own");
-  m_Store->Apply(ChangeOf(m_Store->LoadFarm(), *InstallProduct(own)));
-  m_Store->ReplaceDefaultProducts({});
-  EXPECT_EQ(m_Store->LoadFarm().m_Products.Find(Type(3))->Document(), own->Document());
 }
 
 TEST_F(StoredChanges, WhoseDocumentIsGoneAreAStoreFailure) {
