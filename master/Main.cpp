@@ -9,6 +9,7 @@
 #include "manage/Endings.h"
 #include "manage/Initialise.h"
 #include "manage/Registrar.h"
+#include "manage/Restore.h"
 #include "net/Endpoint.h"
 #include "rlib/Escape.h"
 #include "rlib/Stream.h"
@@ -45,6 +46,7 @@ void RunMaster(const ServeArguments& arguments) {
       Initialise({folder, {}, {}, 0});
     RequireInitialised(folder);
     RequirePrivate(folder);
+    RequireAccepted(folder);
   };
   StartSettings start;
   start.m_DataFolder = arguments.m_Folder;
@@ -102,7 +104,9 @@ int main(int argc, char** argv) {
   CommandLine line("The Master: holds a render farm's settings and answers its clients.");
   AddMakingCommands(line);
   AddServeCommand(line);
+  AddBackupCommands(line);
   AddCredentialCommands(line, AskWhoeverHolds);
+  AddLookingCommands(line);
   AddPrintingCommands(line);
   return line.Run(argc, argv);
 }

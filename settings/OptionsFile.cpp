@@ -35,6 +35,7 @@ bool SetwrightApp::AddFile(CommandLine& cmd, int& index) {
   return true;
 }
 
+// brenic-master's plan tells beforehand what this does: master/manage/OptionsFilePlan.cpp goes the same way.
 void SetwrightApp::AddSection(IniFile& file) {
   const String section = file.GetCurrentSection();
   const auto isCalled = [&](const char* name) { return section.CompareNoCase(name) == 0; };

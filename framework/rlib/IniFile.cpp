@@ -80,7 +80,10 @@ bool IniFile::LoadText(std::string_view text, bool quotes) {
   m_Quotes = quotes;
   m_Report = false;
   m_Lines = std::make_unique<TextLines>(text, k_MaxLine);
-  return static_cast<bool>(LookThrough());
+  const Result<> read = LookThrough();
+  if (!read)
+    ReportFailure(read.Reason());
+  return static_cast<bool>(read);
 }
 
 Result<> IniFile::Open() {
@@ -108,6 +111,8 @@ Result<> IniFile::Open() {
 Result<> IniFile::LookThrough() {
   m_Skipped = 0;
   m_Complaints.clear();
+  m_Problem = String();
+  m_LineNumber = 0;
   m_IsUnderMalformed = false;
   m_IsBeforeFirst = true;
   m_Next = {};
@@ -122,8 +127,12 @@ Result<> IniFile::LookThrough() {
     }
     if (item->m_Kind == Kind::k_End)
       break;
-    if (item->m_Kind == Kind::k_Malformed && m_Skipped++ < k_MostLogged)
+    if (item->m_Kind != Kind::k_Malformed)
+      continue;
+    if (m_Skipped++ < k_MostLogged)
       m_Complaints.push_back(SFormat("line %u skipped: %s", m_Lines->Number(), item->m_Why).str());
+    if (m_OnSkipped)
+      m_OnSkipped(m_Lines->Number(), item->m_Why);
   }
   m_LineCount = m_Lines->Number();
   m_Lines->Rewind();
@@ -140,7 +149,8 @@ void IniFile::ReportSkipped() const {
                          FileName(), m_Skipped, m_Skipped == 1 ? "line" : "lines"));
 }
 
-void IniFile::ReportFailure(const String& why) const {
+void IniFile::ReportFailure(const String& why) {
+  m_Problem = why;
   if (!m_Report)
     return;
   NoteInputFailure();
@@ -175,7 +185,7 @@ IniFile::Item IniFile::ItemOf(std::string_view line, bool quotes) {
       return malformed("the section header has no end");
     if (section->empty())
       return malformed("the section has no name");
-    return {Kind::k_Section, std::string(*section), {}, nullptr};
+    return {Kind::k_Section, std::string(*section), {}};
   }
   const size_t behindQuotes = quotes ? EqualsBehindQuotes(line) : std::string_view::npos;
   const size_t equals = behindQuotes != std::string_view::npos ? behindQuotes : line.find('=');
@@ -186,7 +196,7 @@ IniFile::Item IniFile::ItemOf(std::string_view line, bool quotes) {
   if (name.empty())
     return malformed("the name is empty");
   return {Kind::k_Pair, std::string(quotes ? Unquoted(name) : name),
-          std::string(quotes ? Unquoted(value) : value), nullptr};
+          std::string(quotes ? Unquoted(value) : value)};
 }
 
 /// The next item that is to be delivered.
@@ -198,6 +208,7 @@ void IniFile::Advance() {
       return ReportFailure(item.Reason());
     }
     m_Next = std::move(*item);
+    m_Next.m_Line = m_Lines->Number();
   } while (m_Next.m_Kind == Kind::k_Malformed);
   if (m_Next.m_Kind == Kind::k_End && m_Lines->Number() != m_LineCount)
     ReportFailure("it was changed while it was read");
@@ -205,13 +216,16 @@ void IniFile::Advance() {
 
 bool IniFile::SetNextSection() {
   m_SectionName = String();
-  if (std::exchange(m_IsBeforeFirst, false) && m_Next.m_Kind == Kind::k_Pair)
+  if (std::exchange(m_IsBeforeFirst, false) && m_Next.m_Kind == Kind::k_Pair) {
+    m_LineNumber = m_Next.m_Line;
     return true; // without a header
+  }
   while (m_Next.m_Kind == Kind::k_Pair)
     Advance();
   if (m_Next.m_Kind == Kind::k_End)
     return false;
   m_SectionName = String(std::move(m_Next.m_Name));
+  m_LineNumber = m_Next.m_Line;
   Advance();
   return true;
 }
@@ -221,6 +235,7 @@ bool IniFile::GetNextValue(String& name, String& value) {
     return false;
   name = String(std::move(m_Next.m_Name));
   value = String(std::move(m_Next.m_Value));
+  m_LineNumber = m_Next.m_Line;
   Advance();
   return true;
 }

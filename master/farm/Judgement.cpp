@@ -8,10 +8,9 @@
 #include "brenic/MessageFactory.h"
 #include "brenic/Options.h"
 #include "farm/ProductCheck.h"
+#include "farm/SettingsCheck.h"
 #include "farm/TextCheck.h"
 #include "rlib/Escape.h"
-#include "rlib/Number.h"
-#include "rlib/Platform.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
 #include "wire/WholeValue.h"
@@ -34,28 +33,6 @@ std::string Called(const Farm& farm, const UID& type) {
   const auto product = farm.m_Products.Known(type);
   return product ? fmt::format("product '{}'", rlib::Excerpt(product->Name()).str())
                  : fmt::format("product {}", type.ToString().str());
-}
-
-Result<> CheckMinutes(const String& text) {
-  const auto minutes = rlib::ParseInt32(text);
-  if (!text.empty() && (!minutes || *minutes < 0))
-    return Failure("is not a whole number of minutes");
-  return {};
-}
-
-Result<> CheckValue(const String& name, const String& value, bool global) {
-  Result<> check = CheckText(value, !global                                 ? k_MaxValue
-                                    : name.CompareNoCase(o_UserLimits) == 0 ? k_MaxUserLimits
-                                    : name.CompareNoCase(o_Message) == 0    ? k_MaxMessage
-                                                                            : k_MaxValue);
-  if (global && name.CompareNoCase(o_DefaultIdleTimeout) == 0) {
-    if (const auto minutes = CheckMinutes(value); !minutes)
-      check = minutes.Why();
-  }
-  if (!check)
-    return Failure(
-        fmt::format("The value of the option '{}' {}", rlib::Excerpt(name).str(), check.Reason().str()));
-  return {};
 }
 
 Result<> CheckType(const Farm& farm, const UID& type) {
@@ -117,7 +94,7 @@ Result<Judgement> JudgeAs(const Bench& bench, const SetMasterOptionsMsg& message
   for (const auto& [name, value] : message.m_Options) {
     if (const auto check = CheckName("an", "option", name); !check)
       return check.Why();
-    if (const auto check = CheckValue(name, value, section->IsNull()); !check)
+    if (const auto check = CheckOptionValue(name, value, section->IsNull()); !check)
       return check.Why();
     SetOption(bench.m_Farm, *section, name, value, judgement.m_Change);
   }
@@ -168,34 +145,10 @@ Result<Judgement> JudgeAs(const Bench& bench, const SetMasterRestrictionsMsg& me
   return judgement;
 }
 
-/// Whether the list may exceed what a frame to a client can carry. Encodes only one that is near it.
-bool IsTooLong(const rlib::vector<TranslationSet>& translations) {
-  constexpr size_t k_MostAround = 32; // bytes that the encoding adds to a root or a set, at most
-  size_t bytes = 0;
-  for (const TranslationSet& set : translations) {
-    bytes += k_MostAround;
-    for (const auto& entry : set)
-      bytes += entry.second.size() + k_MostAround;
-  }
-  return bytes > wire::k_MaxTranslations &&
-         wire::EncodeTranslations(translations).size() > wire::k_MaxTranslations;
-}
-
 Result<Judgement> JudgeAs(const Bench& bench, const PathTranslationsMsg& message) {
   const auto& translations = message.m_Translations;
-  if (translations.size() > k_MaxTranslationCount)
-    return TooManyTranslations(translations.size());
-  for (size_t i = 0; i < translations.size(); ++i) {
-    for (const auto& [platform, root] : translations[i]) {
-      if (platform < 0 || platform > 2)
-        return Failure(fmt::format("translation {}: there is no platform {}", i + 1, platform));
-      if (const auto check = CheckText(root.str(), k_MaxRoot); !check)
-        return Failure(fmt::format("translation {}: its {} root {}", i + 1,
-                                   rlib::Platform::Name(platform).str(), check.Reason().str()));
-    }
-  }
-  if (IsTooLong(translations))
-    return Failure(fmt::format("The list of path translations exceeds {} bytes", wire::k_MaxTranslations));
+  if (const auto check = CheckTranslations(translations); !check)
+    return check.Why();
   Judgement judgement;
   judgement.m_Change.m_Translations =
       ListDifference<TranslationSet>::Between(bench.m_Farm.m_Translations, translations);
@@ -277,11 +230,6 @@ Result<Judgement> Judge(const Farm& farm, const MachineCommandLines& commands, c
     else
       return JudgeAs(bench, typed);
   });
-}
-
-Failure TooManyTranslations(size_t count) {
-  return Failure(
-      fmt::format("There are {} translations, where {} are allowed", count, k_MaxTranslationCount));
 }
 
 Result<> CheckBasis(const Farm& farm, const Message& message, const std::string& basis) {

@@ -4,18 +4,10 @@
 #include <string>
 
 #include "farm/Farm.h"
+#include "farm/SettingsCheck.h"
 #include "rlib/Result.h"
 
 namespace brenic::master {
-
-/// Limits of what the Master takes, in bytes unless said otherwise.
-inline constexpr size_t k_MaxValue = 64 * 1024;
-/// Of the global option `Message`, which travels in every Welcome: that stays below 64 KiB, the most that
-/// clients once took before they were welcome.
-inline constexpr size_t k_MaxMessage = 32 * 1024;
-inline constexpr size_t k_MaxUserLimits = 16 * 1024 * 1024;
-inline constexpr size_t k_MaxRoot = 4096;
-inline constexpr size_t k_MaxTranslationCount = 100'000; // translations
 
 /// A text of user limits with more pieces than this, before or after, is changed as one text: finding their
 /// difference would hold up everybody else.
@@ -41,9 +33,6 @@ struct MachineCommandLines {
 /// Checks the contents of `message` and says what it changes. A refusal says in an administrator's words what
 /// is wrong with what.
 rlib::Result<Judgement> Judge(const Farm& farm, const MachineCommandLines& commands, const Message& message);
-
-/// Why so many path translations are refused.
-rlib::Failure TooManyTranslations(size_t count);
 
 /// Checks the basis of a write of a whole value: `basis` is the SHA-256 of the value that the change was made
 /// from, empty when it was made from none.

@@ -1,7 +1,9 @@
 #include "farm/ProductCheck.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
+#include <tuple>
 
 #include <fmt/core.h>
 
@@ -49,44 +51,74 @@ bool HasName(const Product& product, const String& name) {
   return product.Name() == name || std::find(aliases.begin(), aliases.end(), name) != aliases.end();
 }
 
-Result<> CheckTrapNames(const Product& product, const Product* held) {
-  const auto check = [&](const char* what, const String& name) -> Result<> {
+void FindTrapNames(const Product& product, const Product* held, std::vector<ProductTrap>& traps) {
+  const auto look = [&](const char* what, const String& name, JsonPath path) {
     const std::string trap = TrapIn(name);
-    if (trap.empty() || (held && HasName(*held, name)))
-      return {};
-    return Failure(fmt::format("The {} '{}' {}; choose another one", what, rlib::Excerpt(name).str(), trap));
+    if (!trap.empty() && !(held && HasName(*held, name)))
+      traps.push_back({std::move(path), fmt::format("The {} '{}' {}; choose another one", what,
+                                                    rlib::Excerpt(name).str(), trap)});
   };
-  if (auto checked = check("name", product.Name()); !checked)
-    return checked;
-  for (const String& alias : product.Aliases()) {
-    if (auto checked = check("alias", alias); !checked)
-      return checked;
+  look("name", product.Name(), {"name"});
+  for (size_t i = 0; i != product.Aliases().size(); ++i)
+    look("alias", product.Aliases()[i], {"aliases", std::to_string(i)});
+}
+
+/// What the product that the farm has already holds of parameters.
+class HeldParameters {
+public:
+  explicit HeldParameters(const std::vector<ProductParameter>& parameters) {
+    for (const ProductParameter& each : parameters) {
+      ++m_Names[each.m_Name];
+      m_Defaults.emplace(each.m_Name, each.m_Type, each.m_Default);
+      for (const BrokenRule& rule : each.m_Broken)
+        m_Broken.emplace(each.m_Name, rule.m_Member, rule.m_What);
+    }
   }
-  return {};
-}
 
-/// Whether each of two parameters that one cannot tell apart is in the list.
-bool HoldsBoth(const std::vector<ProductParameter>& list, const String& one, const String& other) {
-  const auto count = [&](const String& name) {
-    return std::count_if(list.begin(), list.end(), [&](const auto& each) { return each.m_Name == name; });
-  };
-  return one == other ? count(one) > 1 : count(one) > 0 && count(other) > 0;
-}
+  /// Each of two parameters that one cannot tell apart.
+  bool HasBoth(const String& one, const String& other) const {
+    return one == other ? Count(one) > 1 : Count(one) > 0 && Count(other) > 0;
+  }
+  bool HasDefault(const ProductParameter& parameter) const {
+    return m_Defaults.contains({parameter.m_Name, parameter.m_Type, parameter.m_Default});
+  }
+  /// The same rule broken in the same way.
+  bool HasBroken(const String& name, const BrokenRule& rule) const {
+    return m_Broken.contains({name, rule.m_Member, rule.m_What});
+  }
 
-Result<> CheckTrapParameters(const std::vector<ProductParameter>& parameters,
-                             const std::vector<ProductParameter>& held) {
+private:
+  size_t Count(const String& name) const {
+    const auto found = m_Names.find(name);
+    return found != m_Names.end() ? found->second : 0;
+  }
+
+  std::map<String, size_t> m_Names;
+  std::set<std::tuple<String, String, String>> m_Defaults;
+  std::set<std::tuple<String, String, String>> m_Broken;
+};
+
+void FindTrapParameters(const std::vector<ProductParameter>& parameters, const HeldParameters& held,
+                        std::vector<ProductTrap>& traps) {
   std::set<String, String::ciless> seen;
-  for (const ProductParameter& parameter : parameters) {
+  for (size_t i = 0; i != parameters.size(); ++i) {
+    const ProductParameter& parameter = parameters[i];
+    const std::string name = rlib::Excerpt(parameter.m_Name).str();
+    const auto add = [&](const std::string& member, std::string what) {
+      traps.push_back({{"parameters", std::to_string(i), member}, std::move(what)});
+    };
     const auto [other, isNew] = seen.insert(parameter.m_Name);
-    if (!isNew && !HoldsBoth(held, *other, parameter.m_Name))
-      return Failure(fmt::format("The parameters '{}' and '{}' differ at most in case; rename one of them",
-                                 rlib::Excerpt(*other).str(), rlib::Excerpt(parameter.m_Name).str()));
-    if (!parameter.m_DefaultFits && std::find(held.begin(), held.end(), parameter) == held.end())
-      return Failure(fmt::format("The default {} of the parameter '{}' is not of its type, {}",
-                                 rlib::Excerpt(parameter.m_Default).str(),
-                                 rlib::Excerpt(parameter.m_Name).str(), parameter.m_Type));
+    if (!isNew && !held.HasBoth(*other, parameter.m_Name))
+      add("name", fmt::format("The parameters '{}' and '{}' differ at most in case; rename one of them",
+                              rlib::Excerpt(*other).str(), name));
+    if (!parameter.m_DefaultFits && !held.HasDefault(parameter))
+      add("default", fmt::format("The default {} of the parameter '{}' is not of its type, {}",
+                                 rlib::Excerpt(parameter.m_Default).str(), name, parameter.m_Type));
+    for (const BrokenRule& rule : parameter.m_Broken) {
+      if (!held.HasBroken(parameter.m_Name, rule))
+        add(rule.m_Member, fmt::format("The parameter '{}' makes no sense: {}", name, rule.m_What));
+    }
   }
-  return {};
 }
 
 } // namespace
@@ -105,11 +137,19 @@ rlib::Result<shared_ptr<const Product>> CheckDocument(const Product& product) {
   return parsed;
 }
 
+std::vector<ProductTrap> FindTraps(const Product& product, const Product* held) {
+  std::vector<ProductTrap> traps;
+  FindTrapNames(product, held, traps);
+  FindTrapParameters(ParametersOf(product),
+                     HeldParameters(held ? ParametersOf(*held) : std::vector<ProductParameter>()), traps);
+  return traps;
+}
+
 rlib::Result<> CheckTraps(const Product& product, const Product* held) {
-  if (auto checked = CheckTrapNames(product, held); !checked)
-    return checked;
-  return CheckTrapParameters(ParametersOf(product),
-                             held ? ParametersOf(*held) : std::vector<ProductParameter>());
+  const auto traps = FindTraps(product, held);
+  if (!traps.empty())
+    return rlib::Failure(traps.front().m_What);
+  return {};
 }
 
 rlib::Result<> CheckNames(const ProductCatalogue& products, const Product& product) {

@@ -8,8 +8,12 @@ namespace brenic::master {
 
 /// `init`
 void AddMakingCommands(CommandLine& line);
+/// `backup`, `restore`, `check`
+void AddBackupCommands(CommandLine& line);
 /// `client`, `clients`, `revoke`, `hosts`, `authority`
 void AddCredentialCommands(CommandLine& line, const Ask& ask);
+/// `plan`, `lint`, `product check`
+void AddLookingCommands(CommandLine& line);
 /// `state`, `audit`
 void AddPrintingCommands(CommandLine& line);
 

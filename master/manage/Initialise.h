@@ -1,6 +1,7 @@
 // Makes a Master.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "brenic/Types.h"
@@ -18,5 +19,9 @@ struct InitOptions {
 /// the database appears under its name last. Throws Exception* for any other folder, and when it cannot be
 /// written.
 void Initialise(const InitOptions& options);
+
+/// What a Master's certificate is valid for on this machine: the others, first, its name, and the loopback's
+/// names and addresses.
+std::vector<std::string> HostsOfMachine(const std::vector<std::string>& others);
 
 } // namespace brenic::master

@@ -12,6 +12,7 @@
 #include "manage/Certificates.h"
 #include "manage/ClientCredentials.h"
 #include "rlib/Escape.h"
+#include "store/RevokedFile.h"
 
 namespace brenic::master {
 
@@ -143,6 +144,22 @@ Result<Managed> RegisterAs(const Office& office, const IssueClientMsg& request) 
   return managed;
 }
 
+/// Before it is committed: a backup that is restored knows nothing of it.
+Result<> TellRestores(const Office& office, const std::vector<ClientRecord>& clients) {
+  std::vector<Revocation> revocations;
+  for (const ClientRecord& client : clients) {
+    if (!client.m_Revoked)
+      revocations.push_back({office.m_Now, client.m_Serial, rlib::Excerpt(client.m_Name)});
+  }
+  try {
+    AppendRevocations(RevokedFile(office.m_Folder), revocations);
+    return {};
+  } catch (Exception* error) {
+    const std::unique_ptr<Exception> owned(error);
+    return Failure("Nothing was revoked, since a restored backup could not be told: " + error->Message());
+  }
+}
+
 Result<Managed> RegisterAs(const Office& office, const RevokeClientMsg& request) {
   std::vector<ClientRecord> meant;
   String serial = request.m_Client;
@@ -156,6 +173,8 @@ Result<Managed> RegisterAs(const Office& office, const RevokeClientMsg& request)
   if (meant.empty())
     return Failure(fmt::format("There is no client and no certificate {}; brenic-master clients lists them",
                                Quoted(request.m_Client)));
+  if (const auto told = TellRestores(office, meant); !told)
+    return told.Why();
   Managed managed;
   std::string serials;
   for (ClientRecord& client : meant) {
@@ -247,7 +266,13 @@ Result<Managed> RegisterAs(const Office& office, const RenewAuthorityMsg&) {
 }
 
 Result<Managed> RegisterAs(const Office& office, const MoveAuthorityMsg& request) {
-  return MoveAuthority(office.m_Store, request.m_Keys.str());
+  const auto moved = MoveAuthority(office.m_Store, request.m_Keys.str());
+  // The backup that this Master was restored from held no keys.
+  const MasterRecord master = office.m_Store.LoadMaster();
+  if (const Authority& authority = OfServer(master);
+      moved && master.m_Server.m_Key.empty() && !authority.m_Credential.m_Key.empty())
+    ReplaceServer(office, master, authority, HostsOf(master.m_Server));
+  return moved;
 }
 
 /// What of the Master's own is to be renewed.

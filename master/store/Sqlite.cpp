@@ -1,6 +1,9 @@
 #include "store/Sqlite.h"
 
+#include <cctype>
 #include <cerrno>
+#include <cstring>
+#include <filesystem>
 
 #include <fmt/core.h>
 
@@ -25,6 +28,10 @@ bool IsFull(sqlite3* database, int code) {
   const int code = sqlite3_extended_errcode(database);
   const bool isFull = IsFull(database, code);
   const bool isBusy = (code & 0xff) == SQLITE_BUSY;
+  if (code == SQLITE_INTERRUPT)
+    throw StoreFailure("It took so long that others made the Master's log too long meanwhile; try again when "
+                       "less is changed",
+                       StoreFailure::Kind::k_Busy);
   throw StoreFailure(
       fmt::format("{}: {} (SQLite {})", what, isFull ? "the disk is full" : sqlite3_errmsg(database), code),
       isFull   ? StoreFailure::Kind::k_Full
@@ -97,9 +104,28 @@ void Statement::BindOne(int index, const UID& id) {
   BindOne(index, Blob{{reinterpret_cast<const char*>(bytes.data()), bytes.size()}});
 }
 
+namespace {
+
+/// The file's name as SQLite takes it with a mode.
+std::string UriOf(const Path& file, Database::Mode mode) {
+  std::string uri = "file://";
+  for (const char c : std::filesystem::absolute(file.str().str()).string()) {
+    if (c == '/' && uri.size() > 7 && uri.back() == '/')
+      continue; // the path begins with one slash
+    const bool isPlain = std::isalnum(static_cast<unsigned char>(c)) || std::strchr("/._-", c);
+    uri += isPlain ? std::string(1, c) : fmt::format("%{:02x}", static_cast<unsigned char>(c));
+  }
+  return uri + (mode == Database::Mode::k_ReadWrite  ? "?mode=rw"
+                : mode == Database::Mode::k_ReadOnly ? "?mode=ro"
+                                                     : "?mode=ro&immutable=1");
+}
+
+} // namespace
+
 Database::Database(const Path& file, Mode mode) {
+  constexpr int k_Flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_URI;
   const int flags = mode == Mode::k_ReadWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
-  if (sqlite3_open_v2(file.c_str(), &m_Database, flags | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
+  if (sqlite3_open_v2(UriOf(file, mode).c_str(), &m_Database, flags | k_Flags, nullptr) != SQLITE_OK) {
     const std::string reason = m_Database ? sqlite3_errmsg(m_Database) : "out of memory";
     sqlite3_close(m_Database);
     throw StoreFailure(fmt::format("Cannot open the database '{}': {}", file.str().str(), reason));
@@ -120,6 +146,20 @@ int Database::OnBusy(void* self, int calls) {
 int Database::OnCommit(void* self, sqlite3*, const char*, int logPages) {
   static_cast<Database*>(self)->m_LogPages = static_cast<size_t>(logPages);
   return SQLITE_OK;
+}
+
+int Database::OnProgress(void* self) {
+  return static_cast<const Database*>(self)->m_Stop() ? 1 : 0;
+}
+
+void Database::AttachSource(const Path& file, Mode mode) {
+  Statement(m_Database, "ATTACH ? AS source").Run(UriOf(file, mode));
+}
+
+void Database::StopWhen(std::function<bool()> stop) {
+  constexpr int k_Instructions = 10'000; // of SQLite's machine, between two questions
+  m_Stop = std::move(stop);
+  sqlite3_progress_handler(m_Database, k_Instructions, m_Stop ? OnProgress : nullptr, this);
 }
 
 Database::~Database() {

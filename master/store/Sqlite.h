@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -48,7 +49,9 @@ public:
   }
 
   int64_t Integer(int column) const { return sqlite3_column_int64(m_Statement, column); }
-  bool IsNull(int column) const { return sqlite3_column_type(m_Statement, column) == SQLITE_NULL; }
+  bool IsNull(int column) const { return Type(column) == SQLITE_NULL; }
+  /// What is stored there, whatever the column was declared as: SQLITE_TEXT and so on.
+  int Type(int column) const { return sqlite3_column_type(m_Statement, column); }
   /// Text or blob.
   std::string Text(int column) const;
 
@@ -69,7 +72,8 @@ private:
 /// One connection to a database file.
 class Database {
 public:
-  enum class Mode { k_ReadWrite, k_ReadOnly };
+  /// k_Alone: a file that nobody writes; no other file is looked at or made beside it.
+  enum class Mode { k_ReadWrite, k_ReadOnly, k_Alone };
 
   Database(const Path& file, Mode mode);
   ~Database();
@@ -79,6 +83,11 @@ public:
   void Execute(const char* sql);
   /// The single integer or text that the SQL yields.
   std::string Scalar(const char* sql);
+  /// Makes another file readable as the schema `source`.
+  void AttachSource(const Path& file, Mode mode);
+  /// Ends what reads, as soon as `stop` says so, with a busy failure that tells of the log; it is asked every
+  /// now and then. None: no more.
+  void StopWhen(std::function<bool()> stop);
   /// Undoes an open transaction; never throws.
   void Rollback() noexcept;
 
@@ -99,10 +108,12 @@ public:
 private:
   static int OnBusy(void* self, int calls);
   static int OnCommit(void* self, sqlite3* database, const char* name, int logPages);
+  static int OnProgress(void* self);
 
   sqlite3* m_Database = nullptr;
   size_t m_LogPages = 0;
   std::atomic<bool> m_Hurry = false;
+  std::function<bool()> m_Stop;
 };
 
 /// Sets that a commit has been synced when it returns, and checks that it is so: whoever changes these

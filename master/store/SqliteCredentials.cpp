@@ -75,6 +75,10 @@ MasterRecord SqliteStore::LoadMaster() {
   return master;
 }
 
+void SqliteStore::Rename(const String& name) {
+  Prepared("UPDATE master SET name = ?").Run(name);
+}
+
 void SqliteStore::ReplaceServerCredential(const Credential& credential, int64_t authority) {
   Prepared("UPDATE master SET server_certificate = ?, server_key = ?, server_authority = ?")
       .Run(credential.m_Certificate, credential.m_Key, authority);

@@ -46,8 +46,7 @@ void SqliteStore::Create(const Path& file, const MasterRecord& master, const Cli
   // Without a write-ahead log at first: what fails is told by the commit, and the file is all there is.
   database.Execute("PRAGMA journal_mode = DELETE; PRAGMA synchronous = FULL");
   database.Execute("BEGIN IMMEDIATE");
-  for (const char* tables :
-       {k_CredentialTables, k_SettingsTables, k_OptionTable, k_ProductTables, k_AuditTable})
+  for (const char* tables : k_AllTables)
     database.Execute(tables);
   database.Execute(fmt::format("PRAGMA user_version = {}", k_Layout).c_str());
   InsertCredentials(database.Handle(), master, firstClient);

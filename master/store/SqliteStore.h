@@ -26,6 +26,8 @@ public:
   SqliteStore(const Path& dataFolder, Database::Mode mode, bool isBesideServer = false);
 
   MasterRecord LoadMaster() override;
+  /// The Master's name, in place of the earlier one.
+  void Rename(const String& name);
   void ReplaceServerCredential(const Credential& credential, int64_t authority) override;
   void SetAddress(const String& address) override;
   int64_t AddAuthority(const Credential& authority) override;

@@ -1,7 +1,9 @@
 """How a run ends when the Master cannot be reached, or does not let the tool in."""
 
+import datetime
 import os
 import pathlib
+import pty
 import shutil
 import signal
 import socket
@@ -113,7 +115,55 @@ class Credentials(FarmTest):
     def test_a_master_of_another_authority_is_not_believed(self):
         other = Farm(serve=False)
         self.addCleanup(other.close)
-        self.refused(other.credentials, "certificate is not accepted", "another authority", "check the address")
+        self.refused(other.credentials, "certificate is not accepted", "another authority", "check the address",
+                     "this machine was away while the farm's authority was renewed",
+                     "have 'brenic-master client admin --renew --data-dir DIR --out FOLDER' run on the Master's")
+
+    def test_a_file_of_several_authorities_holds_the_masters_in_any_place(self):
+        other = Farm(serve=False)
+        self.addCleanup(other.close)
+        file = self.farm.credentials.parent / "ca.pem"
+        own, next_one = file.read_text(), (other.credentials.parent / "ca.pem").read_text()
+        for text in (own + next_one, next_one + own, f"# the next\n{next_one}# the old\n{own}".replace("\n", "\r\n")):
+            file.write_text(text)
+            result = self.farm.run("-GetUserLimits")
+            self.assertDone(result)
+            self.assertEqual(result.err, "")
+        for damaged in (own + next_one.replace("-----BEGIN", "----BEGIN"), own + next_one[:300]):
+            file.write_text(damaged)
+            self.refused(self.farm.credentials, f"'{file}' cannot be used: its certificate 2 is damaged (",
+                         "take the file as 'brenic-master client' made it")
+
+    def on_terminal(self, credentials):
+        """What a user at a terminal sees on standard error."""
+        reader, terminal = pty.openpty()
+        self.assertDone(finish(self.farm.start("-DumpLogs", credentials=credentials, stderr=terminal)))
+        os.close(terminal)
+        with open(reader, "rb", buffering=0) as seen:
+            try:
+                return seen.read(65536).decode().replace("\r\n", "\n")
+            except OSError:  # nothing was written, and nobody has it open any more
+                return ""
+
+    def test_a_certificate_that_ends_soon_is_told_to_a_user_and_not_to_a_script(self):
+        soon = self.issue("soon", "--role", "administrator", "--valid-days", "59")
+        log = self.farm.folder / "log/setwright.log"
+        text = subprocess.run(["openssl", "x509", "-noout", "-enddate", "-in", soon.parent / "client.pem"],
+                              capture_output=True, check=True).stdout.decode().strip()
+        end = datetime.datetime.strptime(text, "notAfter=%b %d %H:%M:%S %Y GMT").date()
+        for _ in range(2):  # on each run
+            line = self.on_terminal(soon)
+            self.assertRegex(line, f"^The certificate '{soon.parent}/client.pem' ends on {end} "
+                             r"\(5[89] days left, by this machine's clock\): have 'brenic-master client soon "
+                             "--renew --data-dir DIR --out FOLDER' run on the Master's machine, and put the new "
+                             "files in place of these\n$")
+        log.unlink()
+        result = self.farm.run("-DumpLogs", credentials=soon)
+        self.assertDone(result)
+        self.assertEqual(result.err, "")
+        warnings = [text for text in log.read_text().splitlines() if " warning " in text.lower()]
+        self.assertOneLine("\n".join(warnings), line.strip())
+        self.assertEqual(self.on_terminal(self.issue("later", "--role", "administrator", "--valid-days", "62")), "")
 
     def test_a_client_of_another_authority_is_not_let_in(self):
         other = Farm(serve=False)
@@ -121,11 +171,13 @@ class Credentials(FarmTest):
         # It trusts this Master, but its own certificate comes from elsewhere.
         (other.credentials.parent / "ca.pem").write_text((self.farm.credentials.parent / "ca.pem").read_text())
         self.refused(other.credentials, "does not accept this client's certificate", "another authority issued it",
-                     "'brenic-master client'")
+                     "this machine was away while the farm's authority was renewed",
+                     "have 'brenic-master client admin --renew --data-dir DIR --out FOLDER' run on the Master's")
 
     def test_an_expired_certificate_is_not_let_in(self):
         self.refused(self.issue("late", "--role", "administrator", "--valid-days", "-1"),
-                     "does not let this client in", "The certificate of 'late' ended on", "brenic-master client --renew")
+                     "does not let this client in: The certificate of 'late' ended on",
+                     "brenic-master client --renew")
 
     def test_a_certificate_that_the_master_does_not_know_is_not_let_in(self):
         # The same authority issued it, in a copy of the Master's data.
@@ -160,6 +212,20 @@ class Credentials(FarmTest):
         key = self.farm.credentials.parent / "client.key"
         key.chmod(0o640)
         self.refused(self.farm.credentials, "client.key", "chmod 600")
+
+    def test_one_that_is_revoked_is_told_so_for_good(self):
+        credentials = self.issue("leaver", "--role", "administrator")
+        why = r"The certificate of 'leaver' .* was revoked on \d{4}-\d\d-\d\d; .*new credentials"
+        watcher = self.farm.start(program="watcher", credentials=credentials)
+        self.assertEqual(watcher.stdout.readline(), b"ready\n")
+        self.farm.admin("revoke", "leaver", "--data-dir", self.farm.data)
+        dropped = finish(watcher)
+        self.assertDone(dropped, 3)
+        self.assertRegex(dropped.err, f"^The Master at {self.farm.address} does not let this client in any more: "
+                         f"{why}\n$")
+        result = self.farm.run("-Option", "a", "1", credentials=credentials)  # without -ConnectTimeout
+        self.assertDone(result, 3)
+        self.assertRegex(result.err, f"^The Master at {self.farm.address} does not let this client in: {why}\n$")
 
     def test_a_component_is_let_in_and_may_change_nothing(self):
         component = self.issue("engine", "--role", "component")

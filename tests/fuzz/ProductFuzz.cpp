@@ -4,6 +4,7 @@
 #include <string>
 
 #include "products/JsonText.h"
+#include "products/MisspeltMembers.h"
 #include "products/ProductDocument.h"
 
 using namespace brenic;
@@ -51,6 +52,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   Require(isChecked);
   const auto& product = *parsed;
+  for (const MisspeltMember& member : FindMisspeltMembers(text))
+    Require(text.at(member.m_Offset) == '"' && member.m_Member != member.m_Meant);
+  for (const ProductParameter& parameter : ParametersOf(*product)) {
+    for (const BrokenRule& rule : parameter.m_Broken)
+      Require(!rule.m_What.empty());
+  }
   const auto parsedAgain = ParseProduct(LayOut(text, true));
   Require(static_cast<bool>(parsedAgain));
   const auto& again = *parsedAgain;

@@ -187,4 +187,43 @@ TEST(File, ExistsFollowsLinks) {
   EXPECT_FALSE(rlib::File::Exists(folder / "link"));
 }
 
+TEST_F(IniFileLoadTest, TellsTheLineOfEachSectionAndPair) {
+  IniFile ini;
+  ASSERT_TRUE(ini.LoadText("\n; comment\na = 1\n\n[S]\njunk\nb = 2\nb = 3\n[T]\n[U]\n\nc = 4\n"));
+  EXPECT_EQ(ini.LineNumber(), 0u);
+  std::vector<std::string> lines;
+  String name, value;
+  while (ini.SetNextSection()) {
+    lines.push_back("[" + ini.GetCurrentSection().str() + "] " + std::to_string(ini.LineNumber()));
+    while (ini.GetNextValue(name, value))
+      lines.push_back(name.str() + " " + std::to_string(ini.LineNumber()));
+  }
+  EXPECT_THAT(lines, ElementsAre("[] 3", "a 3", "[S] 5", "b 7", "b 8", "[T] 9", "[U] 10", "c 12"));
+}
+
+TEST_F(IniFileLoadTest, TellsEveryMalformedLineToWhoAsks) {
+  std::string text = "[S]\n";
+  for (int i = 0; i != 30; ++i)
+    text += "junk\n";
+  IniFile ini;
+  std::vector<std::string> told;
+  ini.OnSkipped([&](size_t line, const char* why) { told.push_back(std::to_string(line) + " " + why); });
+  ASSERT_TRUE(ini.LoadText(text + "= 1\n"));
+  ASSERT_EQ(told.size(), 31u);
+  EXPECT_EQ(told.front(), "2 it is neither section, pair nor comment");
+  EXPECT_EQ(told.back(), "32 the name is empty");
+}
+
+TEST_F(IniFileLoadTest, SaysWhyItFailedAlsoWithoutAReport) {
+  IniFile ini;
+  ini.SetFileName(m_Folder / "nowhere.ini");
+  EXPECT_FALSE(ini.Load(true, false));
+  EXPECT_EQ(ini.Problem(), "No such file or directory");
+  EXPECT_FALSE(ini.LoadText(std::string_view("a\0b", 3)));
+  EXPECT_THAT(ini.Problem().str(), testing::HasSubstr("NUL byte"));
+  EXPECT_TRUE(ini.LoadText("[S]\n"));
+  EXPECT_EQ(ini.Problem(), "");
+  EXPECT_FALSE(rlib::AnyFailureNoted());
+}
+
 } // namespace

@@ -4,10 +4,12 @@
 #include <unistd.h>
 
 #include <fmt/core.h>
+#include <openssl/ssl.h>
 
 #include "client/Client.h"
 #include "client/ClientContext.h"
 #include "client/Connectors.h"
+#include "client/OwnCertificate.h"
 #include "client/Target.h"
 #include "rlib/CrashHandler.h"
 #include "rlib/Log.h"
@@ -45,6 +47,19 @@ void OpenLog(const CommandLine& cmd, const String& program, Path& folder) {
   rlib::InstallCrashHandler(folder, program);
 }
 
+/// Into the log, and before a user who is there to read it: what scripts take from stdErr is not changed by
+/// the date.
+void WarnOfEnd(asio::ssl::context& tls, const Path& file) {
+  const X509* const certificate = SSL_CTX_get0_certificate(tls.native_handle());
+  const std::optional<String> warning = EndsSoon(certificate, file, std::time(nullptr));
+  if (!warning)
+    return;
+  if (isatty(STDERR_FILENO))
+    rlib::Report(rlib::Log::k_Warning, *warning);
+  else
+    rlib::LogWarning(*warning);
+}
+
 /// Begins to connect in the background, unless it is not clear how.
 rlib::Result<> Connect(const CommandLine& cmd, BrenicClientApp& app, Executable& executable) {
   const rlib::Result<Target> target = Target::Choose(cmd);
@@ -63,6 +78,7 @@ rlib::Result<> Connect(const CommandLine& cmd, BrenicClientApp& app, Executable&
   rlib::Result<asio::ssl::context> tls = MakeClientContext(target->m_Credentials);
   if (!tls)
     return tls.Why();
+  WarnOfEnd(*tls, target->m_Credentials.m_Certificate);
   start([&](asio::io_context& io) { return MakeTlsConnector(io, target->m_Endpoint, std::move(*tls)); });
   return {};
 }

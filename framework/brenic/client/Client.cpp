@@ -1,7 +1,5 @@
 #include "client/Client.h"
 
-#include <fmt/core.h>
-
 #include "brenic/Messenger.h"
 #include "brenic/SystemMessages.h"
 #include "client/RequestName.h"
@@ -75,25 +73,6 @@ void Client::Start(BrenicClientApp& app, Executable& executable, const String& n
   });
 }
 
-namespace {
-
-/// What makes a request too large to be sent.
-std::optional<String> Excess(const wire::Frame& frame) {
-  const auto text = [](size_t most, const char* what, size_t these) {
-    return String(fmt::format("a request has at most {} {}, and this one {}", most, what, these));
-  };
-  const size_t size = frame.ByteSizeLong();
-  if (size > wire::k_MaxFrame)
-    return text(wire::k_MaxFrame, "bytes", size);
-  if (size <= wire::k_MaxEntries) // of which each has more than one byte
-    return std::nullopt;
-  if (const size_t entries = wire::CountEntries(frame.SerializeAsString()); entries > wire::k_MaxEntries)
-    return text(wire::k_MaxEntries, "entries", entries);
-  return std::nullopt;
-}
-
-} // namespace
-
 void Client::Send(const shared_ptr<Message>& message) {
   wire::Frame frame;
   wire::ToWire(*message, *frame.mutable_message());
@@ -101,7 +80,7 @@ void Client::Send(const shared_ptr<Message>& message) {
     std::lock_guard lock(m_Mutex);
     frame.mutable_message()->set_basis(m_Basis.For(*message));
   }
-  const std::optional<String> excess = Excess(frame);
+  const std::optional<String> excess = wire::Excess(frame);
   auto bytes = excess ? nullptr : std::make_shared<const std::string>(wire::Encode(frame));
   const bool isShutdown = message->Type() == ShutdownMsg::s_Type;
   const bool isMain = std::this_thread::get_id() == m_MainThread; // whose the registry is

@@ -8,6 +8,7 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 
+#include "client/AuthorityFile.h"
 #include "net/TlsContext.h"
 
 namespace brenic {
@@ -61,25 +62,24 @@ Result<> CheckFiles(const Credentials& credentials) {
   return CheckKeptFromOthers(credentials.m_Key);
 }
 
-/// With OpenSSL's reason, the newest in its queue.
-Failure Unusable(const char* what, const Path& file, const char* wish = "") {
+Failure Unusable(const char* what, const Path& file, const String& reason, const char* wish = "") {
   return Failure(
       fmt::format("The {} '{}' cannot be used: {}; {}take the file as 'brenic-master client' made it", what,
-                  file.str().str(), TlsError().str(), wish));
+                  file.str().str(), reason.str(), wish));
 }
 
 Result<> Load(SSL_CTX* context, const Credentials& credentials) {
   ERR_clear_error();
   // Nobody is there to type a passphrase.
   SSL_CTX_set_default_passwd_cb(context, [](char*, int, int, void*) { return 0; });
-  if (SSL_CTX_load_verify_file(context, credentials.m_Authority.c_str()) != 1)
-    return Unusable("certificate authority", credentials.m_Authority);
+  if (const Result<> trusted = TrustAuthorities(context, credentials.m_Authority); !trusted)
+    return Unusable("certificate authority", credentials.m_Authority, trusted.Reason());
   if (SSL_CTX_use_certificate_chain_file(context, credentials.m_Certificate.c_str()) != 1)
-    return Unusable("certificate", credentials.m_Certificate);
+    return Unusable("certificate", credentials.m_Certificate, TlsError());
   const bool usable = SSL_CTX_use_PrivateKey_file(context, credentials.m_Key.c_str(), SSL_FILETYPE_PEM) == 1;
   const bool mismatch = ERR_GET_REASON(ERR_peek_last_error()) == X509_R_KEY_VALUES_MISMATCH;
   if (!usable && !mismatch)
-    return Unusable("private key", credentials.m_Key, "it must have no passphrase: ");
+    return Unusable("private key", credentials.m_Key, TlsError(), "it must have no passphrase: ");
   if (!usable || SSL_CTX_check_private_key(context) != 1)
     return Failure(fmt::format("The private key '{}' does not belong to the certificate '{}'; take both "
                                "from one folder that 'brenic-master client' made",

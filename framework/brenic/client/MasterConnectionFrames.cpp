@@ -74,7 +74,8 @@ void MasterConnection::OnGoodbye(const wire::Goodbye& goodbye) {
       goodbye.text().empty() ? "it gives no reason; ask its administrator" : goodbye.text();
   switch (goodbye.reason()) {
   case wire::Goodbye::REJECTED:
-    return End(fmt::format("{} does not let this client in: {}", Where().str(), text));
+    return End(fmt::format("{} does not let this client in{}: {}", Where().str(),
+                           m_MasterId ? " any more" : "", text));
   case wire::Goodbye::PROTOCOL_VERSION:
     return End(fmt::format("{} closed the connection: {}; {}", Where().str(), text, k_UseMatchingRelease));
   case wire::Goodbye::PROTOCOL_ERROR:

@@ -101,11 +101,12 @@ private:
     stream->lowest_layer().set_option(tcp::no_delay(true), ignored);
     Expect(m_Host, stream->native_handle());
     const auto distrust = std::make_shared<String>();
-    stream->set_verify_callback([distrust, host = m_Host](bool accepted, ssl::verify_context& verification) {
-      if (!accepted)
-        *distrust = WhyNotTrusted(verification.native_handle(), host);
-      return accepted;
-    });
+    stream->set_verify_callback(
+        [distrust, host = m_Host, own = Own()](bool accepted, ssl::verify_context& verification) {
+          if (!accepted)
+            *distrust = WhyNotTrusted(verification.native_handle(), host, own);
+          return accepted;
+        });
     stream->async_handshake(
         ssl::stream_base::client, [this, stream, distrust, done](const error_code& error) {
           if (stream.use_count() == 1 || error == asio::error::operation_aborted)

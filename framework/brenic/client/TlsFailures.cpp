@@ -9,6 +9,7 @@
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 
+#include "client/OwnCertificate.h"
 #include "rlib/Escape.h"
 
 namespace brenic {
@@ -16,7 +17,6 @@ namespace brenic {
 namespace {
 
 constexpr char k_CheckAddress[] = "check that the address and port are a Master's";
-constexpr char k_NewCredentials[] = "get new credentials from its administrator ('brenic-master client')";
 constexpr size_t k_MostNames = 8;
 constexpr size_t k_LongestName = 253; // characters
 
@@ -88,16 +88,17 @@ std::string WrongTime(const X509* certificate, bool isOwn, bool isExpired) {
   const std::string which = isOwn ? "it" : "the authority that issued it";
   if (!isExpired)
     return fmt::format(
-        "{} is valid only from {} on, and it is {} here; correct the clock of this machine or of "
+        "{} is valid only from {} on, and by this machine's clock it is {}; correct that clock or "
         "the Master's",
         which, Text(X509_get0_notBefore(certificate)), Now());
-  return fmt::format("{} expired on {}, and it is {} here; correct this machine's clock, or {}", which,
-                     Text(X509_get0_notAfter(certificate)), Now(),
+  return fmt::format("{} expired on {}, and by this machine's clock it is {}; correct that clock, or {}",
+                     which, Text(X509_get0_notAfter(certificate)), Now(),
                      isOwn ? "start the Master again, which renews it"
-                           : "have its administrator make a new Master and new credentials");
+                           : "have its administrator renew the authority ('brenic-master authority --renew') "
+                             "and make new credentials");
 }
 
-std::string Why(X509_STORE_CTX* verification, const String& host) {
+std::string Why(X509_STORE_CTX* verification, const String& host, const X509* own) {
   const int error = X509_STORE_CTX_get_error(verification);
   const bool isOwn = X509_STORE_CTX_get_error_depth(verification) == 0;
   const char* reason = X509_verify_cert_error_string(error);
@@ -112,10 +113,11 @@ std::string Why(X509_STORE_CTX* verification, const String& host) {
   case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
   case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
   case X509_V_ERR_CERT_SIGNATURE_FAILURE:
-    return fmt::format("it was issued by another authority than these credentials ({}): another Master or "
-                       "something else answers there; check the address and port, or get credentials of this "
-                       "Master ('brenic-master client')",
-                       reason);
+    return fmt::format(
+        "it was issued by another authority than these credentials trust ({}): either another "
+        "Master or something else answers there (check the address and port, or take credentials "
+        "of that Master), or this machine was away while the farm's authority was renewed ({})",
+        reason, HowToRenew(own));
   case X509_V_ERR_HOSTNAME_MISMATCH:
   case X509_V_ERR_IP_ADDRESS_MISMATCH: {
     const std::string hosts = Hosts(X509_STORE_CTX_get0_cert(verification));
@@ -148,19 +150,21 @@ std::optional<std::string> AboutCertificate(int alert, const X509* own) {
   switch (alert) {
   case SSL_AD_CERTIFICATE_EXPIRED:
   case SSL_AD_BAD_CERTIFICATE: // also for one that is not valid yet
-    return fmt::format("it is valid from {} to {}, and it is {} here; {}, or compare the clocks of the two "
-                       "machines",
-                       Text(X509_get0_notBefore(own)), Text(X509_get0_notAfter(own)), Now(),
-                       k_NewCredentials);
+    return fmt::format("it is valid from {} to {}, and by this machine's clock it is {}; {}, or compare the "
+                       "clocks of the two machines",
+                       Text(X509_get0_notBefore(own)), Text(X509_get0_notAfter(own)), Now(), HowToRenew(own));
   case SSL_AD_UNKNOWN_CA:
   case SSL_AD_DECRYPT_ERROR: // the authority has the right name and another key
-    return fmt::format("another authority issued it; check the address, or {}", k_NewCredentials);
+    return fmt::format(
+        "another authority issued it: either another Master answers there (check the address and "
+        "port), or this machine was away while the farm's authority was renewed ({})",
+        HowToRenew(own));
   case SSL_AD_UNSUPPORTED_CERTIFICATE:
   case SSL_AD_CERTIFICATE_REVOKED:
   case SSL_AD_CERTIFICATE_UNKNOWN:
   case SSL_AD_ACCESS_DENIED:
   case TLS13_AD_CERTIFICATE_REQUIRED:
-    return k_NewCredentials;
+    return HowToRenew(own);
   default:
     return std::nullopt;
   }
@@ -176,8 +180,8 @@ ConnectFailure ExplainAlert(int alert, const std::string& reason, const X509* ow
 
 } // namespace
 
-String WhyNotTrusted(X509_STORE_CTX* verification, const String& host) {
-  return "its certificate is not accepted: " + Why(verification, host);
+String WhyNotTrusted(X509_STORE_CTX* verification, const String& host, const X509* own) {
+  return "its certificate is not accepted: " + Why(verification, host, own);
 }
 
 ConnectFailure ExplainHandshake(const error_code& error, const X509* own) {

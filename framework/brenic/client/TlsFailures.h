@@ -8,8 +8,9 @@
 namespace brenic {
 
 /// Why the Master's certificate was not accepted: what OpenSSL's verification has just found, called from
-/// within it. `host` is what the certificate had to be for. One line, whatever the certificate holds.
-String WhyNotTrusted(X509_STORE_CTX* verification, const String& host);
+/// within it. `host` is what the certificate had to be for, `own` the client's certificate. One line,
+/// whatever the certificate holds.
+String WhyNotTrusted(X509_STORE_CTX* verification, const String& host, const X509* own);
 
 /// What an error says in the handshake.
 ConnectFailure ExplainHandshake(const error_code& error, const X509* own);

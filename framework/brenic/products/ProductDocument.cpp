@@ -1,6 +1,5 @@
 #include "products/ProductDocument.h"
 
-#include <cmath>
 #include <set>
 
 #include <fmt/core.h>
@@ -13,6 +12,7 @@
 
 #include "ProductSchema.h"
 #include "products/JsonText.h"
+#include "products/ParameterRules.h"
 #include "products/SchemaWords.h"
 #include "rlib/Escape.h"
 
@@ -25,12 +25,15 @@ using rlib::Failure;
 using rlib::Result;
 
 /// As published, but for what the validator would take too long for or do in bytes where characters are
-/// meant; CheckNames does that.
+/// meant, which CheckNames does, and for what products from before it meant something may break
+/// (ParameterRules.h).
 const json& SchemaDocument() {
   static const json s_Document = [] {
     json document = json::parse(k_ProductSchema);
     document["definitions"]["name"].erase("pattern");
     document["properties"]["aliases"].erase("uniqueItems");
+    for (const char* rule : k_ParameterRules)
+      document["properties"]["parameters"]["items"]["properties"].erase(rule);
     return document;
   }();
   return s_Document;
@@ -95,28 +98,15 @@ Result<> CheckNames(const Product& product, const json& parsed, const std::strin
 
 Result<shared_ptr<Product>> ReadIndex(const json& parsed, std::string document) {
   UID type;
-  if (!type.FromString(parsed["id"].get<std::string>()))
+  if (!type.FromString(parsed.at("id").get<std::string>()))
     return Failure("\"id\" is no identifier");
   rlib::vector<String> aliases;
   if (const auto found = parsed.find("aliases"); found != parsed.end()) {
     for (const json& alias : *found)
       aliases.emplace_back(alias.get<std::string>());
   }
-  return boost::make_shared<Product>(type, parsed["name"].get<std::string>(), std::move(aliases),
+  return boost::make_shared<Product>(type, parsed.at("name").get<std::string>(), std::move(aliases),
                                      std::move(document));
-}
-
-bool Fits(const json& fallback, const std::string& type) {
-  if (fallback.is_null() || type.empty())
-    return true;
-  if (type == "boolean")
-    return fallback.is_boolean();
-  if (type == "number")
-    return fallback.is_number();
-  if (type == "integer") // 5.0 counts, as in the schema's own language
-    return fallback.is_number_integer() ||
-           (fallback.is_number_float() && fallback.get<double>() == std::floor(fallback.get<double>()));
-  return fallback.is_string();
 }
 
 } // namespace
@@ -132,7 +122,8 @@ std::vector<ProductParameter> ParametersOf(const Product& product) {
     parameter.m_Name = entry["name"].get<std::string>();
     parameter.m_Type = entry.value("type", "");
     parameter.m_Default = entry.contains("default") ? entry["default"].dump() : "";
-    parameter.m_DefaultFits = !entry.contains("default") || Fits(entry["default"], parameter.m_Type);
+    parameter.m_DefaultFits = !entry.contains("default") || FitsType(entry["default"], parameter.m_Type);
+    parameter.m_Broken = BrokenRulesOf(entry);
   }
   return parameters;
 }

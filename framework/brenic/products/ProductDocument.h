@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "brenic/Product.h"
+#include "products/ParameterRules.h"
 #include "rlib/Result.h"
 
 namespace brenic {
@@ -28,8 +29,7 @@ struct ProductParameter {
   std::string m_Type;         // empty: any
   std::string m_Default;      // as JSON; empty: none
   bool m_DefaultFits = false; // its type, that is; null fits every type, as does having none
-
-  friend bool operator==(const ProductParameter&, const ProductParameter&) = default;
+  std::vector<BrokenRule> m_Broken;
 };
 
 /// Of a document that ParseProduct takes.

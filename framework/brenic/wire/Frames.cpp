@@ -78,6 +78,20 @@ size_t CountEntries(std::string_view frame) {
   return CountEntries(input, ListsOfFrame());
 }
 
+std::optional<String> Excess(const Frame& frame) {
+  const auto text = [](size_t most, const char* what, size_t these) {
+    return String(fmt::format("a request has at most {} {}, and this one {}", most, what, these));
+  };
+  const size_t size = frame.ByteSizeLong();
+  if (size > k_MaxFrame)
+    return text(k_MaxFrame, "bytes", size);
+  if (size <= k_MaxEntries) // of which each has more than one byte
+    return std::nullopt;
+  if (const size_t entries = CountEntries(frame.SerializeAsString()); entries > k_MaxEntries)
+    return text(k_MaxEntries, "entries", entries);
+  return std::nullopt;
+}
+
 std::string Encode(const Frame& frame) {
   const size_t length = frame.ByteSizeLong();
   std::string bytes(k_LengthBytes, '\0');

@@ -29,6 +29,9 @@ std::string MessageBytes(std::string_view frame);
 /// What they take once they are decoded is not bounded by the frame's size: an empty entry has two bytes.
 size_t CountEntries(std::string_view frame);
 
+/// What makes a frame with a request too large to be sent; nothing when it is not.
+std::optional<String> Excess(const Frame& frame);
+
 /// Cuts a byte stream into frames. Not thread-safe.
 class FrameReader {
 public:

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -51,6 +52,10 @@ public:
 
   /// Malformed lines that the last load found.
   size_t SkippedLines() const { return m_Skipped; }
+  /// Called by a load for every malformed line, with its number (from 1) and what is wrong with it.
+  void OnSkipped(std::function<void(size_t line, const char* why)> each) { m_OnSkipped = std::move(each); }
+  /// Why the last load failed, or could not be delivered to its end; empty when neither is so.
+  const String& Problem() const { return m_Problem; }
 
   /// Moves to the next section, the first one on the first call; false when there are no more.
   bool SetNextSection();
@@ -58,6 +63,9 @@ public:
   const String& GetCurrentSection() const { return m_SectionName; }
   /// The next pair of the current section; false, and both left alone, when it has no more.
   bool GetNextValue(String& name, String& value);
+  /// Of the header or pair that was delivered last, from 1; 0 when there was none. A section without a header
+  /// begins at its first pair.
+  size_t LineNumber() const { return m_LineNumber; }
 
 private:
   enum class Kind { k_End, k_Section, k_Pair, k_Malformed };
@@ -66,6 +74,7 @@ private:
     std::string m_Name;
     std::string m_Value;
     const char* m_Why = nullptr; // it is malformed
+    size_t m_Line = 0;
   };
 
   static Item ItemOf(std::string_view line, bool quotes);
@@ -73,7 +82,7 @@ private:
   Result<> LookThrough();
   Result<Item> ReadItem();
   void Advance();
-  void ReportFailure(const String& why) const;
+  void ReportFailure(const String& why);
   void ReportSkipped() const;
 
   const bool m_Optional;
@@ -83,10 +92,13 @@ private:
   size_t m_LineCount = 0;
   size_t m_Skipped = 0;
   std::vector<std::string> m_Complaints; // of the first malformed lines
+  std::function<void(size_t line, const char* why)> m_OnSkipped;
+  String m_Problem;
   bool m_IsUnderMalformed = false;
   bool m_IsBeforeFirst = true; // SetNextSection was not called yet
   Item m_Next;                 // is delivered next
   String m_SectionName;
+  size_t m_LineNumber = 0;
 };
 
 } // namespace rlib

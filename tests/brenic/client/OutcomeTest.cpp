@@ -93,7 +93,7 @@ TEST_F(OutcomeTest, AConnectionThatEndsWithNothingPendingGivesThree) {
   };
   m_App.m_OnProducts = [] { SendNew(Write()); };
   EXPECT_EQ(Run(), 3);
-  EXPECT_EQ(m_Lines, "The Master at fake:1 does not let this client in: because of the test\n");
+  EXPECT_EQ(m_Lines, "The Master at fake:1 does not let this client in any more: because of the test\n");
 }
 
 TEST_F(OutcomeTest, AConnectionThatEndsWithSomethingPendingGivesFourAndOneLine) {
@@ -103,8 +103,38 @@ TEST_F(OutcomeTest, AConnectionThatEndsWithSomethingPendingGivesFourAndOneLine) 
   m_App.m_OnProducts = [] { SendNew(Write()); };
   EXPECT_EQ(Run(), 4);
   EXPECT_EQ(m_Lines,
-            "The Master at fake:1 does not let this client in: because of the test. The outcome of 1 "
-            "request(s) is unknown: look before you repeat them\n");
+            "The Master at fake:1 does not let this client in any more: because of the test. The outcome of "
+            "1 request(s) is unknown: look before you repeat them\n");
+  EXPECT_EQ(m_Master.Connections(), 1);
+}
+
+TEST_F(OutcomeTest, AClientThatIsNotLetInAgainDoesNotGoOnTrying) {
+  Plan dropped, refused;
+  dropped.m_GoodbyeLater = wire::Goodbye::ENDING;
+  refused.m_Goodbye = wire::Goodbye::REJECTED;
+  m_Master.m_Plans = {dropped, refused};
+  m_App.m_OnProducts = [] { SendNew(Write()); };
+  EXPECT_EQ(Run(), 4);
+  EXPECT_THAT(m_Lines,
+              testing::EndsWith("\nThe Master at fake:1 does not let this client in any more: because of "
+                                "the test. The outcome of 1 request(s) is unknown: look before you "
+                                "repeat them\n"));
+  EXPECT_EQ(m_Master.Connections(), 2);
+}
+
+TEST_F(OutcomeTest, AClientThatIsDroppedWhileItWaitsForTheProductsEndsWithThree) {
+  Plan plan;
+  plan.m_HoldProducts = true;
+  m_Master.m_Plans = {plan};
+  bool asked = false;
+  m_App.m_OnPass = [&] {
+    if (!Messenger::ConnectedTime().IsZero() && !std::exchange(asked, true))
+      m_Master.Post([this](Link& link) { m_Master.Goodbye(link, wire::Goodbye::REJECTED); });
+    return true;
+  };
+  EXPECT_EQ(Run(), 3);
+  EXPECT_EQ(m_Lines, "The Master at fake:1 does not let this client in any more: because of the test\n");
+  EXPECT_EQ(m_Master.Connections(), 1);
 }
 
 // --- the system shuts down ---

@@ -9,7 +9,10 @@ using testing::HasSubstr;
 using testing::Not;
 
 constexpr char k_CheckAddress[] = "; check that the address and port are a Master's";
-constexpr char k_NewCredentials[] = "get new credentials from its administrator ('brenic-master client')";
+constexpr char k_NewCredentials[] = "have 'brenic-master client \"test ";
+constexpr char k_RunThere[] =
+    "\" --renew --data-dir DIR --out FOLDER' run on the Master's machine, and put the new files in place of "
+    "these";
 
 class TlsFailuresTest : public TlsTest {
 protected:
@@ -44,9 +47,12 @@ TEST_F(TlsFailuresTest, AServerOfAnotherAuthorityIsAnotherMaster) {
   MakeCertificate({Purpose::k_Authority}, nullptr).WriteCertificate(m_Folder / "ca.pem");
   ExpectDistrust(
       FailureOfConnecting(),
-      AllOf(HasSubstr("it was issued by another authority than these credentials (self-signed"),
-            HasSubstr("another Master or something else answers there; check the address and port, or "
-                      "get credentials of this Master ('brenic-master client')")));
+      AllOf(HasSubstr("it was issued by another authority than these credentials trust (self-signed"),
+            HasSubstr(
+                "): either another Master or something else answers there (check the address and port, or "
+                "take credentials of that Master), or this machine was away while the farm's authority was "
+                "renewed (have 'brenic-master client \"test "),
+            HasSubstr(k_RunThere)));
 }
 
 TEST_F(TlsFailuresTest, AnAuthorityOfTheSameNameIsAnotherOne) {
@@ -64,8 +70,8 @@ TEST_F(TlsFailuresTest, AnExpiredServerCertificateTellsWhen) {
   Serve({.m_ValidFor = -3600});
   ExpectDistrust(
       FailureOfConnecting(),
-      testing::ContainsRegex("it expired on 20..-..-.. ..:..:.. UTC, and it is 20..-..-.. ..:..:.. UTC "
-                             "here; correct this machine's clock, or start the Master again, which "
+      testing::ContainsRegex("it expired on 20..-..-.. ..:..:.. UTC, and by this machine's clock it is "
+                             "20..-..-.. ..:..:.. UTC; correct that clock, or start the Master again, which "
                              "renews it$"));
 }
 
@@ -73,19 +79,18 @@ TEST_F(TlsFailuresTest, AServerCertificateOfTheFutureSendsToTheClock) {
   Serve({.m_ValidFrom = 3600, .m_ValidFor = 7200});
   ExpectDistrust(
       FailureOfConnecting(),
-      testing::ContainsRegex("it is valid only from 20..-..-.. ..:..:.. UTC on, and it is 20..-..-.. "
-                             "..:..:.. UTC here; correct the clock of this machine or of the Master's"));
+      testing::ContainsRegex("it is valid only from 20..-..-.. ..:..:.. UTC on, and by this machine's "
+                             "clock it is 20..-..-.. ..:..:.. UTC; correct that clock or the Master's"));
 }
 
 TEST_F(TlsFailuresTest, AnExpiredAuthorityIsToldFromItsCertificate) {
   m_Authority = MakeCertificate({.m_Purpose = Purpose::k_Authority, .m_ValidFor = -3600}, nullptr);
   m_Authority.WriteCertificate(m_Folder / "ca.pem");
   Serve({});
-  ExpectDistrust(
-      FailureOfConnecting(),
-      AllOf(HasSubstr("the authority that issued it expired on 20"),
-            HasSubstr("here; correct this machine's clock, or have its administrator make a new Master "
-                      "and new credentials")));
+  ExpectDistrust(FailureOfConnecting(),
+                 AllOf(HasSubstr("the authority that issued it expired on 20"),
+                       HasSubstr("; correct that clock, or have its administrator renew the authority "
+                                 "('brenic-master authority --renew') and make new credentials")));
 }
 
 TEST_F(TlsFailuresTest, AServerCertificateForAnotherHostNamesItsHosts) {
@@ -123,8 +128,11 @@ TEST_F(TlsFailuresTest, AClientOfAnotherAuthorityLearnsItForGood) {
   Serve({}, &other);
   Expect(FailureOfConnecting(), true,
          AllOf(testing::StartsWith("it does not accept this client's certificate ("),
-               HasSubstr("): another authority issued it; check the address, or "),
-               HasSubstr(k_NewCredentials)));
+               HasSubstr(
+                   "): another authority issued it: either another Master answers there (check the address "
+                   "and port), or this machine was away while the farm's authority was renewed (" +
+                   std::string(k_NewCredentials)),
+               HasSubstr(k_RunThere)));
 }
 
 TEST_F(TlsFailuresTest, AClientWhoseCertificateIsNotValidNowLearnsItForGood) {
@@ -140,8 +148,9 @@ TEST_F(TlsFailuresTest, AClientWhoseCertificateIsNotValidNowLearnsItForGood) {
            AllOf(testing::StartsWith("it does not accept this client's certificate ("),
                  testing::ContainsRegex(
                      "\\): it is valid from 20..-..-.. ..:..:.. UTC to 20..-..-.. ..:..:.. UTC, "
-                     "and it is 20..-..-.. ..:..:.. UTC here; "),
-                 HasSubstr(k_NewCredentials), HasSubstr(", or compare the clocks of the two machines")));
+                     "and by this machine's clock it is 20..-..-.. ..:..:.. UTC; "),
+                 HasSubstr(k_NewCredentials),
+                 HasSubstr(k_RunThere + std::string(", or compare the clocks of the two machines"))));
     m_Server.join();
   }
 }

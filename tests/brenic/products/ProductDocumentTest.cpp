@@ -227,4 +227,14 @@ TEST(ParametersOf, TellsWhetherADefaultFitsItsType) {
     EXPECT_FALSE(fits(bad)) << bad;
 }
 
+TEST(ParseCheckedProduct, FailsForWhatWasDamagedSince) {
+  EXPECT_TRUE(ParseCheckedProduct(Document("")));
+  for (const char* document :
+       {"", "{}", "[]", "1", "\"id\"", R"({"id":"x","name":"n"})", R"({"id":5,"name":"n"})",
+        R"({"name":"n"})", R"({"id":"00000000-0000-0000-0000-0000000000ab"})",
+        R"({"id":"00000000-0000-0000-0000-0000000000ab","name":1})",
+        R"({"id":"00000000-0000-0000-0000-0000000000ab","name":"n","aliases":[1]})"})
+    EXPECT_FALSE(ParseCheckedProduct(document)) << document;
+}
+
 } // namespace

@@ -136,6 +136,34 @@ TEST(Trap, MayBeADefault) {
   EXPECT_NE(TrapIn(with("\"6\""), with("\"5\"")), "");
 }
 
+TEST(Trap, MayBeARuleOfAParameter) {
+  const auto with = [](const std::string& members) {
+    return Named("n", R"(,"parameters":[{"name":"Samples")" + members + "}]");
+  };
+  EXPECT_EQ(TrapIn(with(R"(,"required":true,"minimum":1,"default":5)")), "");
+  EXPECT_EQ(TrapIn(with(R"(,"required":"yes")")),
+            "The parameter 'Samples' makes no sense: required is \"yes\", where true or false is expected");
+  const auto below = with(R"(,"minimum":9,"default":5)");
+  EXPECT_EQ(TrapIn(below), "The parameter 'Samples' makes no sense: the default 5 is below its minimum, 9");
+  EXPECT_EQ(TrapIn(below, below), "") << "held from before it was a rule";
+  EXPECT_EQ(TrapIn(with(R"(,"minimum":9,"default":5,"label":"L","description":"new")"), below), "");
+  EXPECT_NE(TrapIn(with(R"(,"minimum":9,"default":6)"), below), "");
+  EXPECT_NE(TrapIn(with(R"(,"minimum":8,"default":5)"), below), "");
+}
+
+TEST(Trap, IsToldOfEachWithItsPlace) {
+  const auto traps = FindTraps(
+      *Named("-x",
+             R"(,"aliases":["a","-y"],"parameters":[{"name":"p"},{"name":"P","minimum":"1","default":2}])"),
+      nullptr);
+  std::vector<JsonPath> paths;
+  for (const ProductTrap& trap : traps)
+    paths.push_back(trap.m_Path);
+  EXPECT_EQ(paths,
+            (std::vector<JsonPath>{
+                {"name"}, {"aliases", "1"}, {"parameters", "1", "name"}, {"parameters", "1", "minimum"}}));
+}
+
 TEST(Index, HasToAgreeWithTheDocument) {
   const auto good = MakeProduct(1, "Alpha", {"a"});
   EXPECT_TRUE(CheckDocument(*good));

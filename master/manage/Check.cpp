@@ -1,0 +1,109 @@
+#include "manage/Check.h"
+
+#include <filesystem>
+
+#include <fmt/core.h>
+
+#include "manage/CertificateCheck.h"
+#include "manage/Json.h"
+#include "manage/Restore.h"
+#include "store/DataFolder.h"
+#include "store/DatabaseCheck.h"
+#include "store/DatabaseCopy.h"
+#include "store/SqliteStore.h"
+
+namespace brenic::master {
+
+namespace {
+
+void CheckAll(Database& database, bool isBackup, Findings& findings) {
+  database.Execute("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
+  if (!findings.Guard("The database", [&] { database.Execute("BEGIN"); }))
+    return;
+  if (!CheckDatabase(database, findings))
+    return;
+  const std::optional<Farm> farm = CheckSettings(database, findings);
+  CheckTrail(database, farm ? &*farm : nullptr, findings);
+  CheckCertificates(database, isBackup, findings);
+  findings.Guard("The database", [&] {
+    if (!IsAccepted(database))
+      findings.Note("It was restored and waits for 'brenic-master restore --accept'");
+  });
+}
+
+/// What was revoked must be known to both, or a restore would tell the two apart.
+void CheckRevoked(Database& database, const Path& folder, Findings& findings) {
+  const auto revoked = ReadRevoked(RevokedFile(folder));
+  if (!revoked)
+    findings.Problem(revoked.Reason().str(), "a restore cannot use it");
+  if (!revoked || !*revoked)
+    return;
+  Statement row(database.Handle(), "SELECT revoked FROM client WHERE serial = ?");
+  for (const Revocation& revocation : **revoked) {
+    bool isValid = false;
+    for (row.Bind(revocation.m_Serial); row.Step();)
+      isValid = row.IsNull(0);
+    if (isValid)
+      findings.Problem(fmt::format("The certificate {} of '{}' stands in the file 'revoked', but is valid",
+                                   revocation.m_Serial, revocation.m_Name.str()),
+                       "revoke it again, or take its line away");
+  }
+  findings.Checked("lines of the file 'revoked'", (*revoked)->size());
+}
+
+} // namespace
+
+Findings CheckFolder(const Path& folder) {
+  RequireInitialised(folder);
+  Findings findings;
+  const Path file = SqliteStore::File(folder);
+  try {
+    RequirePrivate(folder);
+  } catch (Exception* error) {
+    findings.Problem(error->Message().str(), "whoever has read it can pose as this Master");
+    delete error;
+  }
+  Database database(file, Database::Mode::k_ReadOnly);
+  StopWhenLogGrows(database, file);
+  CheckAll(database, false, findings);
+  findings.Guard("The clients' certificates", [&] { CheckRevoked(database, folder, findings); });
+  return findings;
+}
+
+Findings CheckFile(const Path& file) {
+  Findings findings;
+  if (!findings.Guard("The backup", [&] { CheckIsBackup(file); }))
+    return findings;
+  Database database(file, Database::Mode::k_Alone);
+  CheckAll(database, true, findings);
+  return findings;
+}
+
+std::string FindingsText(const Findings& findings) {
+  std::string text;
+  for (const std::string& problem : findings.Problems())
+    text += problem + "\n";
+  for (const std::string& note : findings.Notes())
+    text += "Note: " + note + "\n";
+  if (findings.MoreThanKept())
+    text += fmt::format("{} more are not shown\n", findings.MoreThanKept());
+  std::string counts;
+  for (const auto& [what, count] : findings.Counts())
+    counts += fmt::format("{}{} {}", counts.empty() ? "" : ", ", count, what);
+  const size_t problems = findings.Problems().size();
+  text += "Looked at the pages and tables of the database" + (counts.empty() ? "" : "; " + counts) + ": ";
+  text += problems == 0 ? "nothing is wrong"
+                        : fmt::format("found {} problem{}", problems, problems == 1 ? "" : "s");
+  return text + "\n";
+}
+
+std::string FindingsJson(const Findings& findings) {
+  Json json = {
+      {"problems", findings.Problems()}, {"notes", findings.Notes()}, {"more", findings.MoreThanKept()}};
+  json["checked"] = Json::object();
+  for (const auto& [what, count] : findings.Counts())
+    AddMember(json["checked"], what, count);
+  return ToLine(json);
+}
+
+} // namespace brenic::master

@@ -1,0 +1,256 @@
+#include "manage/Restore.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include <sys/stat.h>
+
+#include <fmt/core.h>
+
+#include "manage/Addresses.h"
+#include "manage/Certificates.h"
+#include "manage/ClientCredentials.h"
+#include "manage/Initialise.h"
+#include "manage/NewDataFolder.h"
+#include "store/DatabaseCopy.h"
+#include "store/DurableFiles.h"
+#include "store/SqliteSchema.h"
+#include "store/SqliteStore.h"
+
+namespace brenic::master {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Named(const Path& file) {
+  return "'" + file.str().str() + "'";
+}
+
+/// What stands beside a database holds a part of it, which would be lost.
+void CheckStandsAlone(const Path& file) {
+  for (const char* suffix : {"-wal", "-journal"}) {
+    const Path beside = Path(file.str() + suffix);
+    struct stat info {};
+    if (stat(beside.c_str(), &info) == 0 && info.st_size > 0)
+      throw new Exception(fmt::format(
+          "{} stands beside {}: that is a copy of files in use and no backup. Make one with 'brenic-master "
+          "backup', or copy the database after a clean stop",
+          Named(beside), Named(file)));
+  }
+}
+
+void CheckIsDatabase(const Path& file) {
+  constexpr std::string_view k_Magic("SQLite format 3\0", 16);
+  std::error_code error;
+  const fs::path path(file.str().str());
+  if (!fs::is_regular_file(path, error))
+    throw new Exception(fs::exists(path, error) ? Named(file) + " is no file"
+                                                : "There is no file " + Named(file));
+  std::ifstream in(path, std::ios::binary);
+  std::string begin(k_Magic.size(), '\0');
+  if (!in)
+    throw new Exception("Cannot read " + Named(file));
+  if (!in.read(begin.data(), static_cast<std::streamsize>(begin.size())) || begin != k_Magic)
+    throw new Exception(Named(file) + " is no backup of a Master");
+}
+
+/// Reads all of it: what is damaged is not to be restored.
+void CheckBackup(const Path& file) {
+  CheckIsBackup(file);
+  const auto damaged = [&](const std::string& how) {
+    return new Exception(fmt::format("{} is damaged and was not restored; take another backup: {}",
+                                     Named(file), how.substr(0, how.find('\n'))));
+  };
+  try {
+    Database database(file, Database::Mode::k_Alone);
+    const int layout = std::stoi(database.Scalar("PRAGMA user_version"));
+    if (layout > k_Layout)
+      throw new Exception(
+          fmt::format("{} has layout {}, made by a newer brenic-master, which has to restore it; "
+                      "this one knows layouts up to {}",
+                      Named(file), layout, k_Layout));
+    if (layout < 1)
+      throw new Exception(Named(file) + " is no backup of a Master");
+    if (const std::string found = database.Scalar("PRAGMA integrity_check"); found != "ok")
+      throw damaged(found);
+    if (database.Scalar("SELECT count(*) FROM master") != "1")
+      throw damaged("it holds no Master");
+  } catch (const StoreFailure& failure) {
+    throw damaged(failure.what());
+  }
+}
+
+std::vector<Revocation> RevokedIn(const Path& file) {
+  const auto revoked = ReadRevoked(file);
+  if (!revoked)
+    throw new Exception(revoked.Reason());
+  if (!*revoked)
+    throw new Exception("There is no file " + Named(file) +
+                        ". A Master that never revoked anything has none: where that is so, say --accept in "
+                        "place of --revoked");
+  return **revoked;
+}
+
+void SetAccepted(Database& database, bool isAccepted) {
+  database.Execute(fmt::format("PRAGMA application_id = {}", isAccepted ? 0 : k_NotAccepted).c_str());
+}
+
+/// What a restored database is to be besides what it was.
+struct Differences {
+  String m_Name;
+  std::vector<std::string> m_Hosts;
+  std::vector<Revocation> m_Revoked;
+  bool m_IsAccepted = false;
+};
+
+void Identify(SqliteStore& store, const Path& folder, const Differences& differences) {
+  const MasterRecord master = store.LoadMaster();
+  // Clients that were away during a roll-over trust the earlier authority alone.
+  const auto authority =
+      std::find_if(master.m_Authorities.begin(), master.m_Authorities.end(),
+                   [&](const Authority& each) { return each.m_Number == master.m_ServerAuthority; });
+  if (authority == master.m_Authorities.end() || authority->m_Credential.m_Key.empty())
+    throw new Exception(
+        "The backup holds no private keys, so no certificate can be issued for another name or "
+        "host; restore it without --name and --host");
+  const std::vector<std::string> hosts =
+      differences.m_Hosts.empty() ? HostsOf(master.m_Server) : HostsOfMachine(differences.m_Hosts);
+  const String& name = differences.m_Name.empty() ? master.m_Name : differences.m_Name;
+  store.Rename(name);
+  const Validity validity = Validity::Days(k_CertificateDays).Within(authority->m_Credential.m_Certificate);
+  store.ReplaceServerCredential(IssueServer(authority->m_Credential, name, hosts, validity).m_Credential,
+                                authority->m_Number);
+  store.SetAddress(AddressAmong(hosts, AddressForClients(folder, master)));
+}
+
+/// `folder` holds the database and nothing else that matters.
+void Alter(const Path& folder, const Differences& differences) {
+  const bool changesMaster = !differences.m_Name.empty() || !differences.m_Hosts.empty();
+  if (!changesMaster && differences.m_Revoked.empty()) { // whatever its layout is
+    Database database(SqliteStore::File(folder), Database::Mode::k_ReadWrite);
+    SetDurability(database);
+    SetAccepted(database, differences.m_IsAccepted);
+    return;
+  }
+  SqliteStore::BringToThisLayout(folder);
+  SqliteStore store(folder, Database::Mode::k_ReadWrite);
+  store.Begin();
+  if (changesMaster)
+    Identify(store, folder, differences);
+  for (const Revocation& revocation : differences.m_Revoked) {
+    auto client = store.FindClient(revocation.m_Serial);
+    if (!client || client->m_Revoked)
+      continue;
+    client->m_Revoked = revocation.m_Time;
+    store.ReplaceClient(*client);
+  }
+  SetAccepted(store.Connection(), differences.m_IsAccepted);
+  store.Commit();
+  store.Finish();
+}
+
+Restored Describe(const Path& folder) {
+  Database database(SqliteStore::File(folder), Database::Mode::k_Alone);
+  const CopiedState state = ReadCopiedState(database);
+  return {database.Scalar("SELECT name FROM master"),
+          state.m_Sequence,
+          state.m_Time,
+          state.m_HasKeys,
+          IsAccepted(database),
+          ValidCertificates(database)};
+}
+
+void CheckOptions(const RestoreOptions& options) {
+  if (const auto problem = NameProblem("Master", options.m_Name); problem && !options.m_Name.empty())
+    throw new Exception(*problem);
+  for (const std::string& host : options.m_Hosts)
+    if (const auto problem = HostProblem(host))
+      throw new Exception(*problem);
+}
+
+} // namespace
+
+bool IsAccepted(Database& database) {
+  return database.Scalar("PRAGMA application_id") != std::to_string(k_NotAccepted);
+}
+
+void CheckIsBackup(const Path& file) {
+  CheckIsDatabase(file);
+  CheckStandsAlone(file);
+}
+
+std::vector<ValidCertificate> ValidCertificates(Database& database) {
+  const bool isRecorded = HasColumn(database, "client", "expires");
+  Statement row(database.Handle(),
+                isRecorded ? "SELECT name, role, serial, expires FROM client WHERE revoked IS NULL "
+                             "ORDER BY name, serial"
+                           : "SELECT name, role, serial, 0 FROM client ORDER BY name, serial");
+  std::vector<ValidCertificate> valid;
+  while (row.Step())
+    valid.push_back({row.Text(0), row.Text(1), row.Text(2), row.Integer(3)});
+  return valid;
+}
+
+Restored Restore(const RestoreOptions& options) {
+  CheckOptions(options);
+  std::vector<Revocation> revoked;
+  if (!options.m_Revoked.empty())
+    revoked = RevokedIn(options.m_Revoked);
+  CheckBackup(options.m_File);
+
+  NewDataFolder folder(options.m_Folder);
+  const Path staging = folder.Unfinished();
+  MakeFolder(staging, 0700);
+  const Path database = SqliteStore::File(staging);
+  { const FileHandle empty = MakePrivateFile(database); }
+  CopyOptions copy;
+  copy.m_Mode = Database::Mode::k_Alone;
+  CopyDatabase(options.m_File, database, copy);
+  Alter(staging, {options.m_Name, options.m_Hosts, revoked, options.m_Accept || !options.m_Revoked.empty()});
+  const Restored restored = Describe(staging);
+  if (!revoked.empty())
+    AppendRevocations(RevokedFile(options.m_Folder), revoked);
+  SyncFile(database);
+  folder.Finish(database);
+  return restored;
+}
+
+Restored AcceptRestored(const Path& folder, const Path& revoked) {
+  RequireInitialised(folder);
+  const ServeLock lock(folder);
+  std::vector<Revocation> revocations;
+  if (!revoked.empty())
+    revocations = RevokedIn(revoked);
+  {
+    Database database(SqliteStore::File(folder), Database::Mode::k_ReadOnly);
+    if (IsAccepted(database))
+      throw new Exception(Named(folder) + " does not wait to be accepted");
+  }
+  if (!revocations.empty())
+    AppendRevocations(RevokedFile(folder), revocations);
+  Alter(folder, {{}, {}, revocations, true});
+  return Describe(folder);
+}
+
+void RequireAccepted(const Path& folder) {
+  Database database(SqliteStore::File(folder), Database::Mode::k_ReadOnly);
+  const std::string word = ShellWord(folder).str();
+  if (!IsAccepted(database))
+    throw new Exception(fmt::format("The Master in {0} was restored from a backup, and what was revoked "
+                                    "since that was made is valid in it. "
+                                    "Where the lost folder's file 'revoked' is there, run: brenic-master "
+                                    "restore --revoked FILE --data-dir "
+                                    "{1}. Else look at 'brenic-master clients --data-dir {1}', revoke what "
+                                    "has to be, and run: brenic-master "
+                                    "restore --accept --data-dir {1}",
+                                    Named(folder), word));
+  if (database.Scalar("SELECT length(server_key) FROM master") == "0")
+    throw new Exception(
+        fmt::format("The Master in {} was restored from a backup without private keys and needs "
+                    "the authority's; run: brenic-master authority --import FILE --data-dir {}",
+                    Named(folder), word));
+}
+
+} // namespace brenic::master

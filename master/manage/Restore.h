@@ -1,0 +1,58 @@
+// `restore`: a backup becomes a data folder.
+#pragma once
+
+#include <vector>
+
+#include "store/RevokedFile.h"
+#include "store/Sqlite.h"
+
+namespace brenic::master {
+
+struct RestoreOptions {
+  Path m_Folder;
+  Path m_File;
+  String m_Name; // of the Master from now on; empty: as it was
+  std::vector<std::string>
+      m_Hosts; // its certificate is issued anew for these and the machine; none: as it was
+  bool m_Accept = false;
+  Path m_Revoked; // what the lost folder kept of that name; empty: none
+};
+
+/// A certificate that is accepted.
+struct ValidCertificate {
+  String m_Name;
+  std::string m_Role;
+  std::string m_Serial;
+  int64_t m_Expires = 0; // milliseconds since 1970-01-01 UTC; 0: not known
+};
+
+struct Restored {
+  String m_Name; // of the Master
+  int64_t m_Sequence = 0;
+  int64_t m_Time = 0; // of the last record
+  bool m_HasKeys = true;
+  bool m_IsAccepted = false;
+  std::vector<ValidCertificate> m_Valid; // what is accepted, or will be
+};
+
+/// Makes a data folder of a backup, all of it or nothing: see NewDataFolder. Throws Exception* or
+/// StoreFailure, for a file that is no whole backup in one line that says what it is.
+Restored Restore(const RestoreOptions& options);
+
+/// Accepts a folder that was restored before, once what `revoked` holds, unless it is empty, is revoked.
+/// Throws Exception* or StoreFailure.
+Restored AcceptRestored(const Path& folder, const Path& revoked);
+
+/// Throws Exception* for a folder that was restored and not accepted since, or that holds no private key.
+void RequireAccepted(const Path& folder);
+
+/// Whether it is, or was never restored. Throws StoreFailure.
+bool IsAccepted(Database& database);
+
+/// Throws Exception* for a file that is no database, or is only a part of one.
+void CheckIsBackup(const Path& file);
+
+/// The certificates that the database, of any layout, accepts.
+std::vector<ValidCertificate> ValidCertificates(Database& database);
+
+} // namespace brenic::master

@@ -1,0 +1,40 @@
+// A Master's database in one file, as it was at one commit.
+#pragma once
+
+#include "store/Sqlite.h"
+
+namespace brenic::master {
+
+/// Bytes. While one transaction reads it, a database that is served cannot begin its log anew: reading that
+/// takes so long that the log exceeds this is given up.
+inline constexpr uintmax_t k_MostLogMeanwhile = 512 * 1024 * 1024;
+
+/// Gives up what reads `file`, a database, when its log exceeds that; `database` is what reads.
+void StopWhenLogGrows(Database& database, const Path& file, uintmax_t most = k_MostLogMeanwhile);
+
+struct CopyOptions {
+  Database::Mode m_Mode = Database::Mode::k_ReadOnly; // of the file that is copied
+  bool m_WithKeys = true;
+  uintmax_t m_MostLog = k_MostLogMeanwhile;
+};
+
+/// What a copy holds.
+struct CopiedState {
+  int64_t m_Sequence = 0; // of the last record of the audit trail; 0 for none
+  int64_t m_Time = 0;     // of that record, milliseconds since 1970-01-01 UTC
+  bool m_HasKeys = false; // any private key
+};
+
+/// Copies a Master's database of any layout, also while it is served, into `target`, an empty file. Nobody
+/// who writes waits for it. Row by row, so that nothing of what was deleted before comes along; without keys,
+/// none of them is ever written. The copy has been checked and synced when this returns. Throws StoreFailure
+/// or Exception*.
+CopiedState CopyDatabase(const Path& source, const Path& target, const CopyOptions& options = {});
+
+/// What a database of any layout holds. Throws StoreFailure.
+CopiedState ReadCopiedState(Database& database);
+
+/// Whether the table has the column.
+bool HasColumn(Database& database, const char* table, const char* column);
+
+} // namespace brenic::master

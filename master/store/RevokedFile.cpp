@@ -1,0 +1,148 @@
+#include "store/RevokedFile.h"
+
+#include <algorithm>
+#include <ctime>
+
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "farm/TextCheck.h"
+#include "rlib/Time.h"
+#include "store/DurableFiles.h"
+
+namespace brenic::master {
+
+namespace {
+
+constexpr off_t k_Longest = 64 * 1024 * 1024; // bytes; some 800,000 lines
+constexpr size_t k_TimeBytes = 24;            // 2026-01-31T12:00:00.123Z
+
+std::optional<int64_t> TimeOf(const std::string& text) {
+  tm parts{};
+  const char* const rest = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S.", &parts);
+  if (!rest || text.size() != k_TimeBytes)
+    return std::nullopt;
+  const int64_t time = static_cast<int64_t>(timegm(&parts)) * 1000 + std::atoi(rest);
+  // The one text of the time, and nothing else that strptime takes.
+  return Time(time).Iso8601() == String(text) ? std::optional(time) : std::nullopt;
+}
+
+bool IsSerial(std::string_view text) {
+  constexpr size_t k_MostDigits = 64;
+  return !text.empty() && text.size() <= k_MostDigits &&
+         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
+std::optional<Revocation> FromLine(const std::string& line) {
+  const size_t second = line.find(' ', k_TimeBytes + 1);
+  if (line.size() <= k_TimeBytes || line[k_TimeBytes] != ' ' || second == std::string::npos)
+    return std::nullopt;
+  const auto time = TimeOf(line.substr(0, k_TimeBytes));
+  Revocation revocation{time.value_or(0), line.substr(k_TimeBytes + 1, second - k_TimeBytes - 1),
+                        line.substr(second + 1)};
+  const bool isWhole = time && IsSerial(revocation.m_Serial) && !revocation.m_Name.empty() &&
+                       CheckText(revocation.m_Name, k_MaxName);
+  return isWhole ? std::optional(revocation) : std::nullopt;
+}
+
+std::string ToLine(const Revocation& revocation) {
+  const std::string line = fmt::format("{} {} {}", Time(revocation.m_Time).Iso8601().str(),
+                                       revocation.m_Serial, revocation.m_Name.str());
+  if (FromLine(line) != revocation)
+    throw new Exception("A revocation cannot be written as a line: '" + String(line) + "'");
+  return line + "\n";
+}
+
+/// How many bytes at the beginning are whole lines.
+off_t EndOfLines(int file, const Path& name) {
+  struct stat info {};
+  if (fstat(file, &info) != 0)
+    rlib::ThrowError("Cannot look at '" + name.str() + "'", errno);
+  if (!S_ISREG(info.st_mode) || info.st_size > k_Longest)
+    throw new Exception("'" + name.str() + "' is no list of revoked certificates");
+  for (off_t end = info.st_size; end > 0; --end) {
+    char last = 0;
+    if (pread(file, &last, 1, end - 1) != 1)
+      rlib::ThrowError("Cannot read '" + name.str() + "'", errno);
+    if (last == '\n')
+      return end;
+  }
+  return 0;
+}
+
+rlib::Result<std::vector<Revocation>> FromText(const Path& file, const std::string& text) {
+  std::vector<Revocation> revocations;
+  for (size_t begin = 0, end = 0; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1) {
+    const auto revocation = FromLine(text.substr(begin, end - begin));
+    if (!revocation)
+      return rlib::Failure(
+          fmt::format("Line {} of '{}' is not a time, a serial number and a name; nothing of the file is "
+                      "used. Mend that line, or take another copy of the file",
+                      revocations.size() + 1, file.str().str()));
+    revocations.push_back(*revocation);
+  }
+  return revocations;
+}
+
+} // namespace
+
+Path RevokedFile(const Path& dataFolder) {
+  return dataFolder / "revoked";
+}
+
+void AppendRevocations(const Path& file, const std::vector<Revocation>& revocations) {
+  std::string lines;
+  for (const Revocation& revocation : revocations)
+    lines += ToLine(revocation);
+  const FileHandle handle(open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+  if (!handle)
+    rlib::ThrowError("Cannot open '" + file.str() + "'", errno);
+  if (flock(handle.Get(), LOCK_EX) != 0)
+    rlib::ThrowError("Cannot lock '" + file.str() + "'", errno);
+  const off_t end = EndOfLines(handle.Get(), file);
+  const auto size = static_cast<ssize_t>(lines.size());
+  const bool written = ftruncate(handle.Get(), end) == 0 &&
+                       pwrite(handle.Get(), lines.data(), lines.size(), end) == size &&
+                       fsync(handle.Get()) == 0;
+  if (!written) {
+    const int error = errno ? errno : ENOSPC; // a write that ended early
+    static_cast<void>(!ftruncate(handle.Get(), end));
+    rlib::ThrowError("Cannot write '" + file.str() + "'", error);
+  }
+  SyncFolder(file.Parent());
+}
+
+rlib::Result<std::optional<std::vector<Revocation>>> ReadRevoked(const Path& file) {
+  const auto failed = [&](const char* what) {
+    return rlib::Failure(
+        fmt::format("Cannot {} '{}': {}", what, file.str().str(), rlib::ErrorText(errno).str()));
+  };
+  const FileHandle handle(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!handle && errno == ENOENT)
+    return std::optional<std::vector<Revocation>>();
+  if (!handle)
+    return failed("open");
+  struct stat info {};
+  if (fstat(handle.Get(), &info) != 0)
+    return failed("look at");
+  if (!S_ISREG(info.st_mode) || info.st_size > k_Longest)
+    return rlib::Failure("'" + file.str() + "' is no list of revoked certificates");
+  std::string text(static_cast<size_t>(info.st_size), '\0');
+  size_t got = 0;
+  for (ssize_t part = 1; part > 0 && got != text.size();
+       got += static_cast<size_t>(std::max<ssize_t>(part, 0))) {
+    part = pread(handle.Get(), text.data() + got, text.size() - got, static_cast<off_t>(got));
+    if (part < 0)
+      return failed("read");
+  }
+  text.resize(got);
+  const auto revocations = FromText(file, text);
+  if (!revocations)
+    return revocations.Why();
+  return std::optional(*revocations);
+}
+
+} // namespace brenic::master

@@ -1,0 +1,36 @@
+// What a Master accepts no more, as plain text beside its database: a backup that is restored knows nothing
+// of what was revoked after it was made. docs/storage.md shows the file.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "brenic/Types.h"
+#include "rlib/Result.h"
+
+namespace brenic::master {
+
+/// A certificate that is not accepted any more.
+struct Revocation {
+  int64_t m_Time = 0;   // milliseconds since 1970-01-01 UTC
+  std::string m_Serial; // lower-case hexadecimal
+  String m_Name;        // of its client
+
+  friend bool operator==(const Revocation&, const Revocation&) = default;
+};
+
+/// Where a data folder keeps it.
+Path RevokedFile(const Path& dataFolder);
+
+/// Adds lines to the file, which is made with mode 0600 where there is none. They are synced when this
+/// returns: call it before the revocation is committed, so that none is committed that the file does not
+/// know. What a write that was cut off left behind the last line is taken away. Throws Exception*.
+void AppendRevocations(const Path& file, const std::vector<Revocation>& revocations);
+
+/// What the file holds, in its order; no value where there is no such file. Fails for a file that cannot be
+/// read or holds a line that is not one of these. A last line without an end is left out: whoever wrote it
+/// did not come to commit what it says.
+rlib::Result<std::optional<std::vector<Revocation>>> ReadRevoked(const Path& file);
+
+} // namespace brenic::master
