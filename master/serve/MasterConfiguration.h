@@ -12,8 +12,8 @@ struct LiveSettings {
   MachineCommandLines m_Commands; // RebootCommand, ShutdownCommand
   int m_LogFileLevel = rlib::Log::k_DefaultFileLevel;
   int m_LogDisplayLevel = rlib::Log::k_DefaultDisplayLevel;
-  Path m_Products;                        // folder of the default products; empty: not configured
-  size_t m_ConnectionsPerCertificate = 0; // 0: all places
+  Path m_Products;                          // folder of the default products; empty: not configured
+  size_t m_ConnectionsPerCertificate = 0;   // 0: all places
   int m_AuditKeep = KeepingOptions::k_Days; // days that the audit trail keeps
 };
 

@@ -29,8 +29,8 @@ private:
 /// the writer got done. I/O thread.
 class Watchdog {
 public:
-  /// More than any request or sync takes: a million options are decided in seconds, another program's hold on
-  /// the database ends after ten, and a full disk refuses at once.
+  /// More than any request or sync takes: a million options are decided within a minute on a busy machine,
+  /// another program's hold on the database ends after ten, and a full disk refuses at once.
   static constexpr std::chrono::minutes k_Patience{5};
 
   Watchdog(asio::io_context& io, Writer& writer) : m_Writer(writer), m_Timer(io) {}

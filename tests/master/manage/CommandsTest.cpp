@@ -190,7 +190,7 @@ TEST(Usage, WhatItQuotesOfTheLineDoesNothingToATerminal) {
 
 TEST(Usage, HasAnExitStatusOfItsOwn) {
   EXPECT_GT(RunMaster({}).m_Status, 1);
-  EXPECT_GT(RunMaster({"serve"}).m_Status, 1);
+  EXPECT_GT(RunMaster({"state"}).m_Status, 1);
   EXPECT_GT(RunMaster({"state", "--data-dir", "x", "--json", "--ini"}).m_Status, 1);
 }
 
