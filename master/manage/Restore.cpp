@@ -94,7 +94,8 @@ std::vector<Revocation> RevokedIn(const Path& file) {
 }
 
 void SetAccepted(Database& database, bool isAccepted) {
-  database.Execute(fmt::format("PRAGMA application_id = {}", isAccepted ? 0 : k_NotAccepted).c_str());
+  database.Execute(isAccepted ? "DROP TABLE IF EXISTS not_accepted"
+                              : "CREATE TABLE IF NOT EXISTS not_accepted (only INTEGER PRIMARY KEY)");
 }
 
 /// What a restored database is to be besides what it was.
@@ -186,7 +187,7 @@ std::pair<bool, bool> Acceptance(const Path& folder) {
 } // namespace
 
 bool IsAccepted(Database& database) {
-  return database.Scalar("PRAGMA application_id") != std::to_string(k_NotAccepted);
+  return database.Scalar("SELECT count(*) FROM sqlite_master WHERE name = 'not_accepted'") == "0";
 }
 
 void CheckIsBackup(const Path& file) {

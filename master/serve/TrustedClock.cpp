@@ -42,7 +42,7 @@ TrustedClock::TrustedClock(Clocks clocks, std::optional<int64_t> known)
   Doubt(fmt::format("The clock says {}, but the newest record is of {}", Shown(wall), Shown(*known)));
 }
 
-void TrustedClock::Doubt(String why) {
+void TrustedClock::Doubt(const String& why) {
   m_DoubtUntil = m_At + k_Day;
   m_News = why +
            ": for a day nothing is deleted, renewed or dropped because of the time. Set the clock if it "

@@ -48,7 +48,7 @@ public:
 
 private:
   void Look();
-  void Doubt(String why);
+  void Doubt(const String& why);
   void Follow();
 
   const Clocks m_Clocks;

@@ -27,9 +27,6 @@ CREATE INDEX client_name ON client (name);
 CREATE TABLE clock (only INTEGER PRIMARY KEY CHECK (only = 1), trusted INTEGER NOT NULL, in_doubt INTEGER NOT NULL);
 )";
 
-/// In application_id, which is 0 otherwise: the database was restored from a backup and waits to be accepted.
-inline constexpr int k_NotAccepted = 0x42526e72;
-
 /// What a database of layout 1 has as well.
 inline constexpr const char* k_SettingsTables = R"(
 CREATE TABLE type_limit (type BLOB PRIMARY KEY, workers INTEGER NOT NULL) WITHOUT ROWID;
