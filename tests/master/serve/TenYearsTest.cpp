@@ -7,11 +7,13 @@
 #include "TempFolder.h"
 #include "brenic/ManagementMessages.h"
 #include "brenic/MessageFactory.h"
+#include "manage/Backup.h"
 #include "manage/Certificates.h"
 #include "manage/ClientCredentials.h"
 #include "manage/Endings.h"
 #include "manage/Initialise.h"
 #include "manage/Registrar.h"
+#include "manage/Restore.h"
 #include "serve/Server.h"
 #include "serve/TestClient.h"
 #include "store/DataFolder.h"
@@ -69,6 +71,14 @@ public:
     End();
     Start();
   }
+  /// The machine is lost; of its folder there is the backup and the file `revoked`.
+  void RestoreElsewhere(const Path& folder, const Path& backup, const std::string& host) {
+    End();
+    Restore({folder, backup, {}, {host}, false, RevokedFile(m_Folder)});
+    m_Folder = folder;
+    Start();
+  }
+  CopiedState MakeBackup(const Path& file) { return Backup({m_Folder, file}); }
 
   /// Lets so many days pass, with a look at the certificates at least every 15 days.
   void Pass(int days) {
@@ -156,7 +166,7 @@ private:
     }
   }
 
-  const Path m_Folder;
+  Path m_Folder;
   const TempFolder m_Out;
   std::atomic<int64_t> m_Wall{0};
   std::atomic<int64_t> m_Running{1};
@@ -201,6 +211,13 @@ TEST_F(TenYears, NobodyWithValidCredentialsIsRefusedAndNobodyElseIsLetIn) {
   const std::string b = m_Farm.Issue("b", "b", "component");
   const std::string boss = m_Farm.Issue("boss", "boss", "administrator", 3000);
   Expect({{admin, true}, {a, true}, {b, true}, {boss, true}}, "at the beginning");
+
+  // The machine is lost, and with it what was revoked since the backup.
+  const std::string lost = m_Farm.Issue("lost", "lost", "administrator");
+  m_Farm.MakeBackup(m_Folder / "backup");
+  m_Farm.Ask(Revocation("lost"));
+  m_Farm.RestoreElsewhere(m_Folder / "elsewhere", m_Folder / "backup", "farm.example");
+  Expect({{admin, true}, {a, true}, {b, true}, {boss, true}, {lost, false}}, "on another machine");
 
   // An open connection outlives the renewal of the Master's own certificate.
   TestClient open = m_Farm.Connect(boss);
