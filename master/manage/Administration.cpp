@@ -17,7 +17,7 @@ namespace brenic::master {
 
 namespace {
 
-constexpr time_t k_Patience = 120; // seconds; the Master may be busy with a million options
+constexpr time_t k_Patience = 60; // seconds; the Master may be busy with a million options
 
 class Connection {
 public:
@@ -45,6 +45,11 @@ public:
         return frame;
       std::array<char, 64 * 1024> bytes;
       const ssize_t count = recv(m_Socket, bytes.data(), bytes.size(), 0);
+      if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+        throw new Exception(fmt::format(
+            "The Master does not answer within {} seconds; whether this was done is unknown: look before "
+            "you repeat it",
+            k_Patience));
       if (count <= 0)
         return std::nullopt;
       m_Reader.Feed({bytes.data(), static_cast<size_t>(count)});

@@ -8,6 +8,7 @@
 #include <openssl/x509v3.h>
 
 #include "farm/TextCheck.h"
+#include "manage/OpensslHandles.h"
 #include "net/Endpoint.h"
 #include "rlib/Escape.h"
 #include "store/Store.h"
@@ -18,20 +19,10 @@ namespace {
 
 constexpr char k_Restore[] = "restore the last backup that is whole";
 
-template <auto k_Free>
-struct Free {
-  template <typename Object>
-  void operator()(Object* object) const {
-    k_Free(object);
-  }
-};
-using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY_free>>;
-using Certificate = std::unique_ptr<X509, Free<X509_free>>;
-
 /// Null for what is not one.
 template <typename Object, typename Read>
-Object FromPem(const std::string& pem, Read read) {
-  const std::unique_ptr<BIO, Free<BIO_vfree>> buffer(
+Object ReadPem(const std::string& pem, Read read) {
+  const std::unique_ptr<BIO, OpensslFree<BIO_vfree>> buffer(
       BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
   // A password is asked for by nobody.
   const auto noPassword = [](char*, int, int, void*) { return -1; };
@@ -46,12 +37,12 @@ bool IsOver(const X509* certificate) {
 
 /// What is wrong with a certificate and its key is told; null when it cannot be read.
 Certificate CheckPair(const std::string& whose, const Credential& credential, Findings& findings) {
-  auto certificate = FromPem<Certificate>(credential.m_Certificate, PEM_read_bio_X509);
+  auto certificate = ReadPem<Certificate>(credential.m_Certificate, PEM_read_bio_X509);
   if (!certificate)
     findings.Problem("The certificate of " + whose + " cannot be read", k_Restore);
   if (!certificate || credential.m_Key.empty())
     return certificate;
-  const auto key = FromPem<Key>(credential.m_Key, PEM_read_bio_PrivateKey);
+  const auto key = ReadPem<Key>(credential.m_Key, PEM_read_bio_PrivateKey);
   if (!key)
     findings.Problem("The private key of " + whose + " cannot be read", k_Restore);
   else if (X509_check_private_key(certificate.get(), key.get()) != 1)
@@ -82,6 +73,9 @@ public:
       m_LastHasKey = !row.Text(2).empty();
       if (certificate && X509_check_ca(certificate.get()) == 0)
         m_Findings.Problem("The certificate of " + whose + " is none of an authority", k_Restore);
+      if (certificate && X509_verify(certificate.get(), X509_get0_pubkey(certificate.get())) != 1)
+        m_Findings.Problem("The certificate of " + whose + " is not as it was signed", k_Restore);
+      ERR_clear_error();
       if (certificate && IsOver(certificate.get()))
         m_Findings.Problem("The certificate of " + whose + " has ended",
                            "every client needs new credentials of a new authority");

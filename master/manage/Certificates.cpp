@@ -9,6 +9,7 @@
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
 
+#include "manage/OpensslHandles.h"
 #include "net/TlsContext.h"
 #include "store/CertificateFields.h"
 
@@ -16,19 +17,9 @@ namespace brenic::master {
 
 namespace {
 
-template <auto k_Free>
-struct Free {
-  template <typename Object>
-  void operator()(Object* object) const {
-    k_Free(object);
-  }
-};
-using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY_free>>;
-using Certificate = std::unique_ptr<X509, Free<X509_free>>;
-using Buffer = std::unique_ptr<BIO, Free<BIO_vfree>>;
-using Number = std::unique_ptr<BIGNUM, Free<BN_free>>;
-using Names = std::unique_ptr<GENERAL_NAMES, Free<GENERAL_NAMES_free>>;
-using Extension = std::unique_ptr<X509_EXTENSION, Free<X509_EXTENSION_free>>;
+using Number = std::unique_ptr<BIGNUM, OpensslFree<BN_free>>;
+using Names = std::unique_ptr<GENERAL_NAMES, OpensslFree<GENERAL_NAMES_free>>;
+using Extension = std::unique_ptr<X509_EXTENSION, OpensslFree<X509_EXTENSION_free>>;
 
 constexpr int64_t k_Second = 1000; // milliseconds
 constexpr int64_t k_Hour = 60 * 60 * k_Second;
@@ -101,7 +92,9 @@ Draft Begin(const String& name, const Validity& validity, Key key) {
   Require(certificate != nullptr, "making a certificate");
   Require(X509_set_version(certificate, X509_VERSION_3) == 1, "setting the version");
   draft.m_Serial = SetSerial(certificate);
-  Require(ASN1_TIME_set(X509_getm_notBefore(certificate), (validity.m_Begin - k_Hour) / k_Second) &&
+  // Also when the Master does not believe its machine's clock: the clients' clocks may be with that.
+  const int64_t begin = std::min(validity.m_Begin, rlib::Time::Now().Milliseconds()) - k_Hour;
+  Require(ASN1_TIME_set(X509_getm_notBefore(certificate), begin / k_Second) &&
               ASN1_TIME_set(X509_getm_notAfter(certificate), validity.m_End / k_Second),
           "setting the validity");
   SetName(X509_get_subject_name(certificate), name);

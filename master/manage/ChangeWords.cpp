@@ -13,7 +13,7 @@ namespace brenic::master {
 
 namespace {
 
-std::string Quoted(const String& text) {
+std::string QuotedText(const String& text) {
   return "'" + rlib::Excerpt(text).str() + "'";
 }
 
@@ -26,12 +26,12 @@ std::string LimitText(const std::optional<int>& limit) {
 }
 
 std::string ValueText(const std::optional<String>& value) {
-  return value ? Quoted(*value) : "not set";
+  return value ? QuotedText(*value) : "not set";
 }
 
 /// Which of several documents of a product it is.
 std::string DocumentText(const Product& product) {
-  return Quoted(product.Name()) + " (" + Hex(Sha256(product.Document())).substr(0, 12) + ")";
+  return QuotedText(product.Name()) + " (" + Hex(Sha256(product.Document())).substr(0, 12) + ")";
 }
 
 std::string StateText(const std::optional<Customisation>& state) {
@@ -60,7 +60,7 @@ private:
   void Add(std::string words) { m_Words.push_back(std::move(words)); }
   std::string Named(const UID& type) const {
     const String name = m_Namer(type);
-    return name.empty() ? type.ToString().str() : Quoted(name);
+    return name.empty() ? type.ToString().str() : QuotedText(name);
   }
   /// Whether a thing fits that is none of an option, a user's limit or a path translation.
   bool FitsType(const UID& type) const {
@@ -102,7 +102,7 @@ void Words::AddOption(const OptionChange& option) {
   const bool fitsUser = !m_Filter.m_User || (holdsUsers && (FitsUser(before) || FitsUser(after)));
   if (!FitsOption(option.m_Name) || !fitsUser || m_Filter.m_Root || !FitsProduct(option.m_Section))
     return;
-  Add(fmt::format("option {}{}: {}", Quoted(option.m_Name),
+  Add(fmt::format("option {}{}: {}", QuotedText(option.m_Name),
                   option.m_Section.IsNull() ? "" : " of " + Named(option.m_Section),
                   FromTo(ValueText(before), ValueText(after))));
 }
@@ -130,11 +130,11 @@ void Words::AddUserLimits(const UserLimitsChange& limits) {
     if (user.empty()) // between two ";", or behind the last
       --shown;
     else if (!m_Filter.m_User || *m_Filter.m_User == user)
-      Add(fmt::format("user limit of {}: {}", Quoted(user),
+      Add(fmt::format("user limit of {}: {}", QuotedText(user),
                       FromTo(text(limit.m_Before), text(limit.m_After))));
   }
   if (shown == 0 && !m_Filter.m_User)
-    Add(fmt::format("option {}: {}", Quoted(limits.m_Name),
+    Add(fmt::format("option {}: {}", QuotedText(limits.m_Name),
                     limits.m_SetBefore == limits.m_SetAfter ? "the ; between its limits"
                                                             : FromTo(limits.m_SetBefore ? "set" : "not set",
                                                                      limits.m_SetAfter ? "set" : "not set")));
@@ -165,7 +165,7 @@ std::vector<std::string> Words::Of(const Change& change) && {
                       FromTo(LimitText(limit.m_Before), LimitText(limit.m_After))));
   for (const auto& [name, on] : change.m_Restrictions)
     if (FitsType(UID::Null) && !m_Filter.m_Products)
-      Add(fmt::format("restriction {}: {}", Quoted(name), on ? "off -> on" : "on -> off"));
+      Add(fmt::format("restriction {}: {}", QuotedText(name), on ? "off -> on" : "on -> off"));
   if (!m_Filter.m_Option && !m_Filter.m_User && !m_Filter.m_Products)
     for (const auto& run : change.m_Translations.m_Runs)
       AddTranslations(run);

@@ -3,6 +3,7 @@
 
 #include "manage/Administration.h"
 #include "manage/CommandLine.h"
+#include "store/SqliteStore.h"
 
 namespace brenic::master {
 
@@ -18,5 +19,8 @@ void AddLookingCommands(CommandLine& line);
 void AddHistoryCommands(CommandLine& line, const Ask& ask);
 /// `state`, `audit`
 void AddPrintingCommands(CommandLine& line);
+
+/// The store of a data folder, to be read. Throws Exception* or StoreFailure when there is none.
+SqliteStore OpenToRead(const Path& folder);
 
 } // namespace brenic::master

@@ -13,11 +13,6 @@ namespace brenic::master {
 
 namespace {
 
-SqliteStore OpenToRead(const Path& folder) {
-  RequireInitialised(folder);
-  return SqliteStore(folder, Database::Mode::k_ReadOnly);
-}
-
 void Print(const std::vector<std::string>& lines) {
   for (const std::string& line : lines)
     rlib::stdOut.PutLine(line);
@@ -43,7 +38,7 @@ void AddClient(CommandLine& line, const Ask& ask) {
   client.add_option("--master", options->m_Address,
                     "address of the Master that the credentials name; its own first host by default");
   client.add_option("--days", options->m_Days, "how long the certificate is valid; 730 by default")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, k_AuthorityDays));
   CLI::Option* const renew =
       client.add_flag("--renew", options->m_Renew, "a new certificate for a name that is taken");
   client
@@ -116,12 +111,14 @@ String ReadKeyFile(const Path& file) {
   const auto text = ReadSmallFile(file);
   if (!text)
     throw new Exception(text.Reason());
+  if (text->empty())
+    throw new Exception("The file '" + file.str() + "' is empty");
   return *text;
 }
 
 void AddAuthority(CommandLine& line, const Ask& ask) {
   struct Options {
-    bool m_Renew = false, m_Json = false, m_Forget = false;
+    bool m_Renew = false, m_Json = false, m_Forget = false, m_HasFile = false;
     std::string m_Export, m_Import;
   };
   const auto options = std::make_shared<Options>();
@@ -129,6 +126,8 @@ void AddAuthority(CommandLine& line, const Ask& ask) {
     if (options->m_Renew)
       return Tell(ask(folder, *MessageFactory::Create<RenewAuthorityMsg>()).m_Text);
     const auto move = MessageFactory::Create<MoveAuthorityMsg>();
+    if (options->m_HasFile && options->m_Import.empty() && options->m_Export.empty())
+      throw new Exception("No file is named");
     if (!options->m_Import.empty()) {
       move->m_Keys = ReadKeyFile(options->m_Import);
       return Tell(ask(folder, *move).m_Text);
@@ -152,6 +151,8 @@ void AddAuthority(CommandLine& line, const Ask& ask) {
       ->needs(exported);
   CLI::Option* const imported =
       authority.add_option("--import", options->m_Import, "puts the key in place from such a file");
+  for (CLI::Option* const file : {exported, imported})
+    file->each([options](const std::string&) { options->m_HasFile = true; });
   renew->excludes(exported)->excludes(imported);
   exported->excludes(imported);
   authority.add_flag("--json", options->m_Json, "one JSON object a line");

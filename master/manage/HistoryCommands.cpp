@@ -75,11 +75,6 @@ private:
   bool m_IsRead = false;
 };
 
-SqliteStore OpenToRead(const Path& folder) {
-  RequireInitialised(folder);
-  return SqliteStore(folder, Database::Mode::k_ReadOnly);
-}
-
 void PrintHistory(const Path& folder, const HistoryOptions& options) {
   const int64_t since = options.m_Since ? SinceOption(*options.m_Since) : 0;
   SqliteStore store = OpenToRead(folder);

@@ -19,15 +19,15 @@ constexpr size_t k_None = std::numeric_limits<size_t>::max();
 /// All commands together; beyond it, only the first finding has one.
 constexpr size_t k_MaxCommands = 1024 * 1024;
 
-struct Entry {
+struct LimitEntry {
   std::string m_Text;   // without its ";"
   std::string m_Name;   // before the first "="
   std::string m_Number; // behind it
   bool m_HasEquals = false;
 };
 
-std::vector<Entry> EntriesOf(const String& limits) {
-  std::vector<Entry> entries;
+std::vector<LimitEntry> EntriesOf(const String& limits) {
+  std::vector<LimitEntry> entries;
   for (const String& piece : SplitPieces(limits)) {
     if (piece.empty())
       continue; // the tool passes over it
@@ -41,7 +41,7 @@ std::vector<Entry> EntriesOf(const String& limits) {
 
 /// For each entry the first one in whose text the tool finds its user, before it; k_None for the others. What
 /// it searches for is the name and "=", so that bob's is found at the end of jimbob's.
-std::vector<size_t> FoundBefore(const std::vector<Entry>& entries) {
+std::vector<size_t> FoundBefore(const std::vector<LimitEntry>& entries) {
   struct Name {
     std::string m_Reversed; // so that what ends with it stands behind it, sorted
     size_t m_At;
@@ -100,7 +100,7 @@ bool IsShownAsItIs(const std::string& name) {
 }
 
 /// What is wrong with how the tool reads the entry, to go on from it; empty when nothing is.
-std::string Misread(const Entry& entry) {
+std::string Misread(const LimitEntry& entry) {
   if (!entry.m_HasEquals)
     return "has no =";
   if (entry.m_Name.empty())
@@ -113,14 +113,14 @@ std::string Misread(const Entry& entry) {
 }
 
 /// The same limits as the tool reads them, one for each user, so that each is found by its own name.
-String Mended(const std::vector<Entry>& entries, bool leaveOutHidden) {
+String Mended(const std::vector<LimitEntry>& entries, bool leaveOutHidden) {
   struct Limit {
     std::string m_Name;
     long m_Number;
   };
   std::vector<Limit> limits;
   std::set<std::string> users;
-  for (const Entry& entry : entries) {
+  for (const LimitEntry& entry : entries) {
     const std::string name = Trimmed(entry.m_Name);
     const long number = std::strtol(entry.m_Number.c_str(), nullptr, 10);
     if (entry.m_HasEquals && !name.empty() && number >= 0 && (!leaveOutHidden || IsShownAsItIs(name)) &&
@@ -143,7 +143,7 @@ String Mended(const std::vector<Entry>& entries, bool leaveOutHidden) {
 
 class Collector {
 public:
-  explicit Collector(const std::vector<Entry>& entries) : m_Entries(entries) {}
+  explicit Collector(const std::vector<LimitEntry>& entries) : m_Entries(entries) {}
 
   /// Of an entry that is told otherwise in the text, or of one that is only not shown as it is.
   void Add(const std::string& what, bool isHidden) {
@@ -181,7 +181,7 @@ private:
     }
   }
 
-  const std::vector<Entry>& m_Entries;
+  const std::vector<LimitEntry>& m_Entries;
   std::vector<Finding> m_Findings;
   std::vector<bool> m_IsHidden;
 };
@@ -189,11 +189,11 @@ private:
 } // namespace
 
 std::vector<Finding> LintUserLimits(const String& limits) {
-  const std::vector<Entry> entries = EntriesOf(limits);
+  const std::vector<LimitEntry> entries = EntriesOf(limits);
   const std::vector<size_t> before = FoundBefore(entries);
   Collector findings(entries);
   for (size_t i = 0; i != entries.size(); ++i) {
-    const Entry& entry = entries[i];
+    const LimitEntry& entry = entries[i];
     if (const std::string misread = Misread(entry); !misread.empty())
       findings.Add(fmt::format("the entry '{}' {}", entry.m_Text, misread), false);
     if (before[i] != k_None)

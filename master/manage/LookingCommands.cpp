@@ -15,7 +15,7 @@ namespace brenic::master {
 
 namespace {
 
-struct Options {
+struct LookingOptions {
   std::string m_Folder, m_File;
   std::vector<std::string> m_ProductFiles;
   bool m_Json = false;
@@ -53,7 +53,7 @@ Farm LoadFarm(const Path& folder) {
   return store.LoadFarm();
 }
 
-int Plan(const Options& options) {
+int Plan(const LookingOptions& options) {
   const Farm farm = LoadFarm(options.m_Folder);
   const auto plan = PlanOptionsFile(farm, options.m_File);
   if (!plan)
@@ -77,7 +77,7 @@ int Plan(const Options& options) {
   return isFailure ? k_ExitFailed : k_ExitDone;
 }
 
-int RunLint(const Options& options) {
+int RunLint(const LookingOptions& options) {
   const std::vector<Finding> findings = Lint(LoadFarm(options.m_Folder));
   Output out;
   for (const Finding& finding : findings)
@@ -87,7 +87,7 @@ int RunLint(const Options& options) {
   return findings.empty() ? k_ExitDone : k_ExitFindings;
 }
 
-int CheckProducts(const Options& options) {
+int CheckProducts(const LookingOptions& options) {
   const std::vector<ProductRemark> remarks =
       CheckProductFiles({options.m_ProductFiles.begin(), options.m_ProductFiles.end()});
   Output out;
@@ -103,7 +103,7 @@ int CheckProducts(const Options& options) {
 
 /// A subcommand whose status tells what it found.
 CLI::App& AddLooking(CommandLine& line, const char* name, const char* description,
-                     int (*command)(const Options&), const std::shared_ptr<Options>& options) {
+                     int (*command)(const LookingOptions&), const std::shared_ptr<LookingOptions>& options) {
   CLI::App& sub = line.Add(name, description, [options, command] { return command(*options); });
   sub.add_option("--data-dir", options->m_Folder, "folder that holds everything of the Master")->required();
   sub.add_flag("--json", options->m_Json, "one JSON object a line");
@@ -113,7 +113,7 @@ CLI::App& AddLooking(CommandLine& line, const char* name, const char* descriptio
 } // namespace
 
 void AddLookingCommands(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<LookingOptions>();
   CLI::App& plan = AddLooking(line, "plan", "Prints what setwright -CopyFile would change", Plan, options);
   plan.add_option("file", options->m_File, "options file")->required();
 

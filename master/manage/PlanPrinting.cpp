@@ -16,29 +16,29 @@ namespace {
 using What = PlannedLine::What;
 using Skipped = PlannedLine::Skipped;
 
-std::string Quoted(const String& text) {
+std::string InQuotes(const String& text) {
   return "'" + text.str() + "'";
 }
 
-std::string ProductName(const Farm& farm, const UID& type) {
+std::string ProductIn(const Farm& farm, const UID& type) {
   const auto product = farm.m_Products.Find(type);
-  return product ? Quoted(product->Name()) : type.ToString().str();
+  return product ? InQuotes(product->Name()) : type.ToString().str();
 }
 
 /// "option 'Samples' of product 'Raymarch'"
 std::string Called(const PlannedLine& line, const Farm& farm) {
   switch (line.m_What) {
   case What::k_Option:
-    return "option " + Quoted(line.m_Name);
+    return "option " + InQuotes(line.m_Name);
   case What::k_TypeOption:
-    return fmt::format("option {} of product {}", Quoted(line.m_Name), ProductName(farm, line.m_Type));
+    return fmt::format("option {} of product {}", InQuotes(line.m_Name), ProductIn(farm, line.m_Type));
   case What::k_Limit:
     return "limit of product " +
-           (line.m_Type.IsNull() ? Quoted(line.m_Name) : ProductName(farm, line.m_Type));
+           (line.m_Type.IsNull() ? InQuotes(line.m_Name) : ProductIn(farm, line.m_Type));
   case What::k_Restriction:
-    return "restriction " + Quoted(line.m_Name);
+    return "restriction " + InQuotes(line.m_Name);
   case What::k_Section:
-    return fmt::format("section {} with {} {}", Quoted(line.m_Name), line.m_Pairs,
+    return fmt::format("section {} with {} {}", InQuotes(line.m_Name), line.m_Pairs,
                        line.m_Pairs == 1 ? "pair" : "pairs");
   case What::k_Malformed:
     break;
@@ -54,7 +54,7 @@ std::string Why(const PlannedLine& line) {
   case Skipped::k_NullSection:
     return "the null identifier is that of no product";
   case Skipped::k_Default:
-    return fmt::format("{} is the product's default, which is not sent", Quoted(line.m_Value));
+    return fmt::format("{} is the product's default, which is not sent", InQuotes(line.m_Value));
   case Skipped::k_Overwritten:
     return fmt::format("line {} sets it again", line.m_By);
   case Skipped::k_Lost:
@@ -96,7 +96,7 @@ const char* ReasonName(Skipped skipped) {
 std::string Joined(const std::vector<String>& pieces) {
   std::string joined;
   for (const String& piece : pieces)
-    joined += (joined.empty() ? "" : ", ") + Quoted(piece);
+    joined += (joined.empty() ? "" : ", ") + InQuotes(piece);
   return joined;
 }
 
@@ -122,7 +122,7 @@ std::string Changes(const PlannedLine& line, const PlannedStep& step) {
   if (IsUserLimits(line) && step.m_From && step.m_To)
     return UserLimitsText(*step.m_From, *step.m_To);
   const bool isText = line.m_What != What::k_Limit;
-  const auto shown = [&](const String& state) { return isText ? Quoted(state) : state.str(); };
+  const auto shown = [&](const String& state) { return isText ? InQuotes(state) : state.str(); };
   return fmt::format(" from {} to {}", shown(*step.m_From), shown(*step.m_To));
 }
 
@@ -156,7 +156,7 @@ std::string PlanText(const PlannedLine& line, const PlannedStep& step, const Far
   else if (result == "changed")
     text += Changes(line, step);
   else
-    text += ": " + (line.m_What == What::k_Limit ? step.m_To->str() : Quoted(*step.m_To));
+    text += ": " + (line.m_What == What::k_Limit ? step.m_To->str() : InQuotes(*step.m_To));
   return rlib::EscapeControls(text).str();
 }
 

@@ -78,7 +78,7 @@ void AddOptions(std::string& out, const std::string& section, const OptionMap& o
   out += "\n";
 }
 
-std::string ProductName(const Farm& farm, const UID& type) {
+std::string ShownProduct(const Farm& farm, const UID& type) {
   const auto product = farm.m_Products.Find(type);
   return product ? Shown(product->Name()) : type.ToString().str();
 }
@@ -144,13 +144,13 @@ std::string StateText(const MasterRecord& master, const Farm& farm) {
   for (const auto& [name, value] : farm.m_Options)
     out += fmt::format("  {} = {}\n", Shown(name), Shown(value));
   for (const auto& [type, options] : farm.m_TypeOptions) {
-    out += fmt::format("\nOptions of {}: {}\n", ProductName(farm, type), options.size());
+    out += fmt::format("\nOptions of {}: {}\n", ShownProduct(farm, type), options.size());
     for (const auto& [name, value] : options)
       out += fmt::format("  {} = {}\n", Shown(name), Shown(value));
   }
   out += fmt::format("\nWorker limits: {}\n", farm.m_Limits.size());
   for (const auto& [type, limit] : farm.m_Limits)
-    out += fmt::format("  {}: {}\n", ProductName(farm, type), limit < 0 ? "none" : std::to_string(limit));
+    out += fmt::format("  {}: {}\n", ShownProduct(farm, type), limit < 0 ? "none" : std::to_string(limit));
   out += fmt::format("\nRestrictions: {}\n", farm.m_Restrictions.size());
   for (const String& name : farm.m_Restrictions)
     out += fmt::format("  {}\n", Shown(name));

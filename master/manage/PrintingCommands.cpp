@@ -8,7 +8,7 @@ namespace brenic::master {
 
 namespace {
 
-struct Options {
+struct PrintOptions {
   bool m_Json = false, m_Ini = false;
   std::string m_Since;
 };
@@ -18,12 +18,7 @@ void Print(const std::string& text) {
   rlib::stdOut.Close();
 }
 
-SqliteStore OpenToRead(const Path& folder) {
-  RequireInitialised(folder);
-  return SqliteStore(folder, Database::Mode::k_ReadOnly);
-}
-
-void PrintState(const Path& folder, const Options& options) {
+void PrintState(const Path& folder, const PrintOptions& options) {
   SqliteStore store = OpenToRead(folder);
   // One transaction, so that all parts are of the same moment.
   store.Connection().Execute("BEGIN");
@@ -35,7 +30,7 @@ void PrintState(const Path& folder, const Options& options) {
     Print(options.m_Ini ? StateIni(farm) : StateText(master, farm));
 }
 
-void PrintAudit(const Path& folder, const Options& options) {
+void PrintAudit(const Path& folder, const PrintOptions& options) {
   const int64_t since = options.m_Since.empty() ? 0 : SinceOption(options.m_Since);
   SqliteStore store = OpenToRead(folder);
   store.ReadAudit(since, [&](const AuditRecord& record) {
@@ -45,8 +40,13 @@ void PrintAudit(const Path& folder, const Options& options) {
 
 } // namespace
 
+SqliteStore OpenToRead(const Path& folder) {
+  RequireInitialised(folder);
+  return SqliteStore(folder, Database::Mode::k_ReadOnly);
+}
+
 void AddPrintingCommands(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<PrintOptions>();
   CLI::App& state = line.AddOnFolder("state", "Prints what the Master holds",
                                      [options](const Path& folder) { PrintState(folder, *options); });
   CLI::Option* json = state.add_flag("--json", options->m_Json, "as one JSON object");

@@ -92,6 +92,9 @@ Result<Managed> RegisterAs(const Office& office, const ChangeHostsMsg& request) 
       added.push_back(host.str());
   }
   hosts.insert(hosts.begin(), added.begin(), added.end());
+  constexpr size_t k_MostHosts = 100; // a longer certificate is not taken by clients at some point
+  if (hosts.size() > k_MostHosts)
+    return Failure(fmt::format("The Master's certificate is valid for at most {} hosts", k_MostHosts));
   if (hosts.empty())
     return Failure("A Master that is valid for no host could be reached by nobody");
   if (hosts == HostsOf(master.m_Server))

@@ -90,6 +90,11 @@ std::vector<Revocation> RevokedIn(const Path& file) {
     throw new Exception("There is no file " + Named(file) +
                         ". A Master that never revoked anything has none: where that is so, say --accept in "
                         "place of --revoked");
+  if ((*revoked)->empty())
+    throw new Exception(
+        "The file " + Named(file) +
+        " holds no revocation; if it is whole, and nothing was revoked, say --accept in place of "
+        "--revoked");
   return **revoked;
 }
 

@@ -1,9 +1,11 @@
 #include "serve/Serve.h"
 
+#include <chrono>
 #include <csignal>
 #include <functional>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 #include <fmt/core.h>
@@ -103,6 +105,17 @@ void UpdateDefaultProducts(Store& store, const std::vector<Path>& files, const s
   });
 }
 
+/// Waits for a subcommand that decides something just now.
+std::unique_ptr<ServeLock> LockFor(const Path& folder) {
+  constexpr std::chrono::milliseconds k_Pause(50);
+  for (int tries = 0; tries != 40; ++tries) {
+    if (auto lock = ServeLock::Try(folder))
+      return lock;
+    std::this_thread::sleep_for(k_Pause);
+  }
+  return std::make_unique<ServeLock>(folder);
+}
+
 } // namespace
 
 void Serve(const ServeOptions& options) {
@@ -117,7 +130,7 @@ void Serve(const ServeOptions& options) {
     throw new Exception("No data folder is given; say --data-dir DIR, or DataFolder in the configuration");
   RemoveStalePortFile(settings.m_Start.m_PortFile);
   options.m_Prepare(folder);
-  const ServeLock lock(folder);
+  const std::unique_ptr<ServeLock> lock = LockFor(folder);
   OpenLog(settings);
 
   ServerOptions serverOptions;

@@ -224,7 +224,13 @@ Batch Writer::AnswerWithoutStoring(Requests requests, const String& reason) {
 Writer::Decision Writer::Decide(const Request& request, const std::string& digest, bool mayStore) {
   if (const auto earlier = m_Store->FindDecision(request.m_Peer->m_Key, request.m_Id))
     return Repeat(request, *earlier, digest);
-  return IsForManagers(request) && mayStore ? DecideManaged(request) : DecideNew(request);
+  if (!IsForManagers(request))
+    return DecideNew(request);
+  if (mayStore)
+    return DecideManaged(request);
+  Decision decision; // it would be stored
+  decision.m_Outcome = wire::Answer::COMMITTED;
+  return decision;
 }
 
 bool Writer::IsForManagers(const Request& request) const {

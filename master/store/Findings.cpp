@@ -30,7 +30,8 @@ bool Findings::Guard(const char* what, const std::function<void()>& check) {
     check();
     return true;
   } catch (const StoreFailure& failure) {
-    if (failure.Which() != StoreFailure::Kind::k_Broken)
+    if (failure.Which() != StoreFailure::Kind::k_Broken &&
+        failure.Which() != StoreFailure::Kind::k_DamagedRecord)
       throw; // nothing is known of it
     unreadable(failure.what());
   } catch (const wire::Malformed& malformed) {

@@ -102,6 +102,11 @@ void AppendRevocations(const Path& file, const std::vector<Revocation>& revocati
     rlib::ThrowError("Cannot open '" + file.str() + "'", errno);
   if (flock(handle.Get(), LOCK_EX) != 0)
     rlib::ThrowError("Cannot lock '" + file.str() + "'", errno);
+  // Made by root, it is still the Master's user's.
+  struct stat folder {};
+  if (geteuid() == 0 && stat(file.Parent().c_str(), &folder) == 0 &&
+      fchown(handle.Get(), folder.st_uid, folder.st_gid) != 0)
+    rlib::ThrowError("Cannot give '" + file.str() + "' to the Master's user", errno);
   const off_t end = EndOfLines(handle.Get(), file);
   const auto size = static_cast<ssize_t>(lines.size());
   const bool written = ftruncate(handle.Get(), end) == 0 &&

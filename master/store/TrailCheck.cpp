@@ -15,7 +15,7 @@ namespace brenic::master {
 
 namespace {
 
-constexpr char k_Advice[] =
+constexpr char k_TrailAdvice[] =
     "look at it with 'brenic-master audit'; what the trail told is in an earlier backup";
 constexpr int64_t k_Hour = 60 * 60 * 1000; // milliseconds
 
@@ -74,7 +74,7 @@ public:
   }
 
 private:
-  void Problem(const std::string& what) { m_Findings.Problem(m_Record + " " + what, k_Advice); }
+  void Problem(const std::string& what) { m_Findings.Problem(m_Record + " " + what, k_TrailAdvice); }
 
   void CheckOrder(int64_t sequence, int64_t time) {
     if (sequence < 1)

@@ -18,7 +18,7 @@ namespace {
 
 constexpr char k_CheckAddress[] = "check that the address and port are a Master's";
 constexpr size_t k_MostNames = 8;
-constexpr size_t k_LongestName = 253; // characters
+constexpr size_t k_LongestHost = 253; // characters
 
 std::string Text(const tm& time) {
   return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02} UTC", time.tm_year + 1900, time.tm_mon + 1,
@@ -45,7 +45,7 @@ std::optional<std::string> Host(const GENERAL_NAME& entry) {
   const unsigned char* bytes = ASN1_STRING_get0_data(value);
   const auto size = static_cast<size_t>(ASN1_STRING_length(value));
   if (entry.type == GEN_DNS) {
-    const String name(std::string(bytes, bytes + std::min(size, k_LongestName)));
+    const String name(std::string(bytes, bytes + std::min(size, k_LongestHost)));
     return rlib::EscapeControls(name).str();
   }
   asio::ip::address_v4::bytes_type v4;

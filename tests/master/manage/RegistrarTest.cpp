@@ -15,16 +15,16 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr int64_t k_Day = 24 * 60 * 60 * 1000;
-constexpr int64_t k_Then = 1'800'000'000'000;
+constexpr int64_t k_WholeDay = 24 * 60 * 60 * 1000;
+constexpr int64_t k_Begin = 1'800'000'000'000;
 
 MasterRecord NewMaster() {
   MasterRecord master;
   master.m_Name = "Farm";
   master.m_Address = "farm.example:9000";
-  master.m_Authority = MakeAuthority("test", Validity::Days(k_AuthorityDays, k_Then));
+  master.m_Authority = MakeAuthority("test", Validity::Days(k_AuthorityDays, k_Begin));
   master.m_Server = IssueServer(master.m_Authority, "Farm", {"farm.example", "localhost", "127.0.0.1"},
-                                Validity::Days(k_CertificateDays, k_Then))
+                                Validity::Days(k_CertificateDays, k_Begin))
                         .m_Credential;
   return master;
 }
@@ -67,7 +67,7 @@ protected:
   }
   std::vector<ClientRecord> Named(const String& name) { return m_Store->ClientsNamed(name); }
 
-  int64_t m_Now = k_Then;
+  int64_t m_Now = k_Begin;
 };
 
 TEST_F(RegistrarTest, IssuesACertificateThatItRemembers) {
@@ -77,8 +77,8 @@ TEST_F(RegistrarTest, IssuesACertificateThatItRemembers) {
   ASSERT_EQ(Named("node").size(), 1u);
   const ClientRecord client = Named("node")[0];
   EXPECT_EQ(client.m_Serial, SerialOfPem(reply.m_Certificate.str()));
-  EXPECT_EQ(client.m_Issued, k_Then);
-  EXPECT_EQ(client.m_Expires, k_Then + 730 * k_Day);
+  EXPECT_EQ(client.m_Issued, k_Begin);
+  EXPECT_EQ(client.m_Expires, k_Begin + 730 * k_WholeDay);
   EXPECT_EQ(reply.m_Address, "farm.example:9000");
   EXPECT_EQ(reply.m_Authorities, String(m_Store->LoadMaster().m_Authority.m_Certificate));
   EXPECT_THAT(managed->m_Done.str(),
@@ -90,7 +90,7 @@ TEST_F(RegistrarTest, RefusesANameThatIsTakenUnlessItIsToBeRenewed) {
   EXPECT_THAT(Told(Issue("node")), HasSubstr("refused: There is already a client 'node'"));
   EXPECT_THAT(Told(Renewal("nodes")), HasSubstr("refused: There is no client 'nodes'"));
   EXPECT_EQ(Named("node").size(), 1u);
-  m_Now += 1000 * k_Day; // it has ended, and the name is taken all the same
+  m_Now += 1000 * k_WholeDay; // it has ended, and the name is taken all the same
   EXPECT_THAT(Told(Issue("node")), HasSubstr("refused"));
   (void)Register(Revocation("node"));
   EXPECT_THAT(Told(Issue("node")), HasSubstr("Issued")) << "a revoked one is nobody's";
@@ -98,18 +98,18 @@ TEST_F(RegistrarTest, RefusesANameThatIsTakenUnlessItIsToBeRenewed) {
 
 TEST_F(RegistrarTest, ARenewalLetsTheEarlierOneRunOut) {
   (void)Register(Issue("node"));
-  m_Now += 100 * k_Day;
+  m_Now += 100 * k_WholeDay;
   const auto managed = Register(Renewal("node"));
   ASSERT_TRUE(managed) << managed.Reason();
   EXPECT_TRUE(managed->m_Dismissed.empty());
   const auto both = Named("node");
   ASSERT_EQ(both.size(), 2u);
-  EXPECT_EQ(both[0].m_Expires, m_Now + 14 * k_Day);
-  EXPECT_EQ(both[1].m_Expires, m_Now + 730 * k_Day);
+  EXPECT_EQ(both[0].m_Expires, m_Now + 14 * k_WholeDay);
+  EXPECT_EQ(both[1].m_Expires, m_Now + 730 * k_WholeDay);
   EXPECT_EQ(both[1].m_Role, Role::k_Component);
-  m_Now += 20 * k_Day;
+  m_Now += 20 * k_WholeDay;
   (void)Register(Renewal("node", 400));
-  EXPECT_EQ(Named("node")[0].m_Expires, k_Then + 114 * k_Day) << "what has ended does not come back";
+  EXPECT_EQ(Named("node")[0].m_Expires, k_Begin + 114 * k_WholeDay) << "what has ended does not come back";
 }
 
 TEST_F(RegistrarTest, ARenewalWithAnotherRoleChangesItForAll) {
@@ -123,10 +123,10 @@ TEST_F(RegistrarTest, ARenewalWithAnotherRoleChangesItForAll) {
 }
 
 TEST_F(RegistrarTest, NothingIsIssuedBeyondTheAuthoritysEnd) {
-  m_Now = k_Then + (k_AuthorityDays - 100) * k_Day;
+  m_Now = k_Begin + (k_AuthorityDays - 100) * k_WholeDay;
   ASSERT_TRUE(Register(Issue("node")));
-  EXPECT_EQ(Named("node")[0].m_Expires, k_Then + k_AuthorityDays * k_Day);
-  m_Now += 100 * k_Day;
+  EXPECT_EQ(Named("node")[0].m_Expires, k_Begin + k_AuthorityDays * k_WholeDay);
+  m_Now += 100 * k_WholeDay;
   EXPECT_THAT(Told(Issue("late")), HasSubstr("refused: The authority ended on"));
 }
 
@@ -155,7 +155,7 @@ TEST_F(RegistrarTest, RevokesByNameAndBySerialNumber) {
   const auto one = Register(Revocation(upper));
   ASSERT_TRUE(one);
   EXPECT_EQ(one->m_Dismissed, std::vector<std::string>{first});
-  EXPECT_EQ(m_Store->FindClient(first)->m_Revoked, k_Then);
+  EXPECT_EQ(m_Store->FindClient(first)->m_Revoked, k_Begin);
   EXPECT_THAT(Told(Revocation(first)), HasSubstr("refused: The certificate of 'node' is revoked already"));
   EXPECT_THAT(Told(Revocation("node")), HasSubstr("Revoked the certificate of 'node'"));
   EXPECT_THAT(Told(Revocation("node")), HasSubstr("refused: All certificates of 'node' are revoked already"));
@@ -180,15 +180,15 @@ TEST_F(RegistrarTest, ChangesTheHostsAndTheAddressThatFollowsThem) {
 TEST_F(RegistrarTest, RenewsTheMastersOwnCertificateWhenItIsNearItsEnd) {
   EXPECT_FALSE(IsRenewalDue(*m_Store, m_Now));
   EXPECT_THAT(Told(RenewMasterMsg()), HasSubstr("refused: Nothing"));
-  m_Now += (730 - 89) * k_Day;
+  m_Now += (730 - 89) * k_WholeDay;
   EXPECT_TRUE(IsRenewalDue(*m_Store, m_Now));
   EXPECT_THAT(Told(RenewMasterMsg()), HasSubstr("Renewed the Master's certificate"));
-  EXPECT_EQ(ValidityOf(m_Store->LoadMaster().m_Server.m_Certificate).m_End, m_Now + 730 * k_Day);
+  EXPECT_EQ(ValidityOf(m_Store->LoadMaster().m_Server.m_Certificate).m_End, m_Now + 730 * k_WholeDay);
   EXPECT_FALSE(IsRenewalDue(*m_Store, m_Now));
   // Towards the authority's end not each day anew.
-  m_Now = k_Then + (k_AuthorityDays - 50) * k_Day;
+  m_Now = k_Begin + (k_AuthorityDays - 50) * k_WholeDay;
   EXPECT_TRUE(Register(RenewMasterMsg()));
-  m_Now += 2 * k_Day;
+  m_Now += 2 * k_WholeDay;
   EXPECT_FALSE(IsRenewalDue(*m_Store, m_Now));
 }
 
@@ -196,7 +196,7 @@ TEST_F(RegistrarTest, TheAuthorityIsRolledOver) {
   (void)Register(Issue("old"));
   const std::string first = m_Store->LoadMaster().m_Authority.m_Certificate;
   EXPECT_THAT(Told(Revocation("admin")), HasSubstr("Revoked")); // of which no end is known
-  m_Now += 300 * k_Day;
+  m_Now += 300 * k_WholeDay;
   EXPECT_THAT(Told(RenewAuthorityMsg()), HasSubstr("until 2029-01-14"));
   EXPECT_THAT(Told(RenewAuthorityMsg()), HasSubstr("refused: A new authority signs already"));
   const auto issued = Register(Issue("new"));
@@ -207,10 +207,10 @@ TEST_F(RegistrarTest, TheAuthorityIsRolledOver) {
   (void)Register(Hosts({"more.example"}));
   EXPECT_EQ(m_Store->LoadMaster().m_ServerAuthority, 1) << "clients of the first one trust no other";
 
-  m_Now = k_Then + 729 * k_Day;
+  m_Now = k_Begin + 729 * k_WholeDay;
   (void)Register(RenewMasterMsg());
   EXPECT_EQ(m_Store->LoadMaster().m_ServerAuthority, 1);
-  m_Now = k_Then + 731 * k_Day;
+  m_Now = k_Begin + 731 * k_WholeDay;
   EXPECT_TRUE(IsRenewalDue(*m_Store, m_Now));
   EXPECT_THAT(Told(RenewMasterMsg()), HasSubstr("The earlier authority is not trusted any more"));
   const MasterRecord master = m_Store->LoadMaster();
@@ -227,7 +227,7 @@ TEST_F(RegistrarTest, TheAuthoritysKeyMoves) {
   EXPECT_EQ(ExportAuthority(m_Store->LoadMaster()), "");
   EXPECT_THAT(Told(Issue("node")), HasSubstr("refused: This Master does not hold the authority's key"));
   EXPECT_THAT(Told(Hosts({"x"})), HasSubstr("refused: This Master does not hold the authority's key"));
-  m_Now += 700 * k_Day;
+  m_Now += 700 * k_WholeDay;
   EXPECT_FALSE(IsRenewalDue(*m_Store, m_Now));
   message.m_Keys = MakeKey().m_Private;
   EXPECT_THAT(Told(message), HasSubstr("refused: The file holds no key of this farm's authority"));
@@ -249,7 +249,7 @@ TEST_F(RegistrarTest, WarnsOnceAtEachThreshold) {
   Endings endings;
   std::vector<int> days;
   for (int day = 0; day != 110; ++day) {
-    for (const String& line : endings.News(*m_Store, k_Then + day * k_Day + 1)) {
+    for (const String& line : endings.News(*m_Store, k_Begin + day * k_WholeDay + 1)) {
       EXPECT_THAT(line.str(), HasSubstr("'node' on 2027-04-25"));
       days.push_back(100 - day);
     }
@@ -263,8 +263,8 @@ TEST_F(RegistrarTest, DoesNotWarnOfWhatIsRenewed) {
   message.m_Days = 50;
   (void)Register(message);
   (void)Register(Renewal("node"));
-  EXPECT_TRUE(Endings().News(*m_Store, k_Then + k_Day).empty());
-  m_Now = k_Then + (k_AuthorityDays - 59) * k_Day;
+  EXPECT_TRUE(Endings().News(*m_Store, k_Begin + k_WholeDay).empty());
+  m_Now = k_Begin + (k_AuthorityDays - 59) * k_WholeDay;
   const auto lines = Endings().News(*m_Store, m_Now);
   ASSERT_FALSE(lines.empty());
   EXPECT_THAT(lines.back().str(), HasSubstr("The authority ends on"));

@@ -24,7 +24,7 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr int64_t k_Day = TrustedClock::k_Day;
+constexpr int64_t k_StoryDay = TrustedClock::k_Day;
 
 /// A Master in this process whose clock is moved.
 class Farm10 {
@@ -84,8 +84,8 @@ public:
   void Pass(int days) {
     while (days > 0) {
       const int step = std::min(days, 15);
-      m_Running += step * k_Day;
-      m_Wall += step * k_Day;
+      m_Running += step * k_StoryDay;
+      m_Wall += step * k_StoryDay;
       WaitForCare();
       days -= step;
     }
@@ -184,7 +184,7 @@ Class Request() {
   message.m_ID = UID(true);
   return message;
 }
-RevokeClientMsg Revocation(const String& client) {
+RevokeClientMsg RevocationOf(const String& client) {
   auto message = Request<RevokeClientMsg>();
   message.m_Client = client;
   return message;
@@ -215,7 +215,7 @@ TEST_F(TenYears, NobodyWithValidCredentialsIsRefusedAndNobodyElseIsLetIn) {
   // The machine is lost, and with it what was revoked since the backup.
   const std::string lost = m_Farm.Issue("lost", "lost", "administrator");
   m_Farm.MakeBackup(m_Folder / "backup");
-  m_Farm.Ask(Revocation("lost"));
+  m_Farm.Ask(RevocationOf("lost"));
   m_Farm.RestoreElsewhere(m_Folder / "elsewhere", m_Folder / "backup", "farm.example");
   Expect({{admin, true}, {a, true}, {b, true}, {boss, true}, {lost, false}}, "on another machine");
 
@@ -247,7 +247,7 @@ TEST_F(TenYears, NobodyWithValidCredentialsIsRefusedAndNobodyElseIsLetIn) {
   const std::string thief = m_Farm.Issue("thief", "thief", "administrator");
   TestClient stolen = m_Farm.Connect(thief);
   stolen.Greet();
-  m_Farm.Ask(Revocation("thief"));
+  m_Farm.Ask(RevocationOf("thief"));
   EXPECT_THAT(Farm10::EndOf(stolen), HasSubstr("was revoked on"));
   const std::string boss2 = m_Farm.Renew("boss", "boss2", "component");
   EXPECT_THAT(Farm10::EndOf(open), HasSubstr("it is component now"));
@@ -260,9 +260,9 @@ TEST_F(TenYears, NobodyWithValidCredentialsIsRefusedAndNobodyElseIsLetIn) {
   // A wrong clock, three years ahead: the clients' own clocks are right.
   TestClient patient = m_Farm.Connect(a2);
   patient.Greet();
-  m_Farm.Step(3 * 365 * k_Day);
+  m_Farm.Step(3 * 365 * k_StoryDay);
   const auto right = [&](const std::string& credentials) {
-    TestClient client = m_Farm.Connect(credentials, m_Farm.Now() - 3 * 365 * k_Day);
+    TestClient client = m_Farm.Connect(credentials, m_Farm.Now() - 3 * 365 * k_StoryDay);
     return client.Greet().back().has_goodbye();
   };
   for (const std::string& credentials : {a2, b2, admin2, boss2})
@@ -271,7 +271,7 @@ TEST_F(TenYears, NobodyWithValidCredentialsIsRefusedAndNobodyElseIsLetIn) {
   m_Farm.Restart(); // does not make it right
   for (const std::string& credentials : {a2, b2, admin2, boss2})
     EXPECT_FALSE(right(credentials)) << credentials;
-  m_Farm.Step(-3 * 365 * k_Day);
+  m_Farm.Step(-3 * 365 * k_StoryDay);
   m_Farm.Restart();
   Expect({{a2, true}, {b2, true}, {admin2, true}, {thief, false}, {boss2, true}}, "with the right clock");
 
@@ -325,7 +325,7 @@ TEST_F(TenYears, NobodyWithValidCredentialsIsRefusedAndNobodyElseIsLetIn) {
   m_Farm.Pass(20);
   for (const auto& [name, folder] : current)
     Expect({{folder, true}}, "after ten years");
-  EXPECT_GT(m_Farm.Now(), m_Began + k_AuthorityDays * k_Day);
+  EXPECT_GT(m_Farm.Now(), m_Began + k_AuthorityDays * k_StoryDay);
 }
 
 } // namespace

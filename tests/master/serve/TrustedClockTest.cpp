@@ -5,12 +5,12 @@
 namespace brenic::master {
 namespace {
 
-constexpr int64_t k_Hour = TrustedClock::k_Hour;
-constexpr int64_t k_Day = TrustedClock::k_Day;
-constexpr int64_t k_Then = 1'800'000'000'000;
+constexpr int64_t k_ClockHour = TrustedClock::k_Hour;
+constexpr int64_t k_ClockDay = TrustedClock::k_Day;
+constexpr int64_t k_ClockStart = 1'800'000'000'000;
 
-struct Machine {
-  int64_t m_Wall = k_Then;
+struct MovedMachine {
+  int64_t m_Wall = k_ClockStart;
   int64_t m_Running = 5;
 
   void Pass(int64_t milliseconds) {
@@ -23,11 +23,11 @@ struct Machine {
 };
 
 TEST(TrustedClock, FollowsAClockThatGoesAsTimeDoes) {
-  Machine machine;
-  TrustedClock clock(machine.Get(), k_Then - k_Day);
+  MovedMachine machine;
+  TrustedClock clock(machine.Get(), k_ClockStart - k_ClockDay);
   for (int i = 0; i != 400; ++i) {
-    machine.Pass(k_Day);
-    machine.m_Wall += k_Hour / 2; // it is adjusted
+    machine.Pass(k_ClockDay);
+    machine.m_Wall += k_ClockHour / 2; // it is adjusted
     EXPECT_EQ(clock.Now(), machine.m_Wall);
   }
   EXPECT_FALSE(clock.IsInDoubt());
@@ -35,21 +35,22 @@ TEST(TrustedClock, FollowsAClockThatGoesAsTimeDoes) {
 }
 
 TEST(TrustedClock, GoesOnForADayWhenTheClockIsStepped) {
-  for (const int64_t step : {3 * 365 * k_Day, -3 * 365 * k_Day, k_Hour + 1, -k_Hour - 1}) {
-    Machine machine;
+  for (const int64_t step :
+       {3 * 365 * k_ClockDay, -3 * 365 * k_ClockDay, k_ClockHour + 1, -k_ClockHour - 1}) {
+    MovedMachine machine;
     TrustedClock clock(machine.Get());
-    machine.Pass(k_Day);
-    EXPECT_EQ(clock.Now(), k_Then + k_Day);
+    machine.Pass(k_ClockDay);
+    EXPECT_EQ(clock.Now(), k_ClockStart + k_ClockDay);
     machine.m_Wall += step;
     EXPECT_TRUE(clock.IsInDoubt()) << step;
-    EXPECT_EQ(clock.Now(), k_Then + k_Day);
+    EXPECT_EQ(clock.Now(), k_ClockStart + k_ClockDay);
     const auto news = clock.News();
     ASSERT_TRUE(news);
     EXPECT_THAT(news->str(), testing::HasSubstr("The clock was set from 2027-01-16 08:00:00 UTC to"));
     EXPECT_FALSE(clock.News()) << "told once";
-    machine.Pass(k_Day - 1);
+    machine.Pass(k_ClockDay - 1);
     EXPECT_TRUE(clock.IsInDoubt());
-    EXPECT_EQ(clock.Now(), k_Then + 2 * k_Day - 1);
+    EXPECT_EQ(clock.Now(), k_ClockStart + 2 * k_ClockDay - 1);
     machine.Pass(1);
     EXPECT_FALSE(clock.IsInDoubt());
     EXPECT_EQ(clock.Now(), machine.m_Wall);
@@ -58,44 +59,45 @@ TEST(TrustedClock, GoesOnForADayWhenTheClockIsStepped) {
 }
 
 TEST(TrustedClock, FollowsAgainWhenTheClockIsPutRight) {
-  Machine machine;
+  MovedMachine machine;
   TrustedClock clock(machine.Get());
-  machine.m_Wall += 1000 * k_Day;
+  machine.m_Wall += 1000 * k_ClockDay;
   EXPECT_TRUE(clock.IsInDoubt());
-  machine.Pass(k_Hour);
-  machine.m_Wall -= 1000 * k_Day;
+  machine.Pass(k_ClockHour);
+  machine.m_Wall -= 1000 * k_ClockDay;
   EXPECT_FALSE(clock.IsInDoubt());
-  EXPECT_EQ(clock.Now(), k_Then + k_Hour);
+  EXPECT_EQ(clock.Now(), k_ClockStart + k_ClockHour);
 }
 
 TEST(TrustedClock, DoubtsAStartBeforeTheNewestRecordOrLongBehindIt) {
-  for (const int64_t known : {k_Then + 10 * 60 * 1000, k_Then + 365 * k_Day, k_Then - 30 * k_Day - 1}) {
-    Machine machine;
+  for (const int64_t known :
+       {k_ClockStart + 10 * 60 * 1000, k_ClockStart + 365 * k_ClockDay, k_ClockStart - 30 * k_ClockDay - 1}) {
+    MovedMachine machine;
     TrustedClock clock(machine.Get(), known);
     EXPECT_TRUE(clock.IsInDoubt()) << known;
-    machine.Pass(k_Hour);
-    EXPECT_EQ(clock.Now(), known + k_Hour);
-    machine.Pass(k_Day - k_Hour);
+    machine.Pass(k_ClockHour);
+    EXPECT_EQ(clock.Now(), known + k_ClockHour);
+    machine.Pass(k_ClockDay - k_ClockHour);
     EXPECT_FALSE(clock.IsInDoubt()) << known;
   }
-  for (const int64_t known : {k_Then, k_Then + 1000, k_Then - 30 * k_Day}) {
-    Machine machine;
+  for (const int64_t known : {k_ClockStart, k_ClockStart + 1000, k_ClockStart - 30 * k_ClockDay}) {
+    MovedMachine machine;
     TrustedClock clock(machine.Get(), known);
     EXPECT_FALSE(clock.IsInDoubt()) << known;
-    EXPECT_EQ(clock.Now(), k_Then);
+    EXPECT_EQ(clock.Now(), k_ClockStart);
   }
 }
 
 TEST(TrustedClock, KeepsWhatTheNextStartGoesBy) {
-  Machine machine;
+  MovedMachine machine;
   TrustedClock clock(machine.Get());
-  EXPECT_EQ(clock.Record().m_Trusted, k_Then);
-  machine.m_Wall += 1000 * k_Day;
+  EXPECT_EQ(clock.Record().m_Trusted, k_ClockStart);
+  machine.m_Wall += 1000 * k_ClockDay;
   const ClockRecord kept = clock.Record();
   EXPECT_TRUE(kept.m_IsInDoubt);
-  EXPECT_EQ(kept.m_Trusted, k_Then);
+  EXPECT_EQ(kept.m_Trusted, k_ClockStart);
   // A record of the wrong clock does not make it the right one.
-  EXPECT_EQ(TrustedClock::KnownFrom(kept, machine.m_Wall), k_Then);
+  EXPECT_EQ(TrustedClock::KnownFrom(kept, machine.m_Wall), k_ClockStart);
   EXPECT_TRUE(TrustedClock(machine.Get(), TrustedClock::KnownFrom(kept, machine.m_Wall)).IsInDoubt());
   EXPECT_EQ(TrustedClock::KnownFrom(ClockRecord{5, false}, 7), 7);
   EXPECT_EQ(TrustedClock::KnownFrom(ClockRecord{7, false}, 5), 7);
