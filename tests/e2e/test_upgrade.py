@@ -107,7 +107,7 @@ class Earlier(FarmTest):
         """The database in another folder, so that nothing that looks at it mends the original."""
         copy = self.farm.folder / "copy"
         shutil.rmtree(copy, ignore_errors=True)
-        shutil.copytree(folder, copy)
+        shutil.copytree(folder, copy, ignore=shutil.ignore_patterns("manage.sock"))
         return copy / "master.db"
 
     def assertTold(self, err, folder):
