@@ -166,9 +166,9 @@ TEST_F(AuditKeepingTest, AfterAFailureItTriesAgainLater) {
 
 TEST_F(WriterTest, LetsOldRecordsLeaveWhileItServes) {
   constexpr size_t k_Old = 500;
-  for (size_t i = 0; i != k_Old; ++i) {
+  for (size_t i = 0; i != k_Old + 1; ++i) {
     AuditRecord record;
-    record.m_Time = 1000;
+    record.m_Time = i == k_Old ? rlib::Time::Now().Milliseconds() : 1000;
     record.m_ClientKey = "01";
     record.m_MessageId = UID(true);
     record.m_Class = "SetMasterOptionsMsg";
@@ -181,12 +181,12 @@ TEST_F(WriterTest, LetsOldRecordsLeaveWhileItServes) {
   const auto count = [&] {
     return reader.Connection().Scalar("SELECT count(*) FROM audit WHERE time = 1000");
   };
-  EXPECT_EQ(last(), static_cast<int64_t>(k_Old + 1));
+  EXPECT_EQ(last(), static_cast<int64_t>(k_Old + 2));
   while (count() != "0") { // ends when they have left, or at the time limit of the test
   }
-  EXPECT_EQ(last(), static_cast<int64_t>(k_Old + 2));
-  m_Writer->SetAuditKeep(2);
   EXPECT_EQ(last(), static_cast<int64_t>(k_Old + 3));
+  m_Writer->SetAuditKeep(2);
+  EXPECT_EQ(last(), static_cast<int64_t>(k_Old + 4));
 }
 
 } // namespace
