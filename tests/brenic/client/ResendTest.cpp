@@ -108,7 +108,8 @@ TEST_F(ClientTest, AReplyOnTheThirdConnectionCounts) {
     link.Close();
   };
   m_App.m_OnProducts = [] { SendNew(Read()); };
-  m_App.m_OnPass = [this] { return m_Master.Connections() < 4; };
+  // The fourth connection may be made before the reply has come to its slot.
+  m_App.m_OnPass = [this] { return m_Master.Connections() < 4 || m_App.m_Options.empty(); };
   EXPECT_EQ(Run(), 0);
   EXPECT_THAT(m_App.m_Options, SizeIs(1));
 }
