@@ -1,6 +1,7 @@
 // What becomes of a database of layout 1, kept in layout1, which its README.md explains.
 #include <gmock/gmock.h>
 
+#include "store/DatabaseContents.h"
 #include "store/Layout1.h"
 #include "store/SqliteStore.h"
 #include "wire/Digest.h"
@@ -9,37 +10,6 @@ namespace brenic::master {
 namespace {
 
 using testing::HasSubstr;
-
-std::vector<std::string> Lines(const std::string& text) {
-  std::istringstream in(text);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(in, line);)
-    lines.push_back(line);
-  return lines;
-}
-
-/// Every table with its columns and rows.
-std::string Contents(const std::string& file) {
-  Database database(file, Database::Mode::k_ReadOnly);
-  std::vector<std::string> tables;
-  Statement table(database.Handle(), "SELECT name, sql FROM sqlite_master ORDER BY name");
-  std::string out;
-  while (table.Step()) {
-    out += table.Text(0) + ": " + table.Text(1) + "\n";
-    if (table.Text(1).rfind("CREATE TABLE", 0) == 0)
-      tables.push_back(table.Text(0));
-  }
-  for (const std::string& name : tables) {
-    std::string columns;
-    Statement column(database.Handle(), "SELECT name FROM pragma_table_info(?)");
-    for (column.Bind(name); column.Step();)
-      columns += (columns.empty() ? "quote(\"" : " || ' ' || quote(\"") + column.Text(0) + "\")";
-    Statement row(database.Handle(), "SELECT " + columns + " AS line FROM \"" + name + "\" ORDER BY line");
-    for (out += name + "\n"; row.Step();)
-      out += row.Text(0) + "\n";
-  }
-  return out;
-}
 
 TEST_F(Layout1Test, IsNotReadBeforeTheMasterWasStartedWhichTheProgramSaysInOneLine) {
   for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
