@@ -16,12 +16,6 @@ public:
   Checker(const std::string& text, int maxDepth)
       : JsonReader(text), m_MaxDepth(static_cast<size_t>(maxDepth)) {}
 
-  bool null() override { return Done(); }
-  bool boolean(bool) override { return Done(); }
-  bool number_integer(number_integer_t) override { return Done(); }
-  bool number_unsigned(number_unsigned_t) override { return Done(); }
-  bool number_float(number_float_t, const string_t&) override { return Done(); }
-  bool string(string_t&) override { return Done(); }
   bool start_object(size_t) override { return Open(); }
   bool start_array(size_t) override { return Open(); }
   bool end_object() override { return Close(); }

@@ -23,6 +23,14 @@ public:
                    const nlohmann::json::exception& error) override;
   bool binary(binary_t&) override { return false; } // JSON text has none
 
+  // A reader overrides those values in which it is interested.
+  bool null() override { return Done(); }
+  bool boolean(bool) override { return Done(); }
+  bool number_integer(number_integer_t) override { return Done(); }
+  bool number_unsigned(number_unsigned_t) override { return Done(); }
+  bool number_float(number_float_t, const string_t&) override { return Done(); }
+  bool string(string_t&) override { return Done(); }
+
 protected:
   /// Where the token of the present event begins.
   size_t TokenBegin() const;

@@ -46,12 +46,6 @@ public:
 
   std::vector<MisspeltMember> m_Found;
 
-  bool null() override { return Done(); }
-  bool boolean(bool) override { return Done(); }
-  bool number_integer(number_integer_t) override { return Done(); }
-  bool number_unsigned(number_unsigned_t) override { return Done(); }
-  bool number_float(number_float_t, const string_t&) override { return Done(); }
-  bool string(string_t&) override { return Done(); }
   bool start_object(size_t) override { return Open(); }
   bool start_array(size_t) override { return Open(); }
   bool end_object() override { return Close(); }
