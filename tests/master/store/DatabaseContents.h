@@ -20,8 +20,7 @@ inline std::vector<std::string> Lines(const std::string& text) {
 /// Every table and index, with the rows.
 inline std::string Contents(const std::string& file) {
   Database database(file, Database::Mode::k_ReadOnly);
-  std::string out =
-      database.Scalar("PRAGMA integrity_check") + database.Scalar("PRAGMA user_version") + "\n";
+  std::string out = database.Scalar("PRAGMA integrity_check") + database.Scalar("PRAGMA user_version") + "\n";
   std::vector<std::string> tables;
   for (Statement table(database.Handle(), "SELECT name, sql FROM sqlite_master ORDER BY name");
        table.Step();) {
