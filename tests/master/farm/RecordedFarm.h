@@ -12,6 +12,33 @@ inline shared_ptr<RevertMsg> RevertOf(const std::vector<int64_t>& sequences) {
   return Make<RevertMsg>([&](auto& message) { message.m_Sequences = {sequences.begin(), sequences.end()}; });
 }
 
+inline shared_ptr<SetMasterLimitsMsg> SetLimitOf(const UID& type, int limit) {
+  return Make<SetMasterLimitsMsg>([&](auto& message) { message.m_Limits[type] = limit; });
+}
+
+inline shared_ptr<SetMasterRestrictionsMsg> SetRestrictionTo(const String& name, bool on) {
+  return Make<SetMasterRestrictionsMsg>([&](auto& message) { message.m_Restrictions[name] = on; });
+}
+
+inline TranslationSet Root(const std::string& root) {
+  return {{1, Path(root)}};
+}
+
+/// The Linux roots of the farm's path translations.
+inline std::vector<std::string> Roots(const Farm& farm) {
+  std::vector<std::string> roots;
+  for (const TranslationSet& set : farm.m_Translations)
+    roots.push_back(set.at(1).str().str());
+  return roots;
+}
+
+inline rlib::vector<TranslationSet> List(const std::vector<std::string>& roots) {
+  rlib::vector<TranslationSet> list;
+  for (const std::string& root : roots)
+    list.push_back(Root(root));
+  return list;
+}
+
 class RecordedFarm : public Trail {
 public:
   explicit RecordedFarm(Farm farm = SampleFarm()) : m_Farm(std::move(farm)) {}
