@@ -9,6 +9,7 @@
 #include "manage/Addresses.h"
 #include "manage/Certificates.h"
 #include "manage/ClientCredentials.h"
+#include "manage/CredentialsFolder.h"
 #include "manage/NewDataFolder.h"
 #include "net/Endpoint.h"
 #include "store/DataFolder.h"
@@ -65,8 +66,8 @@ void Initialise(const InitOptions& options) {
   SqliteStore::Create(folder.Unfinished(), master,
                       {admin.m_Serial, "admin", Role::k_Administrator, 1, validity.m_Begin, validity.m_End});
   MakeFolder(options.m_Folder / "clients", 0700);
-  WriteCredentials(FirstAdministrator(options.m_Folder), master.m_Authority.m_Certificate, admin.m_Credential,
-                   master.m_Address);
+  CredentialsFolder(FirstAdministrator(options.m_Folder), admin.m_Credential.m_Key)
+      .Complete(master.m_Authority.m_Certificate, admin.m_Credential.m_Certificate, master.m_Address);
   SyncFolder(options.m_Folder / "clients");
   folder.Finish(folder.Unfinished());
 }
