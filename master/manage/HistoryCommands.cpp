@@ -1,3 +1,5 @@
+#include <limits>
+
 #include <fmt/core.h>
 
 #include "brenic/MessageFactory.h"
@@ -14,6 +16,8 @@
 namespace brenic::master {
 
 namespace {
+
+constexpr int64_t k_MostShown = 1'000'000; // changes
 
 struct HistoryOptions {
   std::optional<std::string> m_Client, m_Since, m_Option, m_User, m_Root, m_Product;
@@ -155,7 +159,8 @@ void AddHistoryCommands(CommandLine& line, const Ask& ask) {
   history.add_option("--root", options->m_Root, "only path translations with this text in a root");
   history.add_option("--product", options->m_Product,
                      "only what concerns this product, by name or identifier");
-  history.add_option("--limit", options->m_Limit, "at most so many changes")->check(CLI::PositiveNumber);
+  history.add_option("--limit", options->m_Limit, "at most so many changes")
+      ->check(WholeNumber(1, k_MostShown));
   history.add_flag("--json", options->m_Json, "one JSON object a line, with all that changed");
 
   const auto reverted = std::make_shared<RevertOptions>();
@@ -163,7 +168,8 @@ void AddHistoryCommands(CommandLine& line, const Ask& ask) {
       line.AddOnFolder("revert", "Puts back what changes did, all of them or none",
                        [reverted, ask](const Path& folder) { RevertChanges(folder, *reverted, ask); });
   revert.add_option("sequence", reverted->m_Sequences, "numbers of changes, as history prints them")
-      ->required();
+      ->required()
+      ->check(WholeNumber(1, std::numeric_limits<int64_t>::max()));
   revert.add_flag("--dry-run", reverted->m_DryRun, "only tell what would change");
 }
 
