@@ -6,6 +6,7 @@
 
 #include "Release.h"
 #include "brenic/ExitStatus.h"
+#include "manage/Words.h"
 #include "rlib/Escape.h"
 #include "rlib/Failures.h"
 #include "rlib/Log.h"
@@ -116,7 +117,7 @@ CLI::Validator WholeNumber(int64_t least, int64_t most) {
     const auto read = std::from_chars(text.data(), end, number);
     if (read.ec == std::errc() && read.ptr == end && number >= least && number <= most)
       return std::string();
-    return fmt::format("'{}' is no whole number from {} to {}", rlib::Excerpt(text).str(), least, most);
+    return fmt::format("{} is no whole number from {} to {}", Quoted(text), least, most);
   };
   return {check, ""};
 }

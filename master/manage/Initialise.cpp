@@ -2,9 +2,7 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <iterator>
 
 #include "manage/Addresses.h"
 #include "manage/Certificates.h"
@@ -35,12 +33,9 @@ String AddressOf(const InitOptions& options) {
 } // namespace
 
 std::vector<std::string> HostsOfMachine(const std::vector<std::string>& others) {
-  std::vector<std::string> hosts;
-  for (const std::vector<std::string>& some : {others, {MachineName(), "localhost", "127.0.0.1", "::1"}})
-    std::copy_if(some.begin(), some.end(), std::back_inserter(hosts), [&](const std::string& host) {
-      return std::find(hosts.begin(), hosts.end(), host) == hosts.end();
-    });
-  return hosts;
+  std::vector<std::string> hosts = others;
+  hosts.insert(hosts.end(), {MachineName(), "localhost", "127.0.0.1", "::1"});
+  return EachHostOnce(hosts);
 }
 
 void Initialise(const InitOptions& options) {
