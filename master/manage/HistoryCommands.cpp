@@ -36,12 +36,13 @@ class TypeNames {
 public:
   TypeNames(Store& store, Farm farm) : m_Store(store), m_Farm(std::move(farm)) {}
 
-  String Of(const UID& type) {
+  KnownType Of(const UID& type) {
+    const bool isDefault = m_Farm.m_Products.IsDefault(type);
     if (const auto known = m_Farm.m_Products.Known(type))
-      return known->Name();
+      return {known->Name(), isDefault};
     Read();
     const auto found = m_Names.find(type);
-    return found != m_Names.end() ? found->second.m_Name : String();
+    return {found != m_Names.end() ? found->second.m_Name : String(), isDefault};
   }
 
   /// The types that have, or had, the name or alias, or the identifier itself.
@@ -79,6 +80,17 @@ private:
   bool m_IsRead = false;
 };
 
+/// Beside standard output, which has changes only.
+void TellThatThereIsNone(Store& store) {
+  std::string line = "There is no such change";
+  const Trail::Range range = store.SequenceRange();
+  if (const auto oldest = store.FindRecord(range.m_Oldest); oldest && range.m_Oldest > 1)
+    line += "; earlier records have left the trail, which begins at " + Time(oldest->m_Time).Iso8601().str();
+  else if (!oldest && range.m_Newest > 0)
+    line += "; all earlier records have left the trail";
+  rlib::stdErr.PutLine(line);
+}
+
 void PrintHistory(const Path& folder, const HistoryOptions& options) {
   const int64_t since = options.m_Since ? SinceOption(*options.m_Since) : 0;
   SqliteStore store = OpenToRead(folder);
@@ -100,6 +112,8 @@ void PrintHistory(const Path& folder, const HistoryOptions& options) {
     rlib::stdOut.PutLine(line);
     return ++shown != options.m_Limit;
   });
+  if (shown == 0 && !options.m_Json)
+    TellThatThereIsNone(store);
 }
 
 /// What a change did, a line for each thing.
