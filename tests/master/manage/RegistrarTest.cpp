@@ -1,76 +1,15 @@
 // What the requests about certificates do.
-#include "manage/Registrar.h"
-
-#include <algorithm>
-
 #include <gmock/gmock.h>
 
-#include "brenic/ManagementMessages.h"
 #include "brenic/MessageFactory.h"
 #include "manage/AuthorityKeys.h"
-#include "manage/Certificates.h"
 #include "manage/Endings.h"
-#include "store/StoreFixture.h"
+#include "manage/RegistrarFixture.h"
 
 namespace brenic::master {
 namespace {
 
 using testing::HasSubstr;
-
-constexpr int64_t k_WholeDay = 24 * 60 * 60 * 1000;
-constexpr int64_t k_Begin = 1'800'000'000'000;
-
-MasterRecord NewMaster() {
-  MasterRecord master;
-  master.m_Name = "Farm";
-  master.m_Address = "farm.example:9000";
-  master.m_Authority = MakeAuthority("test", Validity::Days(k_AuthorityDays, k_Begin));
-  master.m_Server = IssueServer(master.m_Authority, "Farm", {"farm.example", "localhost", "127.0.0.1"},
-                                Validity::Days(k_CertificateDays, k_Begin))
-                        .m_Credential;
-  return master;
-}
-
-class RegistrarTest : public StoreFixture {
-protected:
-  RegistrarTest() : StoreFixture(NewMaster()) {}
-
-  rlib::Result<Managed> Register(const Message& message) {
-    return master::Register(m_Folder.Name(), *m_Store, message, m_Now);
-  }
-  /// What was done; the refusal where it was refused.
-  std::string Told(const Message& message) {
-    const auto managed = Register(message);
-    return managed ? managed->m_Done.str() : "refused: " + managed.Reason().str();
-  }
-  static IssueClientMsg Issue(const String& name, const String& role = "component") {
-    IssueClientMsg message;
-    message.m_Name = name;
-    message.m_Role = role;
-    message.m_PublicKey = MakeKey().m_Public;
-    return message;
-  }
-  static IssueClientMsg Renewal(const String& name, int overlap = 14, const String& role = {}) {
-    IssueClientMsg message = Issue(name, role);
-    message.m_Renew = true;
-    message.m_Overlap = overlap;
-    return message;
-  }
-  static RevokeClientMsg Revocation(const String& client) {
-    RevokeClientMsg message;
-    message.m_Client = client;
-    return message;
-  }
-  static ChangeHostsMsg Hosts(rlib::vector<String> add, rlib::vector<String> remove = {}) {
-    ChangeHostsMsg message;
-    message.m_Add = std::move(add);
-    message.m_Remove = std::move(remove);
-    return message;
-  }
-  std::vector<ClientRecord> Named(const String& name) { return m_Store->ClientsNamed(name); }
-
-  int64_t m_Now = k_Begin;
-};
 
 TEST_F(RegistrarTest, IssuesACertificateThatItRemembers) {
   const auto managed = Register(Issue("node"));
@@ -96,71 +35,6 @@ TEST_F(RegistrarTest, RefusesANameThatIsTakenUnlessItIsToBeRenewed) {
   EXPECT_THAT(Told(Issue("node")), HasSubstr("refused"));
   (void)Register(Revocation("node"));
   EXPECT_THAT(Told(Issue("node")), HasSubstr("Issued")) << "a revoked one is nobody's";
-}
-
-TEST_F(RegistrarTest, RefusesANameThatIsTakenForAnother) {
-  (void)Register(Issue("Node 7"));
-  EXPECT_THAT(Told(Issue("node7")),
-              HasSubstr("refused: There is already a client 'Node 7', from which 'node7' differs only in"));
-  EXPECT_THAT(Told(Issue("Node  7 ")), HasSubstr("refused: There is already a client 'Node 7'"));
-  EXPECT_THAT(Told(Issue("Node 8")), HasSubstr("Issued"));
-  m_Store->AddClient({"77", "NODE 7", Role::k_Component, 1, m_Now, m_Now + k_WholeDay, {}, {}});
-  EXPECT_THAT(Told(Renewal("NODE 7")), HasSubstr("Issued")) << "of earlier versions";
-  EXPECT_THAT(Told(Renewal("Node 7")), HasSubstr("Issued"));
-  EXPECT_THAT(Told(Revocation("NODE 7")), HasSubstr("Revoked the certificates of 'NODE 7'"));
-  EXPECT_THAT(Told(Issue("NODE 7")), HasSubstr("refused")) << "a new one again";
-  EXPECT_THAT(Told(Revocation("Node 7")), HasSubstr("Revoked the certificates of 'Node 7'"));
-  EXPECT_THAT(Told(Issue("node7")), HasSubstr("Issued")) << "a revoked one is nobody's";
-}
-
-TEST_F(RegistrarTest, ANameIsNoSerialNumber) {
-  (void)Register(Issue("node"));
-  const std::string serial = Named("node")[0].m_Serial;
-  std::string upper = serial;
-  std::transform(upper.begin(), upper.end(), upper.begin(), [](char c) { return c == 'a' ? 'A' : c; });
-  for (const std::string& name : {serial, upper})
-    EXPECT_THAT(Told(Issue(name)), HasSubstr("refused: The name '" + name + "' is the serial number of"));
-  // As an earlier version allowed.
-  m_Store->AddClient({"77", serial, Role::k_Component, 1, m_Now, m_Now + k_WholeDay, {}, {}});
-  EXPECT_THAT(Told(Revocation(serial)), HasSubstr("refused: '" + serial + "' is the name of a client, and"));
-  EXPECT_FALSE(Named("node")[0].m_Revoked);
-  EXPECT_FALSE(Named(serial)[0].m_Revoked);
-  EXPECT_THAT(Told(Revocation("77")), HasSubstr("Revoked the certificate of '" + serial + "'"));
-  EXPECT_THAT(Told(Revocation("node")), HasSubstr("Revoked the certificate of 'node'"));
-}
-
-TEST_F(RegistrarTest, TellsOfManyOnlyTheFirst) {
-  (void)Register(Issue("node"));
-  for (int i = 0; i != 60; ++i)
-    m_Store->AddClient(
-        {fmt::format("{:032x}", i), "node", Role::k_Component, 1, m_Now, m_Now + k_WholeDay, {}, {}});
-  const auto renewed = Register(Renewal("node"));
-  ASSERT_TRUE(renewed);
-  EXPECT_LT(renewed->m_Done.size(), 2000u);
-  EXPECT_THAT(renewed->m_Done.str(), HasSubstr(" and 51 more"));
-  const auto revoked = Register(Revocation("node"));
-  ASSERT_TRUE(revoked);
-  EXPECT_EQ(revoked->m_Dismissed.size(), 62u);
-  EXPECT_LT(revoked->m_Done.size(), 500u);
-  EXPECT_THAT(revoked->m_Done.str(), HasSubstr(" and 52 more"));
-  rlib::vector<String> hosts;
-  for (int i = 0; i != 90; ++i)
-    hosts.push_back(fmt::format("host{}.example", i));
-  const std::string told = Told(Hosts(hosts));
-  EXPECT_THAT(told, HasSubstr("valid for host0.example, host1.example, "));
-  EXPECT_THAT(told, HasSubstr("host9.example and 83 more; new credentials name"));
-}
-
-TEST_F(RegistrarTest, AHostIsTheSameInWhateverSpelling) {
-  const auto hosts = [&] { return HostsOf(m_Store->LoadMaster().m_Server); };
-  (void)Register(Hosts({"New.Example", "new.example.", "2001:DB8:0::1"}));
-  const std::vector<std::string> once = {"New.Example", "2001:db8::1", "farm.example", "localhost",
-                                         "127.0.0.1"};
-  EXPECT_EQ(hosts(), once);
-  EXPECT_THAT(Told(Hosts({"NEW.example", "Farm.Example", "2001:db8:0:0::1"})),
-              HasSubstr("refused: The Master's certificate is valid for these hosts already"));
-  EXPECT_THAT(Told(Hosts({}, {"FARM.EXAMPLE"})), HasSubstr("new credentials name New.Example:9000"));
-  EXPECT_THAT(Told(Hosts({}, {"new.example.", "2001:DB8::1"})), HasSubstr("valid for localhost, 127.0.0.1;"));
 }
 
 TEST_F(RegistrarTest, ARenewalLetsTheEarlierOneRunOut) {
