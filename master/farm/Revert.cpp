@@ -186,7 +186,7 @@ Result<> Reverting::LoadLists() {
   if (m_OldestList == 0)
     return {};
   Result<> done;
-  m_Trail.ReadChangesBack(m_OldestList - 1, [&](const TrailRecord& record) {
+  m_Trail.ReadListChangesBack(m_OldestList - 1, [&](const TrailRecord& record) {
     const auto change = record.m_Load();
     if (!change) {
       done = Failure(fmt::format("Nothing was reverted: what {} changed cannot be read any more: {}",

@@ -40,6 +40,10 @@ public:
   /// Calls `each` for the records beyond a sequence that changed something, newest first, until it returns
   /// false. The products in their changes are without documents.
   virtual void ReadChangesBack(int64_t beyond, const std::function<bool(const TrailRecord&)>& each) = 0;
+  /// The same, where those may be left out that concern neither path translations nor the user limits.
+  virtual void ReadListChangesBack(int64_t beyond, const std::function<bool(const TrailRecord&)>& each) {
+    ReadChangesBack(beyond, each);
+  }
 };
 
 /// One in which nothing stands.

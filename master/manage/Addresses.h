@@ -16,6 +16,13 @@ String AddressText(const Endpoint& endpoint);
 /// Why a certificate cannot be valid for that host; none when it can.
 std::optional<String> HostProblem(const std::string& host);
 
+/// Whether both lead to the same host: ASCII case, a dot at a name's end, and how an IPv6 address is written
+/// make no difference.
+bool IsSameHost(const std::string& a, const std::string& b);
+
+/// The hosts, each once, as it is first spelled.
+std::vector<std::string> EachHostOnce(const std::vector<std::string>& hosts);
+
 /// The Master's own first host with its port, whatever became of the first administrator's credentials: from
 /// the store, for a Master of an earlier layout from these credentials or else its certificate.
 String AddressForClients(const Path& dataFolder, const MasterRecord& master);

@@ -6,16 +6,13 @@
 #include "brenic/Options.h"
 #include "farm/Entry.h"
 #include "manage/History.h"
+#include "manage/Words.h"
 #include "rlib/Escape.h"
 #include "wire/Digest.h"
 
 namespace brenic::master {
 
 namespace {
-
-std::string QuotedText(const String& text) {
-  return "'" + rlib::Excerpt(text).str() + "'";
-}
 
 std::string FromTo(const std::string& before, const std::string& after) {
   return before + " -> " + after;
@@ -26,17 +23,17 @@ std::string LimitText(const std::optional<int>& limit) {
 }
 
 std::string ValueText(const std::optional<String>& value) {
-  return value ? QuotedText(*value) : "not set";
+  return value ? Quoted(*value) : "not set";
 }
 
 /// Which of several documents of a product it is.
 std::string DocumentText(const Product& product) {
-  return QuotedText(product.Name()) + " (" + Hex(Sha256(product.Document())).substr(0, 12) + ")";
+  return Quoted(product.Name()) + " (" + Hex(Sha256(product.Document())).substr(0, 12) + ")";
 }
 
-std::string StateText(const std::optional<Customisation>& state) {
+std::string StateText(const std::optional<Customisation>& state, bool isDefault) {
   if (!state)
-    return "as by default";
+    return isDefault ? "as by default" : "not imported";
   return state->m_Installed ? "imported " + DocumentText(*state->m_Installed) : "removed";
 }
 
@@ -58,9 +55,11 @@ public:
 
 private:
   void Add(std::string words) { m_Words.push_back(std::move(words)); }
+  void LearnNames(const std::map<UID, Step<Customisation>>& products);
   std::string Named(const UID& type) const {
-    const String name = m_Namer(type);
-    return name.empty() ? type.ToString().str() : QuotedText(name);
+    const auto here = m_Names.find(type);
+    const String name = here != m_Names.end() ? here->second : m_Namer(type).m_Name;
+    return name.empty() ? type.ToString().str() : Quoted(name);
   }
   /// Whether a thing fits that is none of an option, a user's limit or a path translation.
   bool FitsType(const UID& type) const {
@@ -78,11 +77,24 @@ private:
   void AddOption(const OptionChange& option);
   void AddUserLimits(const UserLimitsChange& limits);
   void AddTranslations(const ListRun<TranslationSet>& run);
+  void AddProduct(const UID& type, const Step<Customisation>& step, bool isDefault) {
+    Add(fmt::format("product {}: {}", Named(type),
+                    FromTo(StateText(step.m_Before, isDefault), StateText(step.m_After, isDefault))));
+  }
 
   const HistoryFilter& m_Filter;
   const TypeNamer& m_Namer;
+  std::map<UID, String> m_Names; // that the change's documents give
   std::vector<std::string> m_Words;
 };
+
+void Words::LearnNames(const std::map<UID, Step<Customisation>>& products) {
+  for (const auto& [type, step] : products) {
+    for (const auto* const state : {&step.m_Before, &step.m_After})
+      if (*state && (*state)->m_Installed)
+        m_Names[type] = (*state)->m_Installed->Name();
+  }
+}
 
 bool Words::FitsRoot(const TranslationSet& translation) const {
   return !m_Filter.m_Root || std::any_of(translation.begin(), translation.end(), [&](const auto& root) {
@@ -102,7 +114,7 @@ void Words::AddOption(const OptionChange& option) {
   const bool fitsUser = !m_Filter.m_User || (holdsUsers && (FitsUser(before) || FitsUser(after)));
   if (!FitsOption(option.m_Name) || !fitsUser || m_Filter.m_Root || !FitsProduct(option.m_Section))
     return;
-  Add(fmt::format("option {}{}: {}", QuotedText(option.m_Name),
+  Add(fmt::format("option {}{}: {}", Quoted(option.m_Name),
                   option.m_Section.IsNull() ? "" : " of " + Named(option.m_Section),
                   FromTo(ValueText(before), ValueText(after))));
 }
@@ -130,11 +142,11 @@ void Words::AddUserLimits(const UserLimitsChange& limits) {
     if (user.empty()) // between two ";", or behind the last
       --shown;
     else if (!m_Filter.m_User || *m_Filter.m_User == user)
-      Add(fmt::format("user limit of {}: {}", QuotedText(user),
+      Add(fmt::format("user limit of {}: {}", Quoted(user),
                       FromTo(text(limit.m_Before), text(limit.m_After))));
   }
   if (shown == 0 && !m_Filter.m_User)
-    Add(fmt::format("option {}: {}", QuotedText(limits.m_Name),
+    Add(fmt::format("option {}: {}", Quoted(limits.m_Name),
                     limits.m_SetBefore == limits.m_SetAfter ? "the ; between its limits"
                                                             : FromTo(limits.m_SetBefore ? "set" : "not set",
                                                                      limits.m_SetAfter ? "set" : "not set")));
@@ -155,6 +167,8 @@ void Words::AddTranslations(const ListRun<TranslationSet>& run) {
 }
 
 std::vector<std::string> Words::Of(const Change& change) && {
+  LearnNames(change.m_Defaults);
+  LearnNames(change.m_Products);
   for (const OptionChange& option : change.m_Options)
     AddOption(option);
   if (change.m_UserLimits)
@@ -165,14 +179,13 @@ std::vector<std::string> Words::Of(const Change& change) && {
                       FromTo(LimitText(limit.m_Before), LimitText(limit.m_After))));
   for (const auto& [name, on] : change.m_Restrictions)
     if (FitsType(UID::Null) && !m_Filter.m_Products)
-      Add(fmt::format("restriction {}: {}", QuotedText(name), on ? "off -> on" : "on -> off"));
+      Add(fmt::format("restriction {}: {}", Quoted(name), on ? "off -> on" : "on -> off"));
   if (!m_Filter.m_Option && !m_Filter.m_User && !m_Filter.m_Products)
     for (const auto& run : change.m_Translations.m_Runs)
       AddTranslations(run);
   for (const auto& [type, step] : change.m_Products)
     if (FitsType(type))
-      Add(fmt::format("product {}: {}", Named(type),
-                      FromTo(StateText(step.m_Before), StateText(step.m_After))));
+      AddProduct(type, step, m_Namer(type).m_IsDefault || change.m_Defaults.contains(type));
   for (const auto& [type, step] : change.m_Defaults)
     if (FitsType(type))
       Add(fmt::format("default product {}: {}", Named(type),

@@ -18,19 +18,11 @@ struct ClientOptions {
 };
 
 /// Issues credentials into a missing or empty folder; returns what was done. The key is made here: it never
-/// leaves the folder.
+/// leaves the folder. What can fail does so before a certificate is asked for, and leaves nothing behind.
 String IssueCredentials(const ClientOptions& options, const Ask& ask);
-
-/// Writes `ca.pem` (the certificates of all `authorities`), `client.pem`, `client.key` and `brenic.conf` into
-/// a folder that is missing or empty. Throws Exception*.
-void WriteCredentials(const Path& folder, const std::string& authorities, const Credential& client,
-                      const String& address);
 
 /// Where the first administrator's credentials stand in a data folder.
 Path FirstAdministrator(const Path& dataFolder);
-
-/// Makes a folder that may be there already. Throws Exception*.
-void MakeFolder(const Path& folder, mode_t mode);
 
 /// Throws Exception* unless a client can be told that the Master is there.
 void CheckAddress(const String& address);

@@ -5,6 +5,7 @@
 #include "brenic/MessageFactory.h"
 #include "manage/Addresses.h"
 #include "manage/ClientCredentials.h"
+#include "manage/Endings.h"
 #include "manage/Office.h"
 #include "store/RevokedFile.h"
 
@@ -17,8 +18,31 @@ using rlib::Result;
 
 constexpr int k_MostDays = k_AuthorityDays;
 
-bool IsAccepted(const ClientRecord& client, int64_t now) {
-  return !client.m_Revoked && (!client.m_Expires || *client.m_Expires > now);
+std::string LowerCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
+
+/// What names have in common that people take for the same.
+std::string Likeness(const String& name) {
+  std::string text = LowerCase(name.str());
+  std::erase(text, ' ');
+  return text;
+}
+
+/// Whether a new name can be told from what else `revoke` takes.
+Result<> CheckDistinct(const Office& office, const String& name) {
+  if (const auto other = office.m_Store.FindClient(LowerCase(name.str())))
+    return Failure(fmt::format("The name {} is the serial number of a certificate of {}; take another name",
+                               Quoted(name), Quoted(other->m_Name)));
+  for (const ClientRecord& client : office.m_Store.Clients()) {
+    if (!client.m_Revoked && client.m_Name != name && Likeness(client.m_Name) == Likeness(name))
+      return Failure(fmt::format("There is already a client {}, from which {} differs only in spaces or "
+                                 "case; take another name",
+                                 Quoted(client.m_Name), Quoted(name)));
+  }
+  return {};
 }
 
 Result<> CheckIssue(const IssueClientMsg& request, const std::vector<ClientRecord>& same) {
@@ -50,7 +74,7 @@ Result<> CheckIssue(const IssueClientMsg& request, const std::vector<ClientRecor
 std::string Supersede(const Office& office, const std::vector<ClientRecord>& same,
                       const IssueClientMsg& request, Role role, std::vector<std::string>& dismissed) {
   const int64_t end = office.m_Now + request.m_Overlap * k_Day;
-  std::string done;
+  std::vector<std::string> superseded;
   for (ClientRecord client : same) {
     if (!IsAccepted(client, office.m_Now))
       continue;
@@ -60,9 +84,10 @@ std::string Supersede(const Office& office, const std::vector<ClientRecord>& sam
       client.m_Role = role;
     }
     office.m_Store.ReplaceClient(client);
-    done += fmt::format("; the one with the serial number {} ends on {}", client.m_Serial,
-                        DateText(*client.m_Expires));
+    superseded.push_back(fmt::format("the one with the serial number {} ends on {}", client.m_Serial,
+                                     DateText(*client.m_Expires)));
   }
+  std::string done = superseded.empty() ? "" : "; " + Listed(superseded);
   if (!dismissed.empty())
     done += fmt::format("; {} of them had another role, and loses it now", dismissed.size());
   return done;
@@ -89,6 +114,8 @@ Result<> TellRestores(const Office& office, const std::vector<ClientRecord>& cli
 Result<Managed> RegisterAs(const Office& office, const IssueClientMsg& request) {
   const std::vector<ClientRecord> same = office.m_Store.ClientsNamed(request.m_Name);
   if (const auto check = CheckIssue(request, same); !check)
+    return check.Why();
+  if (const auto check = request.m_Renew ? Result<>() : CheckDistinct(office, request.m_Name); !check)
     return check.Why();
   const MasterRecord master = office.m_Store.LoadMaster();
   const Authority& authority = master.m_Authorities.back();
@@ -118,29 +145,27 @@ Result<Managed> RegisterAs(const Office& office, const IssueClientMsg& request) 
 }
 
 Result<Managed> RegisterAs(const Office& office, const RevokeClientMsg& request) {
-  std::vector<ClientRecord> meant;
-  String serial = request.m_Client;
-  std::string lower = serial.str();
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  if (const auto client = office.m_Store.FindClient(lower))
+  std::vector<ClientRecord> meant = office.m_Store.ClientsNamed(request.m_Client);
+  if (const auto client = office.m_Store.FindClient(LowerCase(request.m_Client.str()))) {
+    if (!meant.empty())
+      return Failure(fmt::format("{} is the name of a client, and the serial number of a certificate of {}: "
+                                 "revoke the former by the serial numbers of its certificates (brenic-master "
+                                 "clients lists them), the latter by its name",
+                                 Quoted(request.m_Client), Quoted(client->m_Name)));
     meant.push_back(*client);
-  else
-    meant = office.m_Store.ClientsNamed(request.m_Client);
+  }
   if (meant.empty())
     return Failure(fmt::format("There is no client and no certificate {}; brenic-master clients lists them",
                                Quoted(request.m_Client)));
   if (const auto told = TellRestores(office, meant); !told)
     return told.Why();
   Managed managed;
-  std::string serials;
   for (ClientRecord& client : meant) {
     if (client.m_Revoked)
       continue;
     client.m_Revoked = office.m_Now;
     office.m_Store.ReplaceClient(client);
     managed.m_Dismissed.push_back(client.m_Serial);
-    serials += (serials.empty() ? "" : ", ") + client.m_Serial;
   }
   if (managed.m_Dismissed.empty())
     return Failure(fmt::format("{} of {} {} revoked already",
@@ -148,7 +173,7 @@ Result<Managed> RegisterAs(const Office& office, const RevokeClientMsg& request)
                                Quoted(meant.front().m_Name), meant.size() == 1 ? "is" : "are"));
   managed.m_Done = fmt::format("Revoked {} of {}, with the serial number {}",
                                managed.m_Dismissed.size() == 1 ? "the certificate" : "the certificates",
-                               Quoted(meant.front().m_Name), serials);
+                               Quoted(meant.front().m_Name), Listed(managed.m_Dismissed));
   return managed;
 }
 

@@ -1,7 +1,12 @@
 #include "manage/CommandLine.h"
 
+#include <charconv>
+
+#include <fmt/core.h>
+
 #include "Release.h"
 #include "brenic/ExitStatus.h"
+#include "manage/Words.h"
 #include "rlib/Escape.h"
 #include "rlib/Failures.h"
 #include "rlib/Log.h"
@@ -10,6 +15,10 @@
 namespace brenic::master {
 
 namespace {
+
+void TellProblem(const String& problem) {
+  rlib::stdErr.PutLine(rlib::JournalPriority(rlib::Log::k_Error) + ("brenic-master: " + problem));
+}
 
 int Guarded(const CommandLine::Command& command) {
   String problem;
@@ -22,22 +31,42 @@ int Guarded(const CommandLine::Command& command) {
   } catch (const std::exception& error) {
     problem = error.what();
   }
-  rlib::stdErr.PutLine(rlib::JournalPriority(rlib::Log::k_Error) + ("brenic-master: " + problem));
+  TellProblem(problem);
   return k_ExitFailed;
 }
 
-/// What is said of wrong options: it quotes them.
-std::string AboutOptions(const CLI::App* app, const CLI::Error& error) {
-  return CLI::FailureMessage::simple(
-      app,
-      CLI::Error(error.get_name(), rlib::EscapeControls(String(error.what())).str(), error.get_exit_code()));
+/// Those that were asked for, as one calls them.
+std::string CalledAs(const CLI::App& app) {
+  const auto subcommands = app.get_subcommands();
+  return subcommands.empty() ? std::string()
+                             : " " + subcommands.front()->get_name() + CalledAs(*subcommands.front());
+}
+
+/// An operand that is required is told of by what takes it.
+void RefuseEmptyValues(CLI::App& app) {
+  const CLI::Validator isGiven(
+      [](const std::string& value) {
+        return value.empty() ? std::string("its value is empty") : std::string();
+      },
+      "");
+  for (CLI::Option* const option : app.get_options()) {
+    const bool isRequiredOperand = !option->nonpositional() && option->get_required();
+    if (option->get_items_expected_max() > 0 && !isRequiredOperand)
+      option->transform(isGiven); // before all other checks
+  }
+  for (CLI::App* const subcommand : app.get_subcommands([](CLI::App*) { return true; }))
+    RefuseEmptyValues(*subcommand);
+}
+
+/// "--name=", which would take what follows for its value.
+bool IsWithoutValue(std::string_view argument) {
+  return argument.size() > 3 && argument.starts_with("--") && argument.find('=') == argument.size() - 1;
 }
 
 } // namespace
 
 CommandLine::CommandLine(const char* description) : m_App(description) {
   m_App.set_version_flag("--version", "brenic-master " + rlib::VER_STRING(k_Version).str());
-  m_App.failure_message(AboutOptions);
   m_App.require_subcommand(1);
 }
 
@@ -60,8 +89,37 @@ CLI::App& CommandLine::AddOnFolder(const char* name, const char* description,
 }
 
 int CommandLine::Run(int argc, char** argv) {
-  CLI11_PARSE(m_App, argc, argv);
+  try {
+    Parse(argc, argv);
+  } catch (const CLI::Success& help) {
+    return m_App.exit(help);
+  } catch (const CLI::ParseError& error) {
+    TellProblem(rlib::EscapeControls(String(error.what())) + "; see brenic-master" + CalledAs(m_App) +
+                " --help");
+    return error.get_exit_code();
+  }
   return m_Status;
+}
+
+void CommandLine::Parse(int argc, char** argv) {
+  RefuseEmptyValues(m_App);
+  for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
+    if (const std::string_view argument = argv[i]; IsWithoutValue(argument))
+      throw CLI::ValidationError(std::string(argument.substr(0, argument.size() - 1)), "its value is empty");
+  }
+  m_App.parse(argc, argv);
+}
+
+CLI::Validator WholeNumber(int64_t least, int64_t most) {
+  const auto check = [least, most](const std::string& text) {
+    int64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    if (read.ec == std::errc() && read.ptr == end && number >= least && number <= most)
+      return std::string();
+    return fmt::format("{} is no whole number from {} to {}", Quoted(text), least, most);
+  };
+  return {check, ""};
 }
 
 void Tell(const String& line) {

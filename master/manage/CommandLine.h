@@ -1,6 +1,7 @@
 // How the subcommands of brenic-master are declared and run.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -25,13 +26,19 @@ public:
   CLI::App& AddOnFolder(const char* name, const char* description,
                         std::function<void(const Path& folder)> command);
 
-  /// Parses the arguments and runs what they ask for; the exit status.
+  /// Parses the arguments and runs what they ask for; the exit status. What is wrong with the arguments is
+  /// one line on stdErr; an empty value of an option counts as wrong.
   int Run(int argc, char** argv);
 
 private:
+  void Parse(int argc, char** argv);
+
   CLI::App m_App;
   int m_Status = 0;
 };
+
+/// For an option that takes a whole number, in decimal digits.
+CLI::Validator WholeNumber(int64_t least, int64_t most);
 
 /// What was done, as one line: it quotes arguments.
 void Tell(const String& line);

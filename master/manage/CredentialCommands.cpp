@@ -38,14 +38,17 @@ void AddClient(CommandLine& line, const Ask& ask) {
   client.add_option("--master", options->m_Address,
                     "address of the Master that the credentials name; its own first host by default");
   client.add_option("--days", options->m_Days, "how long the certificate is valid; 730 by default")
-      ->check(CLI::Range(1, k_AuthorityDays));
+      ->check(WholeNumber(1, k_AuthorityDays));
   CLI::Option* const renew =
       client.add_flag("--renew", options->m_Renew, "a new certificate for a name that is taken");
   client
       .add_option("--overlap", options->m_Overlap,
                   "days for which the earlier one stays valid; 14 by default")
-      ->needs(renew);
-  client.add_option("--valid-days", options->m_Days)->group(""); // not shown: may be negative, for tests
+      ->needs(renew)
+      ->check(WholeNumber(0, k_AuthorityDays));
+  client.add_option("--valid-days", options->m_Days)
+      ->check(WholeNumber(-k_AuthorityDays, k_AuthorityDays))
+      ->group(""); // not shown: may be negative, for tests
 }
 
 void AddClients(CommandLine& line) {

@@ -1,5 +1,7 @@
 #include "manage/CredentialPrinting.h"
 
+#include <algorithm>
+
 #include <fmt/core.h>
 
 #include "manage/Addresses.h"
@@ -7,7 +9,7 @@
 #include "manage/Endings.h"
 #include "manage/Json.h"
 #include "manage/Registrar.h"
-#include "rlib/Escape.h"
+#include "manage/Words.h"
 #include "rlib/Version.h"
 
 namespace brenic::master {
@@ -16,14 +18,6 @@ namespace {
 
 Json TimeJson(const std::optional<int64_t>& time) {
   return time ? Json(Time(*time).Iso8601().str()) : Json();
-}
-
-std::string Date(const std::optional<int64_t>& time) {
-  return time ? Time(*time).Format("%Y-%m-%d").str() : "unknown";
-}
-
-std::string Shown(const String& text) {
-  return rlib::EscapeControls(text).str();
 }
 
 std::string SeenText(const ClientRecord& client) {
@@ -36,30 +30,42 @@ std::string SeenText(const ClientRecord& client) {
 
 std::string StandingText(const ClientRecord& client, int64_t now) {
   if (client.m_Revoked)
-    return "revoked " + Date(client.m_Revoked);
+    return "revoked " + DateText(*client.m_Revoked);
   if (!client.m_Expires)
     return "until the date in its certificate, which is known once it was shown";
   if (*client.m_Expires <= now)
-    return "ended " + Date(client.m_Expires);
+    return "ended " + DateText(*client.m_Expires);
   const int days = DaysUntil(*client.m_Expires, now);
-  return fmt::format("until {}{}", Date(client.m_Expires),
+  return fmt::format("until {}{}", DateText(*client.m_Expires),
                      days < 60 ? fmt::format(", ends in {} days", days) : std::string());
 }
 
+/// What is told of an authority.
 struct AuthorityFacts {
+  int64_t m_Number = 0;
+  std::string m_Serial;
   Validity m_Validity;
-  size_t m_Clients = 0; // that hold a certificate of it which is accepted
+  bool m_Signs = false;
+  bool m_HasKey = false;        // here
+  std::ptrdiff_t m_Clients = 0; // that hold a certificate of it which is accepted
   std::optional<int64_t> m_LastEnd;
 };
 
-AuthorityFacts FactsOf(const Authority& authority, const std::vector<ClientRecord>& clients, int64_t now) {
-  AuthorityFacts facts{ValidityOf(authority.m_Credential.m_Certificate), 0, LastEnd(clients, authority, now)};
-  for (const ClientRecord& client : clients) {
-    if (client.m_Authority == authority.m_Number && !client.m_Revoked &&
-        client.m_Expires.value_or(now + 1) > now)
-      ++facts.m_Clients;
+std::vector<AuthorityFacts> AuthoritiesOf(Store& store, int64_t now) {
+  const MasterRecord master = store.LoadMaster();
+  const std::vector<ClientRecord> clients = store.Clients();
+  std::vector<AuthorityFacts> all;
+  for (const Authority& authority : master.m_Authorities) {
+    const Credential& credential = authority.m_Credential;
+    const auto holds = [&](const ClientRecord& client) {
+      return client.m_Authority == authority.m_Number && IsAccepted(client, now);
+    };
+    all.push_back({authority.m_Number, SerialOfPem(credential.m_Certificate),
+                   ValidityOf(credential.m_Certificate), &authority == &master.m_Authorities.back(),
+                   !credential.m_Key.empty(), std::count_if(clients.begin(), clients.end(), holds),
+                   LastEnd(clients, authority, now)});
   }
-  return facts;
+  return all;
 }
 
 } // namespace
@@ -88,9 +94,10 @@ Lines ClientsText(const std::vector<ClientRecord>& clients, int64_t now) {
   Lines lines;
   for (const bool accepted : {true, false}) {
     for (const ClientRecord& client : clients) {
-      if (accepted == (!client.m_Revoked && client.m_Expires.value_or(now + 1) > now))
+      if (accepted == IsAccepted(client, now))
         lines.push_back(fmt::format("{}  {}  {}  issued {}, {}; {}", Shown(client.m_Name),
-                                    RoleName(client.m_Role), client.m_Serial, Date(client.m_Issued),
+                                    RoleName(client.m_Role), client.m_Serial,
+                                    client.m_Issued ? DateText(*client.m_Issued) : "unknown",
                                     StandingText(client, now), SeenText(client)));
     }
   }
@@ -109,41 +116,34 @@ Lines HostsText(const Path& dataFolder, const MasterRecord& master) {
     lines.push_back(Shown(String(host)));
   lines.push_back(fmt::format("New credentials name {}; the Master's certificate is valid until {}",
                               Shown(AddressForClients(dataFolder, master)),
-                              Date(ValidityOf(master.m_Server.m_Certificate).m_End)));
+                              DateText(ValidityOf(master.m_Server.m_Certificate).m_End)));
   return lines;
 }
 
 Lines AuthoritiesJson(Store& store, int64_t now) {
-  const MasterRecord master = store.LoadMaster();
-  const std::vector<ClientRecord> clients = store.Clients();
   Lines lines;
-  for (const Authority& authority : master.m_Authorities) {
-    const AuthorityFacts facts = FactsOf(authority, clients, now);
+  for (const AuthorityFacts& authority : AuthoritiesOf(store, now))
     lines.push_back(ToLine({{"number", authority.m_Number},
-                            {"serial", SerialOfPem(authority.m_Credential.m_Certificate)},
-                            {"issued", TimeJson(facts.m_Validity.m_Begin)},
-                            {"expires", TimeJson(facts.m_Validity.m_End)},
-                            {"signs", &authority == &master.m_Authorities.back()},
-                            {"keyIsHere", !authority.m_Credential.m_Key.empty()},
-                            {"clients", facts.m_Clients},
-                            {"lastClientEnds", TimeJson(facts.m_LastEnd)}}));
-  }
+                            {"serial", authority.m_Serial},
+                            {"issued", TimeJson(authority.m_Validity.m_Begin)},
+                            {"expires", TimeJson(authority.m_Validity.m_End)},
+                            {"signs", authority.m_Signs},
+                            {"keyIsHere", authority.m_HasKey},
+                            {"clients", authority.m_Clients},
+                            {"lastClientEnds", TimeJson(authority.m_LastEnd)}}));
   return lines;
 }
 
 Lines AuthoritiesText(Store& store, int64_t now) {
-  const MasterRecord master = store.LoadMaster();
-  const std::vector<ClientRecord> clients = store.Clients();
   Lines lines;
-  for (const Authority& authority : master.m_Authorities) {
-    const AuthorityFacts facts = FactsOf(authority, clients, now);
+  for (const AuthorityFacts& authority : AuthoritiesOf(store, now)) {
     std::string line =
         fmt::format("Authority {}, {}: valid until {}, {}; {} certificates of clients", authority.m_Number,
-                    SerialOfPem(authority.m_Credential.m_Certificate), Date(facts.m_Validity.m_End),
-                    &authority == &master.m_Authorities.back() ? "signs" : "still trusted", facts.m_Clients);
-    if (facts.m_LastEnd)
-      line += fmt::format(", the last of which ends on {}", Date(facts.m_LastEnd));
-    lines.push_back(line + (authority.m_Credential.m_Key.empty() ? "; its key is not here" : ""));
+                    authority.m_Serial, DateText(authority.m_Validity.m_End),
+                    authority.m_Signs ? "signs" : "still trusted", authority.m_Clients);
+    if (authority.m_LastEnd)
+      line += fmt::format(", the last of which ends on {}", DateText(*authority.m_LastEnd));
+    lines.push_back(line + (authority.m_HasKey ? "" : "; its key is not here"));
   }
   return lines;
 }

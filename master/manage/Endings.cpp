@@ -6,7 +6,7 @@
 #include <fmt/core.h>
 
 #include "manage/Certificates.h"
-#include "rlib/Escape.h"
+#include "manage/Words.h"
 
 namespace brenic::master {
 
@@ -14,29 +14,25 @@ namespace {
 
 constexpr int k_Thresholds[] = {1, 7, 14, 30, 60}; // days
 
-std::string Date(int64_t time) {
-  return Time(time).Format("%Y-%m-%d").str();
-}
-
 std::string Days(int days) {
   return days == 1 ? "1 day" : fmt::format("{} days", days);
 }
 
 String ClientsLine(int days, const std::vector<ClientRecord>& clients) {
-  constexpr size_t k_Named = 10;
-  std::string names;
-  for (size_t i = 0; i != std::min(clients.size(), k_Named); ++i)
-    names += fmt::format("{}'{}' on {}", i == 0 ? "" : ", ", rlib::Excerpt(clients[i].m_Name).str(),
-                         Date(*clients[i].m_Expires));
-  if (clients.size() > k_Named)
-    names += fmt::format(" and {} more", clients.size() - k_Named);
+  std::vector<std::string> names;
+  for (const ClientRecord& client : clients)
+    names.push_back(Quoted(client.m_Name) + " on " + DateText(*client.m_Expires));
   return fmt::format(
       "{} of clients end within {}: {}. Renew each with brenic-master client NAME --renew --out "
       "FOLDER; brenic-master clients lists them",
-      clients.size() == 1 ? "The certificate" : "The certificates", Days(days), names);
+      clients.size() == 1 ? "The certificate" : "The certificates", Days(days), Listed(names));
 }
 
 } // namespace
+
+bool IsAccepted(const ClientRecord& client, int64_t now) {
+  return !client.m_Revoked && client.m_Expires.value_or(now + 1) > now;
+}
 
 int DaysUntil(int64_t end, int64_t now) {
   constexpr int64_t k_Day = 24 * 60 * 60 * 1000;
@@ -50,12 +46,12 @@ std::vector<ClientRecord> NotSuperseded(const std::vector<ClientRecord>& clients
   };
   std::map<String, int64_t> last;
   for (const ClientRecord& client : clients) {
-    if (!client.m_Revoked && endOf(client) > now)
+    if (IsAccepted(client, now))
       last[client.m_Name] = std::max(last[client.m_Name], endOf(client));
   }
   std::vector<ClientRecord> standing;
   for (const ClientRecord& client : clients) {
-    if (!client.m_Revoked && endOf(client) > now && endOf(client) == last[client.m_Name])
+    if (IsAccepted(client, now) && endOf(client) == last[client.m_Name])
       standing.push_back(client);
   }
   return standing;
@@ -82,14 +78,14 @@ std::vector<String> Endings::News(Store& store, int64_t now) {
   if (Reached("master", own, now))
     lines.push_back(fmt::format("The Master's own certificate ends on {}; it is renewed by itself where the "
                                 "authority and its key allow it: see brenic-master authority",
-                                Date(own)));
+                                DateText(own)));
   for (const Authority& authority : master.m_Authorities) {
     const int64_t end = ValidityOf(authority.m_Credential.m_Certificate).m_End;
     if (Reached(fmt::format("authority {}", authority.m_Number), end, now))
       lines.push_back(
           fmt::format("The authority ends on {}, and with it all certificates of it; make the next "
                       "one with brenic-master authority --renew, and renew the clients",
-                      Date(end)));
+                      DateText(end)));
   }
   std::map<int, std::vector<ClientRecord>> ending; // by threshold
   for (const ClientRecord& client : NotSuperseded(store.Clients(), now)) {

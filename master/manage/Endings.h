@@ -20,6 +20,9 @@ private:
   std::map<std::string, int> m_Told; // by what it was about, in days
 };
 
+/// Whether the certificate has neither ended nor been revoked.
+bool IsAccepted(const ClientRecord& client, int64_t now);
+
 /// Whole days from then until the end; negative when it has ended.
 int DaysUntil(int64_t end, int64_t now);
 

@@ -7,8 +7,12 @@
 
 namespace brenic::master {
 
-/// What an administrator calls a product type; empty for one that nothing is known of.
-using TypeNamer = std::function<String(const UID& type)>;
+/// What is known of a product type now.
+struct KnownType {
+  String m_Name; // empty where nothing is known of it
+  bool m_IsDefault = false;
+};
+using TypeNamer = std::function<KnownType(const UID& type)>;
 
 /// What of the history is wanted; what is not given fits everything.
 struct HistoryFilter {
@@ -19,7 +23,8 @@ struct HistoryFilter {
   std::optional<std::set<UID>> m_Products;
 };
 
-/// Each thing that changed and fits, from what to what: "option 'MaxJobs': '1' -> '2'".
+/// Each thing that changed and fits, from what to what: "option 'MaxJobs': '1' -> '2'". A product type has
+/// the name that a document in the change gives it, else that by which it is known now.
 std::vector<std::string> ChangeWords(const Change& change, const HistoryFilter& filter,
                                      const TypeNamer& namer);
 

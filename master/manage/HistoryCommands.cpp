@@ -1,3 +1,5 @@
+#include <limits>
+
 #include <fmt/core.h>
 
 #include "brenic/MessageFactory.h"
@@ -14,6 +16,8 @@
 namespace brenic::master {
 
 namespace {
+
+constexpr int64_t k_MostShown = 1'000'000; // changes
 
 struct HistoryOptions {
   std::optional<std::string> m_Client, m_Since, m_Option, m_User, m_Root, m_Product;
@@ -32,12 +36,13 @@ class TypeNames {
 public:
   TypeNames(Store& store, Farm farm) : m_Store(store), m_Farm(std::move(farm)) {}
 
-  String Of(const UID& type) {
+  KnownType Of(const UID& type) {
+    const bool isDefault = m_Farm.m_Products.IsDefault(type);
     if (const auto known = m_Farm.m_Products.Known(type))
-      return known->Name();
+      return {known->Name(), isDefault};
     Read();
     const auto found = m_Names.find(type);
-    return found != m_Names.end() ? found->second.m_Name : String();
+    return {found != m_Names.end() ? found->second.m_Name : String(), isDefault};
   }
 
   /// The types that have, or had, the name or alias, or the identifier itself.
@@ -75,6 +80,17 @@ private:
   bool m_IsRead = false;
 };
 
+/// Beside standard output, which has changes only.
+void TellThatThereIsNone(Store& store) {
+  std::string line = "There is no such change";
+  const Trail::Range range = store.SequenceRange();
+  if (const auto oldest = store.FindRecord(range.m_Oldest); oldest && range.m_Oldest > 1)
+    line += "; earlier records have left the trail, which begins at " + Time(oldest->m_Time).Iso8601().str();
+  else if (!oldest && range.m_Newest > 0)
+    line += "; all earlier records have left the trail";
+  rlib::stdErr.PutLine(line);
+}
+
 void PrintHistory(const Path& folder, const HistoryOptions& options) {
   const int64_t since = options.m_Since ? SinceOption(*options.m_Since) : 0;
   SqliteStore store = OpenToRead(folder);
@@ -96,6 +112,8 @@ void PrintHistory(const Path& folder, const HistoryOptions& options) {
     rlib::stdOut.PutLine(line);
     return ++shown != options.m_Limit;
   });
+  if (shown == 0 && !options.m_Json)
+    TellThatThereIsNone(store);
 }
 
 /// What a change did, a line for each thing.
@@ -155,7 +173,8 @@ void AddHistoryCommands(CommandLine& line, const Ask& ask) {
   history.add_option("--root", options->m_Root, "only path translations with this text in a root");
   history.add_option("--product", options->m_Product,
                      "only what concerns this product, by name or identifier");
-  history.add_option("--limit", options->m_Limit, "at most so many changes")->check(CLI::PositiveNumber);
+  history.add_option("--limit", options->m_Limit, "at most so many changes")
+      ->check(WholeNumber(1, k_MostShown));
   history.add_flag("--json", options->m_Json, "one JSON object a line, with all that changed");
 
   const auto reverted = std::make_shared<RevertOptions>();
@@ -163,7 +182,8 @@ void AddHistoryCommands(CommandLine& line, const Ask& ask) {
       line.AddOnFolder("revert", "Puts back what changes did, all of them or none",
                        [reverted, ask](const Path& folder) { RevertChanges(folder, *reverted, ask); });
   revert.add_option("sequence", reverted->m_Sequences, "numbers of changes, as history prints them")
-      ->required();
+      ->required()
+      ->check(WholeNumber(1, std::numeric_limits<int64_t>::max()));
   revert.add_flag("--dry-run", reverted->m_DryRun, "only tell what would change");
 }
 

@@ -2,13 +2,12 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <iterator>
 
 #include "manage/Addresses.h"
 #include "manage/Certificates.h"
 #include "manage/ClientCredentials.h"
+#include "manage/CredentialsFolder.h"
 #include "manage/NewDataFolder.h"
 #include "net/Endpoint.h"
 #include "store/DataFolder.h"
@@ -34,12 +33,9 @@ String AddressOf(const InitOptions& options) {
 } // namespace
 
 std::vector<std::string> HostsOfMachine(const std::vector<std::string>& others) {
-  std::vector<std::string> hosts;
-  for (const std::vector<std::string>& some : {others, {MachineName(), "localhost", "127.0.0.1", "::1"}})
-    std::copy_if(some.begin(), some.end(), std::back_inserter(hosts), [&](const std::string& host) {
-      return std::find(hosts.begin(), hosts.end(), host) == hosts.end();
-    });
-  return hosts;
+  std::vector<std::string> hosts = others;
+  hosts.insert(hosts.end(), {MachineName(), "localhost", "127.0.0.1", "::1"});
+  return EachHostOnce(hosts);
 }
 
 void Initialise(const InitOptions& options) {
@@ -65,8 +61,8 @@ void Initialise(const InitOptions& options) {
   SqliteStore::Create(folder.Unfinished(), master,
                       {admin.m_Serial, "admin", Role::k_Administrator, 1, validity.m_Begin, validity.m_End});
   MakeFolder(options.m_Folder / "clients", 0700);
-  WriteCredentials(FirstAdministrator(options.m_Folder), master.m_Authority.m_Certificate, admin.m_Credential,
-                   master.m_Address);
+  CredentialsFolder(FirstAdministrator(options.m_Folder), admin.m_Credential.m_Key)
+      .Complete(master.m_Authority.m_Certificate, admin.m_Credential.m_Certificate, master.m_Address);
   SyncFolder(options.m_Folder / "clients");
   folder.Finish(folder.Unfinished());
 }

@@ -18,7 +18,8 @@ void AddMakingCommands(CommandLine& line) {
   init.add_option("--name", options->m_Name, "the Master's name; the machine's by default");
   init.add_option("--host", options->m_Hosts, "name or address by which clients reach it")
       ->allow_extra_args(false);
-  init.add_option("--port", options->m_Port, "port that the first credentials name");
+  init.add_option("--port", options->m_Port, "port that the first credentials name")
+      ->check(WholeNumber(1, 65535));
 }
 
 } // namespace brenic::master

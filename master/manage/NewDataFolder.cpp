@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <set>
 
-#include "manage/ClientCredentials.h"
+#include "manage/CredentialsFolder.h"
 #include "store/DurableFiles.h"
 #include "store/RevokedFile.h"
 #include "store/SqliteStore.h"

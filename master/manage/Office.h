@@ -1,11 +1,9 @@
 // What requests about certificates are decided by, and how those of each class are.
 #pragma once
 
-#include <fmt/format.h>
-
 #include "brenic/ManagementMessages.h"
 #include "manage/Certificates.h"
-#include "rlib/Escape.h"
+#include "manage/Words.h"
 #include "store/Store.h"
 
 namespace brenic::master {
@@ -29,12 +27,5 @@ rlib::Result<Managed> RegisterAs(const Office& office, const RenewMasterMsg& req
 rlib::Result<> CheckSigns(const Authority& authority, int64_t now);
 
 inline constexpr int64_t k_Day = 24 * 60 * 60 * 1000; // milliseconds
-
-inline std::string DateText(int64_t time) {
-  return rlib::Time(time).Format("%Y-%m-%d").str();
-}
-inline std::string Quoted(const String& name) {
-  return "'" + rlib::Excerpt(name).str() + "'";
-}
 
 } // namespace brenic::master

@@ -9,6 +9,7 @@
 #include "brenic/Options.h"
 #include "brenic/ProductMessages.h"
 #include "manage/AuditFields.h"
+#include "manage/Words.h"
 #include "rlib/Escape.h"
 #include "rlib/IniFile.h"
 #include "rlib/Platform.h"
@@ -36,11 +37,6 @@ Json ProductsJson(const ProductCatalogue& catalogue) {
                         {"origin", catalogue.IsCustom(type) ? "custom" : "default"}});
   }
   return products;
-}
-
-/// A text of unknown origin, for people.
-std::string Shown(const String& text) {
-  return rlib::EscapeControls(text).str();
 }
 
 /// Quoted whenever the text as it stands could be read as something else.

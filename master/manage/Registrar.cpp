@@ -78,19 +78,19 @@ Result<> CheckSigns(const Authority& authority, int64_t now) {
 Result<Managed> RegisterAs(const Office& office, const ChangeHostsMsg& request) {
   const MasterRecord master = office.m_Store.LoadMaster();
   std::vector<std::string> hosts = HostsOf(master.m_Server);
-  const auto find = [&](const String& host) { return std::find(hosts.begin(), hosts.end(), host.str()); };
   for (const String& host : request.m_Remove) {
-    if (find(host) == hosts.end())
+    if (std::erase_if(hosts, [&](const std::string& other) { return IsSameHost(other, host.str()); }) == 0)
       return Failure(fmt::format("The Master's certificate is not valid for {}", Quoted(host)));
-    hosts.erase(find(host));
   }
   std::vector<std::string> added;
   for (const String& host : request.m_Add) {
     if (const auto problem = HostProblem(host.str()))
       return Failure(*problem);
-    if (find(host) == hosts.end() && std::find(added.begin(), added.end(), host.str()) == added.end())
+    const auto isSame = [&](const std::string& other) { return IsSameHost(other, host.str()); };
+    if (std::none_of(hosts.begin(), hosts.end(), isSame))
       added.push_back(host.str());
   }
+  added = EachHostOnce(added);
   hosts.insert(hosts.begin(), added.begin(), added.end());
   constexpr size_t k_MostHosts = 100; // a longer certificate is not taken by clients at some point
   if (hosts.size() > k_MostHosts)
@@ -110,7 +110,7 @@ Result<Managed> RegisterAs(const Office& office, const ChangeHostsMsg& request) 
   if (after != master.m_Address)
     office.m_Store.SetAddress(after);
   managed.m_Done = fmt::format("The Master's certificate is valid for {}; new credentials name {}",
-                               fmt::join(hosts, ", "), after.str());
+                               Listed(hosts), after.str());
   return managed;
 }
 

@@ -11,6 +11,7 @@
 #include "manage/Addresses.h"
 #include "manage/Certificates.h"
 #include "manage/ClientCredentials.h"
+#include "manage/CredentialsFolder.h"
 #include "manage/Initialise.h"
 #include "manage/NewDataFolder.h"
 #include "store/DatabaseCopy.h"

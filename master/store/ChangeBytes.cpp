@@ -1,5 +1,8 @@
 #include "store/ChangeBytes.h"
 
+#include <google/protobuf/io/coded_stream.h>
+
+#include "brenic/Options.h"
 #include "store/Store.h"
 #include "store/change.pb.h"
 #include "wire/Contents.h"
@@ -8,6 +11,8 @@
 namespace brenic::master {
 
 namespace {
+
+using google::protobuf::io::CodedInputStream;
 
 using FindDocument = std::function<shared_ptr<const Product>(const std::string& digest)>;
 
@@ -140,7 +145,43 @@ Change FromBytes(const bytes::Change& in, const FindDocument& findDocument) {
   return change;
 }
 
+/// Calls `each` for every field until it returns false. False then, and for what is no message, or has fields
+/// of another kind than a change and its options.
+bool WalkFields(std::string_view bytes, const std::function<bool(int field, std::string_view value)>& each) {
+  constexpr uint32_t k_WithSize = 2; // the form of texts, bytes and messages
+  CodedInputStream in(reinterpret_cast<const uint8_t*>(bytes.data()), static_cast<int>(bytes.size()));
+  while (const uint32_t tag = in.ReadTag()) {
+    uint32_t size = 0;
+    if ((tag & 7) != k_WithSize || !in.ReadVarint32(&size))
+      return false;
+    const auto begin = static_cast<size_t>(in.CurrentPosition());
+    if (size > bytes.size() - begin || !in.Skip(static_cast<int>(size)) ||
+        !each(static_cast<int>(tag >> 3), bytes.substr(begin, size)))
+      return false;
+  }
+  return in.ConsumedEntireMessage();
+}
+
+/// The user limits were one text once.
+bool IsOtherOption(std::string_view option) {
+  String name;
+  const bool isRead = WalkFields(option, [&](int field, std::string_view value) {
+    if (field == bytes::OptionStep::kNameFieldNumber)
+      name = String(std::string(value));
+    return true;
+  });
+  return isRead && name.CompareNoCase(o_UserLimits) != 0;
+}
+
 } // namespace
+
+bool MayHoldLists(const std::string& bytes) {
+  return !WalkFields(bytes, [](int field, std::string_view value) {
+    if (field == bytes::Change::kOptionsFieldNumber)
+      return IsOtherOption(value);
+    return field != bytes::Change::kUserLimitsFieldNumber && field != bytes::Change::kTranslationsFieldNumber;
+  });
+}
 
 std::string EncodeChange(const Change& change) {
   bytes::Change out;

@@ -16,4 +16,7 @@ std::string EncodeChange(const Change& change);
 Change DecodeChange(const std::string& bytes,
                     const std::function<shared_ptr<const Product>(const std::string& digest)>& findDocument);
 
+/// Whether it may concern path translations or user limits, by a look that is much cheaper than to decode it.
+bool MayHoldLists(const std::string& bytes);
+
 } // namespace brenic::master

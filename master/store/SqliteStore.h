@@ -63,6 +63,7 @@ public:
   Range SequenceRange() override;
   std::optional<TrailRecord> FindRecord(int64_t sequence) override;
   void ReadChangesBack(int64_t beyond, const std::function<bool(const TrailRecord&)>& each) override;
+  void ReadListChangesBack(int64_t beyond, const std::function<bool(const TrailRecord&)>& each) override;
 
   Database& Connection() { return m_Database; }
 

@@ -27,6 +27,36 @@ std::shared_ptr<const Change> WithoutDocuments(const std::string& bytes) {
   return std::make_shared<const Change>(DecodeChange(bytes, [](const std::string&) { return nullptr; }));
 }
 
+/// Those whose bytes are wanted.
+void ReadBack(Database& database, int64_t beyond, bool (*isWanted)(const std::string& bytes),
+              const std::function<bool(const TrailRecord&)>& each) {
+  constexpr size_t k_PageRecords = 1000;
+  constexpr size_t k_PageBytes = 4 * 1024 * 1024;
+  Statement row(database.Handle(),
+                "SELECT sequence, change, time, client_name, class FROM audit WHERE sequence > ? "
+                "AND sequence <= ? AND result = 'committed' AND change IS NOT NULL ORDER BY sequence DESC");
+  bool hasMore = true;
+  for (int64_t next = std::numeric_limits<int64_t>::max(); hasMore;) {
+    std::vector<TrailRecord> page;
+    size_t bytes = 0;
+    row.Bind(beyond, next);
+    while (page.size() < k_PageRecords && bytes < k_PageBytes && (hasMore = row.Step())) {
+      next = row.Integer(0) - 1;
+      std::string change = row.Text(1);
+      if (!isWanted(change))
+        continue;
+      bytes += change.size();
+      page.push_back(
+          {row.Integer(0), row.Integer(2), row.Text(3), row.Text(4), "committed", false,
+           [change = std::move(change)] { return Guarded([&] { return WithoutDocuments(change); }); }});
+    }
+    for (const TrailRecord& record : page) {
+      if (!each(record))
+        return;
+    }
+  }
+}
+
 } // namespace
 
 Trail::Range SqliteStore::SequenceRange() {
@@ -62,30 +92,12 @@ Loaded SqliteStore::LoadChangeOf(int64_t sequence) {
 }
 
 void SqliteStore::ReadChangesBack(int64_t beyond, const std::function<bool(const TrailRecord&)>& each) {
-  constexpr size_t k_PageRecords = 1000;
-  constexpr size_t k_PageBytes = 4 * 1024 * 1024;
-  Statement row(m_Database.Handle(),
-                "SELECT sequence, time, client_name, class, change FROM audit WHERE sequence > ? "
-                "AND sequence <= ? AND result = 'committed' AND change IS NOT NULL ORDER BY sequence DESC");
-  for (int64_t next = std::numeric_limits<int64_t>::max();;) {
-    std::vector<TrailRecord> page;
-    size_t bytes = 0;
-    row.Bind(beyond, next);
-    while (page.size() < k_PageRecords && bytes < k_PageBytes && row.Step()) {
-      std::string change = row.Text(4);
-      bytes += change.size();
-      page.push_back(
-          {row.Integer(0), row.Integer(1), row.Text(2), row.Text(3), "committed", false,
-           [change = std::move(change)] { return Guarded([&] { return WithoutDocuments(change); }); }});
-    }
-    if (page.empty())
-      return;
-    for (const TrailRecord& record : page) {
-      if (!each(record))
-        return;
-    }
-    next = page.back().m_Sequence - 1;
-  }
+  ReadBack(
+      m_Database, beyond, [](const std::string&) { return true; }, each);
+}
+
+void SqliteStore::ReadListChangesBack(int64_t beyond, const std::function<bool(const TrailRecord&)>& each) {
+  ReadBack(m_Database, beyond, MayHoldLists, each);
 }
 
 void SqliteStore::ReadDocuments(const std::function<void(const Product&)>& each) {

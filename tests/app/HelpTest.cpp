@@ -1,3 +1,4 @@
+#include "NumberedName.h"
 #include "TempFolder.h"
 #include "scripted/SetwrightTest.h"
 #include "scripted/Writes.h"
@@ -64,7 +65,8 @@ INSTANTIATE_TEST_SUITE_P(AnywhereInAnyCase, HelpSwitchTest,
                                          std::vector<const char*>{"-Option", "a", "1", "-H", "-Info"},
                                          std::vector<const char*>{"-Option", "Name", "-h"},
                                          std::vector<const char*>{"-Option", "-h", "value"},
-                                         std::vector<const char*>{"-Master", "-h"}));
+                                         std::vector<const char*>{"-Master", "-h"}),
+                         [](const auto& info) { return NumberedName(info.index, info.param.back()); });
 
 class NoHelpSwitchTest : public SetwrightTest, public testing::WithParamInterface<const char*> {};
 
@@ -74,7 +76,7 @@ TEST_P(NoHelpSwitchTest, IsNoRequestForHelp) {
   EXPECT_FALSE(m_Recorder.m_Out.starts_with("\nSetwright"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Others, NoHelpSwitchTest,
-                         testing::Values("h", "--h", "-help", "-h ", "--help", "-"));
+INSTANTIATE_TEST_SUITE_P(Others, NoHelpSwitchTest, testing::Values("h", "--h", "-help", "-h ", "--help", "-"),
+                         [](const auto& info) { return NumberedName(info.index, info.param); });
 
 } // namespace

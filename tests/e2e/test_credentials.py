@@ -55,6 +55,14 @@ class Clients(CredentialsTest):
         self.assertDone(result, 3)
         self.assertOneLine(result.err, "The certificate of 'node7' ended on", "brenic-master client NAME --renew")
 
+    def test_nothing_is_issued_that_could_not_be_written(self):
+        file = self.farm.folder / "file"
+        file.write_text("")
+        told = self.master("client", "node7", "--role", "component", "--out", file / "out", status=1)
+        self.assertOneLine(told, f"Cannot make the folder '{file}/out': Not a directory")
+        self.assertEqual([c["name"] for c in self.clients().values()], ["admin"])
+        self.issue("node7", "--role", "component")
+
     def test_the_address_is_the_masters_own_whatever_became_of_the_first_credentials(self):
         before = (self.farm.data / "clients/admin/brenic.conf").read_text()
         (self.farm.data / "clients/admin/brenic.conf").write_text("[Client]\nMaster = elsewhere\n")

@@ -2,9 +2,11 @@
 
 import json
 import re
+import sqlite3
 import subprocess
 
 from farm import BIN, LONGEST, FarmTest
+from looking import master
 
 NULL = "00000000-0000-0000-0000-000000000000"
 OWN = "11111111-2222-3333-4444-555555555555"
@@ -49,8 +51,8 @@ class History(HistoryTest):
         self.change("-RemoveProduct", "own")
         lines = self.history()
         words = [re.sub(r"^\d+ \d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z admin: ", "", line) for line in lines]
-        self.assertRegex(words[0], r"^product 'Own Tool': imported 'Own Tool' \([0-9a-f]{12}\) -> as by default$")
-        self.assertRegex(words[1], r"^product 'Own Tool': as by default -> imported 'Own Tool' \([0-9a-f]{12}\)$")
+        self.assertRegex(words[0], r"^product 'Own Tool': imported 'Own Tool' \([0-9a-f]{12}\) -> not imported$")
+        self.assertRegex(words[1], r"^product 'Own Tool': not imported -> imported 'Own Tool' \([0-9a-f]{12}\)$")
         self.assertEqual(words[2], "path translation Windows 'P:', Linux '/mnt/p', Mac '/Volumes/p': added")
         self.assertEqual(set(words[3:5]), {"user limit of 'ann': none -> 5",
                                            "worker limit of 'Driftwater Fluid Simulation': not set -> 7"})
@@ -69,6 +71,33 @@ class History(HistoryTest):
         records = [json.loads(line) for line in self.history("--json")]
         self.assertEqual([record["sequence"] for record in records], [int(line.split()[0]) for line in lines])
         self.assertEqual(records[-1]["change"], {"options": [{"name": "MaxJobs", "before": None, "after": "1"}]})
+
+    def test_a_product_has_the_name_that_it_had(self):
+        number = self.change("-ImportProduct", self.own(name="First Name"))
+        self.change("-ImportProduct", self.own(name="Second Name"))
+        self.change("-RemoveProduct", "fluid")
+        self.change("-RemoveProduct", NULL)
+        words = [line.split(" admin: ")[1] for line in self.history()]
+        self.assertIn("product 'Second Name': imported 'Second Name' (", words[0])
+        self.assertIn("product 'Driftwater Fluid Simulation': removed -> as by default", words[0])
+        self.assertEqual(words[1], "product 'Driftwater Fluid Simulation': as by default -> removed")
+        self.assertRegex(words[2], r"^product 'Second Name': imported 'First Name' \(\w+\) -> imported 'Second Name'")
+        self.assertRegex(words[3], r"^product 'First Name': not imported -> imported 'First Name'")
+        self.assertEqual(self.history("--limit", 1, "--since", "2000-01-01")[0].split()[0], str(number + 3))
+
+    def test_says_that_there_is_no_such_change(self):
+        self.change("-Option", "a", "1")
+        for arguments in (("--who", "bob"), ("--who", "bob", "--json")):
+            result = master("history", "--data-dir", self.farm.data, *arguments)
+            self.assertDone(result, 0)
+            self.assertEqual(result.out, "")
+            self.assertEqual(result.err, "" if "--json" in arguments else "There is no such change\n")
+        self.farm.stop()
+        with sqlite3.connect(self.farm.data / "master.db") as database:
+            database.execute("UPDATE audit SET sequence = 5, time = 1767225600000")
+        result = master("history", "--data-dir", self.farm.data, "--who", "bob")
+        self.assertEqual(result.err, "There is no such change; earlier records have left the trail, which begins at "
+                                     "2026-01-01T00:00:00.000Z\n")
 
     def test_a_product_that_never_was_is_an_error(self):
         done = subprocess.run([BIN / "brenic-master", "history", "--data-dir", self.farm.data, "--product", "none"],
@@ -121,8 +150,10 @@ class Revert(HistoryTest):
                 self.assertEqual((err, status), ("", 0))
                 self.assertTrue(out.startswith("Would change:\n  "), out)
                 self.assertEqual(self.farm.state(), after)
+                would = out.splitlines()
                 out, err, status = self.revert(number)
                 self.assertEqual((err, status), ("", 0))
+                self.assertEqual(out.splitlines()[1:], would[1:])
                 self.assertEqual(self.farm.state(), before)
                 self.assertIn(f" reverted {number}: ", self.history("--limit", 1)[0])
                 self.assertEqual(self.revert(self.newest())[2], 0, "a revert can be reverted")
@@ -151,6 +182,14 @@ class Revert(HistoryTest):
         self.assertEqual((out, status), ("", 1))
         self.assertIn(f"the option 'a' is not as change {number} left it: 'admin' changed it since, at {time} "
                       f"(change {newer})", err)
+
+    def test_is_told_in_the_same_words_before_and_after(self):
+        self.change("-ImportProduct", self.own(name="First Name"))
+        number = self.change("-ImportProduct", self.own(name="Second Name"))
+        would = self.revert(number, "--dry-run")[0].splitlines()
+        did = self.revert(number)[0].splitlines()
+        self.assertEqual(did[1:], would[1:])
+        self.assertIn("product 'First Name': imported 'Second Name' (", did[1])
 
     def test_goes_to_the_database_when_no_master_serves(self):
         number = self.change("-Option", "a", "1")

@@ -122,8 +122,11 @@ private:
     X509_VERIFY_PARAM* expected = SSL_get0_param(tls);
     if (X509_VERIFY_PARAM_set1_ip_asc(expected, host.c_str()) == 1)
       return;
-    X509_VERIFY_PARAM_set1_host(expected, host.c_str(), host.size());
-    SSL_set_tlsext_host_name(tls, host.c_str());
+    // A dot at the end, of the name or of that in the certificate, makes no difference.
+    const String name = host.str().ends_with('.') ? String(host.str().substr(0, host.size() - 1)) : host;
+    X509_VERIFY_PARAM_set1_host(expected, name.c_str(), name.size());
+    X509_VERIFY_PARAM_add1_host(expected, (name + ".").c_str(), name.size() + 1);
+    SSL_set_tlsext_host_name(tls, name.c_str());
   }
 
   const X509* Own() const { return SSL_CTX_get0_certificate(m_ContextHandle); }

@@ -8,6 +8,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "NumberedName.h"
 #include "brenic/Application.h"
 #include "brenic/Messenger.h"
 #include "scripted/Recorder.h"
@@ -255,6 +256,9 @@ INSTANTIATE_TEST_SUITE_P(
                     StatusCase{false, 2, true, true, true, 2}, StatusCase{false, 1, false, false, true, 1},
                     StatusCase{false, 0, true, false, true, 1}, StatusCase{false, 0, false, true, true, 1},
                     StatusCase{false, 0, false, false, true, 3},
-                    StatusCase{false, 0, false, false, false, 0}));
+                    StatusCase{false, 0, false, false, false, 0}),
+    [](const auto& info) {
+      return NumberedName(info.index, "Gives" + std::to_string(info.param.m_Expected));
+    });
 
 } // namespace

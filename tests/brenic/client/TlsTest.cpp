@@ -17,6 +17,11 @@ TEST_F(TlsTest, AHostNameIsResolvedAndChecked) {
   ExpectConnection("localhost");
 }
 
+TEST_F(TlsTest, ADotAtTheEndOfAHostNameMakesNoDifference) {
+  Serve({Purpose::k_Server, "DNS:LOCALHOST."});
+  ExpectConnection("localhost");
+}
+
 // --- the client's own files ---
 
 class CredentialsTest : public TlsTest {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "NumberedName.h"
+
 using namespace brenic;
 
 namespace {
@@ -46,7 +48,8 @@ INSTANTIATE_TEST_SUITE_P(
         Good{"render_1.farm-a.example.:5", "render_1.farm-a.example.", 5, "", "render_1.farm-a.example.:5"},
         Good{"3com.example", "3com.example", 8730, "", "3com.example:8730"},
         Good{"unix:/run/m.sock", "", 8730, "/run/m.sock", "unix:/run/m.sock"},
-        Good{"unix:relative", "", 8730, "relative", "unix:relative"}));
+        Good{"unix:relative", "", 8730, "relative", "unix:relative"}),
+    [](const auto& info) { return NumberedName(info.index, info.param.m_Text); });
 
 struct Bad {
   const char* m_Text;
@@ -106,7 +109,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Bad{"..", k_Label}, Bad{".a", k_Label}, Bad{"a..b", k_Label}, Bad{"a..", k_Label},
                     Bad{"a-.b", k_Label}, Bad{"a.-b", k_Label}, Bad{"1.2.3", k_NoIPv4}, Bad{"1", k_NoIPv4},
                     Bad{"256.1.1.1", k_NoIPv4}, Bad{"010.0.0.1", k_NoIPv4}, Bad{"1.2.3.4.5", k_NoIPv4},
-                    Bad{"0x7f.0.0.1", k_NoIPv4}, Bad{"0x7f000001", k_NoIPv4}, Bad{"1.2.3.4.", k_NoIPv4}));
+                    Bad{"0x7f.0.0.1", k_NoIPv4}, Bad{"0x7f000001", k_NoIPv4}, Bad{"1.2.3.4.", k_NoIPv4}),
+    [](const auto& info) { return NumberedName(info.index, info.param.m_Text); });
 
 TEST(Endpoint, TakesNamesUpToTheLengthThatNamesMayHave) {
   EXPECT_TRUE(Endpoint::Parse(LongName(253)));

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "NumberedName.h"
 #include "brenic/Options.h"
 #include "brenic/ProductMessages.h"
 #include "brenic/SystemMessages.h"
@@ -86,7 +87,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadText{o_DefaultIdleTimeout, "soon",
                 "The value of the option 'DefaultIdleTimeout' is not a whole number of minutes"},
         BadText{o_DefaultIdleTimeout, "-1",
-                "The value of the option 'DefaultIdleTimeout' is not a whole number of minutes"}));
+                "The value of the option 'DefaultIdleTimeout' is not a whole number of minutes"}),
+    [](const auto& info) { return NumberedName(info.index, info.param.m_Reason); });
 
 TEST(Options, AtTheirLimitsAreTaken) {
   EXPECT_EQ(

@@ -1,10 +1,11 @@
 // The subcommands that end by themselves.
+#include <algorithm>
+#include <iterator>
+#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "serve/TestFarm.h"
 #include "store/DataFolder.h"
@@ -186,6 +187,88 @@ TEST(Usage, WhatItQuotesOfTheLineDoesNothingToATerminal) {
     EXPECT_THAT(ended.m_Errors,
                 testing::Not(testing::AnyOf(HasSubstr("\x1b"), HasSubstr("\u009b"), HasSubstr("\u202e"))));
   }
+}
+
+/// A line that is refused for its arguments, and what it tells.
+struct WrongLine {
+  std::vector<std::string> m_Arguments;
+  std::string m_Told;
+};
+
+TEST(Usage, WhatIsWrongIsOneLineThatNamesTheOption) {
+  const std::vector<WrongLine> lines = {
+      {{"history", "--limit", "x"},
+       "--limit: 'x' is no whole number from 1 to 1000000; see brenic-master history"},
+      {{"history", "--limit", "0"}, "--limit: '0' is no whole number from 1 to 1000000; see"},
+      {{"history", "--limit", "1000001"}, "--limit: '1000001' is no whole number"},
+      {{"history", "--limit", "18446744073709551617"}, "--limit: '18446744073709551617' is no whole number"},
+      {{"client", "a", "--out", "x", "--days", "3654"}, "--days: '3654' is no whole number from 1 to 3653"},
+      {{"client", "a", "--out", "x", "--days", "0x10"}, "--days: '0x10' is no whole number from 1 to 3653"},
+      {{"client", "a", "--out", "x", "--renew", "--overlap", "-1"},
+       "--overlap: '-1' is no whole number from 0"},
+      {{"client", "a", "--out", "x", "--overlap", "3"}, "--overlap requires --renew"},
+      {{"client", "a", "--out", "x", "--role", "b"}, "--role: b not in {administrator,component}"},
+      {{"init", "--port", "65536"}, "--port: '65536' is no whole number from 1 to 65535"},
+      {{"revert", "99999999999999999999"}, "sequence: '99999999999999999999' is no whole number from 1 to"},
+      {{"revert", "1", "x"}, "sequence: 'x' is no whole number"},
+      {{"state", "--json", "--ini"}, "--json excludes --ini; see brenic-master state --help"},
+      {{"product", "check"}, "file is required; see brenic-master product check --help"},
+      {{}, "A subcommand is required; see brenic-master --help"}};
+  for (const WrongLine& line : lines) {
+    std::vector<std::string> arguments = line.m_Arguments;
+    if (!arguments.empty() && arguments[0] != "product")
+      arguments.insert(arguments.end(), {"--data-dir", "missing"});
+    const Ended ended = RunMaster(arguments);
+    EXPECT_GT(ended.m_Status, 1) << line.m_Told;
+    EXPECT_EQ(ended.m_Output, "");
+    EXPECT_TRUE(ended.m_Errors.starts_with("brenic-master: " + line.m_Told)) << ended.m_Errors;
+    EXPECT_EQ(std::count(ended.m_Errors.begin(), ended.m_Errors.end(), '\n'), 1) << ended.m_Errors;
+  }
+}
+
+TEST(Usage, AnEmptyValueIsNotTakenForNone) {
+  const TempFolder folder;
+  const std::vector<std::vector<std::string>> commands = {
+      {"init", "--data-dir", "--name", "--host", "--port"},
+      {"serve", "--data-dir", "--listen", "--port-file", "--socket", "--config", "--products"},
+      {"backup x", "--data-dir"},
+      {"restore x", "--data-dir", "--name", "--host", "--revoked"},
+      {"check", "--data-dir"},
+      {"client x", "--data-dir", "--role", "--out", "--master", "--days", "--overlap"},
+      {"clients", "--data-dir"},
+      {"revoke x", "--data-dir"},
+      {"hosts", "--data-dir", "--add", "--remove"},
+      {"authority", "--data-dir", "--export", "--import"},
+      {"history", "--data-dir", "--who", "--since", "--option", "--user", "--root", "--product", "--limit"},
+      {"revert 1", "--data-dir"},
+      {"plan x", "--data-dir"},
+      {"lint", "--data-dir"},
+      {"state", "--data-dir"},
+      {"audit", "--data-dir", "--since"},
+      {"restore", "FILE"},
+      {"check", "FILE"}};
+  for (const auto& command : commands) {
+    std::istringstream words(command[0]);
+    const std::vector<std::string> begin{std::istream_iterator<std::string>(words), {}};
+    for (size_t i = 1; i != command.size(); ++i) {
+      const std::string& option = command[i];
+      const bool isNamed = option.starts_with("--");
+      for (const bool isJoined : {false, true}) {
+        std::vector<std::string> arguments = begin;
+        if (option != "--data-dir")
+          arguments.insert(arguments.end(), {"--data-dir", folder / "missing"});
+        if (isNamed)
+          arguments.push_back(option + (isJoined ? "=" : ""));
+        if (!isNamed || !isJoined)
+          arguments.emplace_back();
+        const Ended ended = RunMaster(arguments);
+        EXPECT_GT(ended.m_Status, 1) << option;
+        EXPECT_TRUE(ended.m_Errors.starts_with("brenic-master: " + option + ": its value is empty; see"))
+            << command[0] << ": " << ended.m_Errors;
+      }
+    }
+  }
+  EXPECT_EQ(folder.Count(), 0u);
 }
 
 TEST(Usage, HasAnExitStatusOfItsOwn) {

@@ -15,8 +15,8 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-String Namer(const UID& type) {
-  return type == Type(1) ? "Alpha" : "";
+KnownType Namer(const UID& type) {
+  return type == Type(1) ? KnownType{"Alpha", true} : KnownType();
 }
 
 std::string Digits(const Product& product) {
@@ -61,8 +61,7 @@ TEST(ChangeWords, TellEverythingFromWhatToWhat) {
                   "restriction 'NoJobs': off -> on", "restriction 'other': on -> off",
                   "path translation Linux '/a' -> Windows 'X:', Linux '/b'",
                   "path translation Mac '/gone': removed", "product 'Alpha': as by default -> removed",
-                  "product ab000000-0000-0000-0000-000000000003: imported 'Own' (" +
-                      Digits(*MakeProduct(3, "Own")) + ") -> as by default",
+                  "product 'Own': imported 'Own' (" + Digits(*MakeProduct(3, "Own")) + ") -> not imported",
                   "default product 'Alpha': none -> 'Alpha' (" + Digits(*MakeProduct(1, "Alpha")) + ")"));
 }
 
@@ -72,6 +71,18 @@ TEST(ChangeWords, TellUserLimitsThatOnlyBeganOrEnded) {
   EXPECT_THAT(ChangeWords(change, {}, Namer), ElementsAre("option 'UserLimits': not set -> set"));
   change.m_UserLimits = UserLimitsChange{"UserLimits", true, true, {{{0, {}, {""}}}}};
   EXPECT_THAT(ChangeWords(change, {}, Namer), ElementsAre("option 'UserLimits': the ; between its limits"));
+}
+
+TEST(ChangeWords, NameAProductAsTheChangeDoes) {
+  Change change;
+  change.m_Limits = {{Type(1), {1, 2}}, {Type(4), {1, 2}}};
+  change.m_Products = {
+      {Type(1), {Customisation{MakeProduct(1, "Old")}, Customisation{MakeProduct(1, "New")}}}};
+  change.m_Defaults = {{Type(4), {Customisation{MakeProduct(4, "Shipped")}, std::nullopt}}};
+  EXPECT_THAT(ChangeWords(change, {}, Namer),
+              ElementsAre("worker limit of 'New': 1 -> 2", "worker limit of 'Shipped': 1 -> 2",
+                          HasSubstr("product 'New': imported 'Old' ("),
+                          HasSubstr("default product 'Shipped': 'Shipped' (")));
 }
 
 TEST(ChangeWords, AreOnlyOfWhatFits) {
@@ -142,32 +153,25 @@ TEST(HistoryText, ShowsRecordsOfLayout1ByTheirFields) {
       R"({"m_Section":"Distribution","m_Options":{"UserLimits":"ann=1;","b":"\u202e"}})";
   EXPECT_THAT(HistoryText(record, {}, Namer), HasSubstr(R"(: SetMasterOptionsMsg {"m_Section":)"));
   EXPECT_EQ(Json::parse(HistoryJson(record, {}, Namer))["request"]["m_Options"]["UserLimits"], "ann=1;");
-  HistoryFilter filter;
-  filter.m_User = "ann";
-  EXPECT_NE(HistoryText(record, filter, Namer), "");
-  filter.m_User = "bob";
-  EXPECT_EQ(HistoryText(record, filter, Namer), "");
-  filter = {};
-  filter.m_Option = "B";
-  EXPECT_NE(HistoryText(record, filter, Namer), "");
-  filter.m_Option = "c";
-  EXPECT_EQ(HistoryText(record, filter, Namer), "");
+  const auto fits = [&](const auto& member, const auto& wanted) {
+    HistoryFilter filter;
+    filter.*member = wanted;
+    return !HistoryText(record, filter, Namer).empty();
+  };
+  EXPECT_TRUE(fits(&HistoryFilter::m_User, "ann"));
+  EXPECT_FALSE(fits(&HistoryFilter::m_User, "bob"));
+  EXPECT_TRUE(fits(&HistoryFilter::m_Option, "B"));
+  EXPECT_FALSE(fits(&HistoryFilter::m_Option, "c"));
   record.m_Class = "LogDumpMsg";
   EXPECT_EQ(HistoryText(record, {}, Namer), "");
   record.m_Class = "PathTranslationsMsg";
   record.m_FieldsOfLayout1 = R"({"m_Translations":[{"0":"X:","1":"/x"},{}]})";
-  filter = {};
-  filter.m_Root = "/x";
-  EXPECT_NE(HistoryText(record, filter, Namer), "");
-  filter.m_Root = "/y";
-  EXPECT_EQ(HistoryText(record, filter, Namer), "");
+  EXPECT_TRUE(fits(&HistoryFilter::m_Root, "/x"));
+  EXPECT_FALSE(fits(&HistoryFilter::m_Root, "/y"));
   record.m_Class = "SetMasterLimitsMsg";
   record.m_FieldsOfLayout1 = R"({"m_Limits":{"ab000000-0000-0000-0000-000000000001":5}})";
-  filter = {};
-  filter.m_Products = {Type(1)};
-  EXPECT_NE(HistoryText(record, filter, Namer), "");
-  filter.m_Products = {Type(2)};
-  EXPECT_EQ(HistoryText(record, filter, Namer), "");
+  EXPECT_TRUE(fits(&HistoryFilter::m_Products, std::set<UID>{Type(1)}));
+  EXPECT_FALSE(fits(&HistoryFilter::m_Products, std::set<UID>{Type(2)}));
 }
 
 TEST(HistoryText, TellsWhatBecameOfCertificates) {

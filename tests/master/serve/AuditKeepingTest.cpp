@@ -3,6 +3,7 @@
 
 #include "serve/AuditKeeping.h"
 #include "serve/WriterFixture.h"
+#include "store/Records.h"
 #include "store/StoreFixture.h"
 
 namespace brenic::master {
@@ -22,15 +23,7 @@ protected:
   void Start() {
     m_Keeping = std::make_unique<AuditKeeping>(*m_Store, KeepingOptions{10, [this] { return m_Wall; }});
   }
-  void Add(int64_t time) {
-    AuditRecord record;
-    record.m_Time = time;
-    record.m_ClientKey = "01";
-    record.m_MessageId = UID(true);
-    record.m_Class = "SetMasterOptionsMsg";
-    record.m_Result = "committed";
-    m_Store->Record(record);
-  }
+  void Add(int64_t time) { m_Store->Record(CommittedRecord(time)); }
   /// Both clocks; the work of that time is done.
   void Pass(std::chrono::minutes time) {
     for (; time.count() > 0; time -= std::chrono::minutes(1)) {
@@ -166,15 +159,8 @@ TEST_F(AuditKeepingTest, AfterAFailureItTriesAgainLater) {
 
 TEST_F(WriterTest, LetsOldRecordsLeaveWhileItServes) {
   constexpr size_t k_Old = 500;
-  for (size_t i = 0; i != k_Old + 1; ++i) {
-    AuditRecord record;
-    record.m_Time = i == k_Old ? rlib::Time::Now().Milliseconds() : 1000;
-    record.m_ClientKey = "01";
-    record.m_MessageId = UID(true);
-    record.m_Class = "SetMasterOptionsMsg";
-    record.m_Result = "committed";
-    m_Store->Record(record);
-  }
+  for (size_t i = 0; i != k_Old + 1; ++i)
+    m_Store->Record(CommittedRecord(i == k_Old ? rlib::Time::Now().Milliseconds() : 1000));
   m_Writer->Start();
   SqliteStore reader(m_Folder.Name(), Database::Mode::k_ReadOnly);
   const auto last = [&] { return Submit(Set("a", "1")), Finish(), reader.NewestAudit()->first; };

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "farm/RandomRequests.h"
+#include "store/Records.h"
 #include "store/StoreFixture.h"
 
 namespace brenic::master {
@@ -11,20 +12,12 @@ class KeepingTest : public StoreFixture {
 protected:
   /// One record, of what the request does to the farm, if there is one; the store's sequence.
   void Add(int64_t time, const shared_ptr<Message>& message = nullptr, std::string request = {}) {
-    AuditRecord record;
-    record.m_Time = time;
-    record.m_ClientKey = "01";
-    record.m_MessageId = UID(true);
-    record.m_Class = "SetMasterOptionsMsg";
-    record.m_Digest = "digest";
+    const Change change = message ? ChangeOf(m_Store->LoadFarm(), *message) : Change();
+    AuditRecord record = CommittedRecord(time, change);
     record.m_Size = request.size();
     record.m_Request = std::make_shared<const std::string>(std::move(request));
-    record.m_Result = "committed";
     m_Store->Begin();
-    if (message) {
-      record.m_Change = std::make_shared<const Change>(ChangeOf(m_Store->LoadFarm(), *message));
-      m_Store->Apply(*record.m_Change);
-    }
+    m_Store->Apply(change);
     m_Store->Record(record);
     m_Store->Commit();
   }

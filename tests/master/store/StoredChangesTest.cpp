@@ -3,6 +3,7 @@
 #include "farm/RandomRequests.h"
 #include "manage/AuditFields.h"
 #include "store/Defaults.h"
+#include "store/Records.h"
 #include "store/StoreFixture.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
@@ -21,22 +22,9 @@ protected:
     const Change change = ChangeOf(m_Store->LoadFarm(), *message);
     m_Store->Begin();
     m_Store->Apply(change);
-    m_Store->Record(RecordOf(change));
+    m_Store->Record(CommittedRecord(1000, change));
     m_Store->Commit();
     return change;
-  }
-  static AuditRecord RecordOf(const Change& change) {
-    AuditRecord record;
-    record.m_Time = 1000;
-    record.m_ClientKey = "01";
-    record.m_MessageId = UID(true);
-    record.m_Class = "SetMasterOptionsMsg";
-    record.m_Digest = "digest";
-    record.m_Result = "committed";
-    record.m_Run = "run";
-    if (!change.IsEmpty())
-      record.m_Change = std::make_shared<const Change>(change);
-    return record;
   }
   std::vector<AuditRecord> Trail() {
     std::vector<AuditRecord> records;
@@ -88,7 +76,7 @@ TEST_F(StoredChanges, AreReadFromTheTrailAsTheyWereMade) {
   m_Store->Begin();
   ForRandomChanges(300, 200, farm, [&](const Message&, const Change& change) {
     m_Store->Apply(change);
-    m_Store->Record(RecordOf(change));
+    m_Store->Record(CommittedRecord(1000, change));
     done.push_back(change);
   });
   m_Store->Commit();
@@ -172,7 +160,7 @@ TEST_F(StoredChanges, StandInARecordOfWhichEveryFieldComesBack) {
 }
 
 TEST_F(StoredChanges, AndRequestsAreToldApartFromNone) {
-  AuditRecord none = RecordOf({}), empty = RecordOf({}), old = RecordOf({});
+  AuditRecord none = CommittedRecord(1000), empty = CommittedRecord(1000), old = CommittedRecord(1000);
   empty.m_Request = std::make_shared<const std::string>();
   empty.m_Change = std::make_shared<const Change>(); // which no request leads to
   old.m_FieldsOfLayout1 = "{}";
@@ -229,7 +217,7 @@ TEST_F(StoredChanges, HoldDefaultProductsThatWereReadAnew) {
               change);
   m_Store->Begin();
   m_Store->Apply(change);
-  m_Store->Record(RecordOf(change));
+  m_Store->Record(CommittedRecord(1000, change));
   m_Store->Commit();
   Open();
   Farm taken = farm;

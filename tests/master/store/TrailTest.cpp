@@ -3,6 +3,7 @@
 
 #include "farm/Samples.h"
 #include "store/Defaults.h"
+#include "store/Records.h"
 #include "store/StoreFixture.h"
 
 namespace brenic::master {
@@ -15,16 +16,10 @@ class TrailTest : public StoreFixture {
 protected:
   void Add(int64_t time, const String& name, const std::string& result, const Change& change,
            const std::string& fields = "") {
-    AuditRecord record;
-    record.m_Time = time;
-    record.m_ClientKey = "01";
+    AuditRecord record = CommittedRecord(time, change);
     record.m_ClientName = name;
-    record.m_MessageId = UID(true);
-    record.m_Class = "SetMasterOptionsMsg";
     record.m_Result = result;
     record.m_FieldsOfLayout1 = fields;
-    if (!change.IsEmpty())
-      record.m_Change = std::make_shared<const Change>(change);
     m_Store->Record(record);
   }
   static Change Option(const String& name) {
@@ -106,6 +101,37 @@ TEST_F(TrailTest, IsReadInPages) {
   EXPECT_EQ(Back(0), expected);
   EXPECT_EQ(History(0), expected);
   EXPECT_EQ(History(1).size(), 2499u);
+}
+
+TEST_F(TrailTest, PassesOverWhatConcernsNoListWhenListsAreAskedFor) {
+  Change limits, translations, several;
+  limits.m_UserLimits = UserLimitsChange{"UserLimits", false, true, {{{0, {}, {"ann=5"}}}}};
+  translations.m_Translations.m_Runs = {{0, {}, {{{1, "/a"}}}}};
+  several.m_Limits = {{Type(1), {1, 2}}};
+  several.m_Restrictions = {{"UserLimits", true}};
+  several.m_Products = {{Type(1), {std::nullopt, Customisation()}}};
+  const auto changes = {Option("a"), limits, several, translations, Option("userLIMITS"), Option("b")};
+  for (int round = 0; round != 400; ++round) {
+    m_Store->Begin();
+    for (const Change& change : changes)
+      Add(round, "ann", "committed", change);
+    m_Store->Commit();
+  }
+  std::vector<int64_t> found, expected;
+  for (int64_t begin = 400 * 6 - 6; begin >= 0; begin -= 6)
+    expected.insert(expected.end(), {begin + 5, begin + 4, begin + 2});
+  const auto read = [&](size_t most) {
+    found.clear();
+    m_Store->ReadListChangesBack(0, [&](const TrailRecord& record) {
+      found.push_back(record.m_Sequence);
+      return found.size() != most;
+    });
+    return found;
+  };
+  EXPECT_EQ(read(99999), expected);
+  EXPECT_EQ(read(2), (std::vector<int64_t>{2399, 2398}));
+  m_Store->Connection().Execute("UPDATE audit SET change = x'0a05' WHERE sequence = 2400");
+  EXPECT_EQ(read(1), (std::vector<int64_t>{2400})) << "what cannot be read is not passed over";
 }
 
 TEST_F(TrailTest, GivesTheDocumentsThatItNeedsAndNoDamagedOnes) {
