@@ -5,6 +5,7 @@
 #include <fmt/core.h>
 
 #include "manage/CertificateCheck.h"
+#include "manage/CertificateTrailCheck.h"
 #include "manage/Json.h"
 #include "manage/Restore.h"
 #include "store/DataFolder.h"
@@ -25,6 +26,7 @@ void CheckAll(Database& database, bool isBackup, Findings& findings) {
   const std::optional<Farm> farm = CheckSettings(database, findings);
   CheckTrail(database, farm ? &*farm : nullptr, findings);
   CheckCertificates(database, isBackup, findings);
+  CheckCertificateTrail(database, findings);
   findings.Guard("The database", [&] {
     if (!IsAccepted(database))
       findings.Note("It was restored and waits for 'brenic-master restore --accept'");

@@ -4,6 +4,7 @@
 
 #include "brenic/MessageFactory.h"
 #include "manage/Addresses.h"
+#include "manage/CertificateWords.h"
 #include "manage/ClientCredentials.h"
 #include "manage/Office.h"
 #include "store/RevokedFile.h"
@@ -60,8 +61,7 @@ std::string Supersede(const Office& office, const std::vector<ClientRecord>& sam
       client.m_Role = role;
     }
     office.m_Store.ReplaceClient(client);
-    done += fmt::format("; the one with the serial number {} ends on {}", client.m_Serial,
-                        DateText(*client.m_Expires));
+    done += SupersededWords(client.m_Serial, *client.m_Expires);
   }
   if (!dismissed.empty())
     done += fmt::format("; {} of them had another role, and loses it now", dismissed.size());
@@ -103,10 +103,8 @@ Result<Managed> RegisterAs(const Office& office, const IssueClientMsg& request) 
   // What can be thrown comes before the first write.
   const String address = AddressForClients(office.m_Folder, master);
   Managed managed;
-  managed.m_Done =
-      fmt::format("Issued a certificate for the {} {} with the serial number {}, valid until {}{}",
-                  RoleName(role), Quoted(request.m_Name), issued.m_Serial, DateText(validity.m_End),
-                  Supersede(office, same, request, role, managed.m_Dismissed));
+  managed.m_Done = IssuedWords(request.m_Name, role, issued.m_Serial, validity.m_End) +
+                   Supersede(office, same, request, role, managed.m_Dismissed);
   office.m_Store.AddClient(
       {issued.m_Serial, request.m_Name, role, authority.m_Number, validity.m_Begin, validity.m_End, {}, {}});
   const auto reply = MessageFactory::Create<IssuedClientMsg>();
@@ -133,22 +131,18 @@ Result<Managed> RegisterAs(const Office& office, const RevokeClientMsg& request)
   if (const auto told = TellRestores(office, meant); !told)
     return told.Why();
   Managed managed;
-  std::string serials;
   for (ClientRecord& client : meant) {
     if (client.m_Revoked)
       continue;
     client.m_Revoked = office.m_Now;
     office.m_Store.ReplaceClient(client);
     managed.m_Dismissed.push_back(client.m_Serial);
-    serials += (serials.empty() ? "" : ", ") + client.m_Serial;
   }
   if (managed.m_Dismissed.empty())
     return Failure(fmt::format("{} of {} {} revoked already",
                                meant.size() == 1 ? "The certificate" : "All certificates",
                                Quoted(meant.front().m_Name), meant.size() == 1 ? "is" : "are"));
-  managed.m_Done = fmt::format("Revoked {} of {}, with the serial number {}",
-                               managed.m_Dismissed.size() == 1 ? "the certificate" : "the certificates",
-                               Quoted(meant.front().m_Name), serials);
+  managed.m_Done = RevokedWords(meant.front().m_Name, managed.m_Dismissed);
   return managed;
 }
 

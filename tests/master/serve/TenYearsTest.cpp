@@ -9,6 +9,7 @@
 #include "brenic/MessageFactory.h"
 #include "manage/Backup.h"
 #include "manage/Certificates.h"
+#include "manage/Check.h"
 #include "manage/ClientCredentials.h"
 #include "manage/Endings.h"
 #include "manage/Initialise.h"
@@ -131,6 +132,7 @@ public:
   }
 
   MasterRecord Record() { return SqliteStore(m_Folder, Database::Mode::k_ReadOnly).LoadMaster(); }
+  std::vector<std::string> Problems() const { return CheckFolder(m_Folder).Problems(); }
   std::vector<std::string> TakeWarnings() {
     const std::lock_guard lock(m_Mutex);
     return std::exchange(m_Warnings, {});
@@ -326,6 +328,9 @@ TEST_F(TenYears, NobodyWithValidCredentialsIsRefusedAndNobodyElseIsLetIn) {
   for (const auto& [name, folder] : current)
     Expect({{folder, true}}, "after ten years");
   EXPECT_GT(m_Farm.Now(), m_Began + k_AuthorityDays * k_StoryDay);
+
+  // Only this machine's clock is another one.
+  EXPECT_THAT(m_Farm.Problems(), testing::ElementsAre(HasSubstr("is far ahead")));
 }
 
 } // namespace
