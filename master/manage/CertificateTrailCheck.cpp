@@ -7,6 +7,7 @@
 #include "brenic/MessageClasses.h"
 #include "manage/CertificateWords.h"
 #include "manage/Office.h"
+#include "store/RevokedFile.h"
 #include "wire/Contents.h"
 #include "wire/Digest.h"
 
@@ -133,6 +134,10 @@ private:
     else if (request && request->Type() == RevokeClientMsg::s_Type)
       for (const std::string& serial : ReadRevocation(reason).value_or(std::vector<std::string>()))
         ToldOf(serial, sequence).m_IsRevoked = true;
+    else if (request && request->Type() == RestoreMsg::s_Type)
+      for (const String& line : static_cast<const RestoreMsg&>(*request).m_Revoked)
+        if (const auto revocation = RevocationOfLine(line.str()))
+          ToldOf(revocation->m_Serial, sequence).m_IsRevoked = true;
   }
 
   void TakeIssue(int64_t sequence, const String& name, const std::string& reason) {

@@ -41,7 +41,9 @@ void CheckRevoked(Database& database, const Path& folder, Findings& findings) {
   if (!revoked || !*revoked)
     return;
   Statement row(database.Handle(), "SELECT revoked FROM client WHERE serial = ?");
-  for (const Revocation& revocation : **revoked) {
+  if (const std::string torn = TornWords(RevokedFile(folder), **revoked); !torn.empty())
+    findings.Note(torn);
+  for (const Revocation& revocation : (*revoked)->m_Revocations) {
     bool isValid = false;
     for (row.Bind(revocation.m_Serial); row.Step();)
       isValid = row.IsNull(0);
@@ -50,7 +52,7 @@ void CheckRevoked(Database& database, const Path& folder, Findings& findings) {
                                    revocation.m_Serial, revocation.m_Name.str()),
                        "revoke it again, or take its line away");
   }
-  findings.Checked("lines of the file 'revoked'", (*revoked)->size());
+  findings.Checked("lines of the file 'revoked'", (*revoked)->m_Revocations.size());
 }
 
 } // namespace

@@ -7,19 +7,14 @@
 
 namespace brenic::master {
 
-/// As `Ask`, of a Master that is made for it alone. Throws std::runtime_error when it was refused.
+/// As `Ask`, of a Master that is made for it alone.
 inline Asked AskAlone(const Path& folder, const Message& message) {
   const CertificateCare care{[folder](Store& store, const Message& request, int64_t now) {
                                return Register(folder, store, request, now);
                              },
                              {},
                              {}};
-  try {
-    return ReadAnswer(message, DecideAlone(folder, message, care));
-  } catch (Exception* refused) {
-    const std::unique_ptr<Exception> owned(refused);
-    throw std::runtime_error(refused->Message().str());
-  }
+  return ReadAnswer(message, DecideAlone(folder, message, care));
 }
 
 } // namespace brenic::master

@@ -1,6 +1,8 @@
 // Backups of a data folder: what is in the file, and what becomes of it.
 #include "manage/Backup.h"
 
+#include <filesystem>
+
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,11 +11,16 @@
 
 #include "TempFolder.h"
 #include "farm/Samples.h"
+#include "manage/Alone.h"
 #include "manage/Certificates.h"
+#include "manage/Check.h"
 #include "manage/Initialise.h"
+#include "manage/Printing.h"
 #include "manage/Restore.h"
+#include "serve/Users.h"
 #include "store/DataFolder.h"
 #include "store/DurableFiles.h"
+#include "store/SqliteSchema.h"
 #include "store/SqliteStore.h"
 
 namespace brenic::master {
@@ -36,6 +43,18 @@ protected:
     store.Apply(ChangeOf(store.LoadFarm(), *OptionMessage(name, value)));
     store.Commit();
     store.Finish();
+  }
+  static Restored Restore(const RestoreOptions& options) { return master::Restore(options, AskAlone); }
+  static Restored AcceptRestored(const Path& folder, const Path& revoked) {
+    return master::AcceptRestored(folder, revoked, AskAlone);
+  }
+  /// Class, sender, request and outcome of the last record, as JSON.
+  static std::string LastRecord(const Path& folder) {
+    std::string last;
+    SqliteStore(folder, Database::Mode::k_ReadOnly).ReadAudit(0, [&](const AuditRecord& record) {
+      last = AuditJson(record);
+    });
+    return last;
   }
   static MasterRecord Master(const Path& folder) {
     return SqliteStore(folder, Database::Mode::k_ReadWrite).LoadMaster();
@@ -174,7 +193,7 @@ TEST_F(BackupTest, WithoutKeysIsRestoredButServesOnlyWithAKey) {
   EXPECT_THAT(WhyNot([&] {
                 Restore({Other(), File(), {}, {"new.example"}, true, {}});
               }),
-              HasSubstr("holds no private keys"));
+              HasSubstr("does not hold the private key of authority 1"));
   EXPECT_FALSE(Restore({Other(), File(), {}, {}, true, {}}).m_HasKeys);
   EXPECT_THAT(WhyNotServed(Other()), HasSubstr("run: brenic-master authority --import"));
 }
@@ -307,6 +326,87 @@ TEST_F(BackupTest, BecomesAMasterOfAnotherNameOnAnotherHost) {
                 Restore({m_Folder / "x", File(), {}, {"a/b"}, true, {}});
               }),
               HasSubstr("is no host name"));
+}
+
+TEST_F(BackupTest, WhatARestoreMakesDifferentIsARecordOfWhoeverRanIt) {
+  SqliteStore(Data(), Database::Mode::k_ReadWrite).AddClient({"bb", "lost", Role::k_Component});
+  Backup({Data(), File()});
+  Restore({Other(), File(), "Second", {"new.example"}, false, {}});
+  const std::string renamed = LastRecord(Other());
+  for (const std::string& part : std::vector<std::string>{
+           "\"class\":\"RestoreMsg\"", "\"m_Name\":\"Second\"",
+           "\"name\":\"" + UserName(geteuid()).str() + "\"", "\"m_Hosts\":[\"new.example\"]",
+           "\"m_Accept\":false", "is called 'Second' from now on, no longer 'Farm'; its"})
+    EXPECT_THAT(renamed, HasSubstr(part));
+  AppendRevocations(RevokedFile(Data()), {{1767225600123, "bb", "lost"}});
+  AcceptRestored(Other(), RevokedFile(Data()));
+  const std::string accepted = LastRecord(Other());
+  EXPECT_THAT(accepted, HasSubstr("\"sequence\":2,"));
+  EXPECT_THAT(accepted, HasSubstr("\"m_Revoked\":[\"2026-01-01T00:00:00.123Z bb lost\"]"));
+  EXPECT_THAT(accepted, HasSubstr("revoked 1 certificate by the file 'revoked'; accepted: it may serve"));
+}
+
+TEST_F(BackupTest, ThatIsOnlyLookedAtGetsNoRecord) {
+  Backup({Data(), File()});
+  Restore({Other(), File(), {}, {}, false, {}});
+  EXPECT_EQ(LastRecord(Other()), "");
+}
+
+TEST_F(BackupTest, NothingOfAMasterThatWasAcceptedIsMadeDifferent) {
+  const auto request = Make<RestoreMsg>([](auto& restore) { restore.m_Name = "Second"; });
+  EXPECT_THAT(WhyNot([&] { AskAlone(Data(), *request); }), HasSubstr("This Master was not restored"));
+  EXPECT_EQ(Master(Data()).m_Name, "Farm");
+}
+
+TEST_F(BackupTest, OfAnEarlierLayoutIsBroughtToThisOneWhereSomethingIsMadeDifferent) {
+  for (int layout = 1; layout != k_Layout; ++layout) {
+    const Path backup = File("layout" + std::to_string(layout));
+    const auto restored = [&](const char* folder) { return m_Folder / (folder + std::to_string(layout)); };
+    std::filesystem::copy_file(LAYOUTS + std::to_string(layout) + "/master.db", backup.str().str());
+    const std::string before = ReadTextFile(backup.c_str());
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Restore({restored("as it is "), backup, {}, {}, false, {}}).m_BroughtFrom, 0);
+    EXPECT_EQ(Restore({restored("moved "), backup, {}, {"new.example"}, true, {}}).m_BroughtFrom, layout);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(Database(SqliteStore::File(restored("as it is ")), Database::Mode::k_ReadOnly)
+                  .Scalar("PRAGMA user_version"),
+              std::to_string(layout));
+    EXPECT_THAT(LastRecord(restored("moved ")), HasSubstr("\"class\":\"RestoreMsg\""));
+    EXPECT_EQ(std::filesystem::exists(restored("moved ") + "/master.db.layout" + std::to_string(layout)),
+              false);
+    EXPECT_EQ(ReadTextFile(backup.c_str()), before);
+    // Here the way back is there.
+    testing::internal::CaptureStderr();
+    AcceptRestored(restored("as it is "), {});
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("it is kept in"));
+    EXPECT_TRUE(
+        std::filesystem::exists(restored("as it is ") + "/master.db.layout" + std::to_string(layout)));
+    EXPECT_THAT(LastRecord(restored("as it is ")), HasSubstr("accepted: it may serve"));
+  }
+}
+
+TEST_F(BackupTest, OfWhatWasRevokedItIsToldWhatTookEffect) {
+  for (const char* serial : {"aa", "bb", "dd"})
+    SqliteStore(Data(), Database::Mode::k_ReadWrite).AddClient({serial, "node", Role::k_Component});
+  SetIn(SqliteStore::File(Data()), "UPDATE client SET revoked = 1 WHERE serial = 'dd'");
+  Backup({Data(), File()});
+  AppendRevocations(RevokedFile(Data()),
+                    {{1, "aa", "node"}, {2, "cc", "later"}, {3, "dd", "node"}, {4, "aa", "x"}});
+  WriteTextFile(File("revoked").c_str(),
+                ReadTextFile(RevokedFile(Data()).c_str()) + "2026-01-31T12:00:00.123Z bb no");
+  const Restored restored = Restore({Other(), File(), {}, {}, false, File("revoked")});
+  EXPECT_EQ(restored.m_Revoked.m_Newly, 1u);
+  EXPECT_EQ(restored.m_Revoked.m_Already, 2u);
+  EXPECT_EQ(restored.m_Revoked.m_Unknown, 1u);
+  EXPECT_THAT(restored.m_Torn,
+              HasSubstr("The last line of '" + File("revoked").str().str() + "' is incomplete"));
+  EXPECT_THAT(restored.m_Torn,
+              HasSubstr("it says that the certificate bb was revoked at 2026-01-31T12:00:00.123Z."));
+
+  WriteTextFile(File("revoked").c_str(), "2026-01-31T12");
+  const std::string why = WhyNot([&] { Restore({File("x"), File(), {}, {}, false, File("revoked")}); });
+  EXPECT_THAT(why, HasSubstr("holds no revocation. The last line of"));
+  EXPECT_THAT(why, HasSubstr("it says no more than '2026-01-31T12'"));
 }
 
 } // namespace

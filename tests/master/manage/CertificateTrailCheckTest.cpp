@@ -82,8 +82,11 @@ TEST_F(CertificateTrailTest, TellsNothingOfARestoredMaster) {
   Backup({Data(), m_Folder / "backup"});
   EXPECT_TRUE(CheckFile(m_Folder / "backup").Problems().empty());
   Revoke("node");
-  Restore({m_Folder / "other", m_Folder / "backup", {}, {}, false, Data() / "revoked"});
+  Restore({m_Folder / "other", m_Folder / "backup", {}, {}, false, Data() / "revoked"}, AskAlone);
   EXPECT_EQ(Found(m_Folder / "other"), "");
+  Database(SqliteStore::File(m_Folder / "other"), Database::Mode::k_ReadWrite)
+      .Execute("UPDATE client SET revoked = NULL WHERE name = 'node'");
+  EXPECT_THAT(Found(m_Folder / "other"), HasSubstr("is not revoked, but by record"));
 }
 
 TEST_F(CertificateTrailTest, TellsOfEachDifference) {

@@ -7,6 +7,7 @@
 #include "TempFolder.h"
 #include "brenic/ManagementMessages.h"
 #include "brenic/MessageFactory.h"
+#include "manage/Alone.h"
 #include "manage/Backup.h"
 #include "manage/Certificates.h"
 #include "manage/Check.h"
@@ -75,7 +76,7 @@ public:
   /// The machine is lost; of its folder there is the backup and the file `revoked`.
   void RestoreElsewhere(const Path& folder, const Path& backup, const std::string& host) {
     End();
-    Restore({folder, backup, {}, {host}, false, RevokedFile(m_Folder)});
+    Restore({folder, backup, {}, {host}, false, RevokedFile(m_Folder)}, AskAlone);
     m_Folder = folder;
     Start();
   }
