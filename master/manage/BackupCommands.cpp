@@ -24,16 +24,28 @@ struct RestoreArguments {
   bool m_Accept = false;
 };
 
+/// What a Master cannot do for want of keys.
+std::string WithoutAll(const HeldKeys& keys) {
+  return keys.m_Master
+             ? "it serves, but with the keys that are not there nothing is issued or renewed until they are "
+               "imported"
+             : "it cannot serve before the authority's key is imported";
+}
+
 void RunBackup(const BackupOptions& options) {
   const CopiedState state = Backup(options);
   Tell("Made the backup '" + options.m_File.str() + "', as the Master was " +
        AsOf(state.m_Sequence, state.m_Time));
-  Tell(state.m_HasKeys
-           ? "It holds private keys, with which anybody can pose as this Master and issue credentials: keep "
-             "it "
-             "where only you can read it"
-           : "It holds no private keys: once restored, it needs the authority's (brenic-master authority "
-             "--import)");
+  if (state.m_Keys.IsNone())
+    return Tell("It holds no private keys: once restored, it needs the authority's (brenic-master authority "
+                "--import)");
+  Tell(
+      fmt::format("It holds private keys ({}), with which anybody can {}: keep it where only you can read it",
+                  KeysText(state.m_Keys),
+                  state.m_Keys.m_Authorities.empty() ? "pose as this Master"
+                                                     : "pose as this Master and issue credentials"));
+  if (!state.m_Keys.IsAll())
+    Tell(String("Once restored, ") + WithoutAll(state.m_Keys) + " (brenic-master authority --import)");
 }
 
 void TellCertificates(const Restored& restored) {
@@ -44,10 +56,11 @@ void TellCertificates(const Restored& restored) {
 
 void TellRestored(const Restored& restored, const Path& folder) {
   const std::string word = ShellWord(folder).str();
-  if (!restored.m_HasKeys)
-    Tell("It holds no private keys; before it can serve, run: brenic-master authority --import FILE "
-         "--data-dir " +
-         word);
+  if (!restored.m_Keys.IsAll())
+    Tell(fmt::format("It holds {}; {}; run: brenic-master authority --import FILE --data-dir {}",
+                     restored.m_Keys.IsNone() ? "no private keys"
+                                              : "private keys (" + KeysText(restored.m_Keys) + ")",
+                     WithoutAll(restored.m_Keys), word));
   if (restored.m_IsAccepted)
     return;
   Tell("It does not serve yet. These certificates are valid in it, whatever was revoked since the backup:");

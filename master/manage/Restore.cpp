@@ -4,7 +4,9 @@
 #include <fstream>
 #include <set>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fmt/core.h>
 
@@ -43,21 +45,15 @@ void CheckStandsAlone(const Path& file) {
 
 void CheckIsDatabase(const Path& file) {
   constexpr std::string_view k_Magic("SQLite format 3\0", 16);
-  std::error_code error;
-  const fs::path path(file.str().str());
-  if (!fs::is_regular_file(path, error))
-    throw new Exception(fs::exists(path, error) ? Named(file) + " is no file"
-                                                : "There is no file " + Named(file));
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(file.str().str(), std::ios::binary);
   std::string begin(k_Magic.size(), '\0');
-  if (!in)
-    throw new Exception("Cannot read " + Named(file));
   if (!in.read(begin.data(), static_cast<std::streamsize>(begin.size())) || begin != k_Magic)
     throw new Exception(Named(file) + " is no backup of a Master");
 }
 
 /// Reads all of it: what is damaged is not to be restored.
 void CheckBackup(const Path& file) {
+  RequireFile(file);
   CheckIsBackup(file);
   const auto damaged = [&](const std::string& how) {
     return new Exception(fmt::format("{} is damaged and was not restored; take another backup: {}",
@@ -126,7 +122,7 @@ Restored Describe(const Path& folder) {
   return {database.Scalar("SELECT name FROM master"),
           state.m_Sequence,
           state.m_Time,
-          state.m_HasKeys,
+          state.m_Keys,
           IsAccepted(database),
           ValidCertificates(database),
           {},
@@ -164,6 +160,18 @@ std::pair<bool, bool> Acceptance(const Path& folder) {
 }
 
 } // namespace
+
+void RequireFile(const Path& file) {
+  struct stat info {};
+  if (stat(file.c_str(), &info) != 0 && errno == ENOENT)
+    throw new Exception("There is no file " + Named(file));
+  if (S_ISDIR(info.st_mode))
+    throw new Exception(Named(file) + " is no file, but a folder");
+  if (info.st_mode != 0 && !S_ISREG(info.st_mode))
+    throw new Exception(Named(file) + " is no file");
+  if (faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) != 0)
+    rlib::ThrowError("Cannot read " + Named(file), errno);
+}
 
 void CheckIsBackup(const Path& file) {
   CheckIsDatabase(file);

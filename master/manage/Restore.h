@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "manage/Administration.h"
+#include "store/DatabaseCopy.h"
 #include "store/RevokedFile.h"
 #include "store/Sqlite.h"
 
@@ -38,7 +39,7 @@ struct Restored {
   String m_Name; // of the Master
   int64_t m_Sequence = 0;
   int64_t m_Time = 0; // of the backup's last record
-  bool m_HasKeys = true;
+  HeldKeys m_Keys;
   bool m_IsAccepted = false;
   std::vector<ValidCertificate> m_Valid; // what is accepted, or will be
   RevokedCounts m_Revoked;
@@ -59,6 +60,8 @@ Restored AcceptRestored(const Path& folder, const Path& revoked, const Ask& ask)
 /// Throws Exception* for a folder that was restored and not accepted since, or that holds no private key.
 void RequireAccepted(const Path& folder);
 
+/// Throws Exception* for what is no file, or cannot be read.
+void RequireFile(const Path& file);
 /// Throws Exception* for a file that is no database, or is only a part of one.
 void CheckIsBackup(const Path& file);
 

@@ -200,6 +200,36 @@ class Restored(FarmTest):
         self.assertTrue(self.farm.try_to_serve())
         self.assertDone(self.farm.run("-Info"))
 
+    def test_which_keys_are_there_is_told(self):
+        self.farm.admin("authority", "--export", self.farm.folder / "authority.pem", "--forget", "--data-dir",
+                        self.farm.data)
+        told = self.farm.admin("backup", self.backup, "--data-dir", self.farm.data)
+        self.assertIn("It holds private keys (the Master's own, not that of authority 1), with which anybody can pose "
+                      "as this Master: keep it", told)
+        restored = self.restore("--accept")
+        self.assertIn("It holds private keys (the Master's own, not that of authority 1); it serves, but ", restored.out)
+        self.assertIn("; run: brenic-master authority --import FILE --data-dir", restored.out)
+        refused = run("restore", self.backup, "--data-dir", self.farm.folder / "third", "--host", "render.example")
+        self.assertEqual(refused.status, 1)
+        self.assertOneLine(refused.err, "The backup does not hold the private key of authority 1")
+        self.assertTrue(self.serve_other())
+
+    def test_a_check_of_an_earlier_layout_is_done_with_a_note(self):
+        shutil.copy(pathlib.Path(__file__).parents[1] / "master/store/layout3/master.db", self.backup)
+        checked = run("check", self.backup)
+        self.assertDone(checked)
+        self.assertIn("Note: The database has layout 3", checked.out)
+        self.assertDone(self.restore())
+        self.assertDone(run("check", "--data-dir", self.other))
+
+    def test_a_check_says_what_is_in_place_of_a_folder(self):
+        absent = run("check", "--data-dir", self.other)
+        self.assertEqual(absent.status, 1)
+        self.assertOneLine(absent.err, f"There is no folder '{self.other}' to check")
+        absent = run("check", self.other)
+        self.assertEqual(absent.status, 1)
+        self.assertOneLine(absent.err, f"There is no file '{self.other}'\n")
+
     def test_an_earlier_layout_is_brought_to_this_one_when_it_serves(self):
         shutil.copy(pathlib.Path(__file__).parents[1] / "master/store/layout1/master.db", self.backup)
         self.assertDone(self.restore())

@@ -101,7 +101,7 @@ TEST_F(BackupTest, IsOneFileClosedToOthersThatBecomesTheSameMaster) {
   umask(0);
   const CopiedState state = Backup({Data(), File()});
   umask(022);
-  EXPECT_TRUE(state.m_HasKeys);
+  EXPECT_TRUE(state.m_Keys.IsAll());
   EXPECT_EQ(ModeOf(File()), 0600u);
   EXPECT_EQ(m_Folder.Count(), before + 1);
 
@@ -180,7 +180,7 @@ TEST_F(BackupTest, WithoutKeysHoldsNoByteOfThemNorOfEarlierOnes) {
   Backup({Data(), File()});
   EXPECT_THAT(ReadTextFile(File().c_str()), HasSubstr(PartOf(first.m_Authority.m_Key)));
   const CopiedState state = Backup({Data(), File("public"), false});
-  EXPECT_FALSE(state.m_HasKeys);
+  EXPECT_TRUE(state.m_Keys.IsNone());
   const std::string bytes = ReadTextFile(File("public").c_str());
   EXPECT_THAT(bytes, HasSubstr(PartOf(first.m_Authority.m_Certificate)));
   for (const std::string& key : {PartOf(first.m_Authority.m_Key), PartOf(first.m_Server.m_Key),
@@ -194,7 +194,7 @@ TEST_F(BackupTest, WithoutKeysIsRestoredButServesOnlyWithAKey) {
                 Restore({Other(), File(), {}, {"new.example"}, true, {}});
               }),
               HasSubstr("does not hold the private key of authority 1"));
-  EXPECT_FALSE(Restore({Other(), File(), {}, {}, true, {}}).m_HasKeys);
+  EXPECT_TRUE(Restore({Other(), File(), {}, {}, true, {}}).m_Keys.IsNone());
   EXPECT_THAT(WhyNotServed(Other()), HasSubstr("run: brenic-master authority --import"));
 }
 
