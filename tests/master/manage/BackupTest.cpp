@@ -305,6 +305,8 @@ TEST_F(BackupTest, AListOfWhatWasRevokedThatCannotBeUsedRestoresNothing) {
     return WhyNot([&] { Restore({Other(), File(), {}, {}, false, RevokedFile(Data())}); });
   };
   EXPECT_THAT(why(), HasSubstr("There is no file"));
+  WriteTextFile(RevokedFile(Data()).c_str(), "");
+  EXPECT_THAT(why(), HasSubstr("holds no revocation; if it is whole, and nothing was revoked, say --accept"));
   WriteTextFile(RevokedFile(Data()).c_str(), "something\n");
   EXPECT_THAT(why(), HasSubstr("Line 1 of"));
   EXPECT_EQ(access(Other().c_str(), F_OK), -1);

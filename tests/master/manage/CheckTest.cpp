@@ -64,6 +64,27 @@ TEST_F(CheckTest, FindsTheKeyOfAnotherAuthority) {
   EXPECT_THAT(Found(), HasSubstr("was not issued by the authority 1"));
 }
 
+TEST_F(CheckTest, FindsAnAuthorityThatIsNotAsItWasSigned) {
+  std::string certificate =
+      SqliteStore(Data(), Database::Mode::k_ReadOnly).LoadMaster().m_Authority.m_Certificate;
+  const size_t inSignature = certificate.find("-----END") - 30;
+  certificate[inSignature] = certificate[inSignature] == 'A' ? 'B' : 'A';
+  {
+    Database database(File(), Database::Mode::k_ReadWrite);
+    Statement(database.Handle(), "UPDATE authority SET certificate = ?").Run(certificate);
+  }
+  EXPECT_THAT(CheckFolder(Data()).Problems(),
+              testing::ElementsAre(HasSubstr("The certificate of authority 1 is not as it was signed")));
+}
+
+TEST_F(CheckTest, TellsAChangeThatCannotBeDecodedOnce) {
+  // An earlier one set the same option, to another value than it has now.
+  Execute("UPDATE audit SET change = x'ff' WHERE sequence = (SELECT max(sequence) FROM audit WHERE "
+          "instr(change, CAST('Twice' AS BLOB)))");
+  EXPECT_THAT(CheckFolder(Data()).Problems(),
+              testing::ElementsAre(HasSubstr(" of the audit trail cannot be read: ")));
+}
+
 TEST_F(CheckTest, FindsProductsThatCannotStandBesideEachOther) {
   const auto add = [&](const std::string& document, const UID& type) {
     Database database(File(), Database::Mode::k_ReadWrite);

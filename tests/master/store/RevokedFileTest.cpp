@@ -89,6 +89,21 @@ TEST_F(Revoked, LineThatIsNotOneMakesAllOfItUnusable) {
   }
 }
 
+TEST_F(Revoked, IsTheMastersWhoeverMakesIt) {
+  if (geteuid() != 0)
+    GTEST_SKIP() << "only root makes files of others";
+  constexpr uid_t k_Master = 65534;
+  ASSERT_EQ(chown(m_Folder.Name().c_str(), k_Master, k_Master), 0);
+  struct stat info {};
+  AppendRevocations(File(), {k_Two[0]});
+  ASSERT_EQ(stat(File().c_str(), &info), 0);
+  EXPECT_EQ(info.st_uid, k_Master);
+  ASSERT_EQ(chown(File().c_str(), 0, 0), 0); // as an earlier version left it
+  AppendRevocations(File(), {k_Two[1]});
+  ASSERT_EQ(stat(File().c_str(), &info), 0);
+  EXPECT_EQ(info.st_uid, k_Master);
+}
+
 TEST_F(Revoked, WhatWouldNotBeReadBackIsNotWritten) {
   AppendRevocations(File(), k_Two);
   for (const Revocation& revocation : std::vector<Revocation>{
