@@ -116,7 +116,8 @@ public:
     while (row.Step()) {
       const std::string serial = row.Text(0);
       const std::string whose = "The certificate '" + rlib::Excerpt(serial).str() + "'";
-      constexpr char k_Advice[] = "issue its client new credentials, and take the row away with sqlite3";
+      constexpr char k_Advice[] =
+          "restore the last backup that is whole, or issue its client new credentials";
       if (serial.empty() || serial.find_first_not_of("0123456789abcdef") != std::string::npos)
         m_Findings.Problem(whose + " has no serial number", k_Advice);
       CheckName(whose + " has a client whose name", row.Text(1), k_Advice);
