@@ -56,6 +56,11 @@ void RunMaster(const ServeArguments& arguments) {
   Serve({arguments.m_Config, start, arguments.m_Products, prepare, CareOf});
 }
 
+/// To be called while a ServeLock is held.
+Asked AskAlone(const Path& folder, const Message& message) {
+  return ReadAnswer(message, DecideAlone(folder, message, CareOf(folder)));
+}
+
 /// Has the running Master decide, or one that is made for it alone. Waits for one that begins or ends.
 Asked AskWhoeverHolds(const Path& folder, const Message& message) {
   constexpr int k_Tries = 300;
@@ -63,7 +68,7 @@ Asked AskWhoeverHolds(const Path& folder, const Message& message) {
   RequireInitialised(folder);
   for (int tries = 0; tries != k_Tries; ++tries) {
     if (const auto lock = ServeLock::Try(folder))
-      return ReadAnswer(message, DecideAlone(folder, message, CareOf(folder)));
+      return AskAlone(folder, message);
     if (auto asked = AskRunning(folder, message))
       return std::move(*asked);
     if (tries == 10)
@@ -104,7 +109,7 @@ int main(int argc, char** argv) {
   CommandLine line("The Master: holds a render farm's settings and answers its clients.");
   AddMakingCommands(line);
   AddServeCommand(line);
-  AddBackupCommands(line);
+  AddBackupCommands(line, AskAlone);
   AddCredentialCommands(line, AskWhoeverHolds);
   AddHistoryCommands(line, AskWhoeverHolds);
   AddLookingCommands(line);

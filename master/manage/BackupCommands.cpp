@@ -24,16 +24,28 @@ struct RestoreArguments {
   bool m_Accept = false;
 };
 
+/// What a Master cannot do for want of keys.
+std::string WithoutAll(const HeldKeys& keys) {
+  return keys.m_Master
+             ? "it serves, but with the keys that are not there nothing is issued or renewed until they are "
+               "imported"
+             : "it cannot serve before the authority's key is imported";
+}
+
 void RunBackup(const BackupOptions& options) {
   const CopiedState state = Backup(options);
   Tell("Made the backup '" + options.m_File.str() + "', as the Master was " +
        AsOf(state.m_Sequence, state.m_Time));
-  Tell(state.m_HasKeys
-           ? "It holds private keys, with which anybody can pose as this Master and issue credentials: keep "
-             "it "
-             "where only you can read it"
-           : "It holds no private keys: once restored, it needs the authority's (brenic-master authority "
-             "--import)");
+  if (state.m_Keys.IsNone())
+    return Tell("It holds no private keys: once restored, it needs the authority's (brenic-master authority "
+                "--import)");
+  Tell(
+      fmt::format("It holds private keys ({}), with which anybody can {}: keep it where only you can read it",
+                  KeysText(state.m_Keys),
+                  state.m_Keys.m_Authorities.empty() ? "pose as this Master"
+                                                     : "pose as this Master and issue credentials"));
+  if (!state.m_Keys.IsAll())
+    Tell(String("Once restored, ") + WithoutAll(state.m_Keys) + " (brenic-master authority --import)");
 }
 
 void TellCertificates(const Restored& restored) {
@@ -44,10 +56,11 @@ void TellCertificates(const Restored& restored) {
 
 void TellRestored(const Restored& restored, const Path& folder) {
   const std::string word = ShellWord(folder).str();
-  if (!restored.m_HasKeys)
-    Tell("It holds no private keys; before it can serve, run: brenic-master authority --import FILE "
-         "--data-dir " +
-         word);
+  if (!restored.m_Keys.IsAll())
+    Tell(fmt::format("It holds {}; {}; run: brenic-master authority --import FILE --data-dir {}",
+                     restored.m_Keys.IsNone() ? "no private keys"
+                                              : "private keys (" + KeysText(restored.m_Keys) + ")",
+                     WithoutAll(restored.m_Keys), word));
   if (restored.m_IsAccepted)
     return;
   Tell("It does not serve yet. These certificates are valid in it, whatever was revoked since the backup:");
@@ -60,28 +73,49 @@ void TellRestored(const Restored& restored, const Path& folder) {
        word);
 }
 
-void RunRestore(const Path& folder, const RestoreArguments& arguments) {
+/// What became of the lost folder's list.
+void TellRevoked(const Restored& restored) {
+  const RevokedCounts& counts = restored.m_Revoked;
+  const size_t read = counts.m_Newly + counts.m_Already + counts.m_Unknown;
+  if (read != 0)
+    Tell(fmt::format("Read {} revocation{}: {} newly revoked, {} already revoked in the backup, {} of "
+                     "certificates that the backup does not hold",
+                     read, read == 1 ? "" : "s", counts.m_Newly, counts.m_Already, counts.m_Unknown));
+  if (!restored.m_Torn.empty())
+    Tell(restored.m_Torn);
+}
+
+void RunRestore(const Path& folder, const RestoreArguments& arguments, const Ask& ask) {
   if (arguments.m_File.empty()) {
     if (!arguments.m_Name.empty() || !arguments.m_Hosts.empty() ||
         (!arguments.m_Accept && arguments.m_Revoked.empty()))
       throw new Exception("restore wants the FILE that 'brenic-master backup' made; without it, --accept or "
                           "--revoked accepts what was restored before");
-    const Restored restored = AcceptRestored(folder, arguments.m_Revoked);
+    const Restored restored = AcceptRestored(folder, arguments.m_Revoked, ask);
     Tell("Accepted the restored Master in '" + folder.str() + "'");
+    TellRevoked(restored);
     TellRestored(restored, folder);
     return;
   }
   const Restored restored = Restore({folder, arguments.m_File, arguments.m_Name, arguments.m_Hosts,
-                                     arguments.m_Accept, arguments.m_Revoked});
+                                     arguments.m_Accept, arguments.m_Revoked},
+                                    ask);
   Tell("Restored the Master '" + restored.m_Name + "' in '" + folder.str() + "', as it was " +
        AsOf(restored.m_Sequence, restored.m_Time));
+  if (restored.m_BroughtFrom != 0)
+    Tell(fmt::format(
+        "The backup has layout {} and stays as it is; the restored Master has the present one, which "
+        "an earlier brenic-master does not take",
+        restored.m_BroughtFrom));
+  TellRevoked(restored);
   TellRestored(restored, folder);
 }
 
-void AddRestoreCommand(CommandLine& line) {
+void AddRestoreCommand(CommandLine& line, const Ask& ask) {
   const auto arguments = std::make_shared<RestoreArguments>();
-  CLI::App& restore = line.AddOnFolder("restore", "Makes a Master of a backup",
-                                       [arguments](const Path& folder) { RunRestore(folder, *arguments); });
+  CLI::App& restore =
+      line.AddOnFolder("restore", "Makes a Master of a backup",
+                       [arguments, ask](const Path& folder) { RunRestore(folder, *arguments, ask); });
   restore.add_option("FILE", arguments->m_File, "what backup made");
   restore.add_option("--name", arguments->m_Name, "the Master's name from now on");
   restore
@@ -118,7 +152,7 @@ void AddCheckCommand(CommandLine& line) {
 
 } // namespace
 
-void AddBackupCommands(CommandLine& line) {
+void AddBackupCommands(CommandLine& line, const Ask& ask) {
   const auto file = std::make_shared<std::string>();
   const auto withoutKeys = std::make_shared<bool>(false);
   CLI::App& backup = line.AddOnFolder("backup", "Writes everything into one file", [=](const Path& folder) {
@@ -127,7 +161,7 @@ void AddBackupCommands(CommandLine& line) {
   backup.add_option("FILE", *file, "gets the backup; must not exist")->required();
   backup.add_flag("--without-keys", *withoutKeys, "leave private keys out");
 
-  AddRestoreCommand(line);
+  AddRestoreCommand(line, ask);
   AddCheckCommand(line);
 }
 

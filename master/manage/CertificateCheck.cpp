@@ -66,11 +66,13 @@ public:
 
   void Authorities() {
     Statement row(m_Database.Handle(), "SELECT number, certificate, key FROM authority ORDER BY number");
+    std::vector<int64_t> missing; // keys
     while (row.Step()) {
       m_LastAuthority = row.Integer(0);
       const std::string whose = fmt::format("authority {}", m_LastAuthority);
       Certificate certificate = CheckPair(whose, {row.Text(1), row.Text(2)}, m_Findings);
-      m_LastHasKey = !row.Text(2).empty();
+      if (row.Text(2).empty())
+        missing.push_back(m_LastAuthority);
       if (certificate && X509_check_ca(certificate.get()) == 0)
         m_Findings.Problem("The certificate of " + whose + " is none of an authority", k_Restore);
       if (certificate && X509_verify(certificate.get(), X509_get0_pubkey(certificate.get())) != 1)
@@ -84,8 +86,10 @@ public:
     }
     if (m_Authorities.empty())
       m_Findings.Problem("There is no certificate authority", k_Restore);
-    else if (!m_LastHasKey)
-      m_Findings.Note("The authority's private key is not here: no certificate can be issued with this");
+    for (const int64_t number : missing)
+      m_Findings.Note(
+          fmt::format("The private key of authority {} is not here{}", number,
+                      number == m_LastAuthority ? ": no certificate can be issued with this" : ""));
   }
 
   void Master() {
@@ -112,7 +116,8 @@ public:
     while (row.Step()) {
       const std::string serial = row.Text(0);
       const std::string whose = "The certificate '" + rlib::Excerpt(serial).str() + "'";
-      constexpr char k_Advice[] = "issue its client new credentials, and take the row away with sqlite3";
+      constexpr char k_Advice[] =
+          "restore the last backup that is whole, or issue its client new credentials";
       if (serial.empty() || serial.find_first_not_of("0123456789abcdef") != std::string::npos)
         m_Findings.Problem(whose + " has no serial number", k_Advice);
       CheckName(whose + " has a client whose name", row.Text(1), k_Advice);
@@ -141,7 +146,7 @@ private:
   void Server(const Credential& credential, int64_t authority) {
     const Certificate certificate = CheckPair("the Master", credential, m_Findings);
     if (credential.m_Key.empty() && m_IsBackup)
-      m_Findings.Note("The file holds no private keys");
+      m_Findings.Note("The Master's own private key is not here");
     else if (credential.m_Key.empty())
       m_Findings.Problem(
           "The Master's private key is not here",
@@ -163,7 +168,6 @@ private:
   Findings& m_Findings;
   std::map<int64_t, Certificate> m_Authorities; // null: cannot be read
   int64_t m_LastAuthority = 0;
-  bool m_LastHasKey = false;
 };
 
 } // namespace

@@ -2,9 +2,13 @@
 
 #include <filesystem>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <fmt/core.h>
 
 #include "manage/CertificateCheck.h"
+#include "manage/CertificateTrailCheck.h"
 #include "manage/Json.h"
 #include "manage/Restore.h"
 #include "store/DataFolder.h"
@@ -16,19 +20,49 @@ namespace brenic::master {
 
 namespace {
 
-void CheckAll(Database& database, bool isBackup, Findings& findings) {
+/// False when the database has not this layout, of which alone all can be checked.
+bool CheckAll(Database& database, bool isBackup, Findings& findings) {
   database.Execute("PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON");
   if (!findings.Guard("The database", [&] { database.Execute("BEGIN"); }))
-    return;
-  if (!CheckDatabase(database, findings))
-    return;
-  const std::optional<Farm> farm = CheckSettings(database, findings);
-  CheckTrail(database, farm ? &*farm : nullptr, findings);
-  CheckCertificates(database, isBackup, findings);
+    return false;
+  const bool isOfThisLayout = CheckDatabase(database, findings);
+  if (isOfThisLayout) {
+    const std::optional<Farm> farm = CheckSettings(database, findings);
+    CheckTrail(database, farm ? &*farm : nullptr, findings);
+    CheckCertificates(database, isBackup, findings);
+    CheckCertificateTrail(database, findings);
+  }
   findings.Guard("The database", [&] {
     if (!IsAccepted(database))
       findings.Note("It was restored and waits for 'brenic-master restore --accept'");
   });
+  return isOfThisLayout;
+}
+
+/// There must be a Master that can be looked at.
+void RequireMaster(const Path& folder) {
+  namespace fs = std::filesystem;
+  const auto refuse = [&](const char* before, const std::string& after) {
+    throw new Exception(fmt::format("{} '{}' {}", before, folder.str().str(), after));
+  };
+  const fs::path path(folder.str().str());
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  if (status.type() == fs::file_type::not_found)
+    refuse("There is no folder", "to check; is the path right, and its disk mounted?");
+  if (!error && status.type() != fs::file_type::directory)
+    refuse("There is no folder", "to check, but a file of that name; check a backup without --data-dir");
+  const Path file = SqliteStore::File(folder);
+  if (!IsInitialised(folder)) {
+    const fs::directory_iterator entries(path, error);
+    if (error)
+      refuse("The folder", "cannot be read; run this as the Master's user or as root: " + error.message());
+    refuse("The folder", entries == fs::directory_iterator()
+                             ? "is empty: there is nothing to check; is its disk mounted?"
+                             : "holds no Master: there is no master.db in it");
+  }
+  if (faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) != 0)
+    rlib::ThrowError("Cannot read '" + file.str() + "'; run this as the Master's user or as root", errno);
 }
 
 /// What was revoked must be known to both, or a restore would tell the two apart.
@@ -39,7 +73,9 @@ void CheckRevoked(Database& database, const Path& folder, Findings& findings) {
   if (!revoked || !*revoked)
     return;
   Statement row(database.Handle(), "SELECT revoked FROM client WHERE serial = ?");
-  for (const Revocation& revocation : **revoked) {
+  if (const std::string torn = TornWords(RevokedFile(folder), **revoked); !torn.empty())
+    findings.Note(torn);
+  for (const Revocation& revocation : (*revoked)->m_Revocations) {
     bool isValid = false;
     for (row.Bind(revocation.m_Serial); row.Step();)
       isValid = row.IsNull(0);
@@ -48,13 +84,13 @@ void CheckRevoked(Database& database, const Path& folder, Findings& findings) {
                                    revocation.m_Serial, revocation.m_Name.str()),
                        "revoke it again, or take its line away");
   }
-  findings.Checked("lines of the file 'revoked'", (*revoked)->size());
+  findings.Checked("lines of the file 'revoked'", (*revoked)->m_Revocations.size());
 }
 
 } // namespace
 
 Findings CheckFolder(const Path& folder) {
-  RequireInitialised(folder);
+  RequireMaster(folder);
   Findings findings;
   const Path file = SqliteStore::File(folder);
   try {
@@ -65,12 +101,16 @@ Findings CheckFolder(const Path& folder) {
   }
   Database database(file, Database::Mode::k_ReadOnly);
   StopWhenLogGrows(database, file);
-  CheckAll(database, false, findings);
-  findings.Guard("The clients' certificates", [&] { CheckRevoked(database, folder, findings); });
+  if (CheckAll(database, false, findings))
+    findings.Guard("The clients' certificates", [&] { CheckRevoked(database, folder, findings); });
   return findings;
 }
 
 Findings CheckFile(const Path& file) {
+  if (std::error_code error; std::filesystem::is_directory(file.str().str(), error))
+    throw new Exception("'" + file.str() + "' is a folder; check a data folder with --data-dir " +
+                        ShellWord(file));
+  RequireFile(file);
   Findings findings;
   if (!findings.Guard("The backup", [&] { CheckIsBackup(file); }))
     return findings;

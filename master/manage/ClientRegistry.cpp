@@ -4,6 +4,7 @@
 
 #include "brenic/MessageFactory.h"
 #include "manage/Addresses.h"
+#include "manage/CertificateWords.h"
 #include "manage/ClientCredentials.h"
 #include "manage/Endings.h"
 #include "manage/Office.h"
@@ -74,7 +75,7 @@ Result<> CheckIssue(const IssueClientMsg& request, const std::vector<ClientRecor
 std::string Supersede(const Office& office, const std::vector<ClientRecord>& same,
                       const IssueClientMsg& request, Role role, std::vector<std::string>& dismissed) {
   const int64_t end = office.m_Now + request.m_Overlap * k_Day;
-  std::vector<std::string> superseded;
+  std::vector<EndTold> superseded;
   for (ClientRecord client : same) {
     if (!IsAccepted(client, office.m_Now))
       continue;
@@ -84,10 +85,9 @@ std::string Supersede(const Office& office, const std::vector<ClientRecord>& sam
       client.m_Role = role;
     }
     office.m_Store.ReplaceClient(client);
-    superseded.push_back(fmt::format("the one with the serial number {} ends on {}", client.m_Serial,
-                                     DateText(*client.m_Expires)));
+    superseded.push_back({client.m_Serial, DateText(*client.m_Expires)});
   }
-  std::string done = superseded.empty() ? "" : "; " + Listed(superseded);
+  std::string done = SupersededWords(superseded);
   if (!dismissed.empty())
     done += fmt::format("; {} of them had another role, and loses it now", dismissed.size());
   return done;
@@ -130,10 +130,8 @@ Result<Managed> RegisterAs(const Office& office, const IssueClientMsg& request) 
   // What can be thrown comes before the first write.
   const String address = AddressForClients(office.m_Folder, master);
   Managed managed;
-  managed.m_Done =
-      fmt::format("Issued a certificate for the {} {} with the serial number {}, valid until {}{}",
-                  RoleName(role), Quoted(request.m_Name), issued.m_Serial, DateText(validity.m_End),
-                  Supersede(office, same, request, role, managed.m_Dismissed));
+  managed.m_Done = IssuedWords(request.m_Name, role, issued.m_Serial, validity.m_End) +
+                   Supersede(office, same, request, role, managed.m_Dismissed);
   office.m_Store.AddClient(
       {issued.m_Serial, request.m_Name, role, authority.m_Number, validity.m_Begin, validity.m_End, {}, {}});
   const auto reply = MessageFactory::Create<IssuedClientMsg>();
@@ -171,9 +169,7 @@ Result<Managed> RegisterAs(const Office& office, const RevokeClientMsg& request)
     return Failure(fmt::format("{} of {} {} revoked already",
                                meant.size() == 1 ? "The certificate" : "All certificates",
                                Quoted(meant.front().m_Name), meant.size() == 1 ? "is" : "are"));
-  managed.m_Done = fmt::format("Revoked {} of {}, with the serial number {}",
-                               managed.m_Dismissed.size() == 1 ? "the certificate" : "the certificates",
-                               Quoted(meant.front().m_Name), Listed(managed.m_Dismissed));
+  managed.m_Done = RevokedWords(meant.front().m_Name, managed.m_Dismissed);
   return managed;
 }
 

@@ -9,8 +9,8 @@ namespace brenic::master {
 
 /// `init`
 void AddMakingCommands(CommandLine& line);
-/// `backup`, `restore`, `check`
-void AddBackupCommands(CommandLine& line);
+/// `backup`, `restore`, `check`. `ask` has a request decided about a folder that is locked.
+void AddBackupCommands(CommandLine& line, const Ask& ask);
 /// `client`, `clients`, `revoke`, `hosts`, `authority`
 void AddCredentialCommands(CommandLine& line, const Ask& ask);
 /// `plan`, `lint`, `product check`

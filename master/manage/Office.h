@@ -22,6 +22,7 @@ rlib::Result<Managed> RegisterAs(const Office& office, const ChangeHostsMsg& req
 rlib::Result<Managed> RegisterAs(const Office& office, const RenewAuthorityMsg& request);
 rlib::Result<Managed> RegisterAs(const Office& office, const MoveAuthorityMsg& request);
 rlib::Result<Managed> RegisterAs(const Office& office, const RenewMasterMsg& request);
+rlib::Result<Managed> RegisterAs(const Office& office, const RestoreMsg& request);
 
 /// Fails unless certificates of the authority can be issued.
 rlib::Result<> CheckSigns(const Authority& authority, int64_t now);

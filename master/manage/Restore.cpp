@@ -1,18 +1,20 @@
 #include "manage/Restore.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fmt/core.h>
 
+#include "brenic/ManagementMessages.h"
+#include "brenic/MessageFactory.h"
 #include "manage/Addresses.h"
-#include "manage/Certificates.h"
 #include "manage/ClientCredentials.h"
 #include "manage/CredentialsFolder.h"
-#include "manage/Initialise.h"
 #include "manage/NewDataFolder.h"
 #include "store/DatabaseCopy.h"
 #include "store/DurableFiles.h"
@@ -44,21 +46,15 @@ void CheckStandsAlone(const Path& file) {
 
 void CheckIsDatabase(const Path& file) {
   constexpr std::string_view k_Magic("SQLite format 3\0", 16);
-  std::error_code error;
-  const fs::path path(file.str().str());
-  if (!fs::is_regular_file(path, error))
-    throw new Exception(fs::exists(path, error) ? Named(file) + " is no file"
-                                                : "There is no file " + Named(file));
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(file.str().str(), std::ios::binary);
   std::string begin(k_Magic.size(), '\0');
-  if (!in)
-    throw new Exception("Cannot read " + Named(file));
   if (!in.read(begin.data(), static_cast<std::streamsize>(begin.size())) || begin != k_Magic)
     throw new Exception(Named(file) + " is no backup of a Master");
 }
 
 /// Reads all of it: what is damaged is not to be restored.
 void CheckBackup(const Path& file) {
+  RequireFile(file);
   CheckIsBackup(file);
   const auto damaged = [&](const std::string& how) {
     return new Exception(fmt::format("{} is damaged and was not restored; take another backup: {}",
@@ -83,7 +79,7 @@ void CheckBackup(const Path& file) {
   }
 }
 
-std::vector<Revocation> RevokedIn(const Path& file) {
+RevokedList RevokedIn(const Path& file) {
   const auto revoked = ReadRevoked(file);
   if (!revoked)
     throw new Exception(revoked.Reason());
@@ -91,71 +87,34 @@ std::vector<Revocation> RevokedIn(const Path& file) {
     throw new Exception("There is no file " + Named(file) +
                         ". A Master that never revoked anything has none: where that is so, say --accept in "
                         "place of --revoked");
-  if ((*revoked)->empty())
-    throw new Exception(
-        "The file " + Named(file) +
-        " holds no revocation; if it is whole, and nothing was revoked, say --accept in place of "
-        "--revoked");
+  if (const std::string torn = TornWords(file, **revoked); (*revoked)->m_Revocations.empty())
+    throw new Exception(fmt::format("The file {} holds no revocation{}; if it is whole, and nothing was "
+                                    "revoked, say --accept in place of "
+                                    "--revoked",
+                                    Named(file), torn.empty() ? "" : ". " + torn));
   return **revoked;
 }
 
-void SetAccepted(Database& database, bool isAccepted) {
-  database.Execute(isAccepted ? "DROP TABLE IF EXISTS not_accepted"
-                              : "CREATE TABLE IF NOT EXISTS not_accepted (only INTEGER PRIMARY KEY)");
+/// What the request about the database in `folder` is to revoke, and how many the list has of each kind.
+RevokedCounts AddRevoked(const Path& folder, const RevokedList& list, RestoreMsg& request) {
+  SqliteStore store(folder, Database::Mode::k_ReadOnly);
+  RevokedCounts counts;
+  std::set<std::string> taken;
+  for (const Revocation& revocation : list.m_Revocations) {
+    const auto client = store.FindClient(revocation.m_Serial);
+    if (!client)
+      ++counts.m_Unknown;
+    else if (client->m_Revoked || !taken.insert(revocation.m_Serial).second)
+      ++counts.m_Already;
+    else
+      request.m_Revoked.push_back(RevocationLine(revocation));
+  }
+  counts.m_Newly = taken.size();
+  return counts;
 }
 
-/// What a restored database is to be besides what it was.
-struct Differences {
-  String m_Name;
-  std::vector<std::string> m_Hosts;
-  std::vector<Revocation> m_Revoked;
-  bool m_IsAccepted = false;
-};
-
-void Identify(SqliteStore& store, const Path& folder, const Differences& differences) {
-  const MasterRecord master = store.LoadMaster();
-  // Clients that were away during a roll-over trust the earlier authority alone.
-  const auto authority =
-      std::find_if(master.m_Authorities.begin(), master.m_Authorities.end(),
-                   [&](const Authority& each) { return each.m_Number == master.m_ServerAuthority; });
-  if (authority == master.m_Authorities.end() || authority->m_Credential.m_Key.empty())
-    throw new Exception(
-        "The backup holds no private keys, so no certificate can be issued for another name or "
-        "host; restore it without --name and --host");
-  const std::vector<std::string> hosts =
-      differences.m_Hosts.empty() ? HostsOf(master.m_Server) : HostsOfMachine(differences.m_Hosts);
-  const String& name = differences.m_Name.empty() ? master.m_Name : differences.m_Name;
-  store.Rename(name);
-  const Validity validity = Validity::Days(k_CertificateDays).Within(authority->m_Credential.m_Certificate);
-  store.ReplaceServerCredential(IssueServer(authority->m_Credential, name, hosts, validity).m_Credential,
-                                authority->m_Number);
-  store.SetAddress(AddressAmong(hosts, AddressForClients(folder, master)));
-}
-
-/// `folder` holds the database and nothing else that matters.
-void Alter(const Path& folder, const Differences& differences) {
-  const bool changesMaster = !differences.m_Name.empty() || !differences.m_Hosts.empty();
-  if (!changesMaster && differences.m_Revoked.empty()) { // whatever its layout is
-    Database database(SqliteStore::File(folder), Database::Mode::k_ReadWrite);
-    SetDurability(database);
-    SetAccepted(database, differences.m_IsAccepted);
-    return;
-  }
-  SqliteStore::BringToThisLayout(folder);
-  SqliteStore store(folder, Database::Mode::k_ReadWrite);
-  store.Begin();
-  if (changesMaster)
-    Identify(store, folder, differences);
-  for (const Revocation& revocation : differences.m_Revoked) {
-    auto client = store.FindClient(revocation.m_Serial);
-    if (!client || client->m_Revoked)
-      continue;
-    client->m_Revoked = revocation.m_Time;
-    store.ReplaceClient(*client);
-  }
-  SetAccepted(store.Connection(), differences.m_IsAccepted);
-  store.Commit();
-  store.Finish();
+bool MakesDifferent(const RestoreMsg& request) {
+  return !request.m_Name.empty() || !request.m_Hosts.empty() || request.m_Accept;
 }
 
 Restored Describe(const Path& folder) {
@@ -164,9 +123,20 @@ Restored Describe(const Path& folder) {
   return {database.Scalar("SELECT name FROM master"),
           state.m_Sequence,
           state.m_Time,
-          state.m_HasKeys,
+          state.m_Keys,
           IsAccepted(database),
-          ValidCertificates(database)};
+          ValidCertificates(database),
+          {},
+          {},
+          0};
+}
+
+/// It does not serve until it is accepted, whatever its layout is, which is returned.
+int MarkAsRestored(const Path& folder) {
+  Database database(SqliteStore::File(folder), Database::Mode::k_ReadWrite);
+  SetDurability(database);
+  WaitForAcceptance(database);
+  return std::stoi(database.Scalar("PRAGMA user_version"));
 }
 
 void CheckOptions(const RestoreOptions& options) {
@@ -192,8 +162,16 @@ std::pair<bool, bool> Acceptance(const Path& folder) {
 
 } // namespace
 
-bool IsAccepted(Database& database) {
-  return database.Scalar("SELECT count(*) FROM sqlite_master WHERE name = 'not_accepted'") == "0";
+void RequireFile(const Path& file) {
+  struct stat info {};
+  if (stat(file.c_str(), &info) != 0 && errno == ENOENT)
+    throw new Exception("There is no file " + Named(file));
+  if (S_ISDIR(info.st_mode))
+    throw new Exception(Named(file) + " is no file, but a folder");
+  if (info.st_mode != 0 && !S_ISREG(info.st_mode))
+    throw new Exception(Named(file) + " is no file");
+  if (faccessat(AT_FDCWD, file.c_str(), R_OK, AT_EACCESS) != 0)
+    rlib::ThrowError("Cannot read " + Named(file), errno);
 }
 
 void CheckIsBackup(const Path& file) {
@@ -213,9 +191,9 @@ std::vector<ValidCertificate> ValidCertificates(Database& database) {
   return valid;
 }
 
-Restored Restore(const RestoreOptions& options) {
+Restored Restore(const RestoreOptions& options, const Ask& ask) {
   CheckOptions(options);
-  std::vector<Revocation> revoked;
+  RevokedList revoked;
   if (!options.m_Revoked.empty())
     revoked = RevokedIn(options.m_Revoked);
   CheckBackup(options.m_File);
@@ -227,31 +205,53 @@ Restored Restore(const RestoreOptions& options) {
   { const FileHandle empty = MakePrivateFile(database); }
   CopyOptions copy;
   copy.m_Mode = Database::Mode::k_Alone;
-  CopyDatabase(options.m_File, database, copy);
-  Alter(staging, {options.m_Name, options.m_Hosts, revoked, options.m_Accept || !options.m_Revoked.empty()});
-  const Restored restored = Describe(staging);
-  if (!revoked.empty())
-    AppendRevocations(RevokedFile(options.m_Folder), revoked);
+  const CopiedState copied = CopyDatabase(options.m_File, database, copy);
+  const int layout = MarkAsRestored(staging);
+  const auto request = MessageFactory::Create<RestoreMsg>();
+  request->m_Name = options.m_Name;
+  request->m_Hosts.assign(options.m_Hosts.begin(), options.m_Hosts.end());
+  request->m_Accept = options.m_Accept || !options.m_Revoked.empty();
+  RevokedCounts counts;
+  if (MakesDifferent(*request)) { // recorded, for which it takes the present layout
+    SqliteStore::BringToThisLayout(staging, SqliteStore::Earlier::k_Leave);
+    counts = AddRevoked(staging, revoked, *request);
+    ask(staging, *request);
+  }
+  Restored restored = Describe(staging);
+  restored.m_Sequence = copied.m_Sequence;
+  restored.m_Time = copied.m_Time;
+  restored.m_Revoked = counts;
+  restored.m_Torn = TornWords(options.m_Revoked, revoked);
+  restored.m_BroughtFrom = MakesDifferent(*request) && layout != k_Layout ? layout : 0;
+  if (!revoked.m_Revocations.empty())
+    AppendRevocations(RevokedFile(options.m_Folder), revoked.m_Revocations);
   SyncFile(database);
   folder.Finish(database);
   return restored;
 }
 
-Restored AcceptRestored(const Path& folder, const Path& revoked) {
+Restored AcceptRestored(const Path& folder, const Path& revoked, const Ask& ask) {
   RequireInitialised(folder);
   const ServeLock lock(folder);
-  std::vector<Revocation> revocations;
+  RevokedList list;
   if (!revoked.empty())
-    revocations = RevokedIn(revoked);
+    list = RevokedIn(revoked);
   {
     Database database(SqliteStore::File(folder), Database::Mode::k_ReadOnly);
     if (IsAccepted(database))
       throw new Exception(Named(folder) + " does not wait to be accepted");
   }
-  if (!revocations.empty())
-    AppendRevocations(RevokedFile(folder), revocations);
-  Alter(folder, {{}, {}, revocations, true});
-  return Describe(folder);
+  SqliteStore::BringToThisLayout(folder);
+  const auto request = MessageFactory::Create<RestoreMsg>();
+  request->m_Accept = true;
+  const RevokedCounts counts = AddRevoked(folder, list, *request);
+  if (!list.m_Revocations.empty())
+    AppendRevocations(RevokedFile(folder), list.m_Revocations);
+  ask(folder, *request);
+  Restored restored = Describe(folder);
+  restored.m_Revoked = counts;
+  restored.m_Torn = TornWords(revoked, list);
+  return restored;
 }
 
 void RequireAccepted(const Path& folder) {

@@ -3,6 +3,8 @@
 
 #include <vector>
 
+#include "manage/Administration.h"
+#include "store/DatabaseCopy.h"
 #include "store/RevokedFile.h"
 #include "store/Sqlite.h"
 
@@ -26,29 +28,40 @@ struct ValidCertificate {
   int64_t m_Expires = 0; // milliseconds since 1970-01-01 UTC; 0: not known
 };
 
+/// Of the revocations that a list has.
+struct RevokedCounts {
+  size_t m_Newly = 0;   // of certificates that were valid in the backup
+  size_t m_Already = 0; // were known to it
+  size_t m_Unknown = 0; // of certificates that it does not hold
+};
+
 struct Restored {
   String m_Name; // of the Master
   int64_t m_Sequence = 0;
-  int64_t m_Time = 0; // of the last record
-  bool m_HasKeys = true;
+  int64_t m_Time = 0; // of the backup's last record
+  HeldKeys m_Keys;
   bool m_IsAccepted = false;
   std::vector<ValidCertificate> m_Valid; // what is accepted, or will be
+  RevokedCounts m_Revoked;
+  std::string m_Torn;    // of the list of what was revoked, see TornWords
+  int m_BroughtFrom = 0; // an earlier layout that the backup has; 0: it was left as it is
 };
 
 /// Makes a data folder of a backup, all of it or nothing: see NewDataFolder. Throws Exception* or
-/// StoreFailure, for a file that is no whole backup in one line that says what it is.
-Restored Restore(const RestoreOptions& options);
+/// StoreFailure, for a file that is no whole backup in one line that says what it is. What is made different
+/// from the backup is a request that `ask` has decided, for which the database is brought to this layout;
+/// else it stays as it is.
+Restored Restore(const RestoreOptions& options, const Ask& ask);
 
-/// Accepts a folder that was restored before, once what `revoked` holds, unless it is empty, is revoked.
-/// Throws Exception* or StoreFailure.
-Restored AcceptRestored(const Path& folder, const Path& revoked);
+/// Accepts a folder that was restored before, with what `revoked` holds revoked, unless that is empty: one
+/// request that `ask` has decided. Throws Exception* or StoreFailure.
+Restored AcceptRestored(const Path& folder, const Path& revoked, const Ask& ask);
 
 /// Throws Exception* for a folder that was restored and not accepted since, or that holds no private key.
 void RequireAccepted(const Path& folder);
 
-/// Whether it is, or was never restored. Throws StoreFailure.
-bool IsAccepted(Database& database);
-
+/// Throws Exception* for what is no file, or cannot be read.
+void RequireFile(const Path& file);
 /// Throws Exception* for a file that is no database, or is only a part of one.
 void CheckIsBackup(const Path& file);
 

@@ -7,6 +7,7 @@
 
 #include "rlib/Escape.h"
 #include "store/SqliteSchema.h"
+#include "store/SqliteStore.h"
 
 namespace brenic::master {
 
@@ -17,12 +18,13 @@ constexpr char k_Restore[] = "restore the last backup that is whole";
 /// A database in memory with the tables as they are made.
 class Model {
 public:
-  Model() {
+  explicit Model(bool isAccepted) {
     if (sqlite3_open(":memory:", &m_Database) != SQLITE_OK)
       throw StoreFailure("Cannot make a database in memory");
     for (const char* tables : k_AllTables)
-      if (sqlite3_exec(m_Database, tables, nullptr, nullptr, nullptr) != SQLITE_OK)
-        throw StoreFailure("Cannot make the tables in memory");
+      Make(tables);
+    if (!isAccepted)
+      Make(k_NotAcceptedTable);
   }
   ~Model() { sqlite3_close_v2(m_Database); }
   Model(const Model&) = delete;
@@ -31,6 +33,11 @@ public:
   sqlite3* Handle() { return m_Database; }
 
 private:
+  void Make(const char* tables) {
+    if (sqlite3_exec(m_Database, tables, nullptr, nullptr, nullptr) != SQLITE_OK)
+      throw StoreFailure("Cannot make the tables in memory");
+  }
+
   sqlite3* m_Database = nullptr;
 };
 
@@ -48,40 +55,42 @@ void CheckPages(Database& database, Findings& findings) {
   }
 }
 
-bool CheckLayout(Database& database, Findings& findings) {
-  const std::string layout = database.Scalar("PRAGMA user_version");
-  if (layout == std::to_string(k_Layout))
+bool IsOfThisLayout(Database& database, Findings& findings) {
+  const int layout = std::stoi(database.Scalar("PRAGMA user_version"));
+  if (layout == k_Layout)
     return true;
-  findings.Problem(fmt::format("The database has layout {}, of which this program checks the pages alone: it "
-                               "knows layout {}",
-                               layout, k_Layout),
-                   "an earlier layout is brought to this one by 'brenic-master serve', a later one needs a "
-                   "newer brenic-master");
+  if (layout > 0 && layout < k_Layout)
+    findings.Note(
+        fmt::format("The database has layout {}, so its pages alone were checked, not settings, audit "
+                    "trail and certificates; 'brenic-master serve' brings it to layout {}",
+                    layout, k_Layout));
+  else
+    findings.Problem(
+        fmt::format(
+            "The database has layout {}, of which this program checks the pages alone: it knows layout {}",
+            layout, k_Layout),
+        layout > k_Layout ? "check it with the newer brenic-master that made it" : k_Restore);
   return false;
 }
 
 /// Everything that matters of tables and indexes, a line for each column.
 std::set<std::string> Describe(sqlite3* database) {
   std::set<std::string> lines;
-  Statement columns(database,
-                    "SELECT 'column ' || m.name || '.' || c.name || ' ' || c.type || CASE WHEN c.\"notnull\" "
-                    "THEN ' not null' ELSE '' END || CASE WHEN c.pk THEN ' key ' || c.pk ELSE '' END "
-                    "FROM sqlite_schema m, pragma_table_info(m.name) c "
-                    "WHERE m.type = 'table' AND substr(m.name, 1, 7) <> 'sqlite_'");
-  while (columns.Step())
-    lines.insert(columns.Text(0));
-  Statement indexes(
-      database, "SELECT 'index ' || CASE WHEN l.origin = 'c' THEN l.name ELSE 'of the key' END || ' of ' || "
-                "m.name || CASE WHEN l.\"unique\" THEN ' unique' ELSE '' END || CASE WHEN l.partial THEN ' "
-                "partial' ELSE '' END || ' ' || x.seqno || ' ' || ifnull(x.name, 'row') || ' ' || x.coll "
-                "FROM sqlite_schema m, pragma_index_list(m.name) l, pragma_index_xinfo(l.name) x "
-                "WHERE m.type = 'table' AND substr(m.name, 1, 7) <> 'sqlite_' AND x.key");
-  while (indexes.Step())
-    lines.insert(indexes.Text(0));
-  Statement others(database,
-                   "SELECT type || ' ' || name FROM sqlite_schema WHERE type IN ('view', 'trigger')");
-  while (others.Step())
-    lines.insert(others.Text(0));
+  for (const char* query :
+       {"SELECT 'column ' || m.name || '.' || c.name || ' ' || c.type || CASE WHEN c.\"notnull\" "
+        "THEN ' not null' ELSE '' END || CASE WHEN c.pk THEN ' key ' || c.pk ELSE '' END "
+        "FROM sqlite_schema m, pragma_table_info(m.name) c "
+        "WHERE m.type = 'table' AND substr(m.name, 1, 7) <> 'sqlite_'",
+        "SELECT 'index ' || CASE WHEN l.origin = 'c' THEN l.name ELSE 'of the key' END || ' of ' || "
+        "m.name || CASE WHEN l.\"unique\" THEN ' unique' ELSE '' END || CASE WHEN l.partial THEN ' "
+        "partial' ELSE '' END || ' ' || x.seqno || ' ' || ifnull(x.name, 'row') || ' ' || x.coll "
+        "FROM sqlite_schema m, pragma_index_list(m.name) l, pragma_index_xinfo(l.name) x "
+        "WHERE m.type = 'table' AND substr(m.name, 1, 7) <> 'sqlite_' AND x.key",
+        "SELECT type || ' ' || name FROM sqlite_schema WHERE type IN ('view', 'trigger')"}) {
+    Statement row(database, query);
+    while (row.Step())
+      lines.insert(row.Text(0));
+  }
   return lines;
 }
 
@@ -92,7 +101,7 @@ void CheckSchema(Database& database, Model& model, Findings& findings) {
     if (!found.contains(line))
       findings.Problem("The database lacks the " + line, k_Restore);
   for (const std::string& line : found)
-    if (!expected.contains(line) && line.find("not_accepted") == std::string::npos) // of a restored one
+    if (!expected.contains(line))
       findings.Problem("The database has the " + line + ", which no Master makes",
                        "if you made it, take it away with sqlite3, else restore a backup");
 }
@@ -123,10 +132,12 @@ void CheckKinds(Database& database, Model& model, Findings& findings) {
 bool CheckDatabase(Database& database, Findings& findings) {
   bool isOfThisLayout = false;
   findings.Guard("The database", [&] { CheckPages(database, findings); });
-  findings.Guard("The database", [&] { isOfThisLayout = CheckLayout(database, findings); });
+  findings.Guard("The database", [&] { isOfThisLayout = IsOfThisLayout(database, findings); });
   if (!isOfThisLayout)
     return false;
-  Model model;
+  bool isAccepted = true;
+  findings.Guard("The database", [&] { isAccepted = IsAccepted(database); });
+  Model model(isAccepted);
   findings.Guard("The database", [&] { CheckSchema(database, model, findings); });
   CheckKinds(database, model, findings);
   return true;

@@ -18,8 +18,8 @@ bool CheckDatabase(Database& database, Findings& findings);
 /// of it could not be read.
 std::optional<Farm> CheckSettings(Database& database, Findings& findings);
 
-/// The audit trail: its sequence and times, each record, and whether its changes, taken back one by one from
-/// `farm`, the present one, fit each other; where it is known, else null.
+/// The clock, and the audit trail: its sequence and times, each record, and whether its changes, taken back
+/// one by one from `farm`, the present one, fit each other; where it is known, else null.
 void CheckTrail(Database& database, const Farm* farm, Findings& findings);
 
 } // namespace brenic::master

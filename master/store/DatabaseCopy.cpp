@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <vector>
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include "store/DurableFiles.h"
 
@@ -84,6 +84,18 @@ uintmax_t SizeOf(const std::string& file) {
   return error ? 0 : size;
 }
 
+HeldKeys KeysIn(Database& database) {
+  HeldKeys keys;
+  keys.m_Master = database.Scalar("SELECT count(*) FROM master WHERE length(server_key) > 0") != "0";
+  // Up to layout 3 there was one authority.
+  Statement row(database.Handle(), HasColumn(database, "authority", "key")
+                                       ? "SELECT number, length(key) FROM authority ORDER BY number"
+                                       : "SELECT 1, length(authority_key) FROM master");
+  while (row.Step())
+    (row.Integer(1) > 0 ? keys.m_Authorities : keys.m_Missing).push_back(row.Integer(0));
+  return keys;
+}
+
 } // namespace
 
 bool HasColumn(Database& database, const char* table, const char* column) {
@@ -102,14 +114,23 @@ CopiedState ReadCopiedState(Database& database) {
     state.m_Sequence = last.Integer(0);
     state.m_Time = last.Integer(1);
   }
-  for (const Column& key : k_KeyColumns) {
-    if (!HasColumn(database, key.m_Table, key.m_Name))
-      continue;
-    const std::string count = database.Scalar(
-        fmt::format("SELECT count(*) FROM {} WHERE length({}) > 0", key.m_Table, key.m_Name).c_str());
-    state.m_HasKeys |= count != "0";
-  }
+  state.m_Keys = KeysIn(database);
   return state;
+}
+
+std::string KeysText(const HeldKeys& keys) {
+  std::vector<std::string> parts;
+  const auto add = [&](const char* before, const std::vector<int64_t>& numbers) {
+    for (const int64_t number : numbers)
+      parts.push_back(fmt::format("{}that of authority {}", before, number));
+  };
+  if (keys.m_Master)
+    parts.emplace_back("the Master's own");
+  add("", keys.m_Authorities);
+  if (!keys.m_Master)
+    parts.emplace_back("not the Master's own");
+  add("not ", keys.m_Missing);
+  return fmt::format("{}", fmt::join(parts, ", "));
 }
 
 void StopWhenLogGrows(Database& database, const Path& file, uintmax_t most) {

@@ -1,6 +1,9 @@
 // A Master's database in one file, as it was at one commit.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "store/Sqlite.h"
 
 namespace brenic::master {
@@ -18,11 +21,23 @@ struct CopyOptions {
   uintmax_t m_MostLog = k_MostLogMeanwhile;
 };
 
+/// Which private keys a database holds.
+struct HeldKeys {
+  bool m_Master = false;              // the Master's own
+  std::vector<int64_t> m_Authorities; // by their numbers, those whose keys are there
+  std::vector<int64_t> m_Missing;     // and the others
+
+  bool IsNone() const { return !m_Master && m_Authorities.empty(); }
+  bool IsAll() const { return m_Master && m_Missing.empty(); }
+};
+/// "the Master's own, that of authority 1, not that of authority 2"
+std::string KeysText(const HeldKeys& keys);
+
 /// What a copy holds.
 struct CopiedState {
   int64_t m_Sequence = 0; // of the last record of the audit trail; 0 for none
   int64_t m_Time = 0;     // of that record, milliseconds since 1970-01-01 UTC
-  bool m_HasKeys = false; // any private key
+  HeldKeys m_Keys;
 };
 
 /// Copies a Master's database of any layout, also while it is served, into `target`, an empty file. Nobody

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "farm/TextCheck.h"
+#include "rlib/Escape.h"
 #include "rlib/Time.h"
 #include "store/DurableFiles.h"
 
@@ -36,26 +37,6 @@ bool IsSerial(std::string_view text) {
          text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-std::optional<Revocation> FromLine(const std::string& line) {
-  const size_t second = line.find(' ', k_TimeBytes + 1);
-  if (line.size() <= k_TimeBytes || line[k_TimeBytes] != ' ' || second == std::string::npos)
-    return std::nullopt;
-  const auto time = TimeOf(line.substr(0, k_TimeBytes));
-  Revocation revocation{time.value_or(0), line.substr(k_TimeBytes + 1, second - k_TimeBytes - 1),
-                        line.substr(second + 1)};
-  const bool isWhole = time && IsSerial(revocation.m_Serial) && !revocation.m_Name.empty() &&
-                       CheckText(revocation.m_Name, k_MaxName);
-  return isWhole ? std::optional(revocation) : std::nullopt;
-}
-
-std::string ToLine(const Revocation& revocation) {
-  const std::string line = fmt::format("{} {} {}", Time(revocation.m_Time).Iso8601().str(),
-                                       revocation.m_Serial, revocation.m_Name.str());
-  if (FromLine(line) != revocation)
-    throw new Exception("A revocation cannot be written as a line: '" + String(line) + "'");
-  return line + "\n";
-}
-
 /// How many bytes at the beginning are whole lines.
 off_t EndOfLines(int file, const Path& name) {
   struct stat info {};
@@ -73,21 +54,43 @@ off_t EndOfLines(int file, const Path& name) {
   return 0;
 }
 
-rlib::Result<std::vector<Revocation>> FromText(const Path& file, const std::string& text) {
-  std::vector<Revocation> revocations;
-  for (size_t begin = 0, end = 0; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1) {
-    const auto revocation = FromLine(text.substr(begin, end - begin));
+rlib::Result<RevokedList> FromText(const Path& file, const std::string& text) {
+  RevokedList list;
+  size_t begin = 0;
+  for (size_t end = 0; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1) {
+    const auto revocation = RevocationOfLine(text.substr(begin, end - begin));
     if (!revocation)
       return rlib::Failure(
           fmt::format("Line {} of '{}' is not a time, a serial number and a name; nothing of the file is "
                       "used. Mend that line, or take another copy of the file",
-                      revocations.size() + 1, file.str().str()));
-    revocations.push_back(*revocation);
+                      list.m_Revocations.size() + 1, file.str().str()));
+    list.m_Revocations.push_back(*revocation);
   }
-  return revocations;
+  list.m_Torn = text.substr(begin);
+  return list;
 }
 
 } // namespace
+
+std::optional<Revocation> RevocationOfLine(const std::string& line) {
+  const size_t second = line.find(' ', k_TimeBytes + 1);
+  if (line.size() <= k_TimeBytes || line[k_TimeBytes] != ' ' || second == std::string::npos)
+    return std::nullopt;
+  const auto time = TimeOf(line.substr(0, k_TimeBytes));
+  Revocation revocation{time.value_or(0), line.substr(k_TimeBytes + 1, second - k_TimeBytes - 1),
+                        line.substr(second + 1)};
+  const bool isWhole = time && IsSerial(revocation.m_Serial) && !revocation.m_Name.empty() &&
+                       CheckText(revocation.m_Name, k_MaxName);
+  return isWhole ? std::optional(revocation) : std::nullopt;
+}
+
+std::string RevocationLine(const Revocation& revocation) {
+  const std::string line = fmt::format("{} {} {}", Time(revocation.m_Time).Iso8601().str(),
+                                       revocation.m_Serial, revocation.m_Name.str());
+  if (RevocationOfLine(line) != revocation)
+    throw new Exception("A revocation cannot be written as a line: '" + String(line) + "'");
+  return line;
+}
 
 Path RevokedFile(const Path& dataFolder) {
   return dataFolder / "revoked";
@@ -96,7 +99,7 @@ Path RevokedFile(const Path& dataFolder) {
 void AppendRevocations(const Path& file, const std::vector<Revocation>& revocations) {
   std::string lines;
   for (const Revocation& revocation : revocations)
-    lines += ToLine(revocation);
+    lines += RevocationLine(revocation) + "\n";
   const FileHandle handle(open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
   if (!handle)
     rlib::ThrowError("Cannot open '" + file.str() + "'", errno);
@@ -120,14 +123,14 @@ void AppendRevocations(const Path& file, const std::vector<Revocation>& revocati
   SyncFolder(file.Parent());
 }
 
-rlib::Result<std::optional<std::vector<Revocation>>> ReadRevoked(const Path& file) {
+rlib::Result<std::optional<RevokedList>> ReadRevoked(const Path& file) {
   const auto failed = [&](const char* what) {
     return rlib::Failure(
         fmt::format("Cannot {} '{}': {}", what, file.str().str(), rlib::ErrorText(errno).str()));
   };
   const FileHandle handle(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   if (!handle && errno == ENOENT)
-    return std::optional<std::vector<Revocation>>();
+    return std::optional<RevokedList>();
   if (!handle)
     return failed("open");
   struct stat info {};
@@ -144,10 +147,27 @@ rlib::Result<std::optional<std::vector<Revocation>>> ReadRevoked(const Path& fil
       return failed("read");
   }
   text.resize(got);
-  const auto revocations = FromText(file, text);
-  if (!revocations)
-    return revocations.Why();
-  return std::optional(*revocations);
+  const auto list = FromText(file, text);
+  if (!list)
+    return list.Why();
+  return std::optional(*list);
+}
+
+std::string TornWords(const Path& file, const RevokedList& list) {
+  if (list.m_Torn.empty())
+    return {};
+  const std::string& torn = list.m_Torn;
+  const size_t second = torn.find(' ', std::min(torn.size(), k_TimeBytes + 1));
+  const bool hasSerial = second != std::string::npos && TimeOf(torn.substr(0, k_TimeBytes)) &&
+                         IsSerial(std::string_view(torn).substr(k_TimeBytes + 1, second - k_TimeBytes - 1));
+  const std::string known = hasSerial ? fmt::format("that the certificate {} was revoked at {}",
+                                                    torn.substr(k_TimeBytes + 1, second - k_TimeBytes - 1),
+                                                    torn.substr(0, k_TimeBytes))
+                                      : fmt::format("no more than '{}'", rlib::Excerpt(torn).str());
+  return fmt::format(
+      "The last line of '{}' is incomplete and was left out; it says {}. Take the whole file if "
+      "this is a copy; else it was being written when the machine stopped, and was not committed",
+      file.str().str(), known);
 }
 
 } // namespace brenic::master

@@ -20,6 +20,17 @@ struct Revocation {
   friend bool operator==(const Revocation&, const Revocation&) = default;
 };
 
+/// It as a line, without its end. Throws Exception* for what cannot be one.
+std::string RevocationLine(const Revocation& revocation);
+/// None for what is no such line.
+std::optional<Revocation> RevocationOfLine(const std::string& line);
+
+/// What a file holds.
+struct RevokedList {
+  std::vector<Revocation> m_Revocations; // in its order
+  std::string m_Torn;                    // what stands behind the last end of a line
+};
+
 /// Where a data folder keeps it.
 Path RevokedFile(const Path& dataFolder);
 
@@ -28,9 +39,11 @@ Path RevokedFile(const Path& dataFolder);
 /// know. What a write that was cut off left behind the last line is taken away. Throws Exception*.
 void AppendRevocations(const Path& file, const std::vector<Revocation>& revocations);
 
-/// What the file holds, in its order; no value where there is no such file. Fails for a file that cannot be
-/// read or holds a line that is not one of these. A last line without an end is left out: whoever wrote it
-/// did not come to commit what it says.
-rlib::Result<std::optional<std::vector<Revocation>>> ReadRevoked(const Path& file);
+/// What the file holds; no value where there is no such file. Fails for a file that cannot be read or holds a
+/// line that is not one of these. A last line without an end is none of the revocations: whoever wrote it did
+/// not come to commit what it says, or the file was not copied to its end.
+rlib::Result<std::optional<RevokedList>> ReadRevoked(const Path& file);
+/// What is known of a last line without an end, as a sentence; empty when there is none.
+std::string TornWords(const Path& file, const RevokedList& list);
 
 } // namespace brenic::master

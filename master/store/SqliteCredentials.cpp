@@ -79,6 +79,23 @@ void SqliteStore::Rename(const String& name) {
   Prepared("UPDATE master SET name = ?").Run(name);
 }
 
+bool SqliteStore::IsAccepted() {
+  return master::IsAccepted(m_Database);
+}
+
+void SqliteStore::Accept() {
+  m_Database.Execute("DROP TABLE not_accepted");
+}
+
+bool IsAccepted(Database& database) {
+  return database.Scalar("SELECT count(*) FROM sqlite_schema WHERE name = 'not_accepted'") == "0";
+}
+
+void WaitForAcceptance(Database& database) {
+  if (IsAccepted(database))
+    database.Execute(k_NotAcceptedTable);
+}
+
 void SqliteStore::ReplaceServerCredential(const Credential& credential, int64_t authority) {
   Prepared("UPDATE master SET server_certificate = ?, server_key = ?, server_authority = ?")
       .Run(credential.m_Certificate, credential.m_Key, authority);

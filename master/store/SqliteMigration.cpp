@@ -86,7 +86,7 @@ void Tell(const Path& dataFolder, int from) {
 
 } // namespace
 
-void SqliteStore::BringToThisLayout(const Path& dataFolder) {
+void SqliteStore::BringToThisLayout(const Path& dataFolder, Earlier earlier) {
   Database database(File(dataFolder), Database::Mode::k_ReadWrite);
   const int found = LayoutOf(database);
   if (found < 1 || found >= k_Layout)
@@ -99,7 +99,8 @@ void SqliteStore::BringToThisLayout(const Path& dataFolder) {
     const int layout = LayoutOf(database);
     if (layout >= k_Layout)
       return database.Rollback();
-    BackUpLayout(dataFolder, layout);
+    if (earlier == Earlier::k_Keep)
+      BackUpLayout(dataFolder, layout);
     if (layout < 2)
       BringFromLayout1(database);
     if (layout < 3)
@@ -118,7 +119,8 @@ void SqliteStore::BringToThisLayout(const Path& dataFolder) {
                     found, k_Layout, advice, failure.what()),
         failure.Which());
   }
-  Tell(dataFolder, found);
+  if (earlier == Earlier::k_Keep)
+    Tell(dataFolder, found);
 }
 
 } // namespace brenic::master

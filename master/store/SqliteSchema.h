@@ -62,6 +62,9 @@ CREATE UNIQUE INDEX audit_message ON audit (client_key, message_id) WHERE result
 CREATE INDEX audit_time ON audit (time);
 )";
 
+/// Only in a database that was restored and not accepted since: a mark that is copied with the file.
+inline constexpr const char* k_NotAcceptedTable = "CREATE TABLE not_accepted (only INTEGER PRIMARY KEY);";
+
 inline constexpr const char* k_AllTables[] = {k_CredentialTables, k_SettingsTables, k_OptionTable,
                                               k_ProductTables, k_AuditTable};
 

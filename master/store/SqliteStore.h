@@ -16,10 +16,12 @@ public:
   /// Makes a database; fails when there is a file of that name, be it a symbolic link.
   static void Create(const Path& file, const MasterRecord& master, const ClientRecord& firstClient);
 
+  /// What becomes of a database of an earlier layout: a copy is kept beside it (LayoutBackup.h), which is
+  /// told; or none, where it is a copy itself.
+  enum class Earlier { k_Keep, k_Leave };
   /// Brings a database of an earlier layout to this one, in one transaction: when it fails, the database is
-  /// as it was. Keeps a copy of it beside it (LayoutBackup.h) and says so. Does nothing to one of this
-  /// layout. Throws StoreFailure.
-  static void BringToThisLayout(const Path& dataFolder);
+  /// as it was. Does nothing to one of this layout. Throws StoreFailure.
+  static void BringToThisLayout(const Path& dataFolder, Earlier earlier = Earlier::k_Keep);
 
   /// Opens an existing database of this layout and checks that commits are durable. To be written, it is
   /// first made durable as far as it was recovered, but beside a Master that serves it, which has done that
@@ -27,8 +29,9 @@ public:
   SqliteStore(const Path& dataFolder, Database::Mode mode, bool isBesideServer = false);
 
   MasterRecord LoadMaster() override;
-  /// The Master's name, in place of the earlier one.
-  void Rename(const String& name);
+  void Rename(const String& name) override;
+  bool IsAccepted() override;
+  void Accept() override;
   void ReplaceServerCredential(const Credential& credential, int64_t authority) override;
   void SetAddress(const String& address) override;
   int64_t AddAuthority(const Credential& authority) override;
@@ -94,5 +97,10 @@ private:
   size_t m_CheckpointAt = 0; // pages of the log at the last checkpoint
   std::map<const char*, std::unique_ptr<Statement>> m_Statements;
 };
+
+/// Whether a Master with this database, of any layout, may serve: see Store::IsAccepted. Throws StoreFailure.
+bool IsAccepted(Database& database);
+/// From now on it may not.
+void WaitForAcceptance(Database& database);
 
 } // namespace brenic::master

@@ -163,6 +163,11 @@ public:
   /// The key of an authority; an empty one takes it away.
   virtual void SetAuthorityKey(int64_t number, const std::string& key) = 0;
   virtual void RemoveAuthority(int64_t number) = 0;
+  /// The Master's name, in place of the earlier one.
+  virtual void Rename(const String& name) = 0;
+  /// Whether it may serve: it was never restored, or was accepted since.
+  virtual bool IsAccepted() = 0;
+  virtual void Accept() = 0;
   virtual Farm LoadFarm() = 0;
 
   virtual void AddClient(const ClientRecord& client) = 0;

@@ -111,6 +111,8 @@ private:
       Problem("has fields that are no JSON");
     if (row.Integer(k_Size) < 0)
       Problem("has a negative size");
+    if (!row.Text(k_Fields).empty())
+      return; // a Master of layout 1 kept what it refused as it came
     bool isText = rlib::IsUtf8(row.Text(k_Class));
     for (int column = k_FirstText; column != k_FirstText + k_Texts; ++column)
       isText = isText && rlib::IsUtf8(row.Text(column));
@@ -177,8 +179,10 @@ private:
 bool CheckEnd(Database& database, Findings& findings) {
   const std::string given = database.Scalar("SELECT seq FROM sqlite_sequence WHERE name = 'audit'");
   const std::string last = database.Scalar("SELECT max(sequence) FROM audit");
-  if (last.empty() && !given.empty())
-    findings.Note("The audit trail is empty, though there were " + given + " records");
+  if (last.empty() && !given.empty() && given != "0")
+    findings.Problem("The audit trail is empty, though the number " + given +
+                         " was given, and the newest record never leaves",
+                     "records are missing; what they told is in an earlier backup");
   else if (!last.empty() && given != last)
     findings.Problem(
         fmt::format("The last record of the audit trail has the number {}, but the last that was "
@@ -186,6 +190,27 @@ bool CheckEnd(Database& database, Findings& findings) {
                     last, given.empty() ? "not known" : given),
         "records are missing at its end; what they told is in another backup");
   return last.empty() && given.empty();
+}
+
+/// What a start takes for the newest time that was believed.
+void CheckClock(Database& database, Findings& findings) {
+  constexpr char k_Advice[] =
+      "once the machine's clock is right, a Master that serves for a day puts this right as well";
+  constexpr int64_t k_LongestAhead = 366 * 24 * k_Hour;
+  Statement row(database.Handle(), "SELECT trusted, in_doubt FROM clock");
+  while (row.Step()) {
+    const int64_t trusted = row.Integer(0), ahead = trusted - Time::Now().Milliseconds();
+    if (trusted <= 0 || Time(trusted).Format().empty())
+      findings.Problem(fmt::format("The time that was believed last, {}, is none", trusted), k_Advice);
+    else if (const String text = Time(trusted).Iso8601(); ahead > k_LongestAhead)
+      findings.Problem("The time that was believed last, " + text.str() + ", is far ahead", k_Advice);
+    else if (ahead > 24 * k_Hour)
+      findings.Note("The time that was believed last, " + text.str() +
+                    ", is still to come: the clock was wrong, or is");
+    if (row.Integer(1) != 0 && row.Integer(1) != 1)
+      findings.Problem(fmt::format("Whether the clock was in doubt is {}, neither 0 nor 1", row.Integer(1)),
+                       k_Advice);
+  }
 }
 
 } // namespace
@@ -196,6 +221,7 @@ void CheckTrail(Database& database, const Farm* farm, Findings& findings) {
     settings.emplace(*farm);
   bool isNew = false;
   findings.Guard("The end of the audit trail", [&] { isNew = CheckEnd(database, findings); });
+  findings.Guard("The clock", [&] { CheckClock(database, findings); });
   findings.Guard("The audit trail", [&] {
     WholeTrail trail(database, settings ? &*settings : nullptr, findings);
     Statement row(database.Handle(), k_Columns);

@@ -1,5 +1,6 @@
 """Backups under load, and Masters that were restored from them."""
 
+import getpass
 import json
 import pathlib
 import queue
@@ -81,6 +82,7 @@ class UnderLoad(FarmTest):
             self.farm.admin("restore", backup, "--accept", "--data-dir", folder)
             restored = [json.loads(line) for line in
                         self.farm.admin("audit", "--json", "--data-dir", folder).splitlines()]
+            self.assertEqual(restored.pop()["message"]["class"], "RestoreMsg")
             self.assertEqual(restored, records[:len(restored)])
             state = json.loads(self.farm.admin("state", "--json", "--data-dir", folder))
             self.assertEqual((state["options"], state["pathTranslations"]), settings_after(restored))
@@ -147,7 +149,15 @@ class Restored(FarmTest):
         self.farm.admin("revoke", "laptop", "--data-dir", data)
         self.assertRegex((data / "revoked").read_text(), r"^\d{4}-\d\d-\d\dT\S+Z [0-9a-f]+ laptop\n$")
         self.farm.admin("check", "--data-dir", data)
-        self.assertDone(self.restore("--revoked", data / "revoked"))
+        with open(data / "revoked", "a") as copy:
+            copy.write("2026-01-31T12:00")
+        restored = self.restore("--revoked", data / "revoked")
+        self.assertDone(restored)
+        self.assertIn("Read 1 revocation: 1 newly revoked, 0 already revoked in the backup, 0 of certificates that the "
+                      "backup does not hold\n", restored.out)
+        self.assertIn(f"The last line of '{data / 'revoked'}' is incomplete and was left out; it says no more than "
+                      "'2026-01-31T12:00'.", restored.out)
+        (data / "revoked").write_text((data / "revoked").read_text().removesuffix("2026-01-31T12:00"))
         self.assertEqual((self.other / "revoked").read_text(), (data / "revoked").read_text())
         self.assertTrue(self.serve_other())
         refused = self.farm.run("-Info", credentials=laptop / "brenic.conf")
@@ -166,6 +176,12 @@ class Restored(FarmTest):
     def test_a_master_moves_to_another_host(self):
         self.farm.admin("backup", self.backup, "--data-dir", self.farm.data)
         self.assertDone(self.restore("--accept", "--host", "render.example", "--name", "Second"))
+        history = run("history", "--data-dir", self.other)
+        self.assertOneLine(history.out, f" {getpass.getuser()}: Restored from a backup; the Master is called 'Second' "
+                           "from now on, no longer 'Test farm'; its certificate is valid for render.example, ",
+                           "; accepted: it may serve")
+        audited = run("audit", "--data-dir", self.other)
+        self.assertIn("RestoreMsg", audited.out)
         self.assertTrue(self.serve_other())
         result = self.farm.run("-Info", "-JSON")  # over 127.0.0.1, which the new certificate is valid for as well
         self.assertDone(result)
@@ -184,14 +200,54 @@ class Restored(FarmTest):
         self.assertTrue(self.farm.try_to_serve())
         self.assertDone(self.farm.run("-Info"))
 
+    def test_which_keys_are_there_is_told(self):
+        self.farm.admin("authority", "--export", self.farm.folder / "authority.pem", "--forget", "--data-dir",
+                        self.farm.data)
+        told = self.farm.admin("backup", self.backup, "--data-dir", self.farm.data)
+        self.assertIn("It holds private keys (the Master's own, not that of authority 1), with which anybody can pose "
+                      "as this Master: keep it", told)
+        restored = self.restore("--accept")
+        self.assertIn("It holds private keys (the Master's own, not that of authority 1); it serves, but ", restored.out)
+        self.assertIn("; run: brenic-master authority --import FILE --data-dir", restored.out)
+        refused = run("restore", self.backup, "--data-dir", self.farm.folder / "third", "--host", "render.example")
+        self.assertEqual(refused.status, 1)
+        self.assertOneLine(refused.err, "The backup does not hold the private key of authority 1")
+        self.assertTrue(self.serve_other())
+
+    def test_a_check_of_an_earlier_layout_is_done_with_a_note(self):
+        shutil.copy(pathlib.Path(__file__).parents[1] / "master/store/layout3/master.db", self.backup)
+        checked = run("check", self.backup)
+        self.assertDone(checked)
+        self.assertIn("Note: The database has layout 3", checked.out)
+        self.assertDone(self.restore())
+        self.assertDone(run("check", "--data-dir", self.other))
+
+    def test_a_check_says_what_is_in_place_of_a_folder(self):
+        absent = run("check", "--data-dir", self.other)
+        self.assertEqual(absent.status, 1)
+        self.assertOneLine(absent.err, f"There is no folder '{self.other}' to check")
+        absent = run("check", self.other)
+        self.assertEqual(absent.status, 1)
+        self.assertOneLine(absent.err, f"There is no file '{self.other}'\n")
+
     def test_an_earlier_layout_is_brought_to_this_one_when_it_serves(self):
-        for layout in (1,):
-            shutil.copy(pathlib.Path(__file__).parents[1] / "master/store/layout1/master.db", self.backup)
-            self.assertDone(self.restore("--accept"))
-            with sqlite3.connect(self.other / "master.db") as database:
-                self.assertEqual(database.execute("PRAGMA user_version").fetchone(), (layout,))
-            self.assertTrue(self.serve_other())
-            self.assertGreater(len(self.farm.audit()), 0)
+        shutil.copy(pathlib.Path(__file__).parents[1] / "master/store/layout1/master.db", self.backup)
+        self.assertDone(self.restore())
+        with sqlite3.connect(self.other / "master.db") as database:
+            self.assertEqual(database.execute("PRAGMA user_version").fetchone(), (1,))
+        accepted = run("restore", "--accept", "--data-dir", self.other)
+        self.assertDone(accepted)
+        self.assertIn(f"it is kept in '{self.other / 'master.db.layout1'}'", accepted.err)
+        self.assertTrue(self.serve_other())
+        self.assertGreater(len(self.farm.audit()), 0)
+
+    def test_an_earlier_layout_moves_to_another_host_in_this_one(self):
+        shutil.copy(pathlib.Path(__file__).parents[1] / "master/store/layout1/master.db", self.backup)
+        restored = self.restore("--accept", "--host", "render.example")
+        self.assertDone(restored)
+        self.assertEqual(restored.err, "")
+        self.assertIn("The backup has layout 1 and stays as it is; ", restored.out)
+        self.assertFalse((self.other / "master.db.layout1").exists())
 
     def test_a_check_tells_what_is_wrong_and_fails(self):
         self.farm.stop()

@@ -42,6 +42,13 @@ class Clients(CredentialsTest):
         self.assertEqual(self.names(text), ["admin", "node7"])
         self.assertRegex(text, "node7  administrator  [0-9a-f]{32}  issued .*, ends in (39|40) days; seen ")
 
+    def test_an_empty_file_brings_no_key_and_takes_none_away(self):
+        empty = self.farm.folder / "empty.pem"
+        empty.touch()
+        told = self.master("authority", "--import", empty, status=1)
+        self.assertEqual(told, f"brenic-master: The file '{empty}' is empty\n")
+        self.issue("node7", "--role", "component")
+
     def test_a_name_is_taken_once(self):
         self.issue("node7", "--role", "component")
         told = self.master("client", "node7", "--role", "component", "--out", self.farm.folder / "again", status=1)

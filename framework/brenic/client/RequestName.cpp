@@ -50,6 +50,7 @@ struct Namer {
   String operator()(const RenewAuthorityMsg&) const { return "the new authority"; }
   String operator()(const MoveAuthorityMsg&) const { return "the move of the authority's key"; }
   String operator()(const RenewMasterMsg&) const { return "the Master's certificates"; }
+  String operator()(const RestoreMsg&) const { return "the restored Master"; }
 };
 
 } // namespace

@@ -223,6 +223,16 @@ void Exchange(typename Direction::template Ref<MoveAuthorityMsg> message, MoveAu
 template <typename Direction>
 void Exchange(typename Direction::template Ref<RenewMasterMsg>, RenewMaster*) {}
 
+template <typename Direction>
+void Exchange(typename Direction::template Ref<RestoreMsg> message, Restore* wire) {
+  const auto each = [](auto& text, std::string* field) { Direction::Text(text, field); };
+  Direction::Text(message.m_Name, wire->mutable_name());
+  Direction::Elements(message.m_Hosts, wire->mutable_hosts(), each);
+  Direction::Elements(message.m_Revoked, wire->mutable_revoked(), each);
+  Direction::Scalar(
+      message.m_Accept, [&] { return wire->accept(); }, [&](bool value) { wire->set_accept(value); });
+}
+
 /// The place of a class's contents in an envelope. A class of the list that has none does not compile.
 template <typename Class>
 struct Place;
@@ -276,6 +286,8 @@ template <>
 struct Place<MoveAuthorityMsg> : PlaceOf<Envelope::kMoveAuthority, &Envelope::mutable_move_authority> {};
 template <>
 struct Place<RenewMasterMsg> : PlaceOf<Envelope::kRenewMaster, &Envelope::mutable_renew_master> {};
+template <>
+struct Place<RestoreMsg> : PlaceOf<Envelope::kRestore, &Envelope::mutable_restore> {};
 
 } // namespace
 

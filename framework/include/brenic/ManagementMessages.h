@@ -127,4 +127,28 @@ public:
   static void Fields(Self&, Visitor&&) {}
 };
 
+/// What a restored Master is to be besides what the backup holds. Taken only before it is accepted.
+class RestoreMsg : public MessageOf<RestoreMsg> {
+public:
+  static constexpr MessageDescription k_Description{"RestoreMsg",
+                                                    TypeOf("5f1d9c0e-6f0b-4c57-9a3e-0d7c1d2a9b14"),
+                                                    "make a Master of a backup",
+                                                    Sender::k_Manager,
+                                                    RequestKind::k_Write,
+                                                    false};
+
+  String m_Name;                  // of the Master from now on; empty: as it was
+  rlib::vector<String> m_Hosts;   // that its certificate is for, besides its machine's; none: as it was
+  rlib::vector<String> m_Revoked; // lines of the file `revoked` whose certificates are still valid
+  bool m_Accept = false;          // it may serve from now on
+
+  template <typename Self, typename Visitor>
+  static void Fields(Self& self, Visitor&& visit) {
+    visit("m_Name", self.m_Name);
+    visit("m_Hosts", self.m_Hosts);
+    visit("m_Revoked", self.m_Revoked);
+    visit("m_Accept", self.m_Accept);
+  }
+};
+
 } // namespace brenic

@@ -22,7 +22,7 @@ using MessageClasses =
     MessageList<SetMasterOptionsMsg, GetMasterOptionsMsg, SetMasterLimitsMsg, SetMasterRestrictionsMsg,
                 PathTranslationsMsg, ProductMsg, RemoveProductMsg, EndProductsMsg, LogDumpMsg, ShutdownMsg,
                 MachineMsg, RevertMsg, IssueClientMsg, IssuedClientMsg, RevokeClientMsg, ChangeHostsMsg,
-                RenewAuthorityMsg, MoveAuthorityMsg, RenewMasterMsg>;
+                RenewAuthorityMsg, MoveAuthorityMsg, RenewMasterMsg, RestoreMsg>;
 
 namespace classes {
 

@@ -179,6 +179,16 @@ TEST(GoldenBytes, RenewMaster) {
   ExpectGolden(Identified<RenewMasterMsg>(), "000000173a150a10000102030405060708090a0b0c0d0e0f920200");
 }
 
+TEST(GoldenBytes, Restore) {
+  auto message = Identified<RestoreMsg>();
+  message.m_Name = "n";
+  message.m_Hosts = {"h"};
+  message.m_Revoked = {"a", "b"};
+  message.m_Accept = true;
+  ExpectGolden(message,
+               "000000253a230a10000102030405060708090a0b0c0d0e0f9a020e0a016e1201681a01611a01622001");
+}
+
 TEST(GoldenBytes, Hello) {
   wire::Frame frame;
   wire::Hello& hello = *frame.mutable_hello();

@@ -1,20 +1,5 @@
-// Backups of a data folder: what is in the file, and what becomes of it.
-#include "manage/Backup.h"
-
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <gmock/gmock.h>
-
-#include "TempFolder.h"
-#include "farm/Samples.h"
-#include "manage/Certificates.h"
-#include "manage/Initialise.h"
-#include "manage/Restore.h"
-#include "store/DataFolder.h"
-#include "store/DurableFiles.h"
-#include "store/SqliteStore.h"
+// Backups of a data folder: what is in the file.
+#include "manage/BackedUpFolder.h"
 
 namespace brenic::master {
 namespace {
@@ -22,59 +7,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-class BackupTest : public testing::Test {
-protected:
-  BackupTest() { Initialise({Data(), "Farm", {"old.example"}, 0}); }
-
-  Path Data() const { return m_Folder / "data"; }
-  Path File(const std::string& name = "backup") const { return m_Folder / name; }
-  Path Other() const { return m_Folder / "other"; }
-
-  void Set(const String& name, const String& value) {
-    SqliteStore store(Data(), Database::Mode::k_ReadWrite);
-    store.Begin();
-    store.Apply(ChangeOf(store.LoadFarm(), *OptionMessage(name, value)));
-    store.Commit();
-    store.Finish();
-  }
-  static MasterRecord Master(const Path& folder) {
-    return SqliteStore(folder, Database::Mode::k_ReadWrite).LoadMaster();
-  }
-  void SetIn(const Path& file, const std::string& sql) {
-    Database(file, Database::Mode::k_ReadWrite).Execute(sql.c_str());
-  }
-
-  template <typename Function>
-  static std::string WhyNot(Function function) {
-    try {
-      function();
-    } catch (Exception* error) {
-      const std::string why = error->Message().str();
-      delete error;
-      return why;
-    } catch (const StoreFailure& failure) {
-      return failure.what();
-    }
-    return "";
-  }
-  std::string WhyNoBackup(const Path& file) {
-    return WhyNot([&] { Backup({Data(), file}); });
-  }
-  std::string WhyNotRestored(const Path& file, const Path& folder) {
-    return WhyNot([&] { Restore({folder, file, {}, {}, true, {}}); });
-  }
-  static std::string WhyNotServed(const Path& folder) {
-    return WhyNot([&] { RequireAccepted(folder); });
-  }
-  static mode_t ModeOf(const Path& file) {
-    struct stat info {};
-    return stat(file.c_str(), &info) == 0 ? info.st_mode & 0777 : 0;
-  }
-  /// The middle of a private key, as it stands in a database.
-  static std::string PartOf(const std::string& pem) { return pem.substr(pem.size() / 3, 40); }
-
-  const TempFolder m_Folder;
-};
+class BackupTest : public BackedUpFolder {};
 
 TEST_F(BackupTest, IsOneFileClosedToOthersThatBecomesTheSameMaster) {
   Set("MaxJobs", "5");
@@ -82,7 +15,7 @@ TEST_F(BackupTest, IsOneFileClosedToOthersThatBecomesTheSameMaster) {
   umask(0);
   const CopiedState state = Backup({Data(), File()});
   umask(022);
-  EXPECT_TRUE(state.m_HasKeys);
+  EXPECT_TRUE(state.m_Keys.IsAll());
   EXPECT_EQ(ModeOf(File()), 0600u);
   EXPECT_EQ(m_Folder.Count(), before + 1);
 
@@ -161,152 +94,12 @@ TEST_F(BackupTest, WithoutKeysHoldsNoByteOfThemNorOfEarlierOnes) {
   Backup({Data(), File()});
   EXPECT_THAT(ReadTextFile(File().c_str()), HasSubstr(PartOf(first.m_Authority.m_Key)));
   const CopiedState state = Backup({Data(), File("public"), false});
-  EXPECT_FALSE(state.m_HasKeys);
+  EXPECT_TRUE(state.m_Keys.IsNone());
   const std::string bytes = ReadTextFile(File("public").c_str());
   EXPECT_THAT(bytes, HasSubstr(PartOf(first.m_Authority.m_Certificate)));
   for (const std::string& key : {PartOf(first.m_Authority.m_Key), PartOf(first.m_Server.m_Key),
                                  std::string(40, 'k'), std::string("PRIVATE KEY")})
     EXPECT_THAT(bytes, Not(HasSubstr(key)));
-}
-
-TEST_F(BackupTest, WithoutKeysIsRestoredButServesOnlyWithAKey) {
-  Backup({Data(), File(), false});
-  EXPECT_THAT(WhyNot([&] {
-                Restore({Other(), File(), {}, {"new.example"}, true, {}});
-              }),
-              HasSubstr("holds no private keys"));
-  EXPECT_FALSE(Restore({Other(), File(), {}, {}, true, {}}).m_HasKeys);
-  EXPECT_THAT(WhyNotServed(Other()), HasSubstr("run: brenic-master authority --import"));
-}
-
-TEST_F(BackupTest, IsChecked) {
-  Backup({Data(), File()});
-  const std::string whole = ReadTextFile(File().c_str());
-  const auto why = [&](const std::string& bytes) {
-    WriteTextFile(File("bad").c_str(), bytes);
-    const std::string reason = WhyNotRestored(File("bad"), Other());
-    EXPECT_EQ(access(SqliteStore::File(Other()).c_str(), F_OK), -1);
-    EXPECT_THAT(reason, HasSubstr(File("bad").str().str()));
-    EXPECT_THAT(reason, Not(HasSubstr("\n")));
-    return reason;
-  };
-  EXPECT_THAT(why(""), HasSubstr("is no backup of a Master"));
-  EXPECT_THAT(why(whole.substr(0, 100)), HasSubstr("is damaged"));
-  EXPECT_THAT(why(std::string(5000, 'x')), HasSubstr("is no backup of a Master"));
-  EXPECT_THAT(why(whole.substr(0, whole.size() - 4096)), HasSubstr("is damaged"));
-  EXPECT_THAT(why(whole.substr(0, 50)), HasSubstr("is no backup of a Master"));
-  for (size_t page = 1; page != whole.size() / 4096; ++page) {
-    std::string bytes = whole;
-    bytes.replace(page * 4096, 200, std::string(200, '\xee'));
-    EXPECT_THAT(why(bytes), HasSubstr("is damaged")) << page;
-  }
-  EXPECT_THAT(WhyNotRestored(File("none"), Other()), HasSubstr("There is no file"));
-  EXPECT_THAT(WhyNotRestored(m_Folder.Name(), Other()), HasSubstr("is no file"));
-}
-
-TEST_F(BackupTest, OfAnotherProgramOrLayoutIsToldAsThat) {
-  Backup({Data(), File()});
-  SetIn(File(), "PRAGMA user_version = 99");
-  EXPECT_THAT(WhyNotRestored(File(), Other()), HasSubstr("has layout 99, made by a newer brenic-master"));
-  SetIn(File(), "PRAGMA user_version = 0");
-  EXPECT_THAT(WhyNotRestored(File(), Other()), HasSubstr("is no backup of a Master"));
-}
-
-TEST_F(BackupTest, ACopyOfFilesInUseIsNone) {
-  Backup({Data(), File()});
-  WriteTextFile((File().str() + "-wal").c_str(), "x");
-  EXPECT_THAT(WhyNotRestored(File(), Other()), HasSubstr("that is a copy of files in use"));
-}
-
-TEST_F(BackupTest, IsRestoredIntoAnEmptyFolderOnly) {
-  Backup({Data(), File()});
-  EXPECT_THAT(WhyNotRestored(File(), Data()), HasSubstr("already holds a Master"));
-  EXPECT_THAT(WhyNotRestored(File(), m_Folder.Name()), HasSubstr("is not empty"));
-}
-
-TEST_F(BackupTest, ARestoreThatWasCutOffIsMadeAnew) {
-  Backup({Data(), File()});
-  Restore({Other(), File(), {}, {}, true, {}});
-  // As it is just before the end.
-  ASSERT_EQ(mkdir((Other() / "master.db.new").c_str(), 0700), 0);
-  ASSERT_EQ(rename((Other() / "master.db").c_str(), (Other() / "master.db.new/master.db").c_str()), 0);
-  AppendRevocations(RevokedFile(Other()), {{0, "01", "somebody"}});
-  EXPECT_THAT(WhyNotRestored(File("none"), Other()), HasSubstr("There is no file"));
-  EXPECT_EQ(WhyNotRestored(File(), Other()), "");
-  EXPECT_EQ(access(RevokedFile(Other()).c_str(), F_OK), -1);
-  EXPECT_EQ(access((Other() / "master.db.new").c_str(), F_OK), -1);
-}
-
-TEST_F(BackupTest, AnEarlierAttemptToRestoreDoesNotServe) {
-  Backup({Data(), File()});
-  const Restored restored = Restore({Other(), File(), {}, {}, false, {}});
-  EXPECT_FALSE(restored.m_IsAccepted);
-  ASSERT_EQ(restored.m_Valid.size(), 1u);
-  EXPECT_EQ(restored.m_Valid[0].m_Name, "admin");
-  EXPECT_EQ(restored.m_Valid[0].m_Role, "administrator");
-  EXPECT_THAT(WhyNotServed(Other()),
-              HasSubstr("run: brenic-master restore --accept --data-dir " + Other().str().str()));
-  EXPECT_TRUE(AcceptRestored(Other(), {}).m_IsAccepted);
-  EXPECT_EQ(WhyNotServed(Other()), "");
-  EXPECT_THAT(WhyNot([&] { AcceptRestored(Other(), {}); }), HasSubstr("does not wait to be accepted"));
-}
-
-TEST_F(BackupTest, OfOneThatWaitsToBeAcceptedWaitsAsWell) {
-  Backup({Data(), File()});
-  Restore({Other(), File(), {}, {}, false, {}});
-  Backup({Other(), File("second")});
-  Restore({m_Folder / "third", File("second"), {}, {}, false, {}});
-  EXPECT_NE(WhyNotServed(m_Folder / "third"), "");
-}
-
-TEST_F(BackupTest, WhatWasRevokedSinceStaysRevoked) {
-  const auto add = [&](const char* serial, const char* name) {
-    SqliteStore(Data(), Database::Mode::k_ReadWrite).AddClient({serial, name, Role::k_Component});
-  };
-  add("aa", "node");
-  add("bb", "lost laptop");
-  Backup({Data(), File()});
-  AppendRevocations(RevokedFile(Data()),
-                    {{1767225600123, "bb", "lost laptop"}, {1767225600124, "cc", "later"}});
-
-  const Restored restored = Restore({Other(), File(), {}, {}, false, RevokedFile(Data())});
-  EXPECT_TRUE(restored.m_IsAccepted);
-  ASSERT_EQ(restored.m_Valid.size(), 2u);
-  EXPECT_EQ(restored.m_Valid[1].m_Name, "node");
-  EXPECT_EQ(ReadTextFile(RevokedFile(Other()).c_str()), ReadTextFile(RevokedFile(Data()).c_str()));
-
-  Restore({m_Folder / "third", File(), {}, {}, false, {}});
-  EXPECT_EQ(AcceptRestored(m_Folder / "third", RevokedFile(Data())).m_Valid.size(), 2u);
-  EXPECT_EQ(WhyNotServed(m_Folder / "third"), "");
-}
-
-TEST_F(BackupTest, AListOfWhatWasRevokedThatCannotBeUsedRestoresNothing) {
-  Backup({Data(), File()});
-  const auto why = [&] {
-    return WhyNot([&] { Restore({Other(), File(), {}, {}, false, RevokedFile(Data())}); });
-  };
-  EXPECT_THAT(why(), HasSubstr("There is no file"));
-  WriteTextFile(RevokedFile(Data()).c_str(), "something\n");
-  EXPECT_THAT(why(), HasSubstr("Line 1 of"));
-  EXPECT_EQ(access(Other().c_str(), F_OK), -1);
-}
-
-TEST_F(BackupTest, BecomesAMasterOfAnotherNameOnAnotherHost) {
-  Backup({Data(), File()});
-  const Restored restored = Restore({Other(), File(), "Second", {"new.example"}, true, {}});
-  EXPECT_EQ(restored.m_Name, "Second");
-  const MasterRecord was = Master(Data()), is = Master(Other());
-  EXPECT_EQ(is.m_ID, was.m_ID);
-  EXPECT_EQ(is.m_Authority.m_Certificate, was.m_Authority.m_Certificate);
-  const auto hosts = HostsOf(is.m_Server);
-  EXPECT_EQ(hosts.front(), "new.example");
-  EXPECT_THAT(hosts, testing::Contains("localhost"));
-  EXPECT_THAT(hosts, Not(testing::Contains("old.example")));
-  EXPECT_EQ(is.m_Address, "new.example");
-  EXPECT_THAT(WhyNot([&] {
-                Restore({m_Folder / "x", File(), {}, {"a/b"}, true, {}});
-              }),
-              HasSubstr("is no host name"));
 }
 
 } // namespace

@@ -1,10 +1,13 @@
 // What the requests about certificates do.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "brenic/MessageFactory.h"
 #include "manage/AuthorityKeys.h"
 #include "manage/Endings.h"
 #include "manage/RegistrarFixture.h"
+#include "store/RevokedFile.h"
 
 namespace brenic::master {
 namespace {
@@ -102,6 +105,22 @@ TEST_F(RegistrarTest, RevokesByNameAndBySerialNumber) {
   EXPECT_THAT(Told(Revocation("node")), HasSubstr("refused: All certificates of 'node' are revoked already"));
   EXPECT_THAT(Told(Revocation("nobody")),
               HasSubstr("refused: There is no client and no certificate 'nobody'"));
+}
+
+TEST_F(RegistrarTest, RevokesNothingThatARestoreCouldNotBeTold) {
+  (void)Register(Issue("node"));
+  WriteTextFile(RevokedFile(m_Folder.Name()).c_str(), "");
+  ASSERT_EQ(chmod(RevokedFile(m_Folder.Name()).c_str(), 0400), 0);
+  ASSERT_EQ(chmod(m_Folder.Name().c_str(), 0755), 0);
+  const bool isRoot = geteuid() == 0; // who may write all
+  ASSERT_EQ(isRoot ? seteuid(65534) : 0, 0);
+  const std::string told = Told(Revocation("node"));
+  ASSERT_EQ(isRoot ? seteuid(0) : 0, 0);
+  EXPECT_THAT(
+      told,
+      HasSubstr("refused: Nothing was revoked, since a restored backup could not be told: Cannot open"));
+  EXPECT_FALSE(Named("node")[0].m_Revoked);
+  EXPECT_EQ(ReadTextFile(RevokedFile(m_Folder.Name()).c_str()), "");
 }
 
 TEST_F(RegistrarTest, ChangesTheHostsAndTheAddressThatFollowsThem) {

@@ -7,8 +7,10 @@
 #include "TempFolder.h"
 #include "brenic/ManagementMessages.h"
 #include "brenic/MessageFactory.h"
+#include "manage/Alone.h"
 #include "manage/Backup.h"
 #include "manage/Certificates.h"
+#include "manage/Check.h"
 #include "manage/ClientCredentials.h"
 #include "manage/Endings.h"
 #include "manage/Initialise.h"
@@ -74,7 +76,7 @@ public:
   /// The machine is lost; of its folder there is the backup and the file `revoked`.
   void RestoreElsewhere(const Path& folder, const Path& backup, const std::string& host) {
     End();
-    Restore({folder, backup, {}, {host}, false, RevokedFile(m_Folder)});
+    Restore({folder, backup, {}, {host}, false, RevokedFile(m_Folder)}, AskAlone);
     m_Folder = folder;
     Start();
   }
@@ -131,6 +133,7 @@ public:
   }
 
   MasterRecord Record() { return SqliteStore(m_Folder, Database::Mode::k_ReadOnly).LoadMaster(); }
+  std::vector<std::string> Problems() const { return CheckFolder(m_Folder).Problems(); }
   std::vector<std::string> TakeWarnings() {
     const std::lock_guard lock(m_Mutex);
     return std::exchange(m_Warnings, {});
@@ -326,6 +329,9 @@ TEST_F(TenYears, NobodyWithValidCredentialsIsRefusedAndNobodyElseIsLetIn) {
   for (const auto& [name, folder] : current)
     Expect({{folder, true}}, "after ten years");
   EXPECT_GT(m_Farm.Now(), m_Began + k_AuthorityDays * k_StoryDay);
+
+  // Only this machine's clock is another one.
+  EXPECT_THAT(m_Farm.Problems(), testing::ElementsAre(HasSubstr("is far ahead")));
 }
 
 } // namespace

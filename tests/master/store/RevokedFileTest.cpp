@@ -20,7 +20,7 @@ protected:
   std::vector<Revocation> Read() {
     const auto read = ReadRevoked(File());
     EXPECT_TRUE(read) << read.Reason().str();
-    return read && *read ? **read : std::vector<Revocation>();
+    return read && *read ? (*read)->m_Revocations : std::vector<Revocation>();
   }
   std::string WhyNotRead() {
     const auto read = ReadRevoked(File());
@@ -65,8 +65,15 @@ TEST_F(Revoked, AbsentAndUnreadableAreNotTheSame) {
 TEST_F(Revoked, LastLineThatWasCutOffIsLeftOutAndTakenAway) {
   Write(k_TwoLines + std::string("2026-01-01T00:00:02.000Z 12 nod"));
   EXPECT_EQ(Read(), k_Two);
+  EXPECT_EQ(
+      TornWords(File(), **ReadRevoked(File())),
+      "The last line of '" + File().str().str() +
+          "' is incomplete and was left out; it says that the certificate 12 was revoked at "
+          "2026-01-01T00:00:02.000Z. Take the whole file if this is a copy; else it was being written when "
+          "the machine stopped, and was not committed");
   AppendRevocations(File(), {{1767225603000, "13", "other"}});
   EXPECT_EQ(ReadTextFile(File().c_str()), k_TwoLines + std::string("2026-01-01T00:00:03.000Z 13 other\n"));
+  EXPECT_EQ(TornWords(File(), **ReadRevoked(File())), "");
 }
 
 TEST_F(Revoked, LineThatIsNotOneMakesAllOfItUnusable) {
@@ -80,6 +87,21 @@ TEST_F(Revoked, LineThatIsNotOneMakesAllOfItUnusable) {
     Write(std::string(k_TwoLines) + line + "\n");
     EXPECT_THAT(WhyNotRead(), HasSubstr("Line 3 of '" + File().str().str() + "'")) << line;
   }
+}
+
+TEST_F(Revoked, IsTheMastersWhoeverMakesIt) {
+  if (geteuid() != 0)
+    GTEST_SKIP() << "only root makes files of others";
+  constexpr uid_t k_Master = 65534;
+  ASSERT_EQ(chown(m_Folder.Name().c_str(), k_Master, k_Master), 0);
+  struct stat info {};
+  AppendRevocations(File(), {k_Two[0]});
+  ASSERT_EQ(stat(File().c_str(), &info), 0);
+  EXPECT_EQ(info.st_uid, k_Master);
+  ASSERT_EQ(chown(File().c_str(), 0, 0), 0); // as an earlier version left it
+  AppendRevocations(File(), {k_Two[1]});
+  ASSERT_EQ(stat(File().c_str(), &info), 0);
+  EXPECT_EQ(info.st_uid, k_Master);
 }
 
 TEST_F(Revoked, WhatWouldNotBeReadBackIsNotWritten) {
