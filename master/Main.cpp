@@ -29,8 +29,8 @@ struct ServeArguments {
 };
 
 CertificateCare CareOf(const Path& folder) {
-  return {[folder](Store& store, const Message& message, int64_t now) {
-            return Register(folder, store, message, now);
+  return {[folder](Store& store, const Message& message, const Moment& moment) {
+            return Register(folder, store, message, moment);
           },
           IsRenewalDue,
           [endings = std::make_shared<Endings>()](Store& store, int64_t now) {
@@ -105,7 +105,7 @@ int main(int argc, char** argv) {
   AddMakingCommands(line);
   AddServeCommand(line);
   AddBackupCommands(line);
-  AddCredentialCommands(line, AskWhoeverHolds);
+  AddCredentialCommands(line, AskWhoeverHolds, [](Store& store) { return ClockOf(store)->Present(); });
   AddHistoryCommands(line, AskWhoeverHolds);
   AddLookingCommands(line);
   AddPrintingCommands(line);

@@ -92,8 +92,7 @@ Draft Begin(const String& name, const Validity& validity, Key key) {
   Require(certificate != nullptr, "making a certificate");
   Require(X509_set_version(certificate, X509_VERSION_3) == 1, "setting the version");
   draft.m_Serial = SetSerial(certificate);
-  // Also when the Master does not believe its machine's clock: the clients' clocks may be with that.
-  const int64_t begin = std::min(validity.m_Begin, rlib::Time::Now().Milliseconds()) - k_Hour;
+  const int64_t begin = validity.m_Begin - k_Hour;
   Require(ASN1_TIME_set(X509_getm_notBefore(certificate), begin / k_Second) &&
               ASN1_TIME_set(X509_getm_notAfter(certificate), validity.m_End / k_Second),
           "setting the validity");

@@ -288,6 +288,7 @@ void Server::FinishWhenEmpty() {
   m_Watchdog.Close();
   m_LookTimer.cancel();
   KeepSightings();
+  KeepTime();
   RecordRefusals();
   m_Machine.Finish();
   m_Work.reset();

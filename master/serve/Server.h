@@ -85,7 +85,8 @@ private:
   void EndWhatHasEnded(int64_t now);
   void LookAfterCertificates(int64_t now);
   void DismissWhoMayNotStay();
-  void KeepTime(bool isInDoubt);
+  void KeepTimeWhenDue(bool hasNews);
+  void KeepTime();
   void KeepSightings();
   void RecordRefusals();
   void WatchRefusals();
@@ -125,7 +126,6 @@ private:
   int64_t m_NextCare = 0;
   int64_t m_NextKeeping = 0;
   int64_t m_NextSightings = 0;
-  bool m_WasInDoubt = false;
   std::map<std::string, ClientRecord::Sighting> m_Sightings; // by serial, not kept yet
   Writer m_Writer;                                           // its thread ends before the rest goes
   // Goes before the writer's store, which leaves no log beside the database when it is closed last.

@@ -37,13 +37,14 @@ std::optional<Request> Server::RenewalIfDue() {
 void Server::LookAtTime() {
   const int64_t now = m_Clock->Now();
   const bool isInDoubt = m_Clock->IsInDoubt();
-  if (const auto news = m_Clock->News())
+  const auto news = m_Clock->News();
+  if (news)
     rlib::Report(isInDoubt ? rlib::Log::k_Error : rlib::Log::k_System, *news);
   if (!isInDoubt) {
     EndWhatHasEnded(now);
     LookAfterCertificates(now);
   }
-  KeepTime(isInDoubt);
+  KeepTimeWhenDue(news.has_value());
   m_LookTimer.expires_after(m_LookEvery);
   m_LookTimer.async_wait([this](const error_code& cancelled) {
     if (!cancelled && !m_Finished) // it may have run out just before it was cancelled
@@ -92,15 +93,18 @@ void Server::LookAfterCertificates(int64_t now) {
     rlib::LogWarning(line);
 }
 
-/// Once an hour, and when the clock has come into doubt or out of it: what a start goes by.
-void Server::KeepTime(bool isInDoubt) {
+/// Once an hour, and when the clock has come into doubt or out of it.
+void Server::KeepTimeWhenDue(bool hasNews) {
   const int64_t running = m_Clock->Running();
   if (running >= m_NextSightings)
     KeepSightings();
-  if (running < m_NextKeeping && isInDoubt == m_WasInDoubt)
-    return;
-  m_NextKeeping = running + TrustedClock::k_Hour;
-  m_WasInDoubt = isInDoubt;
+  if (running >= m_NextKeeping || hasNews)
+    KeepTime();
+}
+
+/// What a start goes by.
+void Server::KeepTime() {
+  m_NextKeeping = m_Clock->Running() + TrustedClock::k_Hour;
   m_Writer.Perform("What is known of the time",
                    [clock = m_Clock->Record()](Store& store) { store.SetClock(clock); });
 }

@@ -239,7 +239,7 @@ bool Writer::IsForManagers(const Request& request) const {
 
 Writer::Decision Writer::DecideManaged(const Request& request) {
   Decision decision;
-  auto managed = m_Manage(*m_Store, *request.m_Message, m_Clock->Now());
+  auto managed = m_Manage(*m_Store, *request.m_Message, m_Clock->Present());
   if (!managed) {
     decision.m_Reason = managed.Reason();
     return decision;

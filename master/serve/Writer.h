@@ -24,9 +24,10 @@ public:
   /// A round ends with so many bytes of replies, and no other begins before as many have been taken.
   static constexpr size_t k_MaxReplies = 64 * 1024 * 1024;
 
-  /// What is to be done for a request about certificates at that time, in milliseconds since 1970-01-01 UTC.
-  /// Called within a transaction, which ends when it refuses with nothing written.
-  using Manage = std::function<rlib::Result<Managed>(Store& store, const Message& message, int64_t now)>;
+  /// What is to be done for a request about certificates at that time. Called within a transaction, which
+  /// ends when it refuses with nothing written.
+  using Manage =
+      std::function<rlib::Result<Managed>(Store& store, const Message& message, const Moment& moment)>;
   /// Called on the writer's thread.
   using Deliver = std::function<void(Batch batch)>;
 

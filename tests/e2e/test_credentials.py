@@ -1,11 +1,17 @@
 """Certificates as an administrator deals with them, beside a running Master and without one."""
+import calendar
+import contextlib
 import json
 import re
+import sqlite3
 import stat
 import subprocess
+import time
 import unittest
 
 from farm import BIN, Farm, FarmTest
+
+DAY = 24 * 60 * 60
 
 
 class CredentialsTest(FarmTest):
@@ -81,6 +87,45 @@ class Clients(CredentialsTest):
         database = b"".join(f.read_bytes() for f in self.farm.data.glob("master.db*"))
         key = (self.farm.folder / "node7/client.key").read_text().splitlines()[1]
         self.assertNotIn(key.encode(), database, "the client's key is only where it was made")
+
+
+class DoubtfulClock(CredentialsTest):
+    def doubt(self):
+        """Makes a Master believe that the machine's clock, which is right, is 400 days ahead."""
+        self.farm.stop()
+        trusted = int((time.time() - 400 * DAY) * 1000)
+        with contextlib.closing(sqlite3.connect(self.farm.data / "master.db", isolation_level=None)) as database:
+            database.execute("INSERT OR REPLACE INTO clock VALUES (1, ?, NULL, NULL)", (trusted,))
+
+    def told(self, *args):
+        done = subprocess.run([BIN / "brenic-master", *args, "--data-dir", self.farm.data], capture_output=True,
+                              text=True, timeout=60)
+        self.assertEqual(done.returncode, 0, done)
+        return done
+
+    def test_certificates_are_judged_by_the_time_that_the_master_believes(self):
+        self.issue("node7", "--role", "administrator", "--valid-days", "-10")
+        self.assertIn("ended", self.told("clients").stdout)
+        self.doubt()
+        for serves in (False, True):
+            if serves:
+                self.farm.serve()
+            clients = self.told("clients")
+            self.assertRegex(clients.stdout, "node7  administrator .* until")
+            self.assertNotIn("ended", clients.stdout)
+            self.assertOneLine(clients.stderr, "The machine's clock says ", " and is in doubt; certificates are judged "
+                                               "by the Master's time, ")
+            authority = self.told("authority", "--json")
+            self.assertEqual(json.loads(authority.stdout)["clients"], 2)
+            self.assertOneLine(authority.stderr, " and is in doubt")
+
+    def test_what_is_issued_is_valid_by_the_machines_clock_too(self):
+        self.doubt()
+        self.farm.serve()
+        told = self.master("client", "node7", "--role", "component", "--days", "30", "--out", self.farm.folder / "n")
+        self.assertIn("; the machine's clock is in doubt, so days are counted from ", told)
+        ends = time.strptime(re.search("valid until ([-0-9]+)", told)[1], "%Y-%m-%d")
+        self.assertGreater(calendar.timegm(ends), time.time() + 28 * DAY)
 
 
 class Ending(CredentialsTest):
