@@ -203,8 +203,27 @@ class Reload(ConfigurationTest):
         self.serve()
         self.farm.config.unlink()
         self.reload()
-        self.assertOneLine(self.farm.log(), "Cannot read the configuration")
+        self.assertOneLine(self.farm.log(), f"Cannot read the configuration '{self.farm.config}': No such file")
         self.assertDone(self.farm.run("-Reboot"))
+
+    def test_an_empty_one_is_not_taken_while_there_were_settings(self):
+        self.configure(RebootCommand="true", AuditKeep=4000)
+        self.serve()
+        for text, why in (("", "no settings any more"), ("[Master]\n", "no settings any more"),
+                          (f"[Master]\nDataFolder = master\n", "AuditKeep, which is 4000, is missing now")):
+            before = len(self.farm.log())
+            self.farm.config.write_text(text)
+            self.reload()
+            self.assertOneLine(self.farm.log()[before:], "all settings stay as they were: ", why)
+        self.assertDone(self.farm.run("-Reboot"))
+
+    def test_at_a_start_an_empty_one_is_fine(self):
+        self.farm.config.write_text("; nothing\n")
+        self.serve("--data-dir", self.farm.data, "--listen", "127.0.0.1:0")
+        self.assertEqual(self.farm.log(), "")
+        self.assertRegex(self.log_file(), "SYSTEM The configuration '.*' has no settings")
+        self.reload()
+        self.assertEqual(self.farm.log(), "")
 
     def test_what_only_a_start_takes_is_named(self):
         self.configure()
@@ -297,7 +316,8 @@ class Systemd(ConfigurationTest):
     def test_so_does_why_it_cannot_start(self):
         (self.farm.folder / "master.out").touch()
         self.configure(Nonsense=1)
-        self.assertOneLine(self.failure(**self.journal()), "<3>brenic-master: The configuration has the unknown name")
+        self.assertOneLine(self.failure(**self.journal()), "<3>brenic-master: Line 6 of the configuration '",
+                           "the unknown name 'Nonsense'")
 
     def test_another_stream_gets_none(self):
         self.configure(LogDisplayLevel=3)
