@@ -12,6 +12,7 @@
 #include "manage/Restore.h"
 #include "net/Endpoint.h"
 #include "rlib/Escape.h"
+#include "rlib/File.h"
 #include "rlib/Stream.h"
 #include "serve/Alone.h"
 #include "serve/Serve.h"
@@ -68,10 +69,17 @@ Asked AskWhoeverHolds(const Path& folder, const Message& message) {
       return std::move(*asked);
     if (tries == 10)
       rlib::stdErr.PutLine("brenic-master: waiting for the Master in '" + rlib::EscapeControls(folder.str()) +
-                           "', which begins or ends just now");
+                           "', which begins or ends just now" +
+                           (rlib::File::Exists(ManagementSocket(folder))
+                                ? ""
+                                : ", or whose manage.sock was taken away: it makes that anew by itself"));
     std::this_thread::sleep_for(k_Pause);
   }
-  throw new Exception("The Master in '" + folder.str() + "' neither serves nor has ended; try again later");
+  throw new Exception(
+      "The Master in '" + rlib::EscapeControls(folder.str()) +
+      (rlib::File::Exists(ManagementSocket(folder))
+           ? "' neither serves nor has ended; try again later"
+           : "' runs, but cannot be asked, since its manage.sock is missing: its log says why"));
 }
 
 void AddServeCommand(CommandLine& line) {

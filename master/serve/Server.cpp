@@ -44,7 +44,13 @@ Server::Server(const ServerOptions& options, std::unique_ptr<Store> store, std::
       m_Clock(options.m_Clock ? options.m_Clock : ClockOf(*directory)), m_Care(options.m_Care),
       m_Machine(m_Io, options.m_Settings.m_Live.m_Commands),
       m_Places(options.m_Places, options.m_Settings.m_Live.m_ConnectionsPerCertificate), m_RefusalTimer(m_Io),
-      m_Reloader(m_Io, options.m_Settings, options.m_Load, m_Writer, m_Machine, m_Places),
+      m_Reloader(
+          m_Io, options.m_Settings,
+          [this, load = options.m_Load] {
+            MendListeners();
+            return load();
+          },
+          m_Writer, m_Machine, m_Places),
       m_Watchdog(m_Io, m_Writer), m_LookEvery(options.m_LookEvery), m_LookTimer(m_Io),
       m_Writer(
           std::move(store), options.m_Settings.m_Live.m_Commands,

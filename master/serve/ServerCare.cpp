@@ -45,11 +45,28 @@ void Server::LookAtTime() {
     LookAfterCertificates(now);
   }
   KeepTimeWhenDue(news.has_value());
+  if (!m_Ending)
+    MendListeners();
   m_LookTimer.expires_after(m_LookEvery);
   m_LookTimer.async_wait([this](const error_code& cancelled) {
     if (!cancelled && !m_Finished) // it may have run out just before it was cancelled
       LookAtTime();
   });
+}
+
+/// A cleaner of old files may have taken a local socket away.
+void Server::MendListeners() {
+  String problem;
+  for (const auto& listener : m_Listeners) {
+    const rlib::Result<bool> mended = listener->Mend();
+    if (!mended)
+      problem = listener->Address() + ": " + mended.Reason();
+    else if (*mended)
+      rlib::LogWarning("The local socket was taken away, and is made anew: " + listener->Address());
+  }
+  if (!problem.empty() && problem != m_NotMended)
+    rlib::LogError("The local socket was taken away, and cannot be made anew: " + problem);
+  m_NotMended = problem;
 }
 
 void Server::EndWhatHasEnded(int64_t now) {
