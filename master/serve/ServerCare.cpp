@@ -11,27 +11,13 @@
 
 namespace brenic::master {
 
-namespace {
-
-/// The Master itself, as the sender of what it asks of itself.
-std::shared_ptr<const Peer> Oneself() {
-  Peer peer;
-  peer.m_Key = "master";
-  peer.m_Name = "brenic-master";
-  peer.m_Role = Role::k_Administrator;
-  peer.m_Manages = true;
-  return std::make_shared<const Peer>(peer);
-}
-
-} // namespace
-
 std::optional<Request> Server::RenewalIfDue() {
   if (!m_Care.m_IsDue || m_Clock->IsInDoubt() || !m_Care.m_IsDue(*m_Directory, m_Clock->Now()))
     return std::nullopt;
   wire::Envelope envelope;
   wire::ToWire(*MessageFactory::Create<RenewMasterMsg>(), envelope);
   std::string bytes = envelope.SerializeAsString();
-  return MakeRequest(0, Oneself(), envelope, std::move(bytes));
+  return MakeRequest(0, std::make_shared<const Peer>(Peer::TheMaster()), envelope, std::move(bytes));
 }
 
 void Server::LookAtTime() {
