@@ -1,4 +1,5 @@
-// What the running Master does as time goes by: the clock, certificates that end, who was seen when.
+// What the running Master does as time goes by: the clock, its sockets, certificates that end, who was seen
+// when, the refusals of each minute.
 #include <fmt/core.h>
 
 #include "brenic/ManagementMessages.h"
@@ -127,6 +128,22 @@ void Server::KeepSightings() {
                      for (const auto& [serial, seen] : sightings)
                        store.SetLastSeen(serial, seen);
                    });
+}
+
+void Server::WatchRefusals() {
+  m_RefusalTimer.expires_after(std::chrono::minutes(1));
+  m_RefusalTimer.async_wait([this](const error_code& cancelled) {
+    if (cancelled)
+      return;
+    RecordRefusals();
+    if (!m_Refusals.IsEmpty())
+      WatchRefusals();
+  });
+}
+
+void Server::RecordRefusals() {
+  for (Request& request : m_Refusals.Minute())
+    m_Writer.Submit(std::move(request));
 }
 
 } // namespace brenic::master
