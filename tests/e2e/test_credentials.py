@@ -3,6 +3,7 @@ import calendar
 import contextlib
 import json
 import re
+import shutil
 import sqlite3
 import stat
 import subprocess
@@ -168,6 +169,15 @@ class Hosts(CredentialsTest):
                          "brenic-master: 'a b' is no host name and no address\n")
 
 
+    def test_a_hundred_of_them_are_taken_by_clients(self):
+        have = len(self.master("hosts").splitlines()) - 1
+        more = [f"host{number}.{'long' * 14}.example" for number in range(100 - have)]
+        self.master("hosts", *(part for host in more for part in ("--add", host)))
+        self.assertDone(self.farm.run("-Info"))
+        self.assertEqual(self.master("hosts", "--add", "one.more", status=1),
+                         "brenic-master: The Master's certificate is valid for at most 100 hosts\n")
+
+
 class Authority(CredentialsTest):
     def test_is_rolled_over_without_a_stop(self):
         old = self.issue("old", "--role", "component")
@@ -205,6 +215,29 @@ class ManagementSocket(CredentialsTest):
         self.assertEqual(stat.S_IMODE(path.stat().st_mode), 0o600)
         self.farm.stop()
         self.assertFalse(path.exists())
+
+    def test_a_subcommand_waits_for_a_master_that_begins(self):
+        self.farm.stop()
+        shutil.rmtree(self.farm.data / "log")
+        other = self.farm.folder / "other"  # which it stores before it serves
+        other.mkdir()
+        held = sqlite3.connect(self.farm.data / "master.db", isolation_level=None)
+        held.execute("BEGIN IMMEDIATE")
+        self.addCleanup(held.close)
+        self.farm.output = open(self.farm.folder / "master.out", "a+b")
+        self.farm.master = subprocess.Popen(
+            [BIN / "brenic-master", "serve", "--data-dir", self.farm.data, "--listen", "127.0.0.1:0", "--products",
+             other], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self.farm.output)
+        while not (self.farm.data / "log/brenic-master.log").exists():  # behind the lock
+            self.assertIsNone(self.farm.master.poll(), self.farm.log())
+        client = subprocess.Popen([BIN / "brenic-master", "revoke", "admin", "--data-dir", self.farm.data],
+                                  stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.assertRegex(client.stderr.readline(), "waiting for the Master in '.*', which begins or ends just now")
+        held.execute("ROLLBACK")
+        out, err = client.communicate(timeout=60)
+        self.assertEqual((client.returncode, err), (0, ""))
+        self.assertIn("Revoked the certificate of 'admin'", out)
+        self.assertIn(b"Serving on", self.farm.master.stdout.readline())
 
     def test_is_there_in_a_folder_with_a_long_name(self):
         farm = Farm(serve=False)
