@@ -12,6 +12,7 @@
 #include "manage/Restore.h"
 #include "net/Endpoint.h"
 #include "rlib/Escape.h"
+#include "rlib/File.h"
 #include "rlib/Stream.h"
 #include "serve/Alone.h"
 #include "serve/Serve.h"
@@ -29,8 +30,8 @@ struct ServeArguments {
 };
 
 CertificateCare CareOf(const Path& folder) {
-  return {[folder](Store& store, const Message& message, int64_t now) {
-            return Register(folder, store, message, now);
+  return {[folder](Store& store, const Message& message, const Moment& moment) {
+            return Register(folder, store, message, moment);
           },
           IsRenewalDue,
           [endings = std::make_shared<Endings>()](Store& store, int64_t now) {
@@ -73,10 +74,17 @@ Asked AskWhoeverHolds(const Path& folder, const Message& message) {
       return std::move(*asked);
     if (tries == 10)
       rlib::stdErr.PutLine("brenic-master: waiting for the Master in '" + rlib::EscapeControls(folder.str()) +
-                           "', which begins or ends just now");
+                           "', which begins or ends just now" +
+                           (rlib::File::Exists(ManagementSocket(folder))
+                                ? ""
+                                : ", or whose manage.sock was taken away: it makes that anew by itself"));
     std::this_thread::sleep_for(k_Pause);
   }
-  throw new Exception("The Master in '" + folder.str() + "' neither serves nor has ended; try again later");
+  throw new Exception(
+      "The Master in '" + rlib::EscapeControls(folder.str()) +
+      (rlib::File::Exists(ManagementSocket(folder))
+           ? "' neither serves nor has ended; try again later"
+           : "' runs, but cannot be asked, since its manage.sock is missing: its log says why"));
 }
 
 void AddServeCommand(CommandLine& line) {
@@ -110,7 +118,7 @@ int main(int argc, char** argv) {
   AddMakingCommands(line);
   AddServeCommand(line);
   AddBackupCommands(line, AskAlone);
-  AddCredentialCommands(line, AskWhoeverHolds);
+  AddCredentialCommands(line, AskWhoeverHolds, [](Store& store) { return ClockOf(store)->Present(); });
   AddHistoryCommands(line, AskWhoeverHolds);
   AddLookingCommands(line);
   AddPrintingCommands(line);

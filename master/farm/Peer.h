@@ -15,7 +15,7 @@ Role RoleOf(const std::string& name);
 
 /// Who is at the other end of a connection. Immutable.
 struct Peer {
-  std::string m_Key; // certificate serial, or "uid:N"
+  std::string m_Key; // certificate serial, "uid:N", or "master"
   String m_Name;
   Role m_Role = Role::k_Component;
   std::string m_Address;
@@ -27,6 +27,9 @@ struct Peer {
 
   /// On this machine, without a certificate.
   bool IsLocal() const { return m_Key.starts_with("uid:"); }
+
+  /// The Master, as the one who asks what it does of itself.
+  static Peer TheMaster();
 };
 
 } // namespace brenic::master

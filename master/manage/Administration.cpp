@@ -17,11 +17,19 @@ namespace brenic::master {
 
 namespace {
 
-constexpr time_t k_Patience = 60; // seconds; the Master may be busy with a million options
+[[noreturn]] void FailForSilence(std::chrono::milliseconds patience, bool isAsked) {
+  throw new Exception(
+      fmt::format("The Master does not answer within {} seconds; {}",
+                  std::chrono::ceil<std::chrono::seconds>(patience).count(),
+                  isAsked ? "whether this was done is unknown: look before you repeat it"
+                          : "nothing was done: look at its log, and whether it was stopped or stands still"));
+}
 
 class Connection {
 public:
-  explicit Connection(int socket) : m_Socket(socket) { m_Reader.SetLimit(wire::k_MaxFrame); }
+  Connection(int socket, std::chrono::milliseconds patience) : m_Socket(socket), m_Patience(patience) {
+    m_Reader.SetLimit(wire::k_MaxFrame);
+  }
   ~Connection() { close(m_Socket); }
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -39,17 +47,14 @@ public:
   }
 
   /// The next frame; none when the Master has gone or says nothing for too long.
-  std::optional<wire::Frame> Receive() {
+  std::optional<wire::Frame> Receive(bool isAsked) {
     for (;;) {
       if (auto frame = m_Reader.Next())
         return frame;
       std::array<char, 64 * 1024> bytes;
       const ssize_t count = recv(m_Socket, bytes.data(), bytes.size(), 0);
       if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
-        throw new Exception(fmt::format(
-            "The Master does not answer within {} seconds; whether this was done is unknown: look before "
-            "you repeat it",
-            k_Patience));
+        FailForSilence(m_Patience, isAsked);
       if (count <= 0)
         return std::nullopt;
       m_Reader.Feed({bytes.data(), static_cast<size_t>(count)});
@@ -58,11 +63,12 @@ public:
 
 private:
   const int m_Socket;
+  const std::chrono::milliseconds m_Patience;
   wire::FrameReader m_Reader;
 };
 
 /// -1 when nobody listens.
-int Connect(const Path& socket) {
+int Connect(const Path& socket, std::chrono::milliseconds patience) {
   const ShortSocketPath path(socket);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -70,13 +76,15 @@ int Connect(const Path& socket) {
   const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (descriptor < 0)
     rlib::ThrowError("Cannot make a socket", errno);
-  const timeval patience{k_Patience, 0};
-  setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-  setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+  const timeval within{patience.count() / 1000, patience.count() % 1000 * 1000};
+  setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &within, sizeof within);
+  setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &within, sizeof within);
   if (connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
     return descriptor;
   const int error = errno;
   close(descriptor);
+  if (error == EAGAIN) // too many wait already
+    FailForSilence(patience, false);
   if (error != ENOENT && error != ECONNREFUSED)
     rlib::ThrowError(
         "Cannot reach the Master by '" + socket.str() + "'; run this as the Master's user or as root", error);
@@ -129,17 +137,18 @@ Asked ReadAnswer(const Message& message, const std::string& frames) {
   throw new Exception("The Master gave no answer");
 }
 
-std::optional<Asked> AskRunning(const Path& folder, const Message& message) {
-  const int socket = Connect(ManagementSocket(folder));
+std::optional<Asked> AskRunning(const Path& folder, const Message& message,
+                                std::chrono::milliseconds patience) {
+  const int socket = Connect(ManagementSocket(folder), patience);
   if (socket < 0)
     return std::nullopt;
-  Connection connection(socket);
+  Connection connection(socket, patience);
   if (!connection.Send(HelloFrame()))
     return std::nullopt;
   bool isSent = false;
   Asked asked;
   std::optional<wire::Answer> answer;
-  while (auto frame = connection.Receive()) {
+  while (auto frame = connection.Receive(isSent)) {
     if (frame->has_goodbye() && frame->goodbye().reason() != wire::Goodbye::ENDING && !isSent)
       throw new Exception("The Master does not let this in: " +
                           rlib::EscapeControls(String(frame->goodbye().text())));

@@ -1,6 +1,7 @@
 // How the subcommands have something decided: by whoever holds the Master.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 
@@ -23,7 +24,9 @@ using Ask = std::function<Asked(const Path& folder, const Message& message)>;
 Asked ReadAnswer(const Message& message, const std::string& frames);
 
 /// Asks the Master that serves the data folder, by its management socket. No value when there is none that
-/// listens (it begins or ends just now). Throws Exception*.
-std::optional<Asked> AskRunning(const Path& folder, const Message& message);
+/// listens (it begins or ends just now). Throws Exception*, also when it is silent for so long; it may be
+/// busy with a million options.
+std::optional<Asked> AskRunning(const Path& folder, const Message& message,
+                                std::chrono::milliseconds patience = std::chrono::seconds(60));
 
 } // namespace brenic::master

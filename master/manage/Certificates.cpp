@@ -10,6 +10,7 @@
 #include <openssl/x509v3.h>
 
 #include "manage/OpensslHandles.h"
+#include "manage/Words.h"
 #include "net/TlsContext.h"
 #include "store/CertificateFields.h"
 
@@ -23,7 +24,6 @@ using Extension = std::unique_ptr<X509_EXTENSION, OpensslFree<X509_EXTENSION_fre
 
 constexpr int64_t k_Second = 1000; // milliseconds
 constexpr int64_t k_Hour = 60 * 60 * k_Second;
-constexpr int64_t k_Day = 24 * k_Hour;
 
 void Require(bool done, const char* what) {
   if (!done)
@@ -92,8 +92,7 @@ Draft Begin(const String& name, const Validity& validity, Key key) {
   Require(certificate != nullptr, "making a certificate");
   Require(X509_set_version(certificate, X509_VERSION_3) == 1, "setting the version");
   draft.m_Serial = SetSerial(certificate);
-  // Also when the Master does not believe its machine's clock: the clients' clocks may be with that.
-  const int64_t begin = std::min(validity.m_Begin, rlib::Time::Now().Milliseconds()) - k_Hour;
+  const int64_t begin = validity.m_Begin - k_Hour;
   Require(ASN1_TIME_set(X509_getm_notBefore(certificate), begin / k_Second) &&
               ASN1_TIME_set(X509_getm_notAfter(certificate), validity.m_End / k_Second),
           "setting the validity");

@@ -18,7 +18,7 @@ struct Issued {
 };
 
 /// From when to when a certificate is valid, in milliseconds since 1970-01-01 UTC. It begins an hour earlier,
-/// since the clocks of a farm differ a little, and never after this machine's time.
+/// since the clocks of a farm differ a little.
 struct Validity {
   int64_t m_Begin = 0;
   int64_t m_End = 0;

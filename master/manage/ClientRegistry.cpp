@@ -74,7 +74,9 @@ Result<> CheckIssue(const IssueClientMsg& request, const std::vector<ClientRecor
 /// Ends what the client has, with an overlap, and gives it the role; what was done, to follow a sentence.
 std::string Supersede(const Office& office, const std::vector<ClientRecord>& same,
                       const IssueClientMsg& request, Role role, std::vector<std::string>& dismissed) {
-  const int64_t end = office.m_Now + request.m_Overlap * k_Day;
+  // Without an overlap it ends now, whatever the machine's clock says.
+  const int64_t end =
+      request.m_Overlap == 0 ? office.m_Now : office.m_Moment.Later() + request.m_Overlap * k_Day;
   std::vector<EndTold> superseded;
   for (ClientRecord client : same) {
     if (!IsAccepted(client, office.m_Now))
@@ -122,8 +124,8 @@ Result<Managed> RegisterAs(const Office& office, const IssueClientMsg& request) 
   if (const auto check = CheckSigns(authority, office.m_Now); !check)
     return check.Why();
   const Role role = request.m_Role.empty() ? same.back().m_Role : RoleOf(request.m_Role.str());
-  const Validity validity = Validity::Days(request.m_Days ? request.m_Days : k_CertificateDays, office.m_Now)
-                                .Within(authority.m_Credential.m_Certificate);
+  const Validity validity = ValidityFor(request.m_Days ? request.m_Days : k_CertificateDays, office.m_Moment,
+                                        authority.m_Credential);
   const Issued issued =
       IssueClientFor(authority.m_Credential, request.m_Name, request.m_PublicKey.str(), validity);
 
@@ -131,9 +133,15 @@ Result<Managed> RegisterAs(const Office& office, const IssueClientMsg& request) 
   const String address = AddressForClients(office.m_Folder, master);
   Managed managed;
   managed.m_Done = IssuedWords(request.m_Name, role, issued.m_Serial, validity.m_End) +
-                   Supersede(office, same, request, role, managed.m_Dismissed);
-  office.m_Store.AddClient(
-      {issued.m_Serial, request.m_Name, role, authority.m_Number, validity.m_Begin, validity.m_End, {}, {}});
+                   Supersede(office, same, request, role, managed.m_Dismissed) + DoubtText(office.m_Moment);
+  office.m_Store.AddClient({issued.m_Serial,
+                            request.m_Name,
+                            role,
+                            authority.m_Number,
+                            std::min(office.m_Now, validity.m_End),
+                            validity.m_End,
+                            {},
+                            {}});
   const auto reply = MessageFactory::Create<IssuedClientMsg>();
   reply->m_Certificate = issued.m_Credential.m_Certificate;
   reply->m_Authorities = master.TrustedCertificates();

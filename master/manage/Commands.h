@@ -7,12 +7,15 @@
 
 namespace brenic::master {
 
+/// The time that the Master goes by whose store this is, whether it serves or not.
+using TellTime = std::function<Moment(Store& store)>;
+
 /// `init`
 void AddMakingCommands(CommandLine& line);
 /// `backup`, `restore`, `check`. `ask` has a request decided about a folder that is locked.
 void AddBackupCommands(CommandLine& line, const Ask& ask);
 /// `client`, `clients`, `revoke`, `hosts`, `authority`
-void AddCredentialCommands(CommandLine& line, const Ask& ask);
+void AddCredentialCommands(CommandLine& line, const Ask& ask, const TellTime& tellTime);
 /// `plan`, `lint`, `product check`
 void AddLookingCommands(CommandLine& line);
 /// `history`, `revert`

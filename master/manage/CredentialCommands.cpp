@@ -51,13 +51,24 @@ void AddClient(CommandLine& line, const Ask& ask) {
       ->group(""); // not shown: may be negative, for tests
 }
 
-void AddClients(CommandLine& line) {
+/// By what certificates are judged, also where the machine's clock says another time, which is told.
+int64_t BelievedTime(const TellTime& tellTime, Store& store) {
+  const Moment moment = tellTime(store);
+  if (moment.m_IsInDoubt)
+    rlib::stdErr.PutLine("brenic-master: The machine's clock says " + Time(moment.m_Wall).Iso8601() +
+                         " and is in doubt; certificates are judged by the Master's time, " +
+                         Time(moment.m_Believed).Iso8601());
+  return moment.m_Believed;
+}
+
+void AddClients(CommandLine& line, const TellTime& tellTime) {
   const auto json = std::make_shared<bool>(false);
-  CLI::App& clients = line.AddOnFolder("clients", "Lists all certificates", [json](const Path& folder) {
-    SqliteStore store = OpenToRead(folder);
-    const int64_t now = Time::Now().Milliseconds();
-    Print(*json ? ClientsJson(store.Clients()) : ClientsText(store.Clients(), now));
-  });
+  CLI::App& clients =
+      line.AddOnFolder("clients", "Lists all certificates", [json, tellTime](const Path& folder) {
+        SqliteStore store = OpenToRead(folder);
+        const int64_t now = BelievedTime(tellTime, store);
+        Print(*json ? ClientsJson(store.Clients()) : ClientsText(store.Clients(), now));
+      });
   clients.add_flag("--json", *json, "one JSON object a line");
 }
 
@@ -119,13 +130,13 @@ String ReadKeyFile(const Path& file) {
   return *text;
 }
 
-void AddAuthority(CommandLine& line, const Ask& ask) {
+void AddAuthority(CommandLine& line, const Ask& ask, const TellTime& tellTime) {
   struct Options {
     bool m_Renew = false, m_Json = false, m_Forget = false, m_HasFile = false;
     std::string m_Export, m_Import;
   };
   const auto options = std::make_shared<Options>();
-  const auto run = [options, ask](const Path& folder) {
+  const auto run = [options, ask, tellTime](const Path& folder) {
     if (options->m_Renew)
       return Tell(ask(folder, *MessageFactory::Create<RenewAuthorityMsg>()).m_Text);
     const auto move = MessageFactory::Create<MoveAuthorityMsg>();
@@ -142,7 +153,7 @@ void AddAuthority(CommandLine& line, const Ask& ask) {
       return options->m_Forget ? Tell(ask(folder, *move).m_Text) : void();
     }
     SqliteStore store = OpenToRead(folder);
-    const int64_t now = Time::Now().Milliseconds();
+    const int64_t now = BelievedTime(tellTime, store);
     Print(options->m_Json ? AuthoritiesJson(store, now) : AuthoritiesText(store, now));
   };
   CLI::App& authority =
@@ -163,12 +174,12 @@ void AddAuthority(CommandLine& line, const Ask& ask) {
 
 } // namespace
 
-void AddCredentialCommands(CommandLine& line, const Ask& ask) {
+void AddCredentialCommands(CommandLine& line, const Ask& ask, const TellTime& tellTime) {
   AddClient(line, ask);
-  AddClients(line);
+  AddClients(line, tellTime);
   AddRevoke(line, ask);
   AddHosts(line, ask);
-  AddAuthority(line, ask);
+  AddAuthority(line, ask, tellTime);
 }
 
 } // namespace brenic::master

@@ -35,7 +35,6 @@ bool IsAccepted(const ClientRecord& client, int64_t now) {
 }
 
 int DaysUntil(int64_t end, int64_t now) {
-  constexpr int64_t k_Day = 24 * 60 * 60 * 1000;
   const int64_t days = (end - now) / k_Day;
   return static_cast<int>(end < now ? days - 1 : days);
 }

@@ -11,7 +11,8 @@ namespace brenic::master {
 struct Office {
   const Path& m_Folder;
   Store& m_Store;
-  int64_t m_Now; // milliseconds since 1970-01-01 UTC
+  Moment m_Moment;
+  int64_t m_Now = m_Moment.m_Believed;
 };
 
 // Each carries its request out or refuses it with nothing written: what throws Exception* comes before the
@@ -27,6 +28,9 @@ rlib::Result<Managed> RegisterAs(const Office& office, const RestoreMsg& request
 /// Fails unless certificates of the authority can be issued.
 rlib::Result<> CheckSigns(const Authority& authority, int64_t now);
 
-inline constexpr int64_t k_Day = 24 * 60 * 60 * 1000; // milliseconds
+/// From now on for so many days, at most until the end of the authority.
+Validity ValidityFor(int days, const Moment& moment, const Credential& authority);
+/// To follow what was counted from now on: empty unless the clock is in doubt.
+std::string DoubtText(const Moment& moment);
 
 } // namespace brenic::master

@@ -28,8 +28,7 @@ const Authority& OfServer(const MasterRecord& master) {
 
 void ReplaceServer(const Office& office, const MasterRecord& master, const Authority& authority,
                    const std::vector<std::string>& hosts) {
-  const Validity validity =
-      Validity::Days(k_CertificateDays, office.m_Now).Within(authority.m_Credential.m_Certificate);
+  const Validity validity = ValidityFor(k_CertificateDays, office.m_Moment, authority.m_Credential);
   office.m_Store.ReplaceServerCredential(
       IssueServer(authority.m_Credential, master.m_Name, hosts, validity).m_Credential, authority.m_Number);
 }
@@ -73,6 +72,21 @@ Result<> CheckSigns(const Authority& authority, int64_t now) {
     return Failure(fmt::format(
         "The authority ended on {}; make a new one with brenic-master authority --renew", DateText(end)));
   return {};
+}
+
+Validity ValidityFor(int days, const Moment& moment, const Credential& authority) {
+  Validity validity = Validity::Days(days, moment.Later());
+  validity.m_Begin = std::min(validity.m_Begin, moment.Earlier());
+  return validity.Within(authority.m_Certificate);
+}
+
+std::string DoubtText(const Moment& moment) {
+  if (!moment.m_IsInDoubt)
+    return {};
+  return fmt::format(
+      "; the machine's clock is in doubt, so days are counted from {}, the later of what it says "
+      "and what is believed",
+      DateText(moment.Later()));
 }
 
 Result<Managed> RegisterAs(const Office& office, const ChangeHostsMsg& request) {
@@ -123,8 +137,10 @@ Result<Managed> RegisterAs(const Office& office, const RenewAuthorityMsg&) {
                                end ? DateText(*end) : "the next look at the certificates, within an hour"));
   }
   const Authority& earlier = master.m_Authorities.back();
-  const Credential authority = MakeAuthority("Brenic authority " + master.m_ID.ToString(),
-                                             Validity::Days(k_AuthorityDays, office.m_Now));
+  // By what is believed alone: a clock that is far ahead makes no authority for a century.
+  Validity validity = Validity::Days(k_AuthorityDays, office.m_Now);
+  validity.m_Begin = office.m_Moment.Earlier();
+  const Credential authority = MakeAuthority("Brenic authority " + master.m_ID.ToString(), validity);
   office.m_Store.AddAuthority(authority);
   const auto end = LastEnd(clients, earlier, office.m_Now);
   Managed managed;
@@ -192,8 +208,8 @@ bool IsRenewalDue(Store& store, int64_t now) {
          });
 }
 
-Result<Managed> Register(const Path& folder, Store& store, const Message& message, int64_t now) {
-  const Office office{folder, store, now};
+Result<Managed> Register(const Path& folder, Store& store, const Message& message, const Moment& moment) {
+  const Office office{folder, store, moment};
   try {
     return VisitMessage(message, [&]<typename Class>(const Class& typed) -> Result<Managed> {
       if constexpr (Class::k_Description.m_Sender == Sender::k_Manager)

@@ -7,7 +7,8 @@ namespace brenic::master {
 
 /// Carries the request out in the store, within the caller's transaction, or refuses it with nothing written.
 /// `now` is in milliseconds since 1970-01-01 UTC. Throws StoreFailure.
-rlib::Result<Managed> Register(const Path& folder, Store& store, const Message& message, int64_t now);
+rlib::Result<Managed> Register(const Path& folder, Store& store, const Message& message,
+                               const Moment& moment);
 
 /// Whether a RenewMasterMsg would change something.
 bool IsRenewalDue(Store& store, int64_t now);

@@ -40,11 +40,10 @@ Result<Identity> MakeIdentity(const Office& office, const MasterRecord& master, 
                    [&](const Authority& each) { return each.m_Number == master.m_ServerAuthority; });
   if (authority == master.m_Authorities.end() || authority->m_Credential.m_Key.empty())
     return Failure(fmt::format("The backup does not hold the private key of authority {}, so no certificate "
-                               "can be issued for another "
-                               "name or host; restore it without --name and --host",
+                               "can be issued for another name "
+                               "or host; restore it without --name and --host",
                                master.m_ServerAuthority));
-  const Validity validity =
-      Validity::Days(k_CertificateDays, office.m_Now).Within(authority->m_Credential.m_Certificate);
+  const Validity validity = ValidityFor(k_CertificateDays, office.m_Moment, authority->m_Credential);
   identity.m_Server =
       IssueServer(authority->m_Credential, identity.m_Name, identity.m_Hosts, validity).m_Credential;
   return identity;
@@ -58,7 +57,7 @@ std::string Take(const Office& office, const MasterRecord& master, const Identit
   if (identity.m_Name != master.m_Name)
     done = fmt::format("the Master is called {} from now on, no longer {}; ", Quoted(identity.m_Name),
                        Quoted(master.m_Name));
-  return done + fmt::format("its certificate is valid for {}", fmt::join(identity.m_Hosts, ", "));
+  return done + fmt::format("its certificate is valid for {}", Listed(identity.m_Hosts));
 }
 
 /// The certificates, marked as revoked, in the order of the lines; those that are valid.

@@ -11,6 +11,8 @@
 
 namespace brenic::master {
 
+inline constexpr int64_t k_Day = 24 * 60 * 60 * 1000; // milliseconds
+
 /// In UTC; milliseconds since 1970-01-01.
 inline std::string DateText(int64_t time) {
   return rlib::Time(time).Format("%Y-%m-%d").str();

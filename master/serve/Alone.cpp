@@ -23,8 +23,10 @@ std::string DecideAlone(const Path& folder, const Message& message, const Certif
 
   auto store = std::make_unique<SqliteStore>(folder, Database::Mode::k_ReadWrite);
   const auto clock = ClockOf(*store);
-  Writer writer(
-      std::move(store), {}, [](const Batch&) {}, UID(true).ToString().str(), {}, care.m_Manage, clock);
+  // Before anything is recorded, the time of which tells nothing while the clock is in doubt.
+  TryToStore("What is known of the time", [&] { store->SetClock(clock->Record()); });
+  Writer writer(std::move(store),
+                {.m_Run = UID(true).ToString().str(), .m_Manage = care.m_Manage, .m_Clock = clock});
   return *writer.DecideNow({&request, 1}).m_Results.front().m_Frames;
 }
 

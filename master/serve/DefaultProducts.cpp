@@ -43,11 +43,12 @@ private:
 
 /// What the Master did of itself.
 AuditRecord OwnRecord(std::shared_ptr<const Change> change, const std::string& run, int64_t now) {
+  const Peer master = Peer::TheMaster();
   AuditRecord record;
   record.m_Time = now;
-  record.m_ClientKey = "master";
-  record.m_ClientName = "brenic-master";
-  record.m_Role = Role::k_Administrator;
+  record.m_ClientKey = master.m_Key;
+  record.m_ClientName = master.m_Name;
+  record.m_Role = master.m_Role;
   record.m_MessageId = UID(true);
   record.m_Class = k_DefaultProductsClass;
   record.m_Digest = Sha256({});

@@ -35,6 +35,9 @@ public:
   /// Who arrives from now on is shown the Master's present certificate, and judged by its present
   /// authorities.
   virtual void Present(const MasterRecord&) {}
+  /// Listens anew where others have taken away by what it is reached. True when that was so; fails when it
+  /// cannot.
+  virtual rlib::Result<bool> Mend() { return false; }
 };
 
 /// Whether this machine knows IPv6 at all.

@@ -20,20 +20,7 @@ public:
                 OnArrival onArrival)
       : m_Path(socket), m_Use(use), m_Report(std::move(report)), m_OnArrival(std::move(onArrival)),
         m_Loop(io, [this](stream_protocol::socket accepted) { Arrive(std::move(accepted)); }) {
-    try {
-      RemoveStale(io);
-      stream_protocol::acceptor& acceptor = m_Loop.Get();
-      acceptor.open();
-      acceptor.bind(stream_protocol::endpoint(ShortSocketPath(m_Path).str()));
-      m_Bound = true;
-      // Everybody may connect; the peer's user decides who is let in.
-      if (chmod(m_Path.c_str(), use == LocalUse::k_Management ? 0600 : 0666) != 0)
-        rlib::ThrowError("Cannot open the local socket '" + m_Path.str() + "' to users", errno);
-      acceptor.listen();
-    } catch (const boost::system::system_error& error) {
-      throw new Exception(fmt::format("Cannot listen on the local socket '{}': {}", m_Path.str().str(),
-                                      error.code().message()));
-    }
+    Open();
     m_Loop.Accept();
   }
 
@@ -41,20 +28,59 @@ public:
 
   void Close() override {
     m_Loop.Close();
-    if (m_Bound)
+    if (IsInPlace())
       unlink(m_Path.c_str());
     m_Bound = false;
+  }
+  rlib::Result<bool> Mend() override {
+    if (IsInPlace())
+      return false;
+    m_Loop.Close();
+    m_Bound = false;
+    try {
+      Open();
+    } catch (Exception* error) {
+      const std::unique_ptr<Exception> owned(error);
+      m_Loop.Close();
+      return rlib::Failure(error->Message());
+    }
+    m_Loop.Accept();
+    return true;
   }
   String Address() const override { return "unix:" + m_Path.str(); }
 
 private:
-  void RemoveStale(asio::io_context& io) {
+  void Open() {
+    try {
+      stream_protocol::acceptor& acceptor = m_Loop.Get();
+      RemoveStale();
+      acceptor.open();
+      acceptor.bind(stream_protocol::endpoint(ShortSocketPath(m_Path).str()));
+      m_Bound = lstat(m_Path.c_str(), &m_File) == 0;
+      // Everybody may connect; the peer's user decides who is let in.
+      if (chmod(m_Path.c_str(), m_Use == LocalUse::k_Management ? 0600 : 0666) != 0)
+        rlib::ThrowError("Cannot open the local socket '" + m_Path.str() + "' to users", errno);
+      acceptor.listen();
+    } catch (const boost::system::system_error& error) {
+      throw new Exception(fmt::format("Cannot listen on the local socket '{}': {}", m_Path.str().str(),
+                                      error.code().message()));
+    }
+  }
+
+  /// Whether the path leads here, and not to what others have put there.
+  bool IsInPlace() const {
+    struct stat info {};
+    return m_Bound && lstat(m_Path.c_str(), &info) == 0 && info.st_dev == m_File.st_dev &&
+           info.st_ino == m_File.st_ino;
+  }
+
+  void RemoveStale() {
     struct stat info {};
     if (lstat(m_Path.c_str(), &info) != 0)
       return;
     if (!S_ISSOCK(info.st_mode))
       throw new Exception("There is a file that is no socket: " + m_Path.str());
-    stream_protocol::socket probe(io);
+    stream_protocol::socket probe(m_Loop.Get().get_executor());
     error_code error;
     probe.connect(stream_protocol::endpoint(ShortSocketPath(m_Path).str()), error);
     if (error != asio::error::connection_refused)
@@ -88,6 +114,7 @@ private:
   const OnArrival m_OnArrival;
   AcceptLoop<stream_protocol::acceptor> m_Loop;
   bool m_Bound = false;
+  struct stat m_File {}; // as it was bound
 };
 
 } // namespace

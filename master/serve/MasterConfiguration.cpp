@@ -1,7 +1,10 @@
 #include "serve/MasterConfiguration.h"
 
+#include <map>
+
 #include <fmt/core.h>
 
+#include "rlib/Escape.h"
 #include "rlib/IniFile.h"
 #include "rlib/Number.h"
 #include "serve/Listener.h"
@@ -21,26 +24,30 @@ Path File(const Pair& pair) {
   return pair.m_Value.empty() ? Path() : pair.m_Folder / pair.m_Value;
 }
 
+/// What a value must be.
+[[noreturn]] void Refuse(const Pair& pair, const std::string& wanted) {
+  throw new Exception(
+      fmt::format("{} must be {}, not '{}'", pair.m_Name.str(), wanted, rlib::Excerpt(pair.m_Value).str()));
+}
+
 int Level(const Pair& pair) {
   const std::optional<int32_t> level = rlib::ParseInt32(pair.m_Value);
   if (!level || *level < rlib::Log::k_Nothing || *level > rlib::Log::k_Trace)
-    throw new Exception(
-        fmt::format("The configuration's {} must be a number from 0 to 6", pair.m_Name.str()));
+    Refuse(pair, "a number from 0 to 6");
   return *level;
 }
 
 size_t Count(const Pair& pair) {
   const std::optional<int32_t> number = rlib::ParseInt32(pair.m_Value);
   if (!number || *number < 1)
-    throw new Exception(fmt::format("The configuration's {} must be a number from 1 up", pair.m_Name.str()));
+    Refuse(pair, "a number from 1 up");
   return static_cast<size_t>(*number);
 }
 
 int Days(const Pair& pair) {
   const std::optional<int32_t> days = rlib::ParseInt32(pair.m_Value);
   if (!days || *days < KeepingOptions::k_LeastDays)
-    throw new Exception(fmt::format("The configuration's {} must be a number of days from {} up",
-                                    pair.m_Name.str(), KeepingOptions::k_LeastDays));
+    Refuse(pair, fmt::format("a number of days from {} up", KeepingOptions::k_LeastDays));
   return *days;
 }
 
@@ -62,11 +69,12 @@ using Settings = MasterConfiguration;
 struct Setting {
   const char* m_Name;
   void (*m_Take)(Settings& settings, const Pair& pair);
+  bool m_MayRepeat = false;
 };
 
 constexpr Setting k_Settings[] = {
     {"DataFolder", [](Settings& all, const Pair& pair) { all.m_Start.m_DataFolder = File(pair); }},
-    {"Listen", [](Settings& all, const Pair& pair) { AddListen(all.m_Start, pair); }},
+    {"Listen", [](Settings& all, const Pair& pair) { AddListen(all.m_Start, pair); }, true},
     {"Socket", [](Settings& all, const Pair& pair) { all.m_Start.m_Socket = File(pair); }},
     {"PortFile", [](Settings& all, const Pair& pair) { all.m_Start.m_PortFile = File(pair); }},
     {"LogFolder", [](Settings& all, const Pair& pair) { all.m_Start.m_LogFolder = File(pair); }},
@@ -81,36 +89,99 @@ constexpr Setting k_Settings[] = {
     {"AuditKeep", [](Settings& all, const Pair& pair) { all.m_Live.m_AuditKeep = Days(pair); }},
 };
 
-void Take(Settings& settings, const Pair& pair) {
+const Setting& Find(const String& name) {
   for (const Setting& setting : k_Settings) {
-    if (pair.m_Name.CompareNoCase(setting.m_Name) == 0)
-      return setting.m_Take(settings, pair);
+    if (name.CompareNoCase(setting.m_Name) == 0)
+      return setting;
   }
-  throw new Exception(fmt::format("The configuration has the unknown name '{}'", pair.m_Name.str()));
+  throw new Exception(fmt::format("the unknown name '{}'", rlib::Excerpt(name).str()));
 }
+
+/// One file that is read.
+class Reading {
+public:
+  explicit Reading(const Path& file) : m_File(file), m_Folder(file.Parent()) {
+    m_Ini.SetFileName(file.str());
+    m_Ini.OnSkipped([this](size_t line, const char* why) {
+      if (!m_Malformed)
+        m_Malformed = {line, why};
+    });
+  }
+
+  MasterConfiguration All() {
+    const bool isRead = m_Ini.Load(true, false);
+    if (!isRead)
+      FailToRead();
+    if (m_Malformed)
+      Fail(m_Malformed->first, m_Malformed->second);
+    while (m_Ini.SetNextSection())
+      TakeSection();
+    if (!m_Ini.Problem().empty())
+      FailToRead();
+    return m_Taken;
+  }
+
+private:
+  String File() const { return "the configuration '" + rlib::EscapeControls(m_File.str()) + "'"; }
+  [[noreturn]] void FailToRead() const {
+    throw new Exception("Cannot read " + File() + ": " + m_Ini.Problem());
+  }
+  [[noreturn]] void Fail(size_t line, const String& why) const {
+    throw new Exception(
+        fmt::format("Line {} of {}: {}", line, File().str(), rlib::EscapeControls(why).str()));
+  }
+
+  void TakeSection() {
+    if (m_Ini.GetCurrentSection().CompareNoCase("Master") != 0)
+      Fail(m_Ini.LineNumber(), m_Ini.GetCurrentSection().empty()
+                                   ? String("it stands above [Master]")
+                                   : String(fmt::format("the unknown section '{}'; it wants [Master]",
+                                                        rlib::Excerpt(m_Ini.GetCurrentSection()).str())));
+    String name, value;
+    while (m_Ini.GetNextValue(name, value)) {
+      try {
+        Take({m_Folder, name, value});
+      } catch (Exception* error) {
+        const std::unique_ptr<Exception> owned(error);
+        Fail(m_Ini.LineNumber(), error->Message());
+      }
+    }
+  }
+
+  void Take(const Pair& pair) {
+    const Setting& setting = Find(pair.m_Name);
+    const auto [first, isFirst] = m_Lines.emplace(&setting, m_Ini.LineNumber());
+    if (!isFirst && !setting.m_MayRepeat)
+      throw new Exception(fmt::format("{} stands in line {} already", setting.m_Name, first->second));
+    setting.m_Take(m_Taken, pair);
+    m_Taken.m_Names.insert(setting.m_Name);
+  }
+
+  const Path m_File;
+  const Path m_Folder;
+  rlib::IniFile m_Ini;
+  std::optional<std::pair<size_t, const char*>> m_Malformed; // the first such line
+  std::map<const Setting*, size_t> m_Lines;                  // in which each stands
+  MasterConfiguration m_Taken;
+};
 
 } // namespace
 
 MasterConfiguration LoadMasterConfiguration(const Path& file) {
-  MasterConfiguration configuration;
-  if (file.empty())
-    return configuration;
-  rlib::IniFile ini;
-  ini.SetFileName(file.str());
-  if (!ini.Load(true, false))
-    throw new Exception("Cannot read the configuration '" + file.str() + "'");
-  if (ini.SkippedLines() > 0)
-    throw new Exception(fmt::format("The configuration '{}' has {} line(s) that cannot be read",
-                                    file.str().str(), ini.SkippedLines()));
-  while (ini.SetNextSection()) {
-    if (ini.GetCurrentSection().CompareNoCase("Master") != 0)
-      throw new Exception(fmt::format("The configuration has the unknown section '{}'; it wants [Master]",
-                                      ini.GetCurrentSection().str()));
-    String name, value;
-    while (ini.GetNextValue(name, value))
-      Take(configuration, {file.Parent(), name, value});
-  }
-  return configuration;
+  return file.empty() ? MasterConfiguration() : Reading(file).All();
+}
+
+rlib::Result<> CheckSuccession(const MasterConfiguration& present, const MasterConfiguration& next) {
+  if (!present.m_Names.empty() && next.m_Names.empty())
+    return rlib::Failure("The file has no settings any more, so it may have been cut off; a new start of the "
+                         "Master takes it as it is");
+  if (present.m_Names.contains("AuditKeep") && !next.m_Names.contains("AuditKeep") &&
+      next.m_Live.m_AuditKeep < present.m_Live.m_AuditKeep)
+    return rlib::Failure(fmt::format(
+        "AuditKeep, which is {}, is missing now, and records would leave the audit trail; if that is meant, "
+        "write AuditKeep = {}",
+        present.m_Live.m_AuditKeep, next.m_Live.m_AuditKeep));
+  return {};
 }
 
 std::vector<String> MasterConfigurationNames() {

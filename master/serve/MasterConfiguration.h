@@ -1,6 +1,8 @@
 // The Master's configuration file.
 #pragma once
 
+#include <set>
+
 #include "farm/Judgement.h"
 #include "rlib/Log.h"
 #include "serve/AuditKeeping.h"
@@ -30,13 +32,18 @@ struct StartSettings {
 struct MasterConfiguration {
   LiveSettings m_Live;
   StartSettings m_Start;
+  std::set<String> m_Names; // that the file has
 };
 
 /// Relative paths are relative to the file; a path without value counts as not configured, and what to listen
-/// on may be given several times and with commas. An empty `file` gives the defaults. Throws Exception* for a
-/// file that cannot be read, and for a line, section, name or value in it that is not known: a misspelt
-/// command must not go unnoticed until it is needed.
+/// on may be given several times and with commas. An empty `file` gives the defaults. Throws Exception*, with
+/// one line that names the file, for one that cannot be read, and for a line, section, name or value in it
+/// that is not known or there twice: a misspelt command must not go unnoticed until it is needed.
 MasterConfiguration LoadMasterConfiguration(const Path& file);
+
+/// Fails when the next one, in place of the present one of a running Master, would have something leave for
+/// good only because it is missing: a file that is being written, or was cut off, is empty or ends too early.
+rlib::Result<> CheckSuccession(const MasterConfiguration& present, const MasterConfiguration& next);
 
 /// All names that the section may have.
 std::vector<String> MasterConfigurationNames();

@@ -68,6 +68,8 @@ rlib::Result<> Reloader::TryToBegin() {
     delete error;
     return rlib::Failure(reason);
   }
+  if (auto succession = CheckSuccession(m_Settings, m_Next); !succession)
+    return succession;
   // Before the writer's part: going back to what was is easy here.
   if (auto taken = TakeLevels(m_Next.m_Live); !taken)
     return taken;
@@ -89,6 +91,7 @@ rlib::Result<> Reloader::TakeLevels(const LiveSettings& settings) {
 
 void Reloader::TakeAll() {
   m_Settings.m_Live = m_Next.m_Live;
+  m_Settings.m_Names = m_Next.m_Names;
   m_Machine.Take(m_Settings.m_Live.m_Commands);
   m_Places.Limit(m_Settings.m_Live.m_ConnectionsPerCertificate);
   m_Writer.SetAuditKeep(m_Settings.m_Live.m_AuditKeep);

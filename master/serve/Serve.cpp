@@ -132,6 +132,8 @@ void Serve(const ServeOptions& options) {
   options.m_Prepare(folder);
   const std::unique_ptr<ServeLock> lock = LockFor(folder);
   OpenLog(settings);
+  if (!options.m_ConfigFile.empty() && settings.m_Names.empty())
+    rlib::LogSystem("The configuration '" + options.m_ConfigFile.str() + "' has no settings");
 
   ServerOptions serverOptions;
   serverOptions.m_Settings = settings;

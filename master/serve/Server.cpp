@@ -44,13 +44,25 @@ Server::Server(const ServerOptions& options, std::unique_ptr<Store> store, std::
       m_Clock(options.m_Clock ? options.m_Clock : ClockOf(*directory)), m_Care(options.m_Care),
       m_Machine(m_Io, options.m_Settings.m_Live.m_Commands),
       m_Places(options.m_Places, options.m_Settings.m_Live.m_ConnectionsPerCertificate), m_RefusalTimer(m_Io),
-      m_Reloader(m_Io, options.m_Settings, options.m_Load, m_Writer, m_Machine, m_Places),
+      m_Reloader(
+          m_Io, options.m_Settings,
+          [this, load = options.m_Load] {
+            MendListeners();
+            return load();
+          },
+          m_Writer, m_Machine, m_Places),
       m_Watchdog(m_Io, m_Writer), m_LookEvery(options.m_LookEvery), m_LookTimer(m_Io),
-      m_Writer(
-          std::move(store), options.m_Settings.m_Live.m_Commands,
-          [this](Batch batch) { asio::post(m_Io, [this, batch = std::move(batch)] { OnBatch(batch); }); },
-          options.m_Run, options.m_Settings.m_Live.m_Products, options.m_Care.m_Manage, m_Clock,
-          options.m_Settings.m_Live.m_AuditKeep),
+      m_Writer(std::move(store), {.m_Run = options.m_Run,
+                                  .m_Deliver =
+                                      [this](Batch batch) {
+                                        asio::post(m_Io,
+                                                   [this, batch = std::move(batch)] { OnBatch(batch); });
+                                      },
+                                  .m_Commands = options.m_Settings.m_Live.m_Commands,
+                                  .m_Products = options.m_Settings.m_Live.m_Products,
+                                  .m_Manage = options.m_Care.m_Manage,
+                                  .m_Clock = m_Clock,
+                                  .m_AuditKeep = options.m_Settings.m_Live.m_AuditKeep}),
       m_Directory(std::move(directory)) {
   if (const auto due = RenewalIfDue())
     (void)m_Writer.DecideNow({&*due, 1});
@@ -142,22 +154,6 @@ void Server::Submit(Request request) {
     m_Refusals.Take(request);
   }
   m_Writer.Submit(std::move(request));
-}
-
-void Server::WatchRefusals() {
-  m_RefusalTimer.expires_after(std::chrono::minutes(1));
-  m_RefusalTimer.async_wait([this](const error_code& cancelled) {
-    if (cancelled)
-      return;
-    RecordRefusals();
-    if (!m_Refusals.IsEmpty())
-      WatchRefusals();
-  });
-}
-
-void Server::RecordRefusals() {
-  for (Request& request : m_Refusals.Minute())
-    m_Writer.Submit(std::move(request));
 }
 
 void Server::Closed(uint64_t session) {
@@ -288,6 +284,7 @@ void Server::FinishWhenEmpty() {
   m_Watchdog.Close();
   m_LookTimer.cancel();
   KeepSightings();
+  KeepTime();
   RecordRefusals();
   m_Machine.Finish();
   m_Work.reset();

@@ -82,10 +82,12 @@ private:
   /// What the Master asks of itself when something of its own is to be renewed.
   std::optional<Request> RenewalIfDue();
   void LookAtTime();
+  void MendListeners();
   void EndWhatHasEnded(int64_t now);
   void LookAfterCertificates(int64_t now);
   void DismissWhoMayNotStay();
-  void KeepTime(bool isInDoubt);
+  void KeepTimeWhenDue(bool hasNews);
+  void KeepTime();
   void KeepSightings();
   void RecordRefusals();
   void WatchRefusals();
@@ -125,7 +127,7 @@ private:
   int64_t m_NextCare = 0;
   int64_t m_NextKeeping = 0;
   int64_t m_NextSightings = 0;
-  bool m_WasInDoubt = false;
+  String m_NotMended; // why a listener could not be, when it was last told
   std::map<std::string, ClientRecord::Sighting> m_Sightings; // by serial, not kept yet
   Writer m_Writer;                                           // its thread ends before the rest goes
   // Goes before the writer's store, which leaves no log beside the database when it is closed last.

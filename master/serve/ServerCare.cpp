@@ -1,4 +1,5 @@
-// What the running Master does as time goes by: the clock, certificates that end, who was seen when.
+// What the running Master does as time goes by: the clock, its sockets, certificates that end, who was seen
+// when, the refusals of each minute.
 #include <fmt/core.h>
 
 #include "brenic/ManagementMessages.h"
@@ -11,44 +12,48 @@
 
 namespace brenic::master {
 
-namespace {
-
-/// The Master itself, as the sender of what it asks of itself.
-std::shared_ptr<const Peer> Oneself() {
-  Peer peer;
-  peer.m_Key = "master";
-  peer.m_Name = "brenic-master";
-  peer.m_Role = Role::k_Administrator;
-  peer.m_Manages = true;
-  return std::make_shared<const Peer>(peer);
-}
-
-} // namespace
-
 std::optional<Request> Server::RenewalIfDue() {
   if (!m_Care.m_IsDue || m_Clock->IsInDoubt() || !m_Care.m_IsDue(*m_Directory, m_Clock->Now()))
     return std::nullopt;
   wire::Envelope envelope;
   wire::ToWire(*MessageFactory::Create<RenewMasterMsg>(), envelope);
   std::string bytes = envelope.SerializeAsString();
-  return MakeRequest(0, Oneself(), envelope, std::move(bytes));
+  return MakeRequest(0, std::make_shared<const Peer>(Peer::TheMaster()), envelope, std::move(bytes));
 }
 
 void Server::LookAtTime() {
   const int64_t now = m_Clock->Now();
   const bool isInDoubt = m_Clock->IsInDoubt();
-  if (const auto news = m_Clock->News())
+  const auto news = m_Clock->News();
+  if (news)
     rlib::Report(isInDoubt ? rlib::Log::k_Error : rlib::Log::k_System, *news);
   if (!isInDoubt) {
     EndWhatHasEnded(now);
     LookAfterCertificates(now);
   }
-  KeepTime(isInDoubt);
+  KeepTimeWhenDue(news.has_value());
+  if (!m_Ending)
+    MendListeners();
   m_LookTimer.expires_after(m_LookEvery);
   m_LookTimer.async_wait([this](const error_code& cancelled) {
     if (!cancelled && !m_Finished) // it may have run out just before it was cancelled
       LookAtTime();
   });
+}
+
+/// A cleaner of old files may have taken a local socket away.
+void Server::MendListeners() {
+  String problem;
+  for (const auto& listener : m_Listeners) {
+    const rlib::Result<bool> mended = listener->Mend();
+    if (!mended)
+      problem = listener->Address() + ": " + mended.Reason();
+    else if (*mended)
+      rlib::LogWarning("The local socket was taken away, and is made anew: " + listener->Address());
+  }
+  if (!problem.empty() && problem != m_NotMended)
+    rlib::LogError("The local socket was taken away, and cannot be made anew: " + problem);
+  m_NotMended = problem;
 }
 
 void Server::EndWhatHasEnded(int64_t now) {
@@ -92,15 +97,18 @@ void Server::LookAfterCertificates(int64_t now) {
     rlib::LogWarning(line);
 }
 
-/// Once an hour, and when the clock has come into doubt or out of it: what a start goes by.
-void Server::KeepTime(bool isInDoubt) {
+/// Once an hour, and when the clock has come into doubt or out of it.
+void Server::KeepTimeWhenDue(bool hasNews) {
   const int64_t running = m_Clock->Running();
   if (running >= m_NextSightings)
     KeepSightings();
-  if (running < m_NextKeeping && isInDoubt == m_WasInDoubt)
-    return;
-  m_NextKeeping = running + TrustedClock::k_Hour;
-  m_WasInDoubt = isInDoubt;
+  if (running >= m_NextKeeping || hasNews)
+    KeepTime();
+}
+
+/// What a start goes by.
+void Server::KeepTime() {
+  m_NextKeeping = m_Clock->Running() + TrustedClock::k_Hour;
   m_Writer.Perform("What is known of the time",
                    [clock = m_Clock->Record()](Store& store) { store.SetClock(clock); });
 }
@@ -120,6 +128,22 @@ void Server::KeepSightings() {
                      for (const auto& [serial, seen] : sightings)
                        store.SetLastSeen(serial, seen);
                    });
+}
+
+void Server::WatchRefusals() {
+  m_RefusalTimer.expires_after(std::chrono::minutes(1));
+  m_RefusalTimer.async_wait([this](const error_code& cancelled) {
+    if (cancelled)
+      return;
+    RecordRefusals();
+    if (!m_Refusals.IsEmpty())
+      WatchRefusals();
+  });
+}
+
+void Server::RecordRefusals() {
+  for (Request& request : m_Refusals.Minute())
+    m_Writer.Submit(std::move(request));
 }
 
 } // namespace brenic::master

@@ -15,6 +15,25 @@
 
 namespace brenic::master {
 
+struct WriterOptions {
+  /// What is to be done for a request about certificates at that time. Called within a transaction, which
+  /// ends when it refuses with nothing written.
+  using Manage =
+      std::function<rlib::Result<Managed>(Store& store, const Message& message, const Moment& moment)>;
+  /// Called on the writer's thread.
+  using Deliver = std::function<void(Batch batch)>;
+
+  std::string m_Run = {}; // names this process of the Master in the audit trail
+  Deliver m_Deliver = [](const Batch&) {};
+  MachineCommandLines m_Commands = {};
+  /// From which a reset of the products reads the default ones, on the writer's thread; with an empty one
+  /// they stay as they are.
+  Path m_Products = {};
+  Manage m_Manage = {};                       // without it, requests about certificates are refused
+  std::shared_ptr<TrustedClock> m_Clock = {}; // null: the machine's
+  int m_AuditKeep = KeepingOptions::k_Days;   // days that the audit trail keeps
+};
+
 /// Owns the settings in memory and, while it runs, the store. Requests take effect in the order of Submit; a
 /// request sees those before it. A result is given out after its commit.
 /// When the disk is full or another process holds the database too long, writes are refused and reads go on;
@@ -24,18 +43,9 @@ public:
   /// A round ends with so many bytes of replies, and no other begins before as many have been taken.
   static constexpr size_t k_MaxReplies = 64 * 1024 * 1024;
 
-  /// What is to be done for a request about certificates at that time, in milliseconds since 1970-01-01 UTC.
-  /// Called within a transaction, which ends when it refuses with nothing written.
-  using Manage = std::function<rlib::Result<Managed>(Store& store, const Message& message, int64_t now)>;
-  /// Called on the writer's thread.
-  using Deliver = std::function<void(Batch batch)>;
+  using Manage = WriterOptions::Manage;
 
-  /// `run` names this process of the Master in the audit trail. A reset of the products reads the default
-  /// ones from the folder `products`, on the writer's thread; with an empty one they stay as they are.
-  /// `manage` decides the requests about certificates; without it they are refused.
-  Writer(std::unique_ptr<Store> store, MachineCommandLines commands, Deliver deliver, std::string run,
-         Path products = {}, Manage manage = {}, std::shared_ptr<TrustedClock> clock = {},
-         int auditKeep = KeepingOptions::k_Days);
+  Writer(std::unique_ptr<Store> store, WriterOptions options);
   /// Finishes what was submitted, and the store.
   ~Writer();
 
@@ -99,7 +109,7 @@ private:
 
   const std::unique_ptr<Store> m_Store;
   MachineCommandLines m_Commands;
-  const Deliver m_Deliver;
+  const WriterOptions::Deliver m_Deliver;
   const std::string m_Run;
   Path m_Products;
   const Manage m_Manage;

@@ -154,15 +154,23 @@ void SqliteStore::SetLastSeen(const std::string& serial, const ClientRecord::Sig
 }
 
 std::optional<ClockRecord> SqliteStore::LoadClock() {
-  Statement& row = Prepared("SELECT trusted, in_doubt FROM clock").Bind();
+  Statement& row = Prepared("SELECT trusted, doubted, doubted_until FROM clock").Bind();
   std::optional<ClockRecord> clock;
-  while (row.Step())
-    clock = ClockRecord{row.Integer(0), row.Integer(1) != 0};
+  while (row.Step()) {
+    clock = ClockRecord{row.Integer(0)};
+    if (!row.IsNull(1))
+      clock->m_Doubt = {row.Integer(1), row.Integer(2)};
+  }
   return clock;
 }
 
 void SqliteStore::SetClock(const ClockRecord& clock) {
-  Prepared("INSERT OR REPLACE INTO clock VALUES (1,?,?)").Run(clock.m_Trusted, clock.m_IsInDoubt ? 1 : 0);
+  std::optional<int64_t> doubted, until;
+  if (clock.m_Doubt) {
+    doubted = clock.m_Doubt->m_Wall;
+    until = clock.m_Doubt->m_Until;
+  }
+  Prepared("INSERT OR REPLACE INTO clock VALUES (1,?,?,?)").Run(clock.m_Trusted, doubted, until);
 }
 
 std::optional<int64_t> SqliteStore::TimeOfLastRecord() {

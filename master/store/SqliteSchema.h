@@ -24,7 +24,8 @@ CREATE TABLE client (
   authority INTEGER NOT NULL, issued INTEGER, expires INTEGER, revoked INTEGER,
   last_seen INTEGER, last_address TEXT, last_program TEXT, last_version INTEGER) WITHOUT ROWID;
 CREATE INDEX client_name ON client (name);
-CREATE TABLE clock (only INTEGER PRIMARY KEY CHECK (only = 1), trusted INTEGER NOT NULL, in_doubt INTEGER NOT NULL);
+CREATE TABLE clock (only INTEGER PRIMARY KEY CHECK (only = 1), trusted INTEGER NOT NULL,
+  doubted INTEGER, doubted_until INTEGER);
 )";
 
 /// What a database of layout 1 has as well.

@@ -1,6 +1,7 @@
 // Where the Master keeps everything durably. docs/storage.md explains the tables.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -78,10 +79,26 @@ struct Managed {
   std::vector<std::string> m_Dismissed; // serials whose connections end: they ask for nothing any more
 };
 
-/// What is known of the time: see TrustedClock.
+/// When something about certificates is decided, in milliseconds since 1970-01-01 UTC.
+struct Moment {
+  int64_t m_Believed = 0;   // what is valid is judged by this
+  int64_t m_Wall = 0;       // by the machine's clock
+  bool m_IsInDoubt = false; // that clock; else the two differ little
+
+  /// Nobody's clock is to find what is issued now not valid yet, nor ended before its time.
+  int64_t Earlier() const { return std::min(m_Believed, m_Wall); }
+  int64_t Later() const { return std::max(m_Believed, m_Wall); }
+};
+
+/// What is known of the time, in milliseconds since 1970-01-01 UTC: see TrustedClock.
 struct ClockRecord {
-  int64_t m_Trusted = 0; // milliseconds since 1970-01-01 UTC
-  bool m_IsInDoubt = false;
+  struct Doubt {
+    int64_t m_Wall = 0;  // what the machine's clock said at m_Trusted
+    int64_t m_Until = 0; // by what is believed
+  };
+
+  int64_t m_Trusted = 0;
+  std::optional<Doubt> m_Doubt = {}; // of the machine's clock
 };
 
 /// A request of more bytes is not kept as it came in the audit trail; a field that is longer as JSON text is

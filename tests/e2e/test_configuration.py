@@ -203,8 +203,27 @@ class Reload(ConfigurationTest):
         self.serve()
         self.farm.config.unlink()
         self.reload()
-        self.assertOneLine(self.farm.log(), "Cannot read the configuration")
+        self.assertOneLine(self.farm.log(), f"Cannot read the configuration '{self.farm.config}': No such file")
         self.assertDone(self.farm.run("-Reboot"))
+
+    def test_an_empty_one_is_not_taken_while_there_were_settings(self):
+        self.configure(RebootCommand="true", AuditKeep=4000)
+        self.serve()
+        for text, why in (("", "no settings any more"), ("[Master]\n", "no settings any more"),
+                          (f"[Master]\nDataFolder = master\n", "AuditKeep, which is 4000, is missing now")):
+            before = len(self.farm.log())
+            self.farm.config.write_text(text)
+            self.reload()
+            self.assertOneLine(self.farm.log()[before:], "all settings stay as they were: ", why)
+        self.assertDone(self.farm.run("-Reboot"))
+
+    def test_at_a_start_an_empty_one_is_fine(self):
+        self.farm.config.write_text("; nothing\n")
+        self.serve("--data-dir", self.farm.data, "--listen", "127.0.0.1:0")
+        self.assertEqual(self.farm.log(), "")
+        self.assertRegex(self.log_file(), "SYSTEM The configuration '.*' has no settings")
+        self.reload()
+        self.assertEqual(self.farm.log(), "")
 
     def test_what_only_a_start_takes_is_named(self):
         self.configure()
@@ -261,6 +280,46 @@ class Reload(ConfigurationTest):
         self.assertEqual(len(moments), 1)
 
 
+class LocalSockets(ConfigurationTest):
+    """The Master's local sockets, when others take them away."""
+
+    def setUp(self):
+        super().setUp()
+        self.configure()
+        self.serve()
+        self.sockets = [self.farm.data / "manage.sock", self.farm.folder / "master.sock"]
+
+    def test_a_reload_makes_them_anew(self):
+        before = [path.stat().st_ino for path in self.sockets]
+        for path in self.sockets:
+            path.rename(path.with_suffix(".away"))
+        self.reload()
+        self.assertNotEqual([path.stat().st_ino for path in self.sockets], before)
+        self.assertDone(self.farm.run("-Option", "a", "1", address=f"unix:{self.sockets[1]}"))
+        self.farm.admin("revoke", "admin", "--data-dir", self.farm.data)
+        for path in self.sockets:
+            self.assertIn(f"WARNING The local socket was taken away, and is made anew: unix:{path}\n", self.log_file())
+
+    def test_a_subcommand_waits_for_it(self):
+        self.sockets[0].unlink()
+        self.farm.admin("revoke", "admin", "--data-dir", self.farm.data)
+
+    def test_a_socket_of_another_process_is_left_alone(self):
+        path = self.sockets[0]
+        path.unlink()
+        with socket.socket(socket.AF_UNIX) as other:
+            other.bind(str(path))
+            other.listen()
+            self.reload()
+            self.reload()
+            told = "ERROR The local socket was taken away, and cannot be made anew: "
+            self.assertEqual(self.log_file().count(told), 1, "told once")
+            self.assertIn("Another process serves the local socket", self.log_file())
+            self.assertDone(self.farm.run("-Option", "a", "1"))
+            self.assertEqual(self.farm.stop(), 0)
+            self.assertTrue(path.exists(), "nor does the end remove it")
+
+
 class Systemd(ConfigurationTest):
     def test_the_watchdog_is_served_also_while_a_request_waits_for_the_database(self):
         self.configure()
@@ -297,7 +356,8 @@ class Systemd(ConfigurationTest):
     def test_so_does_why_it_cannot_start(self):
         (self.farm.folder / "master.out").touch()
         self.configure(Nonsense=1)
-        self.assertOneLine(self.failure(**self.journal()), "<3>brenic-master: The configuration has the unknown name")
+        self.assertOneLine(self.failure(**self.journal()), "<3>brenic-master: Line 6 of the configuration '",
+                           "the unknown name 'Nonsense'")
 
     def test_another_stream_gets_none(self):
         self.configure(LogDisplayLevel=3)

@@ -1,11 +1,18 @@
 """Certificates as an administrator deals with them, beside a running Master and without one."""
+import calendar
+import contextlib
 import json
 import re
+import shutil
+import sqlite3
 import stat
 import subprocess
+import time
 import unittest
 
 from farm import BIN, Farm, FarmTest
+
+DAY = 24 * 60 * 60
 
 
 class CredentialsTest(FarmTest):
@@ -98,6 +105,45 @@ class Clients(CredentialsTest):
         self.assertNotIn(key.encode(), database, "the client's key is only where it was made")
 
 
+class DoubtfulClock(CredentialsTest):
+    def doubt(self):
+        """Makes a Master believe that the machine's clock, which is right, is 400 days ahead."""
+        self.farm.stop()
+        trusted = int((time.time() - 400 * DAY) * 1000)
+        with contextlib.closing(sqlite3.connect(self.farm.data / "master.db", isolation_level=None)) as database:
+            database.execute("INSERT OR REPLACE INTO clock VALUES (1, ?, NULL, NULL)", (trusted,))
+
+    def told(self, *args):
+        done = subprocess.run([BIN / "brenic-master", *args, "--data-dir", self.farm.data], capture_output=True,
+                              text=True, timeout=60)
+        self.assertEqual(done.returncode, 0, done)
+        return done
+
+    def test_certificates_are_judged_by_the_time_that_the_master_believes(self):
+        self.issue("node7", "--role", "administrator", "--valid-days", "-10")
+        self.assertIn("ended", self.told("clients").stdout)
+        self.doubt()
+        for serves in (False, True):
+            if serves:
+                self.farm.serve()
+            clients = self.told("clients")
+            self.assertRegex(clients.stdout, "node7  administrator .* until")
+            self.assertNotIn("ended", clients.stdout)
+            self.assertOneLine(clients.stderr, "The machine's clock says ", " and is in doubt; certificates are judged "
+                                               "by the Master's time, ")
+            authority = self.told("authority", "--json")
+            self.assertEqual(json.loads(authority.stdout)["clients"], 2)
+            self.assertOneLine(authority.stderr, " and is in doubt")
+
+    def test_what_is_issued_is_valid_by_the_machines_clock_too(self):
+        self.doubt()
+        self.farm.serve()
+        told = self.master("client", "node7", "--role", "component", "--days", "30", "--out", self.farm.folder / "n")
+        self.assertIn("; the machine's clock is in doubt, so days are counted from ", told)
+        ends = time.strptime(re.search("valid until ([-0-9]+)", told)[1], "%Y-%m-%d")
+        self.assertGreater(calendar.timegm(ends), time.time() + 28 * DAY)
+
+
 class Ending(CredentialsTest):
     def test_who_is_revoked_is_dropped_and_refused(self):
         conf = self.issue("thief", "--role", "administrator")
@@ -138,6 +184,15 @@ class Hosts(CredentialsTest):
                          "brenic-master: 'a b' is no host name and no address\n")
 
 
+    def test_a_hundred_of_them_are_taken_by_clients(self):
+        have = len(self.master("hosts").splitlines()) - 1
+        more = [f"host{number}.{'long' * 14}.example" for number in range(100 - have)]
+        self.master("hosts", *(part for host in more for part in ("--add", host)))
+        self.assertDone(self.farm.run("-Info"))
+        self.assertEqual(self.master("hosts", "--add", "one.more", status=1),
+                         "brenic-master: The Master's certificate is valid for at most 100 hosts\n")
+
+
 class Authority(CredentialsTest):
     def test_is_rolled_over_without_a_stop(self):
         old = self.issue("old", "--role", "component")
@@ -175,6 +230,29 @@ class ManagementSocket(CredentialsTest):
         self.assertEqual(stat.S_IMODE(path.stat().st_mode), 0o600)
         self.farm.stop()
         self.assertFalse(path.exists())
+
+    def test_a_subcommand_waits_for_a_master_that_begins(self):
+        self.farm.stop()
+        shutil.rmtree(self.farm.data / "log")
+        other = self.farm.folder / "other"  # which it stores before it serves
+        other.mkdir()
+        held = sqlite3.connect(self.farm.data / "master.db", isolation_level=None)
+        held.execute("BEGIN IMMEDIATE")
+        self.addCleanup(held.close)
+        self.farm.output = open(self.farm.folder / "master.out", "a+b")
+        self.farm.master = subprocess.Popen(
+            [BIN / "brenic-master", "serve", "--data-dir", self.farm.data, "--listen", "127.0.0.1:0", "--products",
+             other], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self.farm.output)
+        while not (self.farm.data / "log/brenic-master.log").exists():  # behind the lock
+            self.assertIsNone(self.farm.master.poll(), self.farm.log())
+        client = subprocess.Popen([BIN / "brenic-master", "revoke", "admin", "--data-dir", self.farm.data],
+                                  stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.assertRegex(client.stderr.readline(), "waiting for the Master in '.*', which begins or ends just now")
+        held.execute("ROLLBACK")
+        out, err = client.communicate(timeout=60)
+        self.assertEqual((client.returncode, err), (0, ""))
+        self.assertIn("Revoked the certificate of 'admin'", out)
+        self.assertIn(b"Serving on", self.farm.master.stdout.readline())
 
     def test_is_there_in_a_folder_with_a_long_name(self):
         farm = Farm(serve=False)

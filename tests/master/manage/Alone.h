@@ -9,8 +9,8 @@ namespace brenic::master {
 
 /// As `Ask`, of a Master that is made for it alone.
 inline Asked AskAlone(const Path& folder, const Message& message) {
-  const CertificateCare care{[folder](Store& store, const Message& request, int64_t now) {
-                               return Register(folder, store, request, now);
+  const CertificateCare care{[folder](Store& store, const Message& request, const Moment& moment) {
+                               return Register(folder, store, request, moment);
                              },
                              {},
                              {}};

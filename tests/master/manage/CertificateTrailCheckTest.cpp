@@ -221,8 +221,8 @@ TEST(CertificateWords, AreReadAsTheyWereWritten) {
   const String name = "a', valid until 2099-01-01; the one with the serial number 5 ends on 2099-01-01";
   const std::string issued = IssuedWords(name, Role::k_Component, "ab", 0);
   const std::string roles = "; 2 of them had another role, and loses it now";
-  const auto issue = ReadIssued(
-      name, issued + SupersededWords({{"cd", "1970-01-02"}, {"ef", "1970-01-03"}}) + roles);
+  const auto issue =
+      ReadIssued(name, issued + SupersededWords({{"cd", "1970-01-02"}, {"ef", "1970-01-03"}}) + roles);
   ASSERT_TRUE(issue);
   EXPECT_EQ(issue->m_Role, Role::k_Component);
   EXPECT_EQ(issue->m_Issued.m_Serial, "ab");

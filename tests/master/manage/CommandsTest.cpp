@@ -138,7 +138,8 @@ TEST(Serve, ReportsAConfigurationThatItDoesNotUnderstand) {
   const Ended ended = RunMaster(
       {"serve", "--data-dir", farm.Data(), "--listen", "127.0.0.1:0", "--config", farm.File("master.conf")});
   EXPECT_EQ(ended.m_Status, 1);
-  EXPECT_EQ(ended.m_Errors, "brenic-master: The configuration has the unknown name 'RebotCommand'\n");
+  EXPECT_EQ(ended.m_Errors, "brenic-master: Line 2 of the configuration '" + farm.File("master.conf") +
+                                "': the unknown name 'RebotCommand'\n");
 }
 
 TEST(Serve, ReportsLinesOfTheConfigurationThatItSkips) {
@@ -149,7 +150,7 @@ TEST(Serve, ReportsLinesOfTheConfigurationThatItSkips) {
     const Ended ended = RunMaster(
         {"serve", "--data-dir", farm.Data(), "--listen", "nowhere", "--config", farm.File("bad.conf")});
     EXPECT_EQ(ended.m_Status, 1);
-    EXPECT_THAT(ended.m_Errors, HasSubstr("The configuration")) << text;
+    EXPECT_THAT(ended.m_Errors, HasSubstr(" of the configuration '" + farm.File("bad.conf") + "': ")) << text;
   }
 }
 

@@ -27,7 +27,7 @@ protected:
   RegistrarTest() : StoreFixture(NewMaster()) {}
 
   rlib::Result<Managed> Register(const Message& message) {
-    return master::Register(m_Folder.Name(), *m_Store, message, m_Now);
+    return master::Register(m_Folder.Name(), *m_Store, message, {m_Now, m_Now + m_Ahead, m_Ahead != 0});
   }
   /// What was done; the refusal where it was refused.
   std::string Told(const Message& message) {
@@ -61,6 +61,7 @@ protected:
   std::vector<ClientRecord> Named(const String& name) { return m_Store->ClientsNamed(name); }
 
   int64_t m_Now = k_Begin;
+  int64_t m_Ahead = 0; // of it, the machine's clock
 };
 
 } // namespace brenic::master

@@ -56,6 +56,61 @@ TEST_F(RegistrarTest, ARenewalLetsTheEarlierOneRunOut) {
   EXPECT_EQ(Named("node")[0].m_Expires, k_Begin + 114 * k_WholeDay) << "what has ended does not come back";
 }
 
+TEST_F(RegistrarTest, WhatIsIssuedWhileTheClockIsInDoubtIsValidByBothTimes) {
+  for (const int64_t ahead : {100 * k_WholeDay, -100 * k_WholeDay}) {
+    m_Ahead = ahead;
+    const String name = ahead > 0 ? "ahead" : "behind";
+    const auto managed = Register(Issue(name));
+    ASSERT_TRUE(managed);
+    const Validity validity =
+        ValidityOf(static_cast<const IssuedClientMsg&>(*managed->m_Reply).m_Certificate.str());
+    EXPECT_EQ(validity.m_Begin, m_Now + std::min<int64_t>(ahead, 0) - 60 * 60 * 1000) << name;
+    EXPECT_EQ(validity.m_End, m_Now + std::max<int64_t>(ahead, 0) + 730 * k_WholeDay) << name;
+    EXPECT_EQ(Named(name)[0].m_Expires, validity.m_End);
+    EXPECT_THAT(managed->m_Done.str(),
+                HasSubstr("; the machine's clock is in doubt, so days are counted from " +
+                          Time(m_Now + std::max<int64_t>(ahead, 0)).Format("%Y-%m-%d").str()));
+  }
+  m_Ahead = 0;
+  EXPECT_THAT(Told(Issue("node")), testing::Not(HasSubstr("doubt")));
+  m_Ahead = -1000 * k_WholeDay;
+  (void)Register(Hosts({"more.example"}));
+  (void)Register(RenewAuthorityMsg());
+  const MasterRecord master = m_Store->LoadMaster();
+  for (const std::string& made : {master.m_Server.m_Certificate, master.m_Authority.m_Certificate})
+    EXPECT_LT(ValidityOf(made).m_Begin, m_Now + m_Ahead) << "clients may go by the same clock";
+}
+
+TEST_F(RegistrarTest, AnAuthorityIsNotMadeForLongerBecauseTheClockIsAhead) {
+  m_Ahead = 70 * 365 * k_WholeDay;
+  (void)Register(RenewAuthorityMsg());
+  EXPECT_EQ(ValidityOf(m_Store->LoadMaster().m_Authority.m_Certificate).m_End,
+            m_Now + k_AuthorityDays * k_WholeDay);
+}
+
+TEST_F(RegistrarTest, AnOverlapIsNotCutShortByAClockInDoubt) {
+  for (const int64_t ahead : {100 * k_WholeDay, -100 * k_WholeDay}) {
+    m_Ahead = ahead;
+    const String name = ahead > 0 ? "ahead" : "behind";
+    (void)Register(Issue(name));
+    m_Now += k_WholeDay;
+    (void)Register(Renewal(name));
+    EXPECT_EQ(Named(name)[0].m_Expires, m_Now + std::max<int64_t>(ahead, 0) + 14 * k_WholeDay) << name;
+    (void)Register(Renewal(name, 0));
+    EXPECT_EQ(Named(name)[0].m_Expires, m_Now) << "none is none";
+  }
+}
+
+TEST_F(RegistrarTest, TheMasterIsValidForUpToAHundredHosts) {
+  rlib::vector<String> hosts;
+  for (int i = 0; i != 97; ++i) // besides the three that there are
+    hosts.push_back("host" + String(std::to_string(i)) + ".example");
+  EXPECT_THAT(Told(Hosts(hosts)), HasSubstr("host96.example, farm.example"));
+  EXPECT_EQ(HostsOf(m_Store->LoadMaster().m_Server).size(), 100u);
+  EXPECT_EQ(Told(Hosts({"one.more"})), "refused: The Master's certificate is valid for at most 100 hosts");
+  EXPECT_EQ(HostsOf(m_Store->LoadMaster().m_Server).size(), 100u);
+}
+
 TEST_F(RegistrarTest, ARenewalWithAnotherRoleChangesItForAll) {
   (void)Register(Issue("node", "administrator"));
   const std::string first = Named("node")[0].m_Serial;

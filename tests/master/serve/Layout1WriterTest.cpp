@@ -25,8 +25,10 @@ protected:
     while (client.Step())
       m_Roles[client.Text(0)] = RoleOf(client.Text(1));
     m_Writer = std::make_unique<Writer>(
-        std::move(store), MachineCommandLines{"reboot", "shutdown"},
-        [this](Batch batch) { m_Batch.set_value(std::move(batch)); }, "a later run");
+        std::move(store),
+        WriterOptions{.m_Run = "a later run",
+                      .m_Deliver = [this](Batch batch) { m_Batch.set_value(std::move(batch)); },
+                      .m_Commands = {"reboot", "shutdown"}});
     m_Writer->Start();
   }
 

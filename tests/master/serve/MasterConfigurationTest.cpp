@@ -3,12 +3,19 @@
 #include <gmock/gmock.h>
 
 #include "TempFolder.h"
+#include "rlib/Escape.h"
 
 namespace brenic::master {
 namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+
+std::string Upper(std::string text) {
+  for (char& c : text)
+    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
+}
 
 class MasterConfigurationTest : public testing::Test {
 protected:
@@ -32,10 +39,11 @@ protected:
 };
 
 TEST_F(MasterConfigurationTest, HoldsEverythingThatIsNotSaidOtherwise) {
-  const auto [live, start] = Load("[master]\nDataFolder = data\nListen = 127.0.0.1:1\nSocket = /run/socket\n"
-                                  "PortFile = port\nLogFolder = log\nLogFileLevel = 1\nlogdisplaylevel = 2\n"
-                                  "Products = products\nRebootCommand = \"a  b\"\nShutdownCommand = c\n"
-                                  "ConnectionsPerCertificate = 7\n");
+  const auto [live, start, names] =
+      Load("[master]\nDataFolder = data\nListen = 127.0.0.1:1\nSocket = /run/socket\n"
+           "PortFile = port\nLogFolder = log\nLogFileLevel = 1\nlogdisplaylevel = 2\n"
+           "Products = products\nRebootCommand = \"a  b\"\nShutdownCommand = c\n"
+           "ConnectionsPerCertificate = 7\n");
   EXPECT_EQ(start.m_DataFolder, Path(m_Folder / "data"));
   EXPECT_THAT(start.m_Listen, ElementsAre("127.0.0.1:1"));
   EXPECT_EQ(start.m_Socket, Path("/run/socket"));
@@ -50,7 +58,8 @@ TEST_F(MasterConfigurationTest, HoldsEverythingThatIsNotSaidOtherwise) {
 }
 
 TEST_F(MasterConfigurationTest, WhatIsNotSaidIsAsByDefault) {
-  for (const auto& [live, start] : {LoadMasterConfiguration(""), Load(""), Load("[Master]\nSocket =\n")}) {
+  for (const auto& [live, start, names] :
+       {LoadMasterConfiguration(""), Load(""), Load("[Master]\nSocket =\n")}) {
     EXPECT_EQ(Differences(start, {}), "");
     EXPECT_EQ(live.m_LogFileLevel, rlib::Log::k_DefaultFileLevel);
     EXPECT_EQ(live.m_LogDisplayLevel, rlib::Log::k_DefaultDisplayLevel);
@@ -67,16 +76,67 @@ TEST_F(MasterConfigurationTest, SeveralAddressesAreSeparatedByCommasOrLines) {
     EXPECT_THAT(WhyNot(std::string("[Master]\nListen = ") + wrong), HasSubstr("What to listen on")) << wrong;
 }
 
-TEST_F(MasterConfigurationTest, WhatIsNotKnownIsAnError) {
-  EXPECT_EQ(WhyNot("[Master]\nDatafolders = x\n"), "The configuration has the unknown name 'Datafolders'");
-  EXPECT_EQ(WhyNot("[Client]\nSocket = x\n"),
-            "The configuration has the unknown section 'Client'; it wants [Master]");
-  EXPECT_EQ(WhyNot("[Master]\nSocket\n"),
-            "The configuration '" + File() + "' has 1 line(s) that cannot be read");
+TEST_F(MasterConfigurationTest, WhatIsNotKnownIsAnErrorThatNamesItsLine) {
+  const std::string inFile = " of the configuration '" + File() + "': ";
+  EXPECT_EQ(WhyNot("[Master]\nDatafolders = x\n"), "Line 2" + inFile + "the unknown name 'Datafolders'");
+  EXPECT_EQ(WhyNot("\n[Client]\nSocket = x\n"),
+            "Line 2" + inFile + "the unknown section 'Client'; it wants [Master]");
+  EXPECT_EQ(WhyNot("Socket = x\n[Master]\n"), "Line 1" + inFile + "it stands above [Master]");
+  EXPECT_EQ(WhyNot("[Master]\n\nSocket\nPortFile\n"),
+            "Line 3" + inFile + "it is neither section, pair nor comment");
   EXPECT_EQ(WhyNot("[Master]\nLogFileLevel = 7\n"),
-            "The configuration's LogFileLevel must be a number from 0 to 6");
+            "Line 2" + inFile + "LogFileLevel must be a number from 0 to 6, not '7'");
   EXPECT_EQ(WhyNot("[Master]\nConnectionsPerCertificate = 0\n"),
-            "The configuration's ConnectionsPerCertificate must be a number from 1 up");
+            "Line 2" + inFile + "ConnectionsPerCertificate must be a number from 1 up, not '0'");
+  EXPECT_THAT(WhyNot("[Master]\n\n\nListen = nowhere\n"), testing::StartsWith("Line 4" + inFile));
+  for (const char* line :
+       {"[Mas\x1bter]", "[Master]\nSoc\x1bket = x", "[Master]\nAuditKeep = \x1b", "[Master]\nListen = \x1b"})
+    EXPECT_FALSE(rlib::HoldsControls(WhyNot(line))) << line;
+}
+
+TEST_F(MasterConfigurationTest, WhatMayStandOnceIsAnErrorWhereItStandsTwice) {
+  for (const String& name : MasterConfigurationNames()) {
+    const std::string value = name.str() == "Listen" ? "127.0.0.1:1" : "4";
+    const std::string told = WhyNot("[Master]\n" + name.str() + " = " + value + "\n\n[master]\n" +
+                                    Upper(name.str()) + " = " + value + "\n");
+    EXPECT_EQ(told, name.str() == "Listen" ? "it is taken"
+                                           : "Line 5 of the configuration '" + File() + "': " + name.str() +
+                                                 " stands in line 2 already");
+  }
+}
+
+TEST_F(MasterConfigurationTest, WhyAFileCannotBeReadIsTold) {
+  const auto why = [](const std::string& file) {
+    try {
+      LoadMasterConfiguration(file);
+      return std::string("it is taken");
+    } catch (Exception* error) {
+      const std::unique_ptr<Exception> owned(error);
+      return error->Message().str();
+    }
+  };
+  EXPECT_EQ(why(m_Folder / "missing"),
+            "Cannot read the configuration '" + m_Folder / "missing" + "': No such file or directory");
+  EXPECT_THAT(why(m_Folder.Name()), HasSubstr("it is a folder"));
+  EXPECT_THAT(why("/dev/null"), HasSubstr("it is not a regular file"));
+  EXPECT_THAT(WhyNot(std::string("\xff\xfe[\0M\0", 6)),
+              HasSubstr("Cannot read the configuration '" + File()));
+  EXPECT_FALSE(rlib::HoldsControls(why(m_Folder / "a\nb")));
+}
+
+TEST_F(MasterConfigurationTest, NothingIsLostToAFileThatWasCutOff) {
+  const MasterConfiguration none = Load(";AuditKeep = 3\n"), levels = Load("[Master]\nLogFileLevel = 1\n"),
+                            years = Load("[Master]\nAuditKeep = 4000\n"),
+                            few = Load("[Master]\nAuditKeep = 3\n");
+  for (const MasterConfiguration* present : {&levels, &years, &few})
+    EXPECT_THAT(CheckSuccession(*present, none).Reason().str(), HasSubstr("no settings any more"));
+  EXPECT_EQ(CheckSuccession(years, levels).Reason(),
+            "AuditKeep, which is 4000, is missing now, and records would leave the audit trail; if that is "
+            "meant, write AuditKeep = 400");
+  EXPECT_TRUE(CheckSuccession(years, few)) << "it says so";
+  EXPECT_TRUE(CheckSuccession(few, levels)) << "nothing leaves";
+  EXPECT_TRUE(CheckSuccession(none, none));
+  EXPECT_TRUE(CheckSuccession(none, years));
 }
 
 TEST_F(MasterConfigurationTest, DifferencesAreNamed) {

@@ -44,8 +44,8 @@ public:
     options.m_Settings.m_Start.m_Listen = {"127.0.0.1:0"};
     options.m_ManagementSocket = ManagementSocket(m_Folder);
     options.m_LookEvery = std::chrono::milliseconds(2);
-    options.m_Care = {[this](Store& store, const Message& message, int64_t now) {
-                        return Register(m_Folder, store, message, now);
+    options.m_Care = {[this](Store& store, const Message& message, const Moment& moment) {
+                        return Register(m_Folder, store, message, moment);
                       },
                       IsRenewalDue,
                       [this](Store& store, int64_t now) {

@@ -17,6 +17,23 @@ TEST_F(WriterTest, RefusesWritesAndAnswersReadsWhileTheDiskIsFull) {
   EXPECT_EQ(Read(results[2]).m_Reply->m_Options.at("a"), "");
 }
 
+TEST_F(WriterTest, ARequestAboutCertificatesThatMeetsAFullDiskIsToldSo) {
+  m_Manage = [](Store& store, const Message&, const Moment&) {
+    store.SetAddress(String(std::string(60'000, 'x')));
+    return rlib::Result<Managed>(Managed());
+  };
+  Restart("another run");
+  m_Store->Connection().Execute("PRAGMA max_page_count = 1");
+  m_Writer->Start();
+  const auto message = Make<RevokeClientMsg>([](auto& revoke) { revoke.m_Client = "node"; });
+  const Told told = Ask(message);
+  EXPECT_EQ(told.m_Answer.outcome(), wire::Answer::REFUSED);
+  EXPECT_EQ(told.m_Answer.reason(), "The Master's disk is full; this request changed nothing");
+  EXPECT_EQ(m_Store->LoadMaster().m_Address, "");
+  m_Store->Connection().Execute("PRAGMA max_page_count = 100000"); // the writer is idle now
+  EXPECT_EQ(Ask(message).m_Answer.outcome(), wire::Answer::COMMITTED) << "the same request, again";
+}
+
 TEST_F(WriterTest, RecoversByItselfWhenThereIsRoomAgain) {
   m_Store->Connection().Execute("PRAGMA max_page_count = 1");
   const auto write = Set("long", String(std::string(60'000, 'x')));

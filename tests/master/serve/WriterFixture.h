@@ -53,14 +53,17 @@ protected:
     auto store = std::make_unique<SqliteStore>(m_Folder.Name(), Database::Mode::k_ReadWrite);
     SetDefaults(*store, SampleFarm().m_Products.Defaults());
     m_Store = store.get();
-    m_Writer = std::make_unique<Writer>(
-        std::move(store), MachineCommandLines{"reboot", ""},
-        [this](Batch batch) {
-          std::lock_guard lock(m_Mutex);
-          m_Batches.push_back(std::move(batch));
-          m_Arrived.notify_all();
-        },
-        run, m_Products);
+    m_Writer =
+        std::make_unique<Writer>(std::move(store), WriterOptions{.m_Run = run,
+                                                                 .m_Deliver =
+                                                                     [this](Batch batch) {
+                                                                       std::lock_guard lock(m_Mutex);
+                                                                       m_Batches.push_back(std::move(batch));
+                                                                       m_Arrived.notify_all();
+                                                                     },
+                                                                 .m_Commands = {"reboot", ""},
+                                                                 .m_Products = m_Products,
+                                                                 .m_Manage = m_Manage});
   }
 
   void Submit(const shared_ptr<Message>& message, const std::string& basis = {},
@@ -72,6 +75,7 @@ protected:
     peer->m_Key = key;
     peer->m_Name = "somebody";
     peer->m_Role = role;
+    peer->m_Manages = m_Manage != nullptr;
     ++m_Submitted;
     const std::string bytes = envelope.SerializeAsString();
     m_Writer->Submit(MakeRequest(1, peer, envelope, bytes));
@@ -106,7 +110,9 @@ protected:
   }
 
   const TempFolder m_Folder;
-  Path m_Products; // folder of the default products, from the next Restart on
+  // From the next Restart on.
+  Path m_Products; // folder of the default products
+  WriterOptions::Manage m_Manage;
   std::mutex m_Mutex;
   std::condition_variable m_Arrived;
   std::vector<Batch> m_Batches;

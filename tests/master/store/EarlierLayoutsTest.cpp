@@ -185,9 +185,9 @@ TEST_P(EarlierLayouts, RecogniseWhatWasSentBefore) {
   const auto count = [&] { return Scalar("SELECT count(*) FROM audit"); };
   const std::string before = count();
   std::promise<Batch> delivered;
-  Writer writer(
-      std::move(store), MachineCommandLines{"reboot", ""},
-      [&](Batch batch) { delivered.set_value(std::move(batch)); }, "a later run");
+  Writer writer(std::move(store), {.m_Run = "a later run",
+                                   .m_Deliver = [&](Batch batch) { delivered.set_value(std::move(batch)); },
+                                   .m_Commands = {"reboot", ""}});
   writer.Start();
   for (const Sent& sent : all) {
     wire::Envelope envelope;

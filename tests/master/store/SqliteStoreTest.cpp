@@ -86,11 +86,15 @@ TEST_F(StoreTest, HoldsSeveralAuthoritiesOfWhichTheLastSigns) {
 TEST_F(StoreTest, HoldsWhatIsKnownOfTheTime) {
   EXPECT_FALSE(m_Store->LoadClock());
   EXPECT_FALSE(m_Store->TimeOfLastRecord());
-  m_Store->SetClock({5, false});
-  m_Store->SetClock({6, true});
+  m_Store->SetClock({6, ClockRecord::Doubt{7, 8}});
   Open();
   EXPECT_EQ(m_Store->LoadClock()->m_Trusted, 6);
-  EXPECT_TRUE(m_Store->LoadClock()->m_IsInDoubt);
+  ASSERT_TRUE(m_Store->LoadClock()->m_Doubt);
+  EXPECT_EQ(m_Store->LoadClock()->m_Doubt->m_Wall, 7);
+  EXPECT_EQ(m_Store->LoadClock()->m_Doubt->m_Until, 8);
+  m_Store->SetClock({5});
+  EXPECT_EQ(m_Store->LoadClock()->m_Trusted, 5);
+  EXPECT_FALSE(m_Store->LoadClock()->m_Doubt);
 }
 
 TEST_F(StoreTest, IsClosedToOthers) {
