@@ -196,19 +196,27 @@ bool CheckEnd(Database& database, Findings& findings) {
 void CheckClock(Database& database, Findings& findings) {
   constexpr char k_Advice[] =
       "once the machine's clock is right, a Master that serves for a day puts this right as well";
-  constexpr int64_t k_LongestAhead = 366 * 24 * k_Hour;
-  Statement row(database.Handle(), "SELECT trusted, in_doubt FROM clock");
+  constexpr int64_t k_Day = 24 * k_Hour, k_LongestAhead = 366 * k_Day;
+  Statement row(database.Handle(), "SELECT trusted, doubted, doubted_until FROM clock");
   while (row.Step()) {
-    const int64_t trusted = row.Integer(0), ahead = trusted - Time::Now().Milliseconds();
-    if (trusted <= 0 || Time(trusted).Format().empty())
+    const int64_t trusted = row.Integer(0), now = Time::Now().Milliseconds();
+    const std::string believed = "The time that was believed last, " + Time(trusted).Iso8601().str();
+    if (trusted <= 0 || Time(trusted).Format().empty()) {
       findings.Problem(fmt::format("The time that was believed last, {}, is none", trusted), k_Advice);
-    else if (const String text = Time(trusted).Iso8601(); ahead > k_LongestAhead)
-      findings.Problem("The time that was believed last, " + text.str() + ", is far ahead", k_Advice);
-    else if (ahead > 24 * k_Hour)
-      findings.Note("The time that was believed last, " + text.str() +
-                    ", is still to come: the clock was wrong, or is");
-    if (row.Integer(1) != 0 && row.Integer(1) != 1)
-      findings.Problem(fmt::format("Whether the clock was in doubt is {}, neither 0 nor 1", row.Integer(1)),
+      continue;
+    }
+    if (trusted > now + k_LongestAhead) {
+      findings.Problem(believed + ", is far ahead", k_Advice);
+      continue;
+    }
+    if (trusted > now + k_Day)
+      findings.Note(believed + ", is still to come: the clock was wrong, or is");
+    if (row.IsNull(1) != row.IsNull(2))
+      findings.Problem("Of the clock's doubt only a part is kept", k_Advice);
+    else if (!row.IsNull(2) && (row.Integer(2) < trusted - k_Day || row.Integer(2) > trusted + k_Day))
+      findings.Problem(fmt::format("The clock's doubt lasts until {}, by more than a day another time than "
+                                   "is believed",
+                                   row.Integer(2)),
                        k_Advice);
   }
 }

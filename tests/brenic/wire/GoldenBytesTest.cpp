@@ -185,8 +185,7 @@ TEST(GoldenBytes, Restore) {
   message.m_Hosts = {"h"};
   message.m_Revoked = {"a", "b"};
   message.m_Accept = true;
-  ExpectGolden(message,
-               "000000253a230a10000102030405060708090a0b0c0d0e0f9a020e0a016e1201681a01611a01622001");
+  ExpectGolden(message, "000000253a230a10000102030405060708090a0b0c0d0e0f9a020e0a016e1201681a01611a01622001");
 }
 
 TEST(GoldenBytes, Hello) {

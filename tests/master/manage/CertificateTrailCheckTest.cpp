@@ -150,9 +150,9 @@ TEST_F(CertificateTrailTest, GoesByTheRecordsThatAreKept) {
   Live();
   // As if the Master were old enough, and the first three records had left.
   const MasterRecord master = SqliteStore(Data(), Database::Mode::k_ReadOnly).LoadMaster();
-  Execute("UPDATE clock SET trusted = trusted + 86400000000; INSERT OR IGNORE INTO clock VALUES (1, " +
+  Execute("INSERT OR REPLACE INTO clock VALUES (1, " +
           std::to_string(Time::Now().Milliseconds() + 3 * k_WholeDay) +
-          ", 0); DELETE FROM audit WHERE sequence < 4");
+          ", NULL, NULL); DELETE FROM audit WHERE sequence < 4");
   EXPECT_TRUE(CheckFolder(Data()).Problems().empty()) << Found();
   const std::string whole = ReadTextFile(SqliteStore::File(Data()).c_str());
   Execute("UPDATE client SET role = 'administrator' WHERE name = 'node'"); // its record has left
@@ -175,21 +175,22 @@ TEST_F(CertificateTrailTest, TellsOfRecordsThatAreTooYoungToHaveLeft) {
 }
 
 TEST_F(CertificateTrailTest, TellsOfAClockThatMakesNoSense) {
-  const auto found = [&](int64_t trusted, int inDoubt) {
-    Execute("INSERT OR REPLACE INTO clock VALUES (1," + std::to_string(trusted) + "," +
-            std::to_string(inDoubt) + ")");
+  const auto found = [&](int64_t trusted, const std::string& doubt = "NULL, NULL") {
+    Execute(fmt::format("INSERT OR REPLACE INTO clock VALUES (1, {}, {})", trusted, doubt));
     return Found();
   };
   const int64_t now = Time::Now().Milliseconds();
-  EXPECT_EQ(found(now, 0), "");
-  EXPECT_EQ(found(now, 1), "");
-  EXPECT_EQ(found(now - 5000 * k_WholeDay, 0), "");
-  EXPECT_THAT(found(-5, 0), HasSubstr("The time that was believed last, -5, is none"));
-  EXPECT_THAT(found(std::numeric_limits<int64_t>::max(), 0), HasSubstr("is far ahead"));
-  EXPECT_THAT(found(now + 800 * k_WholeDay, 0), HasSubstr("is far ahead"));
-  EXPECT_THAT(found(now + 20 * k_WholeDay, 0), HasSubstr("Note: The time that was believed last"));
+  EXPECT_EQ(found(now), "");
+  EXPECT_EQ(found(now, fmt::format("5, {}", now + k_WholeDay)), "");
+  EXPECT_EQ(found(now - 5000 * k_WholeDay), "");
+  EXPECT_THAT(found(-5), HasSubstr("The time that was believed last, -5, is none"));
+  EXPECT_THAT(found(std::numeric_limits<int64_t>::max()), HasSubstr("is far ahead"));
+  EXPECT_THAT(found(now + 800 * k_WholeDay), HasSubstr("is far ahead"));
+  EXPECT_THAT(found(now + 20 * k_WholeDay), HasSubstr("Note: The time that was believed last"));
   EXPECT_TRUE(CheckFolder(Data()).Problems().empty());
-  EXPECT_THAT(found(now, 7), HasSubstr("Whether the clock was in doubt is 7"));
+  EXPECT_THAT(found(now, "5, NULL"), HasSubstr("Of the clock's doubt only a part is kept"));
+  EXPECT_THAT(found(now, fmt::format("5, {}", now + 2 * k_WholeDay)),
+              HasSubstr("The clock's doubt lasts until"));
 }
 
 TEST_F(CertificateTrailTest, TellsNothingOfWhatWasMigrated) {
