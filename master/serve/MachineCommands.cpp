@@ -56,7 +56,8 @@ void MachineCommands::WatchChildren() {
     if (cancelled)
       return;
     Reap();
-    WatchChildren();
+    if (!m_Finished) // it may have come just before it was cancelled
+      WatchChildren();
   });
 }
 
@@ -89,6 +90,7 @@ void MachineCommands::Finish() {
     SessionClosed(m_Waiting.front().m_Session);
   for (; !m_Due.empty(); m_Due.pop_front())
     Spawn(m_Due.front());
+  m_Finished = true;
   m_ChildSignal.cancel();
 }
 

@@ -44,6 +44,7 @@ private:
   std::deque<String> m_Due;
   pid_t m_Running = 0;
   String m_RunningLine;
+  bool m_Finished = false;
 };
 
 } // namespace brenic::master

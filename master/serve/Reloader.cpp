@@ -40,7 +40,7 @@ void Reloader::Close() {
 
 void Reloader::Watch() {
   m_Signal.async_wait([this](const error_code& cancelled, int) {
-    if (cancelled)
+    if (cancelled || m_Closed) // it may have come just before it was cancelled
       return;
     Watch();
     Begin();

@@ -42,7 +42,7 @@ void Watchdog::Tick() {
   m_WasAlive = isAlive;
   m_Timer.expires_after(m_Interval);
   m_Timer.async_wait([this](const error_code& cancelled) {
-    if (!cancelled)
+    if (!cancelled && !m_Closed) // it may have run out just before it was cancelled
       Tick();
   });
 }

@@ -36,7 +36,10 @@ public:
   Watchdog(asio::io_context& io, Writer& writer) : m_Writer(writer), m_Timer(io) {}
 
   void Start();
-  void Close() { m_Timer.cancel(); }
+  void Close() {
+    m_Closed = true;
+    m_Timer.cancel();
+  }
 
 private:
   void Tick();
@@ -46,6 +49,7 @@ private:
   std::chrono::microseconds m_Interval{};
   std::optional<Pulse> m_Pulse;
   bool m_WasAlive = true;
+  bool m_Closed = false;
 };
 
 } // namespace brenic::master
