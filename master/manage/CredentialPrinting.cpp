@@ -36,8 +36,8 @@ std::string StandingText(const ClientRecord& client, int64_t now) {
   if (*client.m_Expires <= now)
     return "ended " + DateText(*client.m_Expires);
   const int days = DaysUntil(*client.m_Expires, now);
-  return fmt::format("until {}{}", DateText(*client.m_Expires),
-                     days < 60 ? fmt::format(", ends in {} days", days) : std::string());
+  const std::string left = days == 0 ? "less than a day" : days == 1 ? "1 day" : fmt::format("{} days", days);
+  return fmt::format("until {}{}", DateText(*client.m_Expires), days < 60 ? ", ends in " + left : "");
 }
 
 /// What is told of an authority.

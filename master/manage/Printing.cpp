@@ -242,7 +242,11 @@ std::optional<int64_t> ParseTime(const std::string& text) {
     ++rest;
   if (!rest || *rest != '\0')
     return std::nullopt;
-  return static_cast<int64_t>(timegm(&parts)) * 1000 + milliseconds;
+  tm kept = parts; // timegm makes a day that there is of one that there is not
+  const auto seconds = static_cast<int64_t>(timegm(&kept));
+  if (kept.tm_mday != parts.tm_mday || kept.tm_sec != parts.tm_sec)
+    return std::nullopt;
+  return seconds * 1000 + milliseconds;
 }
 
 int64_t SinceOption(const std::string& text) {

@@ -176,7 +176,8 @@ TEST(ParseTime, TakesDatesAndTimesInUtc) {
   EXPECT_EQ(ParseTime("2026-01-31T12:00:00.123Z"), 1769860800123);
   EXPECT_EQ(ParseTime("2026-01-31 12:00:00"), 1769860800000);
   EXPECT_EQ(ParseTime("2026-01-31"), 1769817600000);
-  for (const char* bad : {"", "yesterday", "2026-01-31T", "2026-01-31x", "2026-13-01"})
+  for (const char* bad :
+       {"", "yesterday", "2026-01-31T", "2026-01-31x", "2026-13-01", "2026-02-30", "2026-11-31"})
     EXPECT_EQ(ParseTime(bad), std::nullopt) << bad;
 }
 
