@@ -83,7 +83,8 @@ Asked AskWhoeverHolds(const Path& folder, const Message& message) {
   throw new Exception(
       "The Master in '" + rlib::EscapeControls(folder.str()) +
       (rlib::File::Exists(ManagementSocket(folder))
-           ? "' neither serves nor has ended; try again later"
+           ? "' runs, but nobody answers as it does at its manage.sock: unless it still begins or ends, "
+             "another process listens there, which its log tells"
            : "' runs, but cannot be asked, since its manage.sock is missing: its log says why"));
 }
 

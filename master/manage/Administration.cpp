@@ -1,6 +1,7 @@
 #include "manage/Administration.h"
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -67,6 +68,16 @@ private:
   wire::FrameReader m_Reader;
 };
 
+/// A Master that runs makes its socket anew, but takes nothing away that it has not made.
+void RequireNothingElse(const Path& socket) {
+  struct stat info {};
+  if (lstat(socket.c_str(), &info) == 0 && !S_ISSOCK(info.st_mode))
+    throw new Exception(
+        "'" + rlib::EscapeControls(socket.str()) +
+        "', by which the Master is asked, is no socket; take it away, and the Master makes it "
+        "anew within seconds");
+}
+
 /// -1 when nobody listens.
 int Connect(const Path& socket, std::chrono::milliseconds patience) {
   const ShortSocketPath path(socket);
@@ -88,6 +99,7 @@ int Connect(const Path& socket, std::chrono::milliseconds patience) {
   if (error != ENOENT && error != ECONNREFUSED)
     rlib::ThrowError(
         "Cannot reach the Master by '" + socket.str() + "'; run this as the Master's user or as root", error);
+  RequireNothingElse(socket);
   return -1;
 }
 

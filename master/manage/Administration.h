@@ -24,8 +24,8 @@ using Ask = std::function<Asked(const Path& folder, const Message& message)>;
 Asked ReadAnswer(const Message& message, const std::string& frames);
 
 /// Asks the Master that serves the data folder, by its management socket. No value when there is none that
-/// listens (it begins or ends just now). Throws Exception*, also when it is silent for so long; it may be
-/// busy with a million options.
+/// listens (it begins or ends just now). Throws Exception*, also when something that is no socket is in its
+/// place, and when it is silent for so long; it may be busy with a million options.
 std::optional<Asked> AskRunning(const Path& folder, const Message& message,
                                 std::chrono::milliseconds patience = std::chrono::seconds(60));
 

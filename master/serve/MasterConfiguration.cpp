@@ -1,6 +1,8 @@
 #include "serve/MasterConfiguration.h"
 
+#include <fstream>
 #include <map>
+#include <tuple>
 
 #include <fmt/core.h>
 
@@ -13,6 +15,8 @@ namespace brenic::master {
 
 namespace {
 
+constexpr int k_MostDays = 36500; // a hundred years
+
 /// One pair of the file.
 struct Pair {
   const Path& m_Folder; // of the file
@@ -21,7 +25,9 @@ struct Pair {
 };
 
 Path File(const Pair& pair) {
-  return pair.m_Value.empty() ? Path() : pair.m_Folder / pair.m_Value;
+  if (pair.m_Value.empty())
+    throw new Exception(pair.m_Name + " has no value; give a path, or take the line away");
+  return pair.m_Folder / pair.m_Value;
 }
 
 /// What a value must be.
@@ -46,8 +52,8 @@ size_t Count(const Pair& pair) {
 
 int Days(const Pair& pair) {
   const std::optional<int32_t> days = rlib::ParseInt32(pair.m_Value);
-  if (!days || *days < KeepingOptions::k_LeastDays)
-    Refuse(pair, fmt::format("a number of days from {} up", KeepingOptions::k_LeastDays));
+  if (!days || *days < KeepingOptions::k_LeastDays || *days > k_MostDays)
+    Refuse(pair, fmt::format("a number of days from {} to {}", KeepingOptions::k_LeastDays, k_MostDays));
   return *days;
 }
 
@@ -165,16 +171,40 @@ private:
   MasterConfiguration m_Taken;
 };
 
+/// Whether nothing follows the file's last newline.
+bool IsEnded(const Path& file) {
+  std::ifstream in(file.c_str(), std::ios::binary | std::ios::ate);
+  return in.tellg() <= 0 || (in.seekg(-1, std::ios::end) && in.get() == '\n');
+}
+
+bool IsSame(const MasterConfiguration& one, const MasterConfiguration& other) {
+  const auto all = [](const MasterConfiguration& settings) {
+    const LiveSettings& live = settings.m_Live;
+    return std::tie(live.m_Commands.m_Reboot, live.m_Commands.m_Shutdown, live.m_LogFileLevel,
+                    live.m_LogDisplayLevel, live.m_Products, live.m_ConnectionsPerCertificate,
+                    live.m_AuditKeep, settings.m_Names);
+  };
+  return all(one) == all(other) && Differences(one.m_Start, other.m_Start).empty();
+}
+
 } // namespace
 
 MasterConfiguration LoadMasterConfiguration(const Path& file) {
-  return file.empty() ? MasterConfiguration() : Reading(file).All();
+  if (file.empty())
+    return {};
+  MasterConfiguration settings = Reading(file).All();
+  settings.m_IsEnded = IsEnded(file);
+  return settings;
 }
 
 rlib::Result<> CheckSuccession(const MasterConfiguration& present, const MasterConfiguration& next) {
   if (!present.m_Names.empty() && next.m_Names.empty())
     return rlib::Failure("The file has no settings any more, so it may have been cut off; a new start of the "
                          "Master takes it as it is");
+  if (!next.m_IsEnded && !IsSame(present, next))
+    return rlib::Failure(
+        "The file's last line has no end, so it may have been cut off; if it is whole, end it "
+        "with a newline");
   if (present.m_Names.contains("AuditKeep") && !next.m_Names.contains("AuditKeep") &&
       next.m_Live.m_AuditKeep < present.m_Live.m_AuditKeep)
     return rlib::Failure(fmt::format(

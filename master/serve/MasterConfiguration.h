@@ -33,16 +33,18 @@ struct MasterConfiguration {
   LiveSettings m_Live;
   StartSettings m_Start;
   std::set<String> m_Names; // that the file has
+  bool m_IsEnded = true;    // its last line ends with a newline
 };
 
-/// Relative paths are relative to the file; a path without value counts as not configured, and what to listen
+/// Relative paths are relative to the file; a path without value is an error, and what to listen
 /// on may be given several times and with commas. An empty `file` gives the defaults. Throws Exception*, with
 /// one line that names the file, for one that cannot be read, and for a line, section, name or value in it
 /// that is not known or there twice: a misspelt command must not go unnoticed until it is needed.
 MasterConfiguration LoadMasterConfiguration(const Path& file);
 
 /// Fails when the next one, in place of the present one of a running Master, would have something leave for
-/// good only because it is missing: a file that is being written, or was cut off, is empty or ends too early.
+/// good only because it is missing, or differs although its last line has no end: a file that is being
+/// written, or was cut off, is empty or ends too early, be it within a number.
 rlib::Result<> CheckSuccession(const MasterConfiguration& present, const MasterConfiguration& next);
 
 /// All names that the section may have.

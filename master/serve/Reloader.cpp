@@ -90,6 +90,10 @@ rlib::Result<> Reloader::TakeLevels(const LiveSettings& settings) {
 }
 
 void Reloader::TakeAll() {
+  if (m_Next.m_Live.m_AuditKeep < m_Settings.m_Live.m_AuditKeep)
+    rlib::LogWarning(
+        fmt::format("AuditKeep was {} days and is {} now: older records leave the audit trail for good",
+                    m_Settings.m_Live.m_AuditKeep, m_Next.m_Live.m_AuditKeep));
   m_Settings.m_Live = m_Next.m_Live;
   m_Settings.m_Names = m_Next.m_Names;
   m_Machine.Take(m_Settings.m_Live.m_Commands);
@@ -105,6 +109,8 @@ void Reloader::End(const rlib::Result<>& taken) {
             : "The configuration is not taken, and all settings stay as they were: " + taken.Reason();
   if (taken)
     rlib::LogSystem(status);
+  else if (m_Settings.m_Live.m_LogDisplayLevel >= rlib::Log::k_Error)
+    rlib::LogError(status); // which shows it
   else
     rlib::Report(rlib::Log::k_Error, status);
   if (m_Closed)

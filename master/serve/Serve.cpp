@@ -2,7 +2,9 @@
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <functional>
+#include <set>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
@@ -11,6 +13,7 @@
 #include <fmt/core.h>
 
 #include "rlib/CrashHandler.h"
+#include "rlib/Escape.h"
 #include "rlib/File.h"
 #include "rlib/Log.h"
 #include "rlib/OutFile.h"
@@ -116,6 +119,27 @@ std::unique_ptr<ServeLock> LockFor(const Path& folder) {
   return std::make_unique<ServeLock>(folder);
 }
 
+void CheckAddresses(const std::vector<String>& addresses) {
+  std::set<String> seen;
+  for (const String& address : addresses) {
+    CheckListen(address);
+    const bool isAnyPort = address.str().ends_with(":0");
+    if (!isAnyPort && !seen.insert(address).second)
+      throw new Exception("What to listen on has '" + address + "' twice; name each address once");
+  }
+}
+
+/// Clients and subcommands are told apart by where they come in.
+void CheckSocket(const Path& socket, const Path& folder) {
+  const auto plain = [](const Path& path) {
+    return std::filesystem::weakly_canonical(path.str().str()).string();
+  };
+  if (!socket.empty() && plain(socket) == plain(ManagementSocket(folder)))
+    throw new Exception("The local socket '" + rlib::EscapeControls(socket.str()) +
+                        "' is the Master's own management socket, which is always there; give Socket "
+                        "another path");
+}
+
 } // namespace
 
 void Serve(const ServeOptions& options) {
@@ -123,11 +147,11 @@ void Serve(const ServeOptions& options) {
   RemoveStalePortFile(options.m_Start.m_PortFile);
   // Before anything is made or changed.
   const MasterConfiguration settings = LoadSettings(options);
-  for (const String& address : settings.m_Start.m_Listen)
-    CheckListen(address);
+  CheckAddresses(settings.m_Start.m_Listen);
   const Path& folder = settings.m_Start.m_DataFolder;
   if (folder.empty())
     throw new Exception("No data folder is given; say --data-dir DIR, or DataFolder in the configuration");
+  CheckSocket(settings.m_Start.m_Socket, folder);
   RemoveStalePortFile(settings.m_Start.m_PortFile);
   options.m_Prepare(folder);
   const std::unique_ptr<ServeLock> lock = LockFor(folder);

@@ -127,7 +127,7 @@ private:
   int64_t m_NextCare = 0;
   int64_t m_NextKeeping = 0;
   int64_t m_NextSightings = 0;
-  String m_NotMended; // why a listener could not be, when it was last told
+  std::map<const Listener*, String> m_NotMended;             // why each could not be, when it was last told
   std::map<std::string, ClientRecord::Sighting> m_Sightings; // by serial, not kept yet
   Writer m_Writer;                                           // its thread ends before the rest goes
   // Goes before the writer's store, which leaves no log beside the database when it is closed last.

@@ -43,17 +43,15 @@ void Server::LookAtTime() {
 
 /// A cleaner of old files may have taken a local socket away.
 void Server::MendListeners() {
-  String problem;
   for (const auto& listener : m_Listeners) {
     const rlib::Result<bool> mended = listener->Mend();
-    if (!mended)
-      problem = listener->Address() + ": " + mended.Reason();
-    else if (*mended)
+    const String problem = mended ? String() : mended.Reason();
+    if (mended && *mended)
       rlib::LogWarning("The local socket was taken away, and is made anew: " + listener->Address());
+    if (std::exchange(m_NotMended[listener.get()], problem) != problem && !problem.empty())
+      rlib::LogError("The local socket was taken away, and cannot be made anew: " + listener->Address() +
+                     ": " + problem);
   }
-  if (!problem.empty() && problem != m_NotMended)
-    rlib::LogError("The local socket was taken away, and cannot be made anew: " + problem);
-  m_NotMended = problem;
 }
 
 void Server::EndWhatHasEnded(int64_t now) {

@@ -10,7 +10,7 @@ LITERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
 SHORTEST = 10  # characters by which a line can be told from others
 # Calls whose texts are made elsewhere, and these texts.
 MADE_ELSEWHERE = {"rlib::LogWarning(line)", "ReportStranger(line)", "m_Report(std::move(report))",
-                  "rlib::Report(rlib::Log::k_Error, status)", "k_System, *news)", "TryToStore(what, "}
+                  "rlib::Report(rlib::Log::k_Error, status)", "rlib::LogError(status)", "k_System, *news)", "TryToStore(what, "}
 TEXTS = ["The configuration is not taken, and all settings stay as they were: ", " broke the protocol: ",
          " of clients end within ", "The Master's own certificate ends on ", "The authority ends on ",
          "The clock was set from ", "The clock says "]

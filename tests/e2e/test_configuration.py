@@ -49,6 +49,20 @@ class Start(ConfigurationTest):
         for address in (f"127.0.0.1:{port}", f"[::1]:{port}"):
             self.assertDone(self.farm.run("-Option", "a", "1", address=address))
 
+    def test_an_address_that_is_given_twice_is_told(self):
+        with socket.create_server(("127.0.0.1", 0)) as other:
+            address = f"127.0.0.1:{other.getsockname()[1]}"
+        self.configure(Listen=f"{address}, {address}")
+        self.assertOneLine(self.failure(), f"What to listen on has '{address}' twice")
+
+    def test_the_management_socket_is_no_local_socket(self):
+        self.configure(Socket="./master/../master/manage.sock")
+        self.assertOneLine(self.failure(), "is the Master's own management socket, which is always there")
+
+    def test_a_path_without_value_is_told(self):
+        self.configure(DataFolder="")
+        self.assertOneLine(self.failure(), "Line 2 of the configuration", "DataFolder has no value; give a path")
+
     def test_without_a_data_folder_it_says_what_to_give(self):
         self.configure(DataFolder=None)
         self.assertOneLine(self.failure(), "--data-dir DIR", "DataFolder in the configuration")
@@ -110,6 +124,13 @@ class Reload(ConfigurationTest):
                 self.assertEqual(self.product_names(), ["Shell Task"])
         self.assertDone(self.farm.run("-Reboot"))
 
+    def test_what_is_wrong_is_told_once_where_the_log_is_shown(self):
+        self.configure(LogDisplayLevel=1)
+        self.serve()
+        self.configure(LogDisplayLevel=7)
+        self.reload()
+        self.assertOneLine(self.farm.log(), " ERROR The configuration is not taken, ")
+
     def test_a_configuration_that_cannot_be_read_is_not_taken_for_an_empty_one(self):
         self.configure(RebootCommand="true")
         self.serve()
@@ -128,6 +149,24 @@ class Reload(ConfigurationTest):
             self.reload()
             self.assertOneLine(self.farm.log()[before:], "all settings stay as they were: ", why)
         self.assertDone(self.farm.run("-Reboot"))
+
+    def test_one_that_is_cut_off_within_a_number_is_not_taken(self):
+        self.configure(AuditKeep=400)
+        self.serve()
+        whole = self.farm.config.read_text().rstrip("\n")
+        self.farm.config.write_text(whole.replace("AuditKeep = 400", "").rstrip("\n") + "\nAuditKeep = 4")
+        self.reload()
+        self.assertOneLine(self.farm.log(), "all settings stay as they were: The file's last line has no end")
+
+    def test_a_smaller_number_of_days_is_told(self):
+        self.configure(AuditKeep=400)
+        self.serve()
+        for days in (500, 500, 4):
+            self.configure(AuditKeep=days)
+            self.reload()
+        told = "WARNING AuditKeep was 500 days and is 4 now: older records leave the audit trail for good\n"
+        self.assertEqual(self.log_file().count(told), 1)
+        self.assertEqual(self.log_file().count("WARNING AuditKeep"), 1)
 
     def test_at_a_start_an_empty_one_is_fine(self):
         self.farm.config.write_text("; nothing\n")

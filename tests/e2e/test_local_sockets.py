@@ -41,3 +41,21 @@ class LocalSockets(ConfigurationTest):
             self.assertDone(self.farm.run("-Option", "a", "1"))
             self.assertEqual(self.farm.stop(), 0)
             self.assertTrue(path.exists(), "nor does the end remove it")
+
+    def test_each_that_cannot_be_made_anew_is_told_once(self):
+        self.sockets[0].unlink()
+        self.sockets[0].write_text("")
+        self.reload()
+        self.sockets[1].unlink()
+        self.sockets[1].write_text("")
+        self.reload()
+        self.reload()
+        for path in self.sockets:
+            told = f"ERROR The local socket was taken away, and cannot be made anew: unix:{path}: "
+            self.assertEqual(self.log_file().count(told), 1)
+
+    def test_what_is_no_socket_is_told_at_once(self):
+        self.sockets[0].unlink()
+        self.sockets[0].write_text("")
+        with self.assertRaisesRegex(AssertionError, "manage.sock', by which the Master is asked, is no socket; take"):
+            self.farm.admin("revoke", "admin", "--data-dir", self.farm.data)

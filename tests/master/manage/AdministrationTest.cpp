@@ -53,5 +53,22 @@ TEST_F(SilentMaster, NothingWasDoneBeforeItHasLetSomebodyIn) {
     EXPECT_EQ(WhyNot(), k_Told);
 }
 
+TEST(NoMaster, WhatIsNoSocketIsToldAtOnce) {
+  const TempFolder folder;
+  WriteTextFile(ManagementSocket(folder.Name()).str().str(), "");
+  RevokeClientMsg message;
+  message.m_ID = UID(true);
+  try {
+    AskRunning(folder.Name(), message);
+    FAIL() << "it is taken for a Master that begins";
+  } catch (Exception* error) {
+    const std::unique_ptr<Exception> owned(error);
+    EXPECT_EQ(error->Message().str(),
+              "'" + folder.Name() +
+                  "/manage.sock', by which the Master is asked, is no socket; take it away, and the Master "
+                  "makes it anew within seconds");
+  }
+}
+
 } // namespace
 } // namespace brenic::master

@@ -39,7 +39,7 @@ protected:
 };
 
 TEST_F(MasterConfigurationTest, HoldsEverythingThatIsNotSaidOtherwise) {
-  const auto [live, start, names] =
+  const auto [live, start, names, isEnded] =
       Load("[master]\nDataFolder = data\nListen = 127.0.0.1:1\nSocket = /run/socket\n"
            "PortFile = port\nLogFolder = log\nLogFileLevel = 1\nlogdisplaylevel = 2\n"
            "Products = products\nRebootCommand = \"a  b\"\nShutdownCommand = c\n"
@@ -58,8 +58,8 @@ TEST_F(MasterConfigurationTest, HoldsEverythingThatIsNotSaidOtherwise) {
 }
 
 TEST_F(MasterConfigurationTest, WhatIsNotSaidIsAsByDefault) {
-  for (const auto& [live, start, names] :
-       {LoadMasterConfiguration(""), Load(""), Load("[Master]\nSocket =\n")}) {
+  for (const auto& [live, start, names, isEnded] :
+       {LoadMasterConfiguration(""), Load(""), Load("[Master]\nRebootCommand =\n")}) {
     EXPECT_EQ(Differences(start, {}), "");
     EXPECT_EQ(live.m_LogFileLevel, rlib::Log::k_DefaultFileLevel);
     EXPECT_EQ(live.m_LogDisplayLevel, rlib::Log::k_DefaultDisplayLevel);
@@ -137,6 +137,32 @@ TEST_F(MasterConfigurationTest, NothingIsLostToAFileThatWasCutOff) {
   EXPECT_TRUE(CheckSuccession(few, levels)) << "nothing leaves";
   EXPECT_TRUE(CheckSuccession(none, none));
   EXPECT_TRUE(CheckSuccession(none, years));
+}
+
+TEST_F(MasterConfigurationTest, ALastLineThatMayBeCutOffIsNotTaken) {
+  const MasterConfiguration years = Load("[Master]\nAuditKeep = 400\n");
+  EXPECT_EQ(
+      CheckSuccession(years, Load("[Master]\nAuditKeep = 4")).Reason(),
+      "The file's last line has no end, so it may have been cut off; if it is whole, end it with a newline");
+  EXPECT_TRUE(CheckSuccession(years, Load("[Master]\nAuditKeep = 4\n")));
+  EXPECT_TRUE(CheckSuccession(years, Load("[Master]\nAuditKeep = 400"))) << "it changes nothing";
+  EXPECT_FALSE(CheckSuccession(years, Load("[Master]\nAuditKeep = 400\nShutdownCommand = a")));
+}
+
+TEST_F(MasterConfigurationTest, APathWithoutValueIsAnError) {
+  for (const char* name : {"DataFolder", "Socket", "PortFile", "LogFolder", "Products"})
+    EXPECT_EQ(WhyNot(std::string("[Master]\n") + name + " =\n"),
+              "Line 2 of the configuration '" + File() + "': " + name +
+                  " has no value; give a path, or take the line away");
+  EXPECT_EQ(WhyNot("[Master]\nRebootCommand =\nShutdownCommand =\n"), "it is taken");
+}
+
+TEST_F(MasterConfigurationTest, DaysHaveAnUpperBound) {
+  for (const char* days : {"1", "36501", "99999999999"})
+    EXPECT_THAT(WhyNot(std::string("[Master]\nAuditKeep = ") + days + "\n"),
+                testing::EndsWith(std::string(": AuditKeep must be a number of days from 2 to 36500, not '") +
+                                  days + "'"));
+  EXPECT_EQ(Load("[Master]\nAuditKeep = 36500\n").m_Live.m_AuditKeep, 36500);
 }
 
 TEST_F(MasterConfigurationTest, DifferencesAreNamed) {
