@@ -103,11 +103,13 @@ Result<> TellRestores(const Office& office, const std::vector<ClientRecord>& cli
       revocations.push_back({office.m_Now, client.m_Serial, rlib::Excerpt(client.m_Name)});
   }
   try {
-    AppendRevocations(RevokedFile(office.m_Folder), revocations);
+    CompleteRevoked(RevokedFile(office.m_Folder), revocations, office.m_Store);
     return {};
   } catch (Exception* error) {
     const std::unique_ptr<Exception> owned(error);
-    return Failure("Nothing was revoked, since a restored backup could not be told: " + error->Message());
+    return Failure("Nothing was revoked, since a restored backup could not be told: " + error->Message() +
+                   ". Where no better copy is found, move the file away and revoke again: it is made anew "
+                   "with all that is known to be revoked");
   }
 }
 

@@ -113,6 +113,12 @@ RevokedCounts AddRevoked(const Path& folder, const RevokedList& list, RestoreMsg
   return counts;
 }
 
+/// For the next restore: the list that was given, and what the database in `source` knows.
+void KeepRevoked(const Path& folder, const RevokedList& list, const Path& source) {
+  SqliteStore store(source, Database::Mode::k_ReadOnly);
+  CompleteRevoked(RevokedFile(folder), list.m_Revocations, store);
+}
+
 bool MakesDifferent(const RestoreMsg& request) {
   return !request.m_Name.empty() || !request.m_Hosts.empty() || request.m_Accept;
 }
@@ -217,14 +223,14 @@ Restored Restore(const RestoreOptions& options, const Ask& ask) {
     counts = AddRevoked(staging, revoked, *request);
     ask(staging, *request);
   }
+  if (MakesDifferent(*request) || layout == k_Layout) // an earlier one holds none
+    KeepRevoked(options.m_Folder, revoked, staging);
   Restored restored = Describe(staging);
   restored.m_Sequence = copied.m_Sequence;
   restored.m_Time = copied.m_Time;
   restored.m_Revoked = counts;
   restored.m_Torn = TornWords(options.m_Revoked, revoked);
   restored.m_BroughtFrom = MakesDifferent(*request) && layout != k_Layout ? layout : 0;
-  if (!revoked.m_Revocations.empty())
-    AppendRevocations(RevokedFile(options.m_Folder), revoked.m_Revocations);
   SyncFile(database);
   folder.Finish(database);
   return restored;
@@ -245,8 +251,7 @@ Restored AcceptRestored(const Path& folder, const Path& revoked, const Ask& ask)
   const auto request = MessageFactory::Create<RestoreMsg>();
   request->m_Accept = true;
   const RevokedCounts counts = AddRevoked(folder, list, *request);
-  if (!list.m_Revocations.empty())
-    AppendRevocations(RevokedFile(folder), list.m_Revocations);
+  KeepRevoked(folder, list, folder);
   ask(folder, *request);
   Restored restored = Describe(folder);
   restored.m_Revoked = counts;

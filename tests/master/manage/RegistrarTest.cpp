@@ -178,6 +178,33 @@ TEST_F(RegistrarTest, RevokesNothingThatARestoreCouldNotBeTold) {
   EXPECT_EQ(ReadTextFile(RevokedFile(m_Folder.Name()).c_str()), "");
 }
 
+TEST_F(RegistrarTest, RevokesNothingWhereTheListForRestoresCannotBeUsed) {
+  (void)Register(Issue("node"));
+  const Path file = RevokedFile(m_Folder.Name());
+  WriteTextFile(file.c_str(), "junk\n");
+  const std::string told = Told(Revocation("node"));
+  EXPECT_THAT(told, HasSubstr("refused: Nothing was revoked, since a restored backup could not be told: "
+                              "Line 1 of '" +
+                              file.str().str() + "' is not"));
+  EXPECT_THAT(told, HasSubstr("move the file away and revoke again"));
+  EXPECT_FALSE(Named("node")[0].m_Revoked);
+  EXPECT_EQ(ReadTextFile(file.c_str()), "junk\n");
+}
+
+TEST_F(RegistrarTest, ARevocationCompletesTheListForRestores) {
+  const Path file = RevokedFile(m_Folder.Name());
+  for (const char* name : {"one", "two", "three"})
+    (void)Register(Issue(name));
+  EXPECT_TRUE(Register(Revocation("one")));
+  unlink(file.c_str());
+  EXPECT_TRUE(Register(Revocation("two")));
+  EXPECT_THAT(ReadTextFile(file.c_str()), HasSubstr(Named("one")[0].m_Serial + " one\n"));
+  EXPECT_THAT(ReadTextFile(file.c_str()), HasSubstr(Named("two")[0].m_Serial + " two\n"));
+  WriteTextFile(file.c_str(), "");
+  EXPECT_FALSE(Register(Revocation("two"))); // is revoked already
+  EXPECT_THAT(ReadTextFile(file.c_str()), HasSubstr(Named("one")[0].m_Serial + " one\n"));
+}
+
 TEST_F(RegistrarTest, ChangesTheHostsAndTheAddressThatFollowsThem) {
   EXPECT_THAT(Told(Hosts({"new.example"})), HasSubstr("new credentials name farm.example:9000"));
   EXPECT_EQ(HostsOf(m_Store->LoadMaster().m_Server),

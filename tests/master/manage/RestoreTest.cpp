@@ -120,6 +120,31 @@ TEST_F(RestoreTest, WhatWasRevokedSinceStaysRevoked) {
   EXPECT_EQ(WhyNotServed(m_Folder / "third"), "");
 }
 
+TEST_F(RestoreTest, TheListForTheNextRestoreHoldsWhatTheBackupKnowsToBeRevoked) {
+  for (const char* serial : {"aa", "bb", "cc"})
+    SqliteStore(Data(), Database::Mode::k_ReadWrite).AddClient({serial, "node", Role::k_Component});
+  Backup({Data(), File("old")});
+  SetIn(SqliteStore::File(Data()), "UPDATE client SET revoked = 1767225600123 WHERE serial = 'aa'");
+  Backup({Data(), File()});
+  constexpr char k_Line[] = "2026-01-01T00:00:00.123Z aa node\n";
+  for (const bool isAccepted : {true, false}) {
+    const Path folder = m_Folder / (isAccepted ? "accepted" : "waiting");
+    Restore({folder, File(), {}, {}, isAccepted, {}});
+    EXPECT_EQ(ReadTextFile(RevokedFile(folder).c_str()), k_Line);
+  }
+  // Of one that waits the file is taken away meanwhile.
+  unlink(RevokedFile(m_Folder / "waiting").c_str());
+  AcceptRestored(m_Folder / "waiting", {});
+  EXPECT_EQ(ReadTextFile(RevokedFile(m_Folder / "waiting").c_str()), k_Line);
+
+  WriteTextFile(File("list").c_str(), "2026-01-01T00:00:00.124Z bb node\n");
+  Restore({m_Folder / "both", File(), {}, {}, false, File("list")});
+  EXPECT_EQ(ReadTextFile(RevokedFile(m_Folder / "both").c_str()),
+            std::string("2026-01-01T00:00:00.124Z bb node\n") + k_Line);
+  const Restored old = Restore({Other(), File("old"), {}, {}, false, RevokedFile(m_Folder / "both")});
+  EXPECT_EQ(old.m_Revoked.m_Newly, 2u);
+}
+
 TEST_F(RestoreTest, AListOfWhatWasRevokedThatCannotBeUsedRestoresNothing) {
   Backup({Data(), File()});
   const auto why = [&] {
