@@ -126,7 +126,7 @@ TEST_F(RegistrarTest, NothingIsIssuedBeyondTheAuthoritysEnd) {
   ASSERT_TRUE(Register(Issue("node")));
   EXPECT_EQ(Named("node")[0].m_Expires, k_Begin + k_AuthorityDays * k_WholeDay);
   m_Now += 100 * k_WholeDay;
-  EXPECT_THAT(Told(Issue("late")), HasSubstr("refused: The authority ended on"));
+  EXPECT_THAT(Told(Issue("late")), HasSubstr("refused: Authority 1 ended on"));
 }
 
 TEST_F(RegistrarTest, RefusesWhatMakesNoSense) {
@@ -265,10 +265,13 @@ TEST_F(RegistrarTest, TheAuthorityIsRolledOver) {
 TEST_F(RegistrarTest, TheAuthoritysKeyMoves) {
   const std::string exported = ExportAuthority(m_Store->LoadMaster());
   MoveAuthorityMsg message;
-  EXPECT_THAT(Told(message), HasSubstr("is not here any more"));
+  EXPECT_EQ(Told(message),
+            "The key of authority 1 is not here any more: this Master issues and renews nothing");
   EXPECT_EQ(ExportAuthority(m_Store->LoadMaster()), "");
-  EXPECT_THAT(Told(Issue("node")), HasSubstr("refused: This Master does not hold the authority's key"));
-  EXPECT_THAT(Told(Hosts({"x"})), HasSubstr("refused: This Master does not hold the authority's key"));
+  EXPECT_THAT(Told(Issue("node")),
+              HasSubstr("refused: This Master does not hold the key of authority 1: ask"));
+  EXPECT_THAT(Told(Hosts({"x"})),
+              HasSubstr("refused: This Master does not hold the key of authority 1: ask"));
   m_Now += 700 * k_WholeDay;
   EXPECT_FALSE(IsRenewalDue(*m_Store, m_Now));
   message.m_Keys = MakeKey().m_Private;
@@ -278,9 +281,37 @@ TEST_F(RegistrarTest, TheAuthoritysKeyMoves) {
   message.m_Keys = "rubbish";
   EXPECT_THAT(Told(message), HasSubstr("refused: The file holds no private key"));
   message.m_Keys = exported;
-  EXPECT_THAT(Told(message), HasSubstr("is here: this Master issues"));
-  EXPECT_THAT(Told(message), HasSubstr("refused: The authority's key is here already"));
+  EXPECT_THAT(Told(message), HasSubstr("The key of authority 1 is here: this Master issues"));
+  EXPECT_THAT(Told(message), HasSubstr("refused: The key of authority 1 is here: this Master issues "
+                                       "certificates; the file holds no other key"));
   EXPECT_THAT(Told(Issue("node")), HasSubstr("Issued"));
+}
+
+TEST_F(RegistrarTest, TellsOfWhichAuthorityTheKeyIsHere) {
+  (void)Register(Issue("old"));
+  MoveAuthorityMsg import, forget;
+  import.m_Keys = ExportAuthority(m_Store->LoadMaster());
+  (void)Register(forget);
+  EXPECT_THAT(
+      Told(RenewAuthorityMsg()),
+      HasSubstr(". The key of authority 1 is not here: until it is imported, the Master's own "
+                "certificate, of authority 1 and valid until 2029-01-14, can neither be renewed nor"));
+  EXPECT_THAT(Told(Hosts({"x.example"})),
+              HasSubstr("refused: This Master does not hold the key of authority 1: ask"));
+  EXPECT_THAT(Told(Issue("new")), HasSubstr("Issued")) << "authority 2 signs";
+  MoveAuthorityMsg second;
+  second.m_Keys = ExportAuthority(m_Store->LoadMaster());
+  EXPECT_EQ(Told(forget),
+            "The key of authority 2 is not here any more: this Master issues and renews nothing");
+  EXPECT_EQ(Told(import),
+            "The key of authority 1 is here; that of authority 2, which signs, is not, so nothing "
+            "is issued");
+  EXPECT_THAT(Told(Issue("newer")),
+              HasSubstr("refused: This Master does not hold the key of authority 2: ask"));
+  EXPECT_EQ(Told(second), "The keys of authorities 1, 2 are here: this Master issues certificates");
+  (void)Register(forget);
+  EXPECT_EQ(Told(second), "The key of authority 2 is here; that of authority 1 is not: this Master issues "
+                          "certificates");
 }
 
 TEST_F(RegistrarTest, WarnsOnceAtEachThreshold) {
