@@ -223,6 +223,11 @@ TEST_F(RestoreTest, OfAnEarlierLayoutIsBroughtToThisOneWhereSomethingIsMadeDiffe
     EXPECT_EQ(std::filesystem::exists(restored("moved ") + "/master.db.layout" + std::to_string(layout)),
               false);
     EXPECT_EQ(ReadTextFile(backup.c_str()), before);
+    const std::string why = WhyNotServed(restored("as it is "));
+    EXPECT_THAT(why, HasSubstr("Else run: brenic-master restore --accept --data-dir"));
+    EXPECT_THAT(why, HasSubstr("which brings its database, of an earlier layout, to the present one; then"));
+    EXPECT_THAT(WhyNot([&] { Master(restored("as it is ")); }),
+                HasSubstr("'brenic-master restore --accept' or '--revoked FILE' brings it to layout"));
     // Here the way back is there.
     testing::internal::CaptureStderr();
     AcceptRestored(restored("as it is "), {});
