@@ -30,7 +30,8 @@ void ReplaceServer(const Office& office, const MasterRecord& master, const Autho
                    const std::vector<std::string>& hosts) {
   const Validity validity = ValidityFor(k_CertificateDays, office.m_Moment, authority.m_Credential);
   office.m_Store.ReplaceServerCredential(
-      IssueServer(authority.m_Credential, master.m_Name, hosts, validity).m_Credential, authority.m_Number);
+      IssueServer(authority.m_Credential, master.m_Name, EachHostOnce(hosts), validity).m_Credential,
+      authority.m_Number);
 }
 
 /// What of the Master's own is to be renewed.
@@ -92,7 +93,7 @@ std::string DoubtText(const Moment& moment) {
 
 Result<Managed> RegisterAs(const Office& office, const ChangeHostsMsg& request) {
   const MasterRecord master = office.m_Store.LoadMaster();
-  std::vector<std::string> hosts = HostsOf(master.m_Server);
+  std::vector<std::string> hosts = EachHostOnce(HostsOf(master.m_Server));
   for (const String& host : request.m_Remove) {
     if (std::erase_if(hosts, [&](const std::string& other) { return IsSameHost(other, host.str()); }) == 0)
       return Failure(fmt::format("The Master's certificate is not valid for {}", Quoted(host)));

@@ -67,6 +67,15 @@ TEST_F(RegistrarNamesTest, ANameIsNoSerialNumber) {
   EXPECT_THAT(Told(Revocation("node")), HasSubstr("Revoked the certificate of 'node'"));
 }
 
+TEST_F(RegistrarNamesTest, ADotAtTheEndOfAHostIsNotKept) {
+  EXPECT_THAT(Told(Hosts({"UPPER.Example.", "one."})),
+              HasSubstr("is valid for UPPER.Example, one, farm.example"));
+  EXPECT_EQ(HostsOf(m_Store->LoadMaster().m_Server),
+            (std::vector<std::string>{"UPPER.Example", "one", "farm.example", "localhost", "127.0.0.1"}));
+  (void)Register(Hosts({}, {"farm.example."}));
+  EXPECT_EQ(m_Store->LoadMaster().m_Address, "UPPER.Example:9000");
+}
+
 TEST_F(RegistrarNamesTest, TellsOfManyOnlyTheFirst) {
   (void)Register(Issue("node"));
   for (int i = 0; i != 60; ++i)

@@ -200,6 +200,13 @@ TEST_F(RestoreTest, ThatIsOnlyLookedAtGetsNoRecord) {
   EXPECT_EQ(LastRecord(Other()), "");
 }
 
+TEST_F(RestoreTest, ADotAtTheEndOfAHostIsNotKept) {
+  Backup({Data(), File()});
+  Restore({Other(), File(), {}, {"new.example."}, true, {}});
+  EXPECT_EQ(HostsOf(Master(Other()).m_Server)[0], "new.example");
+  EXPECT_EQ(Master(Other()).m_Address, "new.example");
+}
+
 TEST_F(RestoreTest, NothingOfAMasterThatWasAcceptedIsMadeDifferent) {
   const auto request = Make<RestoreMsg>([](auto& restore) { restore.m_Name = "Second"; });
   EXPECT_THAT(WhyNot([&] { AskAlone(Data(), *request); }), HasSubstr("This Master was not restored"));
