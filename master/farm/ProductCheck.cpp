@@ -8,6 +8,7 @@
 #include <fmt/core.h>
 
 #include "brenic/Options.h"
+#include "farm/TextCheck.h"
 #include "products/ProductDocument.h"
 #include "rlib/Escape.h"
 #include "rlib/Utf8.h"
@@ -29,14 +30,14 @@ std::string TrapIn(const String& name) {
     if (name.CompareNoCase(section) == 0)
       return "is that of a section of option files";
   }
+  if (const auto visible = CheckVisible(name); !visible)
+    return visible.Reason().str();
   char32_t last = ' ';
   bool isBlank = true;
   bool hasOuterSpace = false;
   for (std::string_view rest = name; !rest.empty();) {
     const auto character = rlib::FirstCharacter(rest).value_or(rlib::Utf8Character{0, 1});
     last = character.m_Code;
-    if (rlib::IsInvisible(last))
-      return fmt::format("holds the invisible character U+{:04X}", static_cast<unsigned>(last));
     hasOuterSpace |= rest.size() == name.size() && rlib::IsSpace(last);
     isBlank &= rlib::IsSpace(last);
     rest.remove_prefix(character.m_Bytes);

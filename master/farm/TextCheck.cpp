@@ -17,6 +17,17 @@ rlib::Result<> CheckText(const String& text, size_t limit) {
   return {};
 }
 
+rlib::Result<> CheckVisible(const String& text) {
+  for (std::string_view rest = text; !rest.empty();) {
+    const auto character = rlib::FirstCharacter(rest).value_or(rlib::Utf8Character{0, 1});
+    if (rlib::IsInvisible(character.m_Code))
+      return rlib::Failure(
+          fmt::format("holds the invisible character U+{:04X}", static_cast<unsigned>(character.m_Code)));
+    rest.remove_prefix(character.m_Bytes);
+  }
+  return {};
+}
+
 rlib::Result<> CheckName(const char* article, const char* what, const String& name) {
   if (name.empty())
     return rlib::Failure(fmt::format("The name of {} {} is empty", article, what));

@@ -20,8 +20,7 @@ std::string Plain(std::string host) {
   char text[INET6_ADDRSTRLEN];
   if (inet_pton(AF_INET6, host.c_str(), &address) == 1 && inet_ntop(AF_INET6, &address, text, sizeof text))
     return text;
-  if (host.ends_with('.'))
-    host.pop_back();
+  host = WithoutDot(host);
   std::transform(host.begin(), host.end(), host.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
   return host;
@@ -50,9 +49,16 @@ String AddressOfFirstAdministrator(const Path& dataFolder) {
 
 } // namespace
 
-String AddressText(const Endpoint& endpoint) {
+String AddressText(Endpoint endpoint) {
+  endpoint.m_Host = WithoutDot(endpoint.m_Host.str());
   const bool plain = endpoint.m_Port == k_DefaultPort && endpoint.m_Host.str().find(':') == std::string::npos;
   return plain ? endpoint.m_Host : endpoint.ToString();
+}
+
+std::string WithoutDot(std::string host) {
+  if (host.size() > 1 && host.ends_with('.'))
+    host.pop_back();
+  return host;
 }
 
 std::optional<String> HostProblem(const std::string& host) {
@@ -73,7 +79,7 @@ std::vector<std::string> EachHostOnce(const std::vector<std::string>& hosts) {
   for (const std::string& host : hosts) {
     const auto isSame = [&](const std::string& other) { return IsSameHost(host, other); };
     if (std::none_of(once.begin(), once.end(), isSame))
-      once.push_back(host);
+      once.push_back(WithoutDot(host));
   }
   return once;
 }
@@ -83,7 +89,7 @@ String AddressAmong(const std::vector<std::string>& hosts, const String& address
   Endpoint endpoint = parsed ? *parsed : Endpoint();
   const auto isHost = [&](const std::string& host) { return IsSameHost(host, endpoint.m_Host.str()); };
   if (parsed && !IsThisMachineAlone(endpoint.m_Host.str()) && std::any_of(hosts.begin(), hosts.end(), isHost))
-    return address;
+    return endpoint.m_Host.str().ends_with('.') ? AddressText(endpoint) : address;
   const auto reached = std::find_if_not(hosts.begin(), hosts.end(), IsThisMachineAlone);
   if (reached != hosts.end())
     endpoint.m_Host = *reached;

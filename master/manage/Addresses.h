@@ -10,8 +10,9 @@
 
 namespace brenic::master {
 
-/// The address as it stands in a client's configuration: without the default port.
-String AddressText(const Endpoint& endpoint);
+/// The address as it stands in a client's configuration: without the default port, and without a dot at the
+/// host's end.
+String AddressText(Endpoint endpoint);
 
 /// Why a certificate cannot be valid for that host; none when it can.
 std::optional<String> HostProblem(const std::string& host);
@@ -20,7 +21,10 @@ std::optional<String> HostProblem(const std::string& host);
 /// make no difference.
 bool IsSameHost(const std::string& a, const std::string& b);
 
-/// The hosts, each once, as it is first spelled.
+/// The host without a dot at its end, which names it no differently, but which no certificate may hold.
+std::string WithoutDot(std::string host);
+
+/// The hosts, each once, as it is first spelled, without dots at their ends.
 std::vector<std::string> EachHostOnce(const std::vector<std::string>& hosts);
 
 /// The Master's own first host with its port, whatever became of the first administrator's credentials: from

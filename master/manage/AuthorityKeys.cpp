@@ -1,6 +1,6 @@
 #include "manage/AuthorityKeys.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include "manage/Certificates.h"
 
@@ -33,18 +33,40 @@ bool Fits(const Credential& authority, const std::string& key) {
   }
 }
 
+/// "The key of authority 1", "The keys of authorities 1, 2".
+std::string KeysOf(const std::vector<int64_t>& numbers) {
+  return fmt::format("The key{0} of authorit{1} {2}", numbers.size() == 1 ? "" : "s",
+                     numbers.size() == 1 ? "y" : "ies", fmt::join(numbers, ", "));
+}
+
 rlib::Result<Managed> TakeAway(Store& store, const MasterRecord& master) {
-  size_t taken = 0;
+  std::vector<int64_t> taken;
   for (const Authority& authority : master.m_Authorities) {
     if (authority.m_Credential.m_Key.empty())
       continue;
     store.SetAuthorityKey(authority.m_Number, "");
-    ++taken;
+    taken.push_back(authority.m_Number);
   }
-  if (taken == 0)
-    return rlib::Failure("This Master does not hold the authority's key");
-  return Managed{
-      "The authority's key is not here any more: this Master issues and renews nothing", nullptr, {}};
+  if (taken.empty())
+    return rlib::Failure("This Master does not hold the key of any authority");
+  return Managed{fmt::format("{} {} not here any more: this Master issues and renews nothing", KeysOf(taken),
+                             taken.size() == 1 ? "is" : "are"),
+                 nullptr,
+                 {}};
+}
+
+/// Which keys are here now, and what can be done with them.
+std::string HeldText(const MasterRecord& master) {
+  std::vector<int64_t> held, missing;
+  for (const Authority& authority : master.m_Authorities)
+    (authority.m_Credential.m_Key.empty() ? missing : held).push_back(authority.m_Number);
+  const int64_t signing = master.m_Authorities.back().m_Number;
+  const std::string here = fmt::format("{} {} here", KeysOf(held), held.size() == 1 ? "is" : "are");
+  if (master.m_Authorities.back().m_Credential.m_Key.empty())
+    return fmt::format("{}; that of authority {}, which signs, is not, so nothing is issued", here, signing);
+  const std::string away =
+      missing.empty() ? "" : fmt::format("; that of authority {} is not", fmt::join(missing, ", "));
+  return fmt::format("{}{}: this Master issues certificates", here, away);
 }
 
 } // namespace
@@ -81,8 +103,8 @@ rlib::Result<Managed> MoveAuthority(Store& store, const std::string& keys) {
     return rlib::Failure(blocks.empty() ? "The file holds no private key"
                                         : "The file holds no key of this farm's authority");
   if (placed == 0)
-    return rlib::Failure("The authority's key is here already");
-  return Managed{"The authority's key is here: this Master issues certificates", nullptr, {}};
+    return rlib::Failure(HeldText(master) + "; the file holds no other key of this farm");
+  return Managed{HeldText(store.LoadMaster()), nullptr, {}};
 }
 
 } // namespace brenic::master

@@ -68,9 +68,7 @@ void TellRestored(const Restored& restored, const Path& folder) {
   Tell("If the file 'revoked' of the lost data folder is there, run: brenic-master restore --revoked FILE "
        "--data-dir " +
        word);
-  Tell("Else revoke what must not be valid (brenic-master revoke), then run: brenic-master restore --accept "
-       "--data-dir " +
-       word);
+  Tell(AdviceWithoutList(word, restored.m_IsOfThisLayout));
 }
 
 /// What became of the lost folder's list.

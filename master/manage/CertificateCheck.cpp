@@ -1,5 +1,6 @@
 #include "manage/CertificateCheck.h"
 
+#include <algorithm>
 #include <memory>
 
 #include <fmt/core.h>
@@ -8,7 +9,10 @@
 #include <openssl/x509v3.h>
 
 #include "farm/TextCheck.h"
+#include "manage/Addresses.h"
+#include "manage/Certificates.h"
 #include "manage/OpensslHandles.h"
+#include "manage/Words.h"
 #include "net/Endpoint.h"
 #include "rlib/Escape.h"
 #include "store/Store.h"
@@ -103,6 +107,8 @@ public:
       CheckName("The Master's name", row.Text(1), k_Restore);
       if (!row.Text(2).empty() && !Endpoint::Parse(row.Text(2)))
         m_Findings.Problem("The Master's address is none that clients could be told", k_Restore);
+      else if (!row.Text(2).empty())
+        m_Findings.Guard("The Master's certificate", [&] { Address(row.Text(2), {row.Text(3), {}}); });
       Server({row.Text(3), row.Text(4)}, row.Integer(5));
     }
     if (count != 1)
@@ -129,7 +135,8 @@ public:
       if (!row.IsNull(4) && !row.IsNull(5) && row.Integer(5) < row.Integer(4))
         m_Findings.Problem(whose + " ends before it was issued", k_Advice);
       for (int column = 4; column != 7; ++column)
-        if (!row.IsNull(column) && Time(row.Integer(column)).Format().empty())
+        if (!row.IsNull(column) &&
+            (Time(row.Integer(column)).Format().empty() || (column == 6 && row.Integer(column) < 0)))
           m_Findings.Problem(whose + " has a time that is none", k_Advice);
       m_Findings.Checked("certificates", 1);
     }
@@ -141,6 +148,18 @@ private:
       m_Findings.Problem(what + " is empty", advice);
     else if (const auto check = CheckText(name, k_MaxName); !check)
       m_Findings.Problem(what + " " + check.Reason().str(), advice);
+  }
+
+  /// New credentials name the address.
+  void Address(const String& address, const Credential& server) {
+    const String host = Endpoint::Parse(address)->m_Host;
+    const std::vector<std::string> hosts = HostsOf(server);
+    const auto isSame = [&](const std::string& other) { return IsSameHost(other, host.str()); };
+    if (!hosts.empty() && std::none_of(hosts.begin(), hosts.end(), isSame))
+      m_Findings.Problem(
+          fmt::format("New credentials name the host {}, for which the Master's certificate is not valid",
+                      Quoted(host)),
+          "make it valid for it with 'brenic-master hosts --add'");
   }
 
   void Server(const Credential& credential, int64_t authority) {

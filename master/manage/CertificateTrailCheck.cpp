@@ -76,8 +76,12 @@ public:
       // Certificates of an earlier layout were issued without a record.
       if (!m_KnownSince && (m_WasAlwaysOfThisLayout || IsOfManagers(className)))
         m_KnownSince = m_Latest;
-      if (row.Text(3) == "committed" && IsOfManagers(className))
-        Take(row.Integer(0), RequestOf(row.Text(5), row.Text(6)), row.Text(4));
+      if (row.Text(3) != "committed" || !IsOfManagers(className))
+        continue;
+      const shared_ptr<Message> request = RequestOf(row.Text(5), row.Text(6));
+      const bool mayRevoke = className == "RevokeClientMsg" || className == "RestoreMsg";
+      m_AreRevocationsTold = m_AreRevocationsTold && (request || !mayRevoke);
+      Take(row.Integer(0), request, row.Text(4));
     }
   }
 
@@ -90,6 +94,9 @@ public:
         CompareFirst(row, told == m_Told.end() ? Told() : told->second);
       else if (told == m_Told.end() || !told->second.m_IsIssued)
         CompareUntold(row);
+      if (row.m_IsRevoked && IsWhole() && m_AreRevocationsTold &&
+          !(told != m_Told.end() && told->second.m_IsRevoked))
+        Differs(row, "is revoked, though no record of the audit trail tells of it");
       if (told != m_Told.end()) {
         Compare(row, told->second);
         m_Told.erase(told);
@@ -132,12 +139,19 @@ private:
     if (request && request->Type() == IssueClientMsg::s_Type)
       TakeIssue(sequence, static_cast<const IssueClientMsg&>(*request).m_Name, reason);
     else if (request && request->Type() == RevokeClientMsg::s_Type)
-      for (const std::string& serial : ReadRevocation(reason).value_or(std::vector<std::string>()))
-        ToldOf(serial, sequence).m_IsRevoked = true;
+      TakeRevocation(sequence, reason);
     else if (request && request->Type() == RestoreMsg::s_Type)
       for (const String& line : static_cast<const RestoreMsg&>(*request).m_Revoked)
         if (const auto revocation = RevocationOfLine(line.str()))
           ToldOf(revocation->m_Serial, sequence).m_IsRevoked = true;
+  }
+
+  void TakeRevocation(int64_t sequence, const std::string& reason) {
+    const auto revoked = ReadRevocation(reason);
+    // Of very many only the first are named.
+    m_AreRevocationsTold = m_AreRevocationsTold && revoked && reason.ends_with(revoked->back());
+    for (const std::string& serial : revoked.value_or(std::vector<std::string>()))
+      ToldOf(serial, sequence).m_IsRevoked = true;
   }
 
   void TakeIssue(int64_t sequence, const String& name, const std::string& reason) {
@@ -243,6 +257,7 @@ private:
   std::map<std::string, Told> m_Told;  // by serial
   std::optional<int64_t> m_First;      // sequence of the first record that is kept
   std::optional<int64_t> m_KnownSince; // what was issued later has a record
+  bool m_AreRevocationsTold = true;    // each with its serial number
   int64_t m_Latest = 0;                // of the times of the records so far
 };
 

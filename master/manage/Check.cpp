@@ -1,6 +1,7 @@
 #include "manage/Check.h"
 
 #include <filesystem>
+#include <set>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include "manage/CertificateTrailCheck.h"
 #include "manage/Json.h"
 #include "manage/Restore.h"
+#include "manage/Words.h"
 #include "store/DataFolder.h"
 #include "store/DatabaseCheck.h"
 #include "store/DatabaseCopy.h"
@@ -65,12 +67,30 @@ void RequireMaster(const Path& folder) {
     rlib::ThrowError("Cannot read '" + file.str() + "'; run this as the Master's user or as root", errno);
 }
 
+/// What is revoked, but would be valid again in a backup from before that is restored with the list.
+void FindUntold(Database& database, const RevokedList& list, Findings& findings) {
+  std::set<std::string> told;
+  for (const Revocation& revocation : list.m_Revocations)
+    told.insert(revocation.m_Serial);
+  Statement row(database.Handle(),
+                "SELECT serial, name FROM client WHERE revoked IS NOT NULL ORDER BY serial");
+  while (row.Step())
+    if (!told.contains(row.Text(0)))
+      findings.Problem(
+          fmt::format("The certificate {} of {} is revoked, but does not stand in the file 'revoked'",
+                      rlib::Excerpt(row.Text(0)).str(), Quoted(row.Text(1))),
+          "the next start of the Master adds it, and so does the next 'brenic-master revoke'");
+}
+
 /// What was revoked must be known to both, or a restore would tell the two apart.
 void CheckRevoked(Database& database, const Path& folder, Findings& findings) {
   const auto revoked = ReadRevoked(RevokedFile(folder));
   if (!revoked)
     findings.Problem(revoked.Reason().str(), "a restore cannot use it");
-  if (!revoked || !*revoked)
+  if (!revoked)
+    return;
+  FindUntold(database, *revoked ? **revoked : RevokedList(), findings);
+  if (!*revoked)
     return;
   Statement row(database.Handle(), "SELECT revoked FROM client WHERE serial = ?");
   if (const std::string torn = TornWords(RevokedFile(folder), **revoked); !torn.empty())

@@ -5,10 +5,22 @@
 #include "brenic/ManagementMessages.h"
 #include "brenic/MessageFactory.h"
 #include "farm/TextCheck.h"
+#include "manage/Addresses.h"
 #include "manage/CredentialsFolder.h"
 #include "net/Endpoint.h"
 
 namespace brenic::master {
+
+namespace {
+
+/// An address that can be parsed, as it was given, but for a dot at the host's end, which no certificate
+/// holds.
+String Spelled(const String& address) {
+  const auto endpoint = Endpoint::Parse(address);
+  return endpoint->m_Host.str().ends_with('.') ? AddressText(*endpoint) : address;
+}
+
+} // namespace
 
 Path FirstAdministrator(const Path& folder) {
   return folder / "clients/admin";
@@ -48,7 +60,7 @@ String IssueCredentials(const ClientOptions& options, const Ask& ask) {
     throw new Exception("The Master gave out no certificate");
   try {
     out.Complete(issued->m_Authorities.str(), issued->m_Certificate.str(),
-                 options.m_Address.empty() ? issued->m_Address : options.m_Address);
+                 options.m_Address.empty() ? issued->m_Address : Spelled(options.m_Address));
   } catch (Exception* error) {
     const std::unique_ptr<Exception> owned(error);
     throw new Exception(error->Message() +

@@ -1,8 +1,13 @@
 // Who gets a certificate, and whose ends.
 #include <algorithm>
+#include <array>
 #include <cctype>
 
+#include <pwd.h>
+#include <sys/stat.h>
+
 #include "brenic/MessageFactory.h"
+#include "farm/TextCheck.h"
 #include "manage/Addresses.h"
 #include "manage/CertificateWords.h"
 #include "manage/ClientCredentials.h"
@@ -32,8 +37,41 @@ std::string Likeness(const String& name) {
   return text;
 }
 
+/// The user of the machine that the data folder belongs to; empty when it has no name.
+String OwnerOf(const Path& folder) {
+  struct stat info {};
+  passwd entry{};
+  passwd* found = nullptr;
+  std::array<char, 4096> buffer;
+  const bool isKnown = stat(folder.c_str(), &info) == 0 &&
+                       getpwuid_r(info.st_uid, &entry, buffer.data(), buffer.size(), &found) == 0 && found;
+  return isKnown ? String(entry.pw_name) : String();
+}
+
+/// Whether a new name would be taken for what the audit trail calls the Master and its machine's users.
+Result<> CheckHonest(const Office& office, const String& name) {
+  if (const auto visible = CheckVisible(name); !visible)
+    return Failure("The client's name cannot be used: it " + visible.Reason());
+  const std::string likeness = Likeness(name.str().substr(0, name.str().find('@')));
+  for (const String& taken :
+       {String("brenic-master"), String("master"), String("root"), OwnerOf(office.m_Folder)}) {
+    if (!taken.empty() && likeness == Likeness(taken))
+      return Failure(
+          fmt::format("A client {} would be taken for {}, which is the Master itself or a user of its "
+                      "machine, in 'brenic-master history'; take another name",
+                      Quoted(name), Quoted(taken)));
+  }
+  if (likeness.starts_with("uid:"))
+    return Failure(fmt::format("A client {} would be taken for a user of the Master's machine in "
+                               "'brenic-master history'; take another name",
+                               Quoted(name)));
+  return {};
+}
+
 /// Whether a new name can be told from what else `revoke` takes.
 Result<> CheckDistinct(const Office& office, const String& name) {
+  if (const auto honest = CheckHonest(office, name); !honest)
+    return honest.Why();
   if (const auto other = office.m_Store.FindClient(LowerCase(name.str())))
     return Failure(fmt::format("The name {} is the serial number of a certificate of {}; take another name",
                                Quoted(name), Quoted(other->m_Name)));
@@ -103,11 +141,13 @@ Result<> TellRestores(const Office& office, const std::vector<ClientRecord>& cli
       revocations.push_back({office.m_Now, client.m_Serial, rlib::Excerpt(client.m_Name)});
   }
   try {
-    AppendRevocations(RevokedFile(office.m_Folder), revocations);
+    CompleteRevoked(RevokedFile(office.m_Folder), revocations, office.m_Store);
     return {};
   } catch (Exception* error) {
     const std::unique_ptr<Exception> owned(error);
-    return Failure("Nothing was revoked, since a restored backup could not be told: " + error->Message());
+    return Failure("Nothing was revoked, since a restored backup could not be told: " + error->Message() +
+                   ". Where no better copy is found, move the file away and revoke again: it is made anew "
+                   "with all that is known to be revoked");
   }
 }
 

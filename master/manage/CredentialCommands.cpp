@@ -114,7 +114,7 @@ void AddHosts(CommandLine& line, const Ask& ask) {
 void ExportKey(const Path& folder, const Path& file) {
   const std::string keys = ExportAuthority(OpenToRead(folder).LoadMaster());
   if (keys.empty())
-    throw new Exception("This Master does not hold the authority's key");
+    throw new Exception("This Master does not hold the key of any authority");
   rlib::OutFile out(file, rlib::OutFile::k_Write | rlib::OutFile::k_Create | rlib::OutFile::k_Truncate, true,
                     false, 0600);
   out.Put(String(keys));

@@ -30,7 +30,8 @@ void ReplaceServer(const Office& office, const MasterRecord& master, const Autho
                    const std::vector<std::string>& hosts) {
   const Validity validity = ValidityFor(k_CertificateDays, office.m_Moment, authority.m_Credential);
   office.m_Store.ReplaceServerCredential(
-      IssueServer(authority.m_Credential, master.m_Name, hosts, validity).m_Credential, authority.m_Number);
+      IssueServer(authority.m_Credential, master.m_Name, EachHostOnce(hosts), validity).m_Credential,
+      authority.m_Number);
 }
 
 /// What of the Master's own is to be renewed.
@@ -65,12 +66,13 @@ Due WhatIsDue(const MasterRecord& master, const std::vector<ClientRecord>& clien
 
 Result<> CheckSigns(const Authority& authority, int64_t now) {
   if (authority.m_Credential.m_Key.empty())
-    return Failure(
-        "This Master does not hold the authority's key: ask where it is held, or bring it here with "
-        "brenic-master authority --import");
+    return Failure(fmt::format("This Master does not hold the key of authority {}: ask where it is held, or "
+                               "bring it here with brenic-master authority --import",
+                               authority.m_Number));
   if (const int64_t end = ValidityOf(authority.m_Credential.m_Certificate).m_End; end <= now)
-    return Failure(fmt::format(
-        "The authority ended on {}; make a new one with brenic-master authority --renew", DateText(end)));
+    return Failure(
+        fmt::format("Authority {} ended on {}; make a new one with brenic-master authority --renew",
+                    authority.m_Number, DateText(end)));
   return {};
 }
 
@@ -91,7 +93,7 @@ std::string DoubtText(const Moment& moment) {
 
 Result<Managed> RegisterAs(const Office& office, const ChangeHostsMsg& request) {
   const MasterRecord master = office.m_Store.LoadMaster();
-  std::vector<std::string> hosts = HostsOf(master.m_Server);
+  std::vector<std::string> hosts = EachHostOnce(HostsOf(master.m_Server));
   for (const String& host : request.m_Remove) {
     if (std::erase_if(hosts, [&](const std::string& other) { return IsSameHost(other, host.str()); }) == 0)
       return Failure(fmt::format("The Master's certificate is not valid for {}", Quoted(host)));
@@ -151,6 +153,12 @@ Result<Managed> RegisterAs(const Office& office, const RenewAuthorityMsg&) {
                         "certificate of the earlier one: renew all clients by then",
                         DateText(*end))
           : std::string("nobody holds a certificate of the earlier one any more"));
+  if (const Authority& presented = OfServer(master); end && presented.m_Credential.m_Key.empty())
+    managed.m_Done +=
+        fmt::format(". The key of authority {0} is not here: until it is imported, the Master's "
+                    "own certificate, of authority {0} and valid until {1}, can neither be "
+                    "renewed nor be issued for another host",
+                    presented.m_Number, DateText(ValidityOf(master.m_Server.m_Certificate).m_End));
   return managed;
 }
 

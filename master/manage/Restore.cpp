@@ -1,6 +1,5 @@
 #include "manage/Restore.h"
 
-#include <filesystem>
 #include <fstream>
 #include <set>
 
@@ -24,8 +23,6 @@
 namespace brenic::master {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 std::string Named(const Path& file) {
   return "'" + file.str().str() + "'";
@@ -113,8 +110,18 @@ RevokedCounts AddRevoked(const Path& folder, const RevokedList& list, RestoreMsg
   return counts;
 }
 
+/// For the next restore: the list that was given, and what the database in `source` knows.
+void KeepRevoked(const Path& folder, const RevokedList& list, const Path& source) {
+  SqliteStore store(source, Database::Mode::k_ReadOnly);
+  CompleteRevoked(RevokedFile(folder), list.m_Revocations, store);
+}
+
 bool MakesDifferent(const RestoreMsg& request) {
   return !request.m_Name.empty() || !request.m_Hosts.empty() || request.m_Accept;
+}
+
+int LayoutOf(Database& database) {
+  return std::stoi(database.Scalar("PRAGMA user_version"));
 }
 
 Restored Describe(const Path& folder) {
@@ -128,7 +135,8 @@ Restored Describe(const Path& folder) {
           ValidCertificates(database),
           {},
           {},
-          0};
+          0,
+          LayoutOf(database) == k_Layout};
 }
 
 /// It does not serve until it is accepted, whatever its layout is, which is returned.
@@ -147,11 +155,18 @@ void CheckOptions(const RestoreOptions& options) {
       throw new Exception(*problem);
 }
 
-/// Whether a folder is accepted, and whether it holds the Master's private key.
-std::pair<bool, bool> Acceptance(const Path& folder) {
+/// What decides whether a folder may be served.
+struct Acceptance {
+  bool m_IsAccepted = false;
+  bool m_HasKey = false; // the Master's own
+  bool m_IsOfThisLayout = false;
+};
+
+Acceptance AcceptanceOf(const Path& folder) {
   try {
     Database database(SqliteStore::File(folder), Database::Mode::k_ReadOnly);
-    return {IsAccepted(database), database.Scalar("SELECT length(server_key) FROM master") != "0"};
+    return {IsAccepted(database), database.Scalar("SELECT length(server_key) FROM master") != "0",
+            LayoutOf(database) == k_Layout};
   } catch (const StoreFailure& failure) {
     throw StoreFailure(fmt::format("The database cannot be read; make room on its disk, or look at it with "
                                    "'brenic-master check': {}",
@@ -161,6 +176,20 @@ std::pair<bool, bool> Acceptance(const Path& folder) {
 }
 
 } // namespace
+
+std::string AdviceWithoutList(const std::string& folder, bool isOfThisLayout) {
+  const std::string look =
+      fmt::format("look at 'brenic-master clients --data-dir {}', revoke what must not be "
+                  "valid (brenic-master revoke)",
+                  folder);
+  const std::string accept = "run: brenic-master restore --accept --data-dir " + folder;
+  if (isOfThisLayout)
+    return fmt::format("Else {}, then {}", look, accept);
+  return fmt::format(
+      "Else {}, which brings its database, of an earlier layout, to the present one; then, before "
+      "it is served, {}",
+      accept, look);
+}
 
 void RequireFile(const Path& file) {
   struct stat info {};
@@ -217,14 +246,14 @@ Restored Restore(const RestoreOptions& options, const Ask& ask) {
     counts = AddRevoked(staging, revoked, *request);
     ask(staging, *request);
   }
+  if (MakesDifferent(*request) || layout == k_Layout) // an earlier one holds none
+    KeepRevoked(options.m_Folder, revoked, staging);
   Restored restored = Describe(staging);
   restored.m_Sequence = copied.m_Sequence;
   restored.m_Time = copied.m_Time;
   restored.m_Revoked = counts;
   restored.m_Torn = TornWords(options.m_Revoked, revoked);
   restored.m_BroughtFrom = MakesDifferent(*request) && layout != k_Layout ? layout : 0;
-  if (!revoked.m_Revocations.empty())
-    AppendRevocations(RevokedFile(options.m_Folder), revoked.m_Revocations);
   SyncFile(database);
   folder.Finish(database);
   return restored;
@@ -245,8 +274,7 @@ Restored AcceptRestored(const Path& folder, const Path& revoked, const Ask& ask)
   const auto request = MessageFactory::Create<RestoreMsg>();
   request->m_Accept = true;
   const RevokedCounts counts = AddRevoked(folder, list, *request);
-  if (!list.m_Revocations.empty())
-    AppendRevocations(RevokedFile(folder), list.m_Revocations);
+  KeepRevoked(folder, list, folder);
   ask(folder, *request);
   Restored restored = Describe(folder);
   restored.m_Revoked = counts;
@@ -255,17 +283,14 @@ Restored AcceptRestored(const Path& folder, const Path& revoked, const Ask& ask)
 }
 
 void RequireAccepted(const Path& folder) {
-  const auto [isAccepted, hasKey] = Acceptance(folder);
+  const auto [isAccepted, hasKey, isOfThisLayout] = AcceptanceOf(folder);
   const std::string word = ShellWord(folder).str();
   if (!isAccepted)
     throw new Exception(fmt::format("The Master in {0} was restored from a backup, and what was revoked "
                                     "since that was made is valid in it. "
                                     "Where the lost folder's file 'revoked' is there, run: brenic-master "
-                                    "restore --revoked FILE --data-dir "
-                                    "{1}. Else look at 'brenic-master clients --data-dir {1}', revoke what "
-                                    "has to be, and run: brenic-master "
-                                    "restore --accept --data-dir {1}",
-                                    Named(folder), word));
+                                    "restore --revoked FILE --data-dir {1}. {2}",
+                                    Named(folder), word, AdviceWithoutList(word, isOfThisLayout)));
   if (!hasKey)
     throw new Exception(
         fmt::format("The Master in {} was restored from a backup without private keys and needs "

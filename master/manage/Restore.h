@@ -43,8 +43,9 @@ struct Restored {
   bool m_IsAccepted = false;
   std::vector<ValidCertificate> m_Valid; // what is accepted, or will be
   RevokedCounts m_Revoked;
-  std::string m_Torn;    // of the list of what was revoked, see TornWords
-  int m_BroughtFrom = 0; // an earlier layout that the backup has; 0: it was left as it is
+  std::string m_Torn;           // of the list of what was revoked, see TornWords
+  int m_BroughtFrom = 0;        // an earlier layout that the backup has; 0: it was left as it is
+  bool m_IsOfThisLayout = true; // else certificates can be revoked once it is accepted
 };
 
 /// Makes a data folder of a backup, all of it or nothing: see NewDataFolder. Throws Exception* or
@@ -56,6 +57,10 @@ Restored Restore(const RestoreOptions& options, const Ask& ask);
 /// Accepts a folder that was restored before, with what `revoked` holds revoked, unless that is empty: one
 /// request that `ask` has decided. Throws Exception* or StoreFailure.
 Restored AcceptRestored(const Path& folder, const Path& revoked, const Ask& ask);
+
+/// How a restored folder, here as a word for a shell, comes to be served where no list of what was revoked is
+/// left.
+std::string AdviceWithoutList(const std::string& folder, bool isOfThisLayout);
 
 /// Throws Exception* for a folder that was restored and not accepted since, or that holds no private key.
 void RequireAccepted(const Path& folder);

@@ -32,7 +32,8 @@ Result<Identity> MakeIdentity(const Office& office, const MasterRecord& master, 
       return Failure(*problem);
     identity.m_Hosts.push_back(host.str());
   }
-  identity.m_Hosts = request.m_Hosts.empty() ? HostsOf(master.m_Server) : HostsOfMachine(identity.m_Hosts);
+  identity.m_Hosts =
+      request.m_Hosts.empty() ? EachHostOnce(HostsOf(master.m_Server)) : HostsOfMachine(identity.m_Hosts);
   // Clients that were away during a roll-over trust the earlier authority alone.
   identity.m_Authority = master.m_ServerAuthority;
   const auto authority =

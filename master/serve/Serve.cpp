@@ -23,6 +23,7 @@
 #include "serve/MasterConfiguration.h"
 #include "serve/Server.h"
 #include "store/DataFolder.h"
+#include "store/RevokedFile.h"
 #include "store/SqliteStore.h"
 
 namespace brenic::master {
@@ -108,6 +109,22 @@ void UpdateDefaultProducts(Store& store, const std::vector<Path>& files, const s
   });
 }
 
+/// Somebody may have taken the file away, or restored a backup with an earlier program. Without it the Master
+/// serves as well, but revokes nothing.
+void CompleteRevokedIn(const Path& folder, Store& store) {
+  try {
+    if (const size_t added = CompleteRevoked(RevokedFile(folder), {}, store))
+      rlib::LogSystem(fmt::format("Added {} revoked certificate{} to '{}', which did not tell of {}", added,
+                                  added == 1 ? "" : "s", RevokedFile(folder).str().str(),
+                                  added == 1 ? "it" : "them"));
+  } catch (Exception* error) {
+    const std::unique_ptr<Exception> owned(error);
+    rlib::LogWarning("The list of revoked certificates cannot be completed, so a restore could not go by it, "
+                     "and nothing can be revoked: " +
+                     error->Message());
+  }
+}
+
 /// Waits for a subcommand that decides something just now.
 std::unique_ptr<ServeLock> LockFor(const Path& folder) {
   constexpr std::chrono::milliseconds k_Pause(50);
@@ -176,6 +193,7 @@ void Serve(const ServeOptions& options) {
   // Last, for there is no way back: an earlier Master does not read the new layout.
   SqliteStore::BringToThisLayout(folder);
   auto store = std::make_unique<SqliteStore>(folder, Database::Mode::k_ReadWrite);
+  CompleteRevokedIn(folder, *store);
   if (!products.empty())
     UpdateDefaultProducts(*store, *productFiles, serverOptions.m_Run);
   auto directory = std::make_unique<SqliteStore>(folder, Database::Mode::k_ReadOnly);

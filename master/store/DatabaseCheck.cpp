@@ -62,8 +62,8 @@ bool IsOfThisLayout(Database& database, Findings& findings) {
   if (layout > 0 && layout < k_Layout)
     findings.Note(
         fmt::format("The database has layout {}, so its pages alone were checked, not settings, audit "
-                    "trail and certificates; 'brenic-master serve' brings it to layout {}",
-                    layout, k_Layout));
+                    "trail and certificates; {} brings it to layout {}",
+                    layout, WhatBringsToThisLayout(database), k_Layout));
   else
     findings.Problem(
         fmt::format(

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <set>
 
 #include <fcntl.h>
 #include <fmt/core.h>
@@ -13,6 +14,7 @@
 #include "rlib/Escape.h"
 #include "rlib/Time.h"
 #include "store/DurableFiles.h"
+#include "store/Store.h"
 
 namespace brenic::master {
 
@@ -68,6 +70,17 @@ rlib::Result<RevokedList> FromText(const Path& file, const std::string& text) {
   }
   list.m_Torn = text.substr(begin);
   return list;
+}
+
+/// Adds what the store holds as revoked, by the clients' names.
+void AddRevocationsIn(Store& store, std::vector<Revocation>& revocations) {
+  for (const ClientRecord& client : store.Clients()) {
+    // A row that was changed past the Master must not keep the others from the file; its time is the least.
+    const bool isTime = client.m_Revoked && TimeOf(Time(*client.m_Revoked).Iso8601().str());
+    if (client.m_Revoked && IsSerial(client.m_Serial))
+      revocations.push_back({isTime ? *client.m_Revoked : 0, client.m_Serial,
+                             client.m_Name.empty() ? String("?") : rlib::Excerpt(client.m_Name)});
+  }
 }
 
 } // namespace
@@ -151,6 +164,24 @@ rlib::Result<std::optional<RevokedList>> ReadRevoked(const Path& file) {
   if (!list)
     return list.Why();
   return std::optional(*list);
+}
+
+size_t CompleteRevoked(const Path& file, std::vector<Revocation> revocations, Store& store) {
+  AddRevocationsIn(store, revocations);
+  const auto list = ReadRevoked(file);
+  if (!list)
+    throw new Exception(list.Reason());
+  std::set<std::string> told;
+  if (*list)
+    for (const Revocation& revocation : (*list)->m_Revocations)
+      told.insert(revocation.m_Serial);
+  std::vector<Revocation> missing;
+  for (const Revocation& revocation : revocations)
+    if (told.insert(revocation.m_Serial).second)
+      missing.push_back(revocation);
+  if (!missing.empty())
+    AppendRevocations(file, missing);
+  return missing.size();
 }
 
 std::string TornWords(const Path& file, const RevokedList& list) {

@@ -11,6 +11,8 @@
 
 namespace brenic::master {
 
+class Store;
+
 /// A certificate that is not accepted any more.
 struct Revocation {
   int64_t m_Time = 0;   // milliseconds since 1970-01-01 UTC
@@ -43,6 +45,12 @@ void AppendRevocations(const Path& file, const std::vector<Revocation>& revocati
 /// line that is not one of these. A last line without an end is none of the revocations: whoever wrote it did
 /// not come to commit what it says, or the file was not copied to its end.
 rlib::Result<std::optional<RevokedList>> ReadRevoked(const Path& file);
+/// Adds to the file these revocations and all that the store holds, but for certificates that it tells of
+/// already, as AppendRevocations does; how many they were. A file that lacks none stays as it is, or is not
+/// made. Throws StoreFailure, or Exception*, also for a file that cannot be used (see ReadRevoked): nobody
+/// would find in it what is added.
+size_t CompleteRevoked(const Path& file, std::vector<Revocation> revocations, Store& store);
+
 /// What is known of a last line without an end, as a sentence; empty when there is none.
 std::string TornWords(const Path& file, const RevokedList& list);
 

@@ -21,9 +21,9 @@ void CheckLayout(Database& database) {
   if (layout <= 0)
     throw StoreFailure("The database is not a Master's");
   if (layout < k_Layout)
-    throw StoreFailure(fmt::format(
-        "The database has layout {}; 'brenic-master serve' brings it to layout {}, which this program reads",
-        layout, k_Layout));
+    throw StoreFailure(
+        fmt::format("The database has layout {}; {} brings it to layout {}, which this program reads", layout,
+                    WhatBringsToThisLayout(database), k_Layout));
   const auto maker = static_cast<unsigned>(std::stol(database.Scalar("PRAGMA application_id")));
   throw StoreFailure(fmt::format("The database has layout {}, made by a newer brenic-master; this one is {} "
                                  "and reads layout {}. It needs {}",
@@ -34,6 +34,11 @@ void CheckLayout(Database& database) {
 }
 
 } // namespace
+
+const char* WhatBringsToThisLayout(Database& database) {
+  return IsAccepted(database) ? "'brenic-master serve'"
+                              : "'brenic-master restore --accept' or '--revoked FILE'";
+}
 
 void SetLayout(Database& database) {
   database.Execute(fmt::format("PRAGMA user_version = {}; PRAGMA application_id = {}", k_Layout,

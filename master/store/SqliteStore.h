@@ -100,6 +100,9 @@ private:
 
 /// Whether a Master with this database, of any layout, may serve: see Store::IsAccepted. Throws StoreFailure.
 bool IsAccepted(Database& database);
+/// The command that brings this database, of an earlier layout, to this one: one that waits to be accepted is
+/// not served. Throws StoreFailure.
+const char* WhatBringsToThisLayout(Database& database);
 /// From now on it may not.
 void WaitForAcceptance(Database& database);
 

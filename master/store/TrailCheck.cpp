@@ -41,6 +41,7 @@ enum Column {
   k_FirstText
 };
 constexpr int k_Texts = 6; // from k_FirstText on
+constexpr int k_ClientName = k_FirstText + 2;
 
 class WholeTrail {
 public:
@@ -118,6 +119,8 @@ private:
       isText = isText && rlib::IsUtf8(row.Text(column));
     if (!isText)
       Problem("holds text that is not valid UTF-8");
+    else if (rlib::HoldsControls(row.Text(k_ClientName)))
+      Problem("has a client whose name holds a control character");
   }
 
   void CheckRequest(const Statement& row) {

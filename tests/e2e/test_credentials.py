@@ -212,7 +212,7 @@ class Authority(CredentialsTest):
         told = self.master("authority", "--export", file, "--forget")
         self.assertIn("whoever has it can make credentials", told)
         self.assertEqual(stat.S_IMODE(file.stat().st_mode), 0o600)
-        self.assertIn("does not hold the authority's key",
+        self.assertIn("does not hold the key of authority 1",
                       self.master("client", "x", "--role", "component", "--out", self.farm.folder / "x", status=1))
         self.assertIn("its key is not here", self.master("authority"))
         self.master("authority", "--import", file)

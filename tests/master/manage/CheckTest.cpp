@@ -103,9 +103,36 @@ TEST_F(CheckTest, FindsWhatTheListOfRevokedCertificatesSaysOtherwise) {
   AppendRevocations(RevokedFile(Data()), {{1, serial, "admin"}});
   EXPECT_THAT(Found(), HasSubstr("stands in the file 'revoked', but is valid"));
   Execute("UPDATE client SET revoked = 1");
-  EXPECT_EQ(Found(), "");
+  EXPECT_EQ(Found().find("stand in the file 'revoked'"), std::string::npos);
+  const std::string missing =
+      "The certificate " + serial +
+      " of 'admin' is revoked, but does not stand in the file 'revoked'; the next start";
+  WriteTextFile(RevokedFile(Data()).c_str(), "");
+  EXPECT_THAT(Found(), HasSubstr(missing));
+  unlink(RevokedFile(Data()).c_str());
+  EXPECT_THAT(Found(), HasSubstr(missing));
   WriteTextFile(RevokedFile(Data()).c_str(), "x\n");
   EXPECT_THAT(Found(), HasSubstr("Line 1 of"));
+}
+
+TEST_F(CheckTest, FindsWhatWasRevokedPastTheMaster) {
+  Execute("UPDATE client SET revoked = 1767225600123");
+  EXPECT_THAT(Found(), HasSubstr("of 'admin' is revoked, though no record of the audit trail tells of it"));
+  Execute("UPDATE client SET revoked = -1");
+  EXPECT_THAT(Found(), HasSubstr("has a time that is none"));
+}
+
+TEST_F(CheckTest, FindsAnAddressThatTheCertificateIsNotValidFor) {
+  Execute("UPDATE master SET address = 'Farm.Example.:7000'");
+  EXPECT_EQ(Found(), "");
+  Execute("UPDATE master SET address = 'other.example'");
+  EXPECT_THAT(Found(), HasSubstr("New credentials name the host 'other.example', for which the Master's "
+                                 "certificate is not valid; make it valid for it with"));
+}
+
+TEST_F(CheckTest, FindsAClientsNameWithAControlCharacterInTheTrail) {
+  Execute("UPDATE audit SET client_name = 'a' || char(27) || '[2J' WHERE sequence = 3");
+  EXPECT_THAT(Found(), HasSubstr("Record 3 of the audit trail has a client whose name holds a control"));
 }
 
 TEST_F(CheckTest, LooksAtABackupAsWell) {

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "TempFolder.h"
+#include "manage/Certificates.h"
 #include "store/SqliteStore.h"
 
 namespace brenic::master {
@@ -46,6 +47,16 @@ TEST(DataFolder, IsNotMadeOfAFolderThatHoldsSomethingElse) {
   struct stat info {};
   ASSERT_EQ(stat(folder.Name().c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0755u);
+}
+
+TEST(DataFolder, HoldsHostsWithoutADotAtTheEnd) {
+  const TempFolder folder;
+  const Path data = folder / "data";
+  Initialise({data, "Farm", {"localhost."}, 0});
+  const MasterRecord master = SqliteStore(data, Database::Mode::k_ReadOnly).LoadMaster();
+  EXPECT_EQ(HostsOf(master.m_Server)[0], "localhost");
+  EXPECT_EQ(master.m_Address, "localhost");
+  EXPECT_EQ(ReadTextFile((data / "clients/admin/brenic.conf").c_str()).find("localhost."), std::string::npos);
 }
 
 TEST(DataFolder, ThatLostItsDatabaseGetsNoOtherAuthority) {

@@ -27,6 +27,30 @@ TEST_F(RegistrarNamesTest, RefusesANameThatIsTakenForAnother) {
   EXPECT_THAT(Told(Issue("node7")), HasSubstr("Issued")) << "a revoked one is nobody's";
 }
 
+TEST_F(RegistrarNamesTest, RefusesANameThatPosesAsTheMasterOrAUserOfItsMachine) {
+  for (const char* name : {"brenic-master", "Brenic-Master", "root", "ROOT ", "master", "root@farm", "uid:0"})
+    EXPECT_THAT(Told(Issue(name)), HasSubstr("would be taken for")) << name;
+  for (const char* name : {"node\xe2\x80\x8b 1",
+                           "no\xe2\x80\xae"
+                           "de",
+                           "node\xc2\xa0"
+                           "1"})
+    EXPECT_THAT(Told(Issue(name)),
+                HasSubstr("refused: The client's name cannot be used: it holds the invisible "
+                          "character U+"));
+  EXPECT_THAT(Told(Issue("roots")), HasSubstr("Issued"));
+  EXPECT_THAT(Told(Issue("Gr\xc3\xb6\xc3\x9f"
+                         "e")),
+              HasSubstr("Issued"));
+  // As an earlier version allowed.
+  for (const char* name : {"root", "node\xc2\xa0"
+                                   "1"}) {
+    const std::string serial = name == std::string("root") ? "77" : "78";
+    m_Store->AddClient({serial, name, Role::k_Component, 1, m_Now, m_Now + k_WholeDay, {}, {}});
+    EXPECT_THAT(Told(Renewal(name)), HasSubstr("Issued"));
+  }
+}
+
 TEST_F(RegistrarNamesTest, ANameIsNoSerialNumber) {
   (void)Register(Issue("node"));
   const std::string serial = Named("node")[0].m_Serial;
@@ -41,6 +65,15 @@ TEST_F(RegistrarNamesTest, ANameIsNoSerialNumber) {
   EXPECT_FALSE(Named(serial)[0].m_Revoked);
   EXPECT_THAT(Told(Revocation("77")), HasSubstr("Revoked the certificate of '" + serial + "'"));
   EXPECT_THAT(Told(Revocation("node")), HasSubstr("Revoked the certificate of 'node'"));
+}
+
+TEST_F(RegistrarNamesTest, ADotAtTheEndOfAHostIsNotKept) {
+  EXPECT_THAT(Told(Hosts({"UPPER.Example.", "one."})),
+              HasSubstr("is valid for UPPER.Example, one, farm.example"));
+  EXPECT_EQ(HostsOf(m_Store->LoadMaster().m_Server),
+            (std::vector<std::string>{"UPPER.Example", "one", "farm.example", "localhost", "127.0.0.1"}));
+  (void)Register(Hosts({}, {"farm.example."}));
+  EXPECT_EQ(m_Store->LoadMaster().m_Address, "UPPER.Example:9000");
 }
 
 TEST_F(RegistrarNamesTest, TellsOfManyOnlyTheFirst) {

@@ -126,7 +126,7 @@ TEST_F(RegistrarTest, NothingIsIssuedBeyondTheAuthoritysEnd) {
   ASSERT_TRUE(Register(Issue("node")));
   EXPECT_EQ(Named("node")[0].m_Expires, k_Begin + k_AuthorityDays * k_WholeDay);
   m_Now += 100 * k_WholeDay;
-  EXPECT_THAT(Told(Issue("late")), HasSubstr("refused: The authority ended on"));
+  EXPECT_THAT(Told(Issue("late")), HasSubstr("refused: Authority 1 ended on"));
 }
 
 TEST_F(RegistrarTest, RefusesWhatMakesNoSense) {
@@ -176,6 +176,33 @@ TEST_F(RegistrarTest, RevokesNothingThatARestoreCouldNotBeTold) {
       HasSubstr("refused: Nothing was revoked, since a restored backup could not be told: Cannot open"));
   EXPECT_FALSE(Named("node")[0].m_Revoked);
   EXPECT_EQ(ReadTextFile(RevokedFile(m_Folder.Name()).c_str()), "");
+}
+
+TEST_F(RegistrarTest, RevokesNothingWhereTheListForRestoresCannotBeUsed) {
+  (void)Register(Issue("node"));
+  const Path file = RevokedFile(m_Folder.Name());
+  WriteTextFile(file.c_str(), "junk\n");
+  const std::string told = Told(Revocation("node"));
+  EXPECT_THAT(told, HasSubstr("refused: Nothing was revoked, since a restored backup could not be told: "
+                              "Line 1 of '" +
+                              file.str().str() + "' is not"));
+  EXPECT_THAT(told, HasSubstr("move the file away and revoke again"));
+  EXPECT_FALSE(Named("node")[0].m_Revoked);
+  EXPECT_EQ(ReadTextFile(file.c_str()), "junk\n");
+}
+
+TEST_F(RegistrarTest, ARevocationCompletesTheListForRestores) {
+  const Path file = RevokedFile(m_Folder.Name());
+  for (const char* name : {"one", "two", "three"})
+    (void)Register(Issue(name));
+  EXPECT_TRUE(Register(Revocation("one")));
+  unlink(file.c_str());
+  EXPECT_TRUE(Register(Revocation("two")));
+  EXPECT_THAT(ReadTextFile(file.c_str()), HasSubstr(Named("one")[0].m_Serial + " one\n"));
+  EXPECT_THAT(ReadTextFile(file.c_str()), HasSubstr(Named("two")[0].m_Serial + " two\n"));
+  WriteTextFile(file.c_str(), "");
+  EXPECT_FALSE(Register(Revocation("two"))); // is revoked already
+  EXPECT_THAT(ReadTextFile(file.c_str()), HasSubstr(Named("one")[0].m_Serial + " one\n"));
 }
 
 TEST_F(RegistrarTest, ChangesTheHostsAndTheAddressThatFollowsThem) {
@@ -238,10 +265,13 @@ TEST_F(RegistrarTest, TheAuthorityIsRolledOver) {
 TEST_F(RegistrarTest, TheAuthoritysKeyMoves) {
   const std::string exported = ExportAuthority(m_Store->LoadMaster());
   MoveAuthorityMsg message;
-  EXPECT_THAT(Told(message), HasSubstr("is not here any more"));
+  EXPECT_EQ(Told(message),
+            "The key of authority 1 is not here any more: this Master issues and renews nothing");
   EXPECT_EQ(ExportAuthority(m_Store->LoadMaster()), "");
-  EXPECT_THAT(Told(Issue("node")), HasSubstr("refused: This Master does not hold the authority's key"));
-  EXPECT_THAT(Told(Hosts({"x"})), HasSubstr("refused: This Master does not hold the authority's key"));
+  EXPECT_THAT(Told(Issue("node")),
+              HasSubstr("refused: This Master does not hold the key of authority 1: ask"));
+  EXPECT_THAT(Told(Hosts({"x"})),
+              HasSubstr("refused: This Master does not hold the key of authority 1: ask"));
   m_Now += 700 * k_WholeDay;
   EXPECT_FALSE(IsRenewalDue(*m_Store, m_Now));
   message.m_Keys = MakeKey().m_Private;
@@ -251,9 +281,37 @@ TEST_F(RegistrarTest, TheAuthoritysKeyMoves) {
   message.m_Keys = "rubbish";
   EXPECT_THAT(Told(message), HasSubstr("refused: The file holds no private key"));
   message.m_Keys = exported;
-  EXPECT_THAT(Told(message), HasSubstr("is here: this Master issues"));
-  EXPECT_THAT(Told(message), HasSubstr("refused: The authority's key is here already"));
+  EXPECT_THAT(Told(message), HasSubstr("The key of authority 1 is here: this Master issues"));
+  EXPECT_THAT(Told(message), HasSubstr("refused: The key of authority 1 is here: this Master issues "
+                                       "certificates; the file holds no other key"));
   EXPECT_THAT(Told(Issue("node")), HasSubstr("Issued"));
+}
+
+TEST_F(RegistrarTest, TellsOfWhichAuthorityTheKeyIsHere) {
+  (void)Register(Issue("old"));
+  MoveAuthorityMsg import, forget;
+  import.m_Keys = ExportAuthority(m_Store->LoadMaster());
+  (void)Register(forget);
+  EXPECT_THAT(
+      Told(RenewAuthorityMsg()),
+      HasSubstr(". The key of authority 1 is not here: until it is imported, the Master's own "
+                "certificate, of authority 1 and valid until 2029-01-14, can neither be renewed nor"));
+  EXPECT_THAT(Told(Hosts({"x.example"})),
+              HasSubstr("refused: This Master does not hold the key of authority 1: ask"));
+  EXPECT_THAT(Told(Issue("new")), HasSubstr("Issued")) << "authority 2 signs";
+  MoveAuthorityMsg second;
+  second.m_Keys = ExportAuthority(m_Store->LoadMaster());
+  EXPECT_EQ(Told(forget),
+            "The key of authority 2 is not here any more: this Master issues and renews nothing");
+  EXPECT_EQ(Told(import),
+            "The key of authority 1 is here; that of authority 2, which signs, is not, so nothing "
+            "is issued");
+  EXPECT_THAT(Told(Issue("newer")),
+              HasSubstr("refused: This Master does not hold the key of authority 2: ask"));
+  EXPECT_EQ(Told(second), "The keys of authorities 1, 2 are here: this Master issues certificates");
+  (void)Register(forget);
+  EXPECT_EQ(Told(second), "The key of authority 2 is here; that of authority 1 is not: this Master issues "
+                          "certificates");
 }
 
 TEST_F(RegistrarTest, WarnsOnceAtEachThreshold) {

@@ -120,6 +120,31 @@ TEST_F(RestoreTest, WhatWasRevokedSinceStaysRevoked) {
   EXPECT_EQ(WhyNotServed(m_Folder / "third"), "");
 }
 
+TEST_F(RestoreTest, TheListForTheNextRestoreHoldsWhatTheBackupKnowsToBeRevoked) {
+  for (const char* serial : {"aa", "bb", "cc"})
+    SqliteStore(Data(), Database::Mode::k_ReadWrite).AddClient({serial, "node", Role::k_Component});
+  Backup({Data(), File("old")});
+  SetIn(SqliteStore::File(Data()), "UPDATE client SET revoked = 1767225600123 WHERE serial = 'aa'");
+  Backup({Data(), File()});
+  constexpr char k_Line[] = "2026-01-01T00:00:00.123Z aa node\n";
+  for (const bool isAccepted : {true, false}) {
+    const Path folder = m_Folder / (isAccepted ? "accepted" : "waiting");
+    Restore({folder, File(), {}, {}, isAccepted, {}});
+    EXPECT_EQ(ReadTextFile(RevokedFile(folder).c_str()), k_Line);
+  }
+  // Of one that waits the file is taken away meanwhile.
+  unlink(RevokedFile(m_Folder / "waiting").c_str());
+  AcceptRestored(m_Folder / "waiting", {});
+  EXPECT_EQ(ReadTextFile(RevokedFile(m_Folder / "waiting").c_str()), k_Line);
+
+  WriteTextFile(File("list").c_str(), "2026-01-01T00:00:00.124Z bb node\n");
+  Restore({m_Folder / "both", File(), {}, {}, false, File("list")});
+  EXPECT_EQ(ReadTextFile(RevokedFile(m_Folder / "both").c_str()),
+            std::string("2026-01-01T00:00:00.124Z bb node\n") + k_Line);
+  const Restored old = Restore({Other(), File("old"), {}, {}, false, RevokedFile(m_Folder / "both")});
+  EXPECT_EQ(old.m_Revoked.m_Newly, 2u);
+}
+
 TEST_F(RestoreTest, AListOfWhatWasRevokedThatCannotBeUsedRestoresNothing) {
   Backup({Data(), File()});
   const auto why = [&] {
@@ -175,6 +200,13 @@ TEST_F(RestoreTest, ThatIsOnlyLookedAtGetsNoRecord) {
   EXPECT_EQ(LastRecord(Other()), "");
 }
 
+TEST_F(RestoreTest, ADotAtTheEndOfAHostIsNotKept) {
+  Backup({Data(), File()});
+  Restore({Other(), File(), {}, {"new.example."}, true, {}});
+  EXPECT_EQ(HostsOf(Master(Other()).m_Server)[0], "new.example");
+  EXPECT_EQ(Master(Other()).m_Address, "new.example");
+}
+
 TEST_F(RestoreTest, NothingOfAMasterThatWasAcceptedIsMadeDifferent) {
   const auto request = Make<RestoreMsg>([](auto& restore) { restore.m_Name = "Second"; });
   EXPECT_THAT(WhyNot([&] { AskAlone(Data(), *request); }), HasSubstr("This Master was not restored"));
@@ -198,6 +230,11 @@ TEST_F(RestoreTest, OfAnEarlierLayoutIsBroughtToThisOneWhereSomethingIsMadeDiffe
     EXPECT_EQ(std::filesystem::exists(restored("moved ") + "/master.db.layout" + std::to_string(layout)),
               false);
     EXPECT_EQ(ReadTextFile(backup.c_str()), before);
+    const std::string why = WhyNotServed(restored("as it is "));
+    EXPECT_THAT(why, HasSubstr("Else run: brenic-master restore --accept --data-dir"));
+    EXPECT_THAT(why, HasSubstr("which brings its database, of an earlier layout, to the present one; then"));
+    EXPECT_THAT(WhyNot([&] { Master(restored("as it is ")); }),
+                HasSubstr("'brenic-master restore --accept' or '--revoked FILE' brings it to layout"));
     // Here the way back is there.
     testing::internal::CaptureStderr();
     AcceptRestored(restored("as it is "), {});

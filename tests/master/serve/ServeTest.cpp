@@ -55,6 +55,23 @@ TEST(Serve, KeepsACertificateThatIsNot) {
   EXPECT_EQ(certificate(), before);
 }
 
+TEST(Serve, CompletesTheListOfWhatIsRevoked) {
+  TestFarm farm;
+  const std::string file = farm.Data() + "/revoked";
+  SqliteStore(farm.Data(), Database::Mode::k_ReadWrite)
+      .AddClient({"ab", "node", Role::k_Component, 1, 1, 2, 1767225600123, {}});
+  farm.Serve();
+  EXPECT_EQ(ReadTextFile(file.c_str()), "2026-01-01T00:00:00.123Z ab node\n");
+  farm.Signal(SIGTERM);
+  EXPECT_EQ(farm.Wait(), 0);
+  // One that cannot be used keeps nobody from working.
+  WriteTextFile(file.c_str(), "junk\n");
+  farm.Serve();
+  EXPECT_EQ(ReadTextFile(file.c_str()), "junk\n");
+  farm.Signal(SIGTERM);
+  EXPECT_EQ(farm.Wait(), 0);
+}
+
 TEST(Serve, DoesNotMakeAnotherMasterWhereTheDatabaseIsLost) {
   const TestFarm farm;
   ASSERT_EQ(unlink((farm.Data() + "/master.db").c_str()), 0);
