@@ -172,4 +172,4 @@ class Keeping(FarmTest):
             ended = subprocess.run([BIN / "brenic-master", "serve", "--data-dir", self.farm.data, "--config",
                                     self.farm.config], capture_output=True, timeout=LONGEST)
             self.assertEqual(ended.returncode, 1)
-            self.assertOneLine(ended.stderr.decode(), "AuditKeep must be a number of days from 2 up, not '")
+            self.assertOneLine(ended.stderr.decode(), "AuditKeep must be a number of days from 2 to 36500, not '")
